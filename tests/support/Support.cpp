@@ -21,7 +21,8 @@ void CallExport(const std::filesystem::path& module, const char* name) {
 }
 
 void RunToEnd(std::wstring command) {
-    STARTUPINFOW startup{sizeof startup};
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};
     if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
         throw std::runtime_error("cannot start " + Narrow(command));

@@ -1,0 +1,17 @@
+# add_room(NAME [PATTERN...] USES LIBRARY...): the static library of one folder, made of the sources that match the
+# patterns (all of them where none is given). Libraries link downwards only, so a wrong arrow is a link error.
+function(add_room name)
+    cmake_parse_arguments(PARSE_ARGV 1 ROOM "" "" "USES")
+    set(patterns ${ROOM_UNPARSED_ARGUMENTS})
+    if(NOT patterns)
+        set(patterns *.cpp)
+    endif()
+    file(GLOB sources CONFIGURE_DEPENDS ${patterns})
+    if(sources)
+        add_library(${name} STATIC ${sources})
+        target_link_libraries(${name} PUBLIC ${ROOM_USES})
+    else()
+        add_library(${name} INTERFACE)
+        target_link_libraries(${name} INTERFACE ${ROOM_USES})
+    endif()
+endfunction()
