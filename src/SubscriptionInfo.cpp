@@ -1,0 +1,440 @@
+#include "src/SubscriptionInfo.h"
+
+#include "common/Logging.h"
+#include "common/XmlAccessor.h"
+#include "common/results.h"
+
+#include <objbase.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+
+namespace vorna {
+
+namespace {
+
+constexpr size_t LONGEST_ARCHIVE_ID = 256;
+constexpr size_t LONGEST_EXCERPT = 64;
+
+// A thread is joined once, however many documents it parses, and stays joined: the caller goes on to use components.
+void JoinMultithreadedApartment() {
+    APTTYPE type{};
+    APTTYPEQUALIFIER qualifier{};
+    HRESULT apartment = CoGetApartmentType(&type, &qualifier);
+    if (apartment == CO_E_NOTINITIALIZED || qualifier == APTTYPEQUALIFIER_IMPLICIT_MTA)
+        (void)CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+}
+
+// Garbage of any size is told without handing it to the parser.
+bool LooksLikeMarkup(std::wstring_view text) {
+    size_t first = text.find_first_not_of(L"\xFEFF \t\r\n");
+    return first != std::wstring_view::npos && text[first] == L'<';
+}
+
+// False where the value is absent or empty.
+bool ReadValue(XmlAccessor& document, std::wstring_view xpath, std::wstring& value) {
+    return document.QueryText(xpath, value) == S_OK && !value.empty();
+}
+
+// A value that must stand once: several nodes of the name would come back run together.
+bool ReadSingleValue(XmlAccessor& document, std::wstring_view xpath, std::wstring& value) {
+    std::wstring delimiter;
+    return ReadValue(document, xpath, value) &&
+           (document.GetDelimiter(delimiter) != S_OK || delimiter.empty() || value.find(delimiter) == value.npos);
+}
+
+// An element counts as present when it stands there, even without content.
+bool HasElement(XmlAccessor& document, std::wstring_view xpath) {
+    std::wstring markup;
+    return document.QueryMarkup(xpath, markup) == S_OK && !markup.empty();
+}
+
+// True where the value is absent, too: duration then keeps its default.
+bool ReadOptionalDuration(XmlAccessor& document, std::wstring_view xpath, Duration& duration) {
+    std::wstring value;
+    if (!ReadValue(document, xpath, value))
+        return true;
+    Duration parsed;
+    if (!ParseDuration(value, parsed))
+        return false;
+    duration = parsed;
+    return true;
+}
+
+// Digits only; false beyond the largest value allowed.
+bool ParseDigits(std::wstring_view text, std::uint32_t largest, std::uint32_t& value) {
+    if (text.empty())
+        return false;
+    std::uint64_t sum = 0;
+    for (wchar_t character : text) {
+        if (character < L'0' || character > L'9')
+            return false;
+        sum = sum * 10 + static_cast<std::uint64_t>(character - L'0');
+        if (sum > largest)
+            return false;
+    }
+    value = static_cast<std::uint32_t>(sum);
+    return true;
+}
+
+bool IsControl(wchar_t character) {
+    return character < 0x20 || (character >= 0x7F && character < 0xA0);
+}
+
+// The beginning of a value, fit for a message.
+std::wstring Excerpt(std::wstring_view value) {
+    size_t length = std::min(value.size(), LONGEST_EXCERPT);
+    if (length < value.size() && IS_HIGH_SURROGATE(value[length - 1]))
+        --length;
+    std::wstring excerpt(value.substr(0, length));
+    std::replace_if(excerpt.begin(), excerpt.end(), IsControl, L'?');
+    return excerpt;
+}
+
+// Why an archive ID cannot be kept; empty where it can. It becomes part of XPaths and of attributes as it is.
+std::wstring ArchiveIDFault(std::wstring_view id) {
+    if (id.size() > LONGEST_ARCHIVE_ID)
+        return L"Subscription Info Error : Invalid Archieve ID. It has " + std::to_wstring(id.size()) +
+               L" characters, more than 256, and begins: " + Excerpt(id);
+    for (wchar_t character : id) {
+        bool control = IsControl(character);
+        if (!control && std::wstring_view(L"\"'<>&\\/[]=").find(character) == std::wstring_view::npos)
+            continue;
+        wchar_t code[16];
+        std::swprintf(code, std::size(code), L"U+%04X", static_cast<unsigned>(character));
+        std::wstring named = control ? code : std::wstring(code) + L" (" + character + L")";
+        return L"Subscription Info Error : Invalid Archieve ID. The character " + named + L" is not allowed in: " +
+               Excerpt(id);
+    }
+    return {};
+}
+
+void ReadPayloadSource(XmlAccessor& document, const std::wstring& parent, DataSource& source) {
+    source.kind = DataSourceKind::EventPayload;
+    ReadValue(document, parent + L"/XPath", source.xpath);
+    ReadValue(document, parent + L"/TransformFile", source.transformFile);
+    ReadValue(document, parent + L"/XDMPrefixes", source.prefixes);
+}
+
+// Runs the work on each node that the path selects, as a document of its own. S_FALSE: there is none.
+template <typename Work>
+HRESULT ForEachNode(XmlAccessor& document, std::wstring_view xpath, Work&& work) {
+    std::wstring delimiter;
+    if (document.GetDelimiter(delimiter) != S_OK)
+        return E_FAIL;
+    std::wstring nodes;
+    HRESULT result = document.QueryMarkup(xpath, nodes);
+    if (result != S_OK)
+        return SUCCEEDED(result) ? S_FALSE : result;
+    XmlAccessor piece;
+    result = piece.Create();
+    for (const std::wstring& node : SplitAtDelimiter(nodes, delimiter)) {
+        if (result == S_OK)
+            result = piece.Load(node) == S_OK ? work(piece) : E_FAIL;
+        if (result != S_OK)
+            return FAILED(result) ? result : E_FAIL;
+    }
+    return S_OK;
+}
+
+} // namespace
+
+SubscriptionInfo::SubscriptionInfo(std::wstring_view text) {
+    try {
+        text_ = text;
+        Parse();
+    } catch (...) {
+        FailUnexpectedly();
+    }
+}
+
+void SubscriptionInfo::Parse() {
+    JoinMultithreadedApartment();
+    XmlAccessor document;
+    if (document.Create() != S_OK) {
+        Fail(RESULT_XML_MALFORMED, L"Create Instance of XMLSIMPLEACCESSOR failed");
+        return;
+    }
+    if (!LooksLikeMarkup(text_) || document.Load(text_) != S_OK) {
+        VORNA_LOG(LOG_TRACE, "SubscriptionInfo XML Load failed : Not in proper format");
+        Fail(RESULT_XML_MALFORMED, L"XML not properly formatted");
+        return;
+    }
+    SetCommonSubscriptionInfo(document);
+    if (status_ != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Failed to set subscription Info. SetCommonSubscriptionInfo returned error status.");
+        return;
+    }
+    std::wstring value;
+    if (ReadValue(document, L"/Archive/Timer", value)) {
+        eventType_ = EventType::Timer;
+        SetSchedulingInfo(document);
+    } else if (ReadValue(document, L"/Archive/KROEvent", value)) {
+        eventType_ = EventType::KROEvent;
+        SetKROEventInfo(document);
+    } else if (ReadValue(document, L"/Archive/XDMEvent", value)) {
+        eventType_ = EventType::XDMEvent;
+        SetXDMEventInfo(document);
+    } else {
+        Fail(RESULT_EVENT_TYPE, L"Invalid event type");
+    }
+}
+
+void SubscriptionInfo::SetCommonSubscriptionInfo(XmlAccessor& document) try {
+    VORNA_SCOPE_TRACE("SubscriptionInfo::SetCommonSubscriptionInfo");
+    if (!SetArchiveID(document))
+        return;
+    std::wstring value;
+    if (!ReadValue(document, L"/Archive/Collect", value)) {
+        Fail(RESULT_COLLECT, L"Subscription Info Error : Data Collect is mandatory field");
+        return;
+    }
+    if (value != L"ON" && value != L"OFF") {
+        VORNA_LOG(LOG_TRACE, "FAILED:Some  value other than \"On\" or \"Off\" is found");
+        Fail(RESULT_COLLECT,
+             L"Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found");
+        return;
+    }
+    collect_ = value == L"ON";
+    if (!ReadOptionalDuration(document, L"/Archive/Aging", aging_)) {
+        VORNA_LOG(LOG_TRACE, "FAILED:Invalid Aging duration found");
+        Fail(RESULT_AGING, L"Subscription Info Error: Invalid Aging duration found");
+        return;
+    }
+    if (!ReadOptionalDuration(document, L"/Archive/DataManagement/LifetimeBeforeRead", lifetimeBeforeRead_)) {
+        Fail(RESULT_LIFETIME_BEFORE_READ, L"Subscription Info Error: Invalid  duration for LifeTimeBefore Read");
+        return;
+    }
+    if (!ReadOptionalDuration(document, L"/Archive/DataManagement/LifetimeAfterRead", lifetimeAfterRead_)) {
+        Fail(RESULT_LIFETIME_AFTER_READ, L"Subscription Info Error: Invalid  duration for LifeTimeAfter Read");
+        return;
+    }
+    SetStorageSize(document);
+} catch (...) {
+    FailUnexpectedly();
+}
+
+bool SubscriptionInfo::SetArchiveID(XmlAccessor& document) {
+    std::wstring id;
+    if (!ReadValue(document, L"/Archive/@ID", id) || id.find_first_not_of(L' ') == id.npos) {
+        Fail(RESULT_ARCHIVE_ID, L"Subscription Info Error : Invalid Archieve ID");
+        return false;
+    }
+    if (std::wstring fault = ArchiveIDFault(id); !fault.empty()) {
+        Fail(RESULT_ARCHIVE_ID, fault);
+        return false;
+    }
+    archiveId_ = std::move(id);
+    return true;
+}
+
+bool SubscriptionInfo::SetStorageSize(XmlAccessor& document) {
+    std::wstring size;
+    if (!ReadValue(document, L"/Archive/DataManagement/MaxStorageSize", size))
+        return true;
+    std::wstring units;
+    if (!ReadValue(document, L"/Archive/DataManagement/MaxStorageSize/@Units", units) ||
+        (units != L"KB" && units != L"NUMFILES")) {
+        Fail(RESULT_STORAGE_UNITS, L"Subscription Info Error: Invalid  units for MaxStorageSize");
+        return false;
+    }
+    sizeInKilobytes_ = units == L"KB";
+    if (!ParseDigits(size, std::numeric_limits<std::uint32_t>::max(), maxStorageSize_)) {
+        Fail(RESULT_STORAGE_SIZE, L"Subscription Info Error: Invalid  value for MaxStorageSize");
+        return false;
+    }
+    return true;
+}
+
+void SubscriptionInfo::SetSchedulingInfo(XmlAccessor& document) try {
+    VORNA_SCOPE_TRACE("SubscriptionInfo::SetSchedulingInfo");
+    timerEvent_ = std::make_unique<TimerInfo>();
+    if (!ReadSingleValue(document, L"/Archive/Timer/XMLDataModel/XPath", timerEvent_->source.xpath)) {
+        Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid Timer Event XDM XPath");
+        return;
+    }
+    if (!ReadSingleValue(document, L"/Archive/Timer/XMLDataModel/XDMPrefixes", timerEvent_->source.prefixes)) {
+        Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid Timer Event XDM XDMPRefixes");
+        return;
+    }
+    std::wstring value;
+    if (!ReadValue(document, L"/Archive/Timer/Frequency", value)) {
+        Fail(RESULT_TIMER_FREQUENCY,
+             L"Subscription Info Error : No frequency present in subscription info for timer subscription");
+        return;
+    }
+    if (!ParseDuration(value, timerEvent_->frequency)) {
+        Fail(RESULT_TIMER_FREQUENCY, L"Subscription Info Error : Invalid notification frequency present in "
+                                     L"subscription info for timer subscription");
+        return;
+    }
+    if (ReadValue(document, L"/Archive/Timer/Retries", value)) {
+        std::uint32_t retries = 0;
+        if (!ParseDigits(value, std::numeric_limits<std::int32_t>::max(), retries)) {
+            Fail(RESULT_TIMER_RETRIES,
+                 L"Subscription Info Error : Invalid retry in subscription info for timer subscription");
+            return;
+        }
+        timerEvent_->retries = static_cast<std::int32_t>(retries);
+    }
+    timerEvent_->aging = aging_;
+} catch (...) {
+    FailUnexpectedly();
+}
+
+void SubscriptionInfo::SetKROEventInfo(XmlAccessor& document) try {
+    VORNA_SCOPE_TRACE("SubscriptionInfo::SetKROEventInfo");
+    kroEvent_ = std::make_unique<KROEventInfo>();
+    if (!ReadSingleValue(document, L"/Archive/KROEvent/Name", kroEvent_->name)) {
+        Fail(RESULT_KRO_NAME, L"Subscription Info Error : Invalid KRO Event name in subscription info for KRO Event");
+        return;
+    }
+    DataSource& source = kroEvent_->source;
+    if (HasElement(document, L"/Archive/KROEvent/XMLDataModel")) {
+        if (!ReadSingleValue(document, L"/Archive/KROEvent/XMLDataModel/XPath", source.xpath)) {
+            Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid KRO Event XDM Path");
+            return;
+        }
+        if (!ReadSingleValue(document, L"/Archive/KROEvent/XMLDataModel/XDMPrefixes", source.prefixes)) {
+            Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid KRO Event XDM XDMPRefixes");
+            return;
+        }
+    } else if (HasElement(document, L"/Archive/KROEvent/EventPayload")) {
+        ReadPayloadSource(document, L"/Archive/KROEvent/EventPayload", source);
+    } else {
+        Fail(RESULT_KRO_ARCHIVE_TYPE,
+             L"Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription");
+        return;
+    }
+    if (SetKROFilterList(document) != S_OK)
+        Fail(RESULT_KRO_FILTERS, L"Subscription Info Error : Invalid Filters Subscription Info Error : Invalid archive "
+                                 L"type in subscription info for KRO Event subscription");
+} catch (...) {
+    FailUnexpectedly();
+}
+
+HRESULT SubscriptionInfo::SetKROFilterList(XmlAccessor& document) {
+    VORNA_SCOPE_TRACE("SubscriptionInfo::SetKROFilterList");
+    HRESULT result = ForEachNode(document, L"/Archive/KROEvent/Filter/Property", [this](XmlAccessor& property) {
+        EventFilter filter;
+        ReadValue(property, L"//Property/@Name", filter.name);
+        ReadValue(property, L"//Property", filter.value);
+        kroEvent_->filters.push_back(std::move(filter));
+        return S_OK;
+    });
+    return SUCCEEDED(result) ? S_OK : RESULT_KRO_FILTERS;
+}
+
+void SubscriptionInfo::SetXDMEventInfo(XmlAccessor& document) try {
+    VORNA_SCOPE_TRACE("SubscriptionInfo::SetXDMEventInfo");
+    xdmEvent_ = std::make_unique<XDMEventInfo>();
+    xdmEvent_->duration = aging_;
+    if (HRESULT result = SetXDMEventsList(document); result != S_OK) {
+        Fail(result, L"Subscription Info Error: Invalid Events specified in XDM event subscription");
+        return;
+    }
+    DataSource& source = xdmEvent_->source;
+    if (HasElement(document, L"/Archive/XDMEvent/XMLDataModel")) {
+        if (!ReadSingleValue(document, L"/Archive/XDMEvent/XMLDataModel/XPath", source.xpath)) {
+            Fail(RESULT_XDM_XPATH, L"Subscription Info Error: Invalid XDM path specified in XDM event subscription");
+            return;
+        }
+        if (!ReadSingleValue(document, L"/Archive/XDMEvent/XMLDataModel/XDMPrefixes", source.prefixes))
+            Fail(RESULT_XDM_PREFIXES,
+                 L"Subscription Info Error: Invalid XDM Prefixes specified in XDM event subscription");
+    } else if (HasElement(document, L"/Archive/XDMEvent/EventPayload")) {
+        ReadPayloadSource(document, L"/Archive/XDMEvent/EventPayload", source);
+    } else {
+        Fail(RESULT_XDM_PAYLOAD, L"Subscription Info Error: Invalid Event Payload specified in XDM event subscription");
+    }
+} catch (...) {
+    FailUnexpectedly();
+}
+
+// 0x8000013E: there is no list to read; 0x8000013F: an event does not say what to watch.
+HRESULT SubscriptionInfo::SetXDMEventsList(XmlAccessor& document) try {
+    VORNA_SCOPE_TRACE("SubscriptionInfo::SetXDMEventsList");
+    HRESULT result = ForEachNode(document, L"/Archive/XDMEvent/Event", [this](XmlAccessor& node) {
+        DataModelEvent event;
+        if (!ReadSingleValue(node, L"//Event/XPath", event.xpath))
+            return RESULT_XDM_EVENT_XPATH;
+        ReadValue(node, L"//Event/Trigger", event.trigger);
+        ReadValue(node, L"//Event/Reset", event.reset);
+        xdmEvent_->events.push_back(std::move(event));
+        return S_OK;
+    });
+    return result == S_OK || result == RESULT_XDM_EVENT_XPATH ? result : RESULT_XDM_EVENTS;
+} catch (...) {
+    return E_FAIL;
+}
+
+void SubscriptionInfo::SetClientCookie(std::wstring_view cookie) {
+    clientCookie_ = cookie;
+    if (timerEvent_)
+        timerEvent_->clientCookie = clientCookie_;
+    if (kroEvent_)
+        kroEvent_->clientCookie = clientCookie_;
+    if (xdmEvent_)
+        xdmEvent_->clientCookie = clientCookie_;
+}
+
+HRESULT SubscriptionInfo::SetAging() {
+    return SetAging(Duration(aging_));
+}
+
+HRESULT SubscriptionInfo::SetAging(const Duration& aging) try {
+    VORNA_SCOPE_TRACE("SubscriptionInfo::SetAging");
+    std::wstring text;
+    if (HRESULT result = WriteAging(aging, text); result != S_OK)
+        return result;
+    text_ = std::move(text);
+    aging_ = aging;
+    if (timerEvent_)
+        timerEvent_->aging = aging;
+    if (xdmEvent_)
+        xdmEvent_->duration = aging;
+    return S_OK;
+} catch (...) {
+    return FailUnexpectedly();
+}
+
+HRESULT SubscriptionInfo::WriteAging(const Duration& aging, std::wstring& text) {
+    JoinMultithreadedApartment();
+    XmlAccessor document;
+    if (document.Create() != S_OK)
+        return Fail(RESULT_XML_MALFORMED, L"Create Instance of XMLSIMPLEACCESSOR failed");
+    if (document.Load(text_) != S_OK)
+        return Fail(RESULT_XML_MALFORMED, L"Failed to load subscription string:" + text_);
+    // An aging of all zeros has no text, but an empty element would read as the default of a year: it is spelled out.
+    std::wstring duration = aging.IsZero() ? L"P0Y0M0DT0H0M0S" : FormatDuration(aging);
+    std::wstring markup = L"<Aging>" + duration + L"</Aging>";
+    HRESULT result = HasElement(document, L"/Archive/Aging")
+                         ? document.Set(L"/Archive/Aging", markup, XmlChange::Replace)
+                         : document.Set(L"/Archive", markup, XmlChange::Append);
+    if (result != S_OK)
+        return Fail(RESULT_XML_MALFORMED, L"Failed to set aging to subscription string");
+    if (document.QueryMarkup(L"/Archive", text) != S_OK)
+        return Fail(RESULT_XML_MALFORMED, L"Failed to get modified subscription info to subscription string");
+    return S_OK;
+}
+
+HRESULT SubscriptionInfo::Fail(HRESULT status, std::wstring_view errorText) {
+    status_ = status;
+    errorText_ = errorText;
+    return status;
+}
+
+HRESULT SubscriptionInfo::FailUnexpectedly() noexcept {
+    VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
+    status_ = E_FAIL;
+    try {
+        errorText_ = L"Unknown Exception Occured";
+    } catch (...) {
+        // No memory for the text: the status alone has to do.
+        errorText_.clear();
+    }
+    return E_FAIL;
+}
+
+} // namespace vorna

@@ -1,0 +1,29 @@
+#include "src/TimerInfo.h"
+
+#include "common/Logging.h"
+#include "common/platformservices.h"
+
+namespace vorna {
+
+std::wstring TimerInfo::ToXML() const {
+    VORNA_SCOPE_TRACE("TimerInfo::ToXML");
+    try {
+        SYSTEMTIME start = AddDuration(LocalNow(), frequency);
+        std::optional<AgingEntry> end;
+        if (!aging.IsZero()) {
+            end.emplace();
+            end->end = AddDuration(LocalNow(), aging);
+        }
+        NotificationInfo notified = notification;
+        NotifyEntry& entry = notified.entries.emplace_back();
+        entry.client = MakeClientText(PROGID_VORNA);
+        entry.parameter = clientCookie;
+        entry.retryAttempts = retries;
+        return BuildScheduleInfo(frequency, start, end, notified).value_or(std::wstring());
+    } catch (...) {
+        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
+        return {};
+    }
+}
+
+} // namespace vorna

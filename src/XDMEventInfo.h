@@ -1,0 +1,30 @@
+// A subscription to changes in a data model, watched by event access.
+#pragma once
+
+#include "common/DateTime.h"
+#include "src/DataSource.h"
+
+#include <string>
+#include <vector>
+
+namespace vorna {
+
+// What to watch; trigger and reset may be empty.
+struct DataModelEvent {
+    std::wstring xpath;
+    std::wstring trigger;
+    std::wstring reset;
+
+    bool operator==(const DataModelEvent&) const = default;
+};
+
+struct XDMEventInfo {
+    // In document order, never empty after a successful parse.
+    std::vector<DataModelEvent> events;
+    DataSource source;
+    // The subscription's aging.
+    Duration duration;
+    std::wstring clientCookie;
+};
+
+} // namespace vorna
