@@ -46,6 +46,10 @@ class CPWStringBuffer {
     std::uint32_t Offset() const { return mOffset; }
 
   private:
+    void Swap(CPWStringBuffer& other) noexcept;
+    // Ends the text after the given number of characters.
+    void Finish(std::uint32_t length);
+
     wchar_t* mBuffer = nullptr;
     std::uint32_t mCapacity = 0;
     mutable std::uint32_t mLength = 0;

@@ -20,7 +20,9 @@ enum log_level : unsigned {
 // The configured level; 0 when logging is off. Written only by the functions below.
 extern volatile unsigned char logging_level;
 
-inline bool LogEnabled(unsigned level) { return level <= logging_level; }
+inline bool LogEnabled(unsigned level) {
+    return level <= logging_level;
+}
 
 // Reads the configuration and opens the target; counts one user. Later calls only count. Returns the configured level.
 unsigned StartLogging(const char* programId);
@@ -41,6 +43,8 @@ class ScopeTrace {
     ScopeTrace& operator=(const ScopeTrace&) = delete;
 
   private:
+    void MakeGuid();
+
     const char* function_;
     const char* file_;
     wchar_t guid_[256];
@@ -55,4 +59,4 @@ class ScopeTrace {
             ::vorna::LogMessage(level, __VA_ARGS__);                                                                   \
     } while (false)
 
-#define VORNA_SCOPE_TRACE(function) const ::vorna::ScopeTrace vorna_scope_trace_(function, __LINE__, __FILE__)
+#define VORNA_SCOPE_TRACE(function) const ::vorna::ScopeTrace vorna_scope_trace_(function, __LINE__, __FILE_NAME__)

@@ -1,0 +1,38 @@
+// What the registry says about logging.
+#pragma once
+
+#include <windows.h>
+
+namespace vorna {
+
+// Where lines go. The numbers are those of the running state, so that a later start can be compared with it.
+enum log_mode : unsigned {
+    LOG_MODE_OFF = 0,
+    LOG_MODE_CONSOLE = 1,
+    LOG_MODE_DEBUGGER = 2,
+    LOG_MODE_FILE = 4,
+    LOG_MODE_LIMITED_FILE = 8,
+};
+
+inline bool IsFileMode(unsigned mode) {
+    return mode == LOG_MODE_FILE || mode == LOG_MODE_LIMITED_FILE;
+}
+
+struct LogConfiguration {
+    // The longest configured value, without its terminating zero.
+    static constexpr DWORD MAX_VALUE = 260;
+
+    unsigned mode = LOG_MODE_OFF;
+    unsigned char level = 0;
+    DWORD kilobytes = 0;
+    char path[MAX_VALUE + 1] = {};
+
+    // Splits "console,<level>", "debug,<level>", "file,<path>,<level>" or "file,<path>,<kilobytes>,<level>". Anything
+    // else leaves the mode off.
+    void Parse(const char* value);
+
+    // Finds and splits the value for the program. False where there is none.
+    bool Read(const char* programId);
+};
+
+} // namespace vorna

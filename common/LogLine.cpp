@@ -1,0 +1,158 @@
+#include "common/LogLine.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+namespace vorna {
+
+namespace {
+
+// The longest format that is used whole is one character shorter.
+constexpr size_t FORMAT_LIMIT = 512;
+constexpr size_t WORKING_SIZE = 640;
+
+// A format under construction; what does not fit is left out.
+class WorkingFormat {
+  public:
+    // Two zeros at the end, for a printf that steps over the first one after a lone "%".
+    WorkingFormat() { text_[0] = text_[1] = '\0'; }
+
+    const char* c_str() const { return text_; }
+
+    void Add(std::string_view part) { Put(part.substr(0, Room())); }
+    // All of the part or nothing of it; false where it does not fit.
+    bool AddWhole(std::string_view part) {
+        if (part.size() > Room())
+            return false;
+        Put(part);
+        return true;
+    }
+    void Add(unsigned long number) {
+        char digits[16];
+        Add({digits, static_cast<size_t>(std::to_chars(digits, std::end(digits), number).ptr - digits)});
+    }
+
+  private:
+    size_t Room() const { return WORKING_SIZE - 2 - length_; }
+    void Put(std::string_view part) {
+        std::memcpy(text_ + length_, part.data(), part.size());
+        length_ += part.size();
+        text_[length_] = text_[length_ + 1] = '\0';
+    }
+
+    char text_[WORKING_SIZE];
+    size_t length_ = 0;
+};
+
+void AddDate(WorkingFormat& working, unsigned level) {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    char text[32];
+    if (GetDateFormatA(LOCALE_SYSTEM_DEFAULT, 0, &now, "M'/'d'/'yy", text, sizeof text))
+        working.Add(text);
+    working.Add("-");
+    if (GetTimeFormatA(LOCALE_SYSTEM_DEFAULT, 0, &now, "HH':'mm':'ss", text, sizeof text))
+        working.Add(text);
+    working.Add(",[");
+    working.Add(GetCurrentProcessId());
+    working.Add(":");
+    working.Add(GetCurrentThreadId());
+    working.Add("/");
+    working.Add(static_cast<unsigned long>(level));
+    working.Add("] ");
+}
+
+bool IsStringConversion(std::string_view format, size_t percent) {
+    return percent + 1 < format.size() && (format[percent + 1] == 's' || format[percent + 1] == 'S');
+}
+
+// Every "%" directly followed by "s" or "S".
+size_t CountStrings(std::string_view format) {
+    size_t count = 0;
+    for (size_t at = format.find('%'); at != format.npos; at = format.find('%', at + 1))
+        count += IsStringConversion(format, at);
+    return count;
+}
+
+// The format without a conversion that a cut has left incomplete at its end.
+std::string_view WithoutIncompleteConversion(std::string_view format) {
+    for (size_t at = format.find('%'); at != format.npos; at = format.find('%', at)) {
+        size_t end = format.find_first_not_of("+-# 0123456789.*hlLIwFN", at + 1);
+        if (end == format.npos)
+            return format.substr(0, at);
+        at = end + 1;
+    }
+    return format;
+}
+
+// Limits each string conversion, so that the strings together leave room in the line for the rest.
+void AddWithPrecision(WorkingFormat& working, std::string_view format, size_t precision) {
+    char limited[16] = "%.";
+    char* end = std::to_chars(limited + 2, std::end(limited) - 1, precision).ptr;
+    while (!format.empty()) {
+        const size_t percent = format.find('%');
+        if (percent != 0) {
+            const size_t plain = std::min(percent, format.size());
+            working.Add(format.substr(0, plain));
+            format.remove_prefix(plain);
+        } else {
+            const size_t pair = std::min<size_t>(2, format.size());
+            std::string_view piece = format.substr(0, pair);
+            if (IsStringConversion(format, 0)) {
+                *end = format[1];
+                piece = {limited, static_cast<size_t>(end + 1 - limited)};
+            }
+            // A conversion that is cut in the middle would be another conversion.
+            if (!working.AddWhole(piece))
+                return;
+            format.remove_prefix(pair);
+        }
+    }
+}
+
+void AddMessage(WorkingFormat& working, std::string_view format) {
+    const bool has_string = format.find("%s") != format.npos || format.find("%S") != format.npos;
+    const size_t strings = has_string ? CountStrings(format.substr(0, FORMAT_LIMIT)) : 0;
+    if (format.size() >= FORMAT_LIMIT) {
+        working.Add("WARNING!!! LogMessage() format string > 512 chars:");
+        format = format.substr(0, FORMAT_LIMIT - 1);
+    }
+    const size_t length = format.size();
+    if (length == FORMAT_LIMIT - 1)
+        format = WithoutIncompleteConversion(format);
+    if (strings > 0)
+        AddWithPrecision(working, format, (2 * (FORMAT_LIMIT - strings) - length) / strings);
+    else
+        working.Add(format);
+}
+
+} // namespace
+
+size_t FormatLogLine(char (&line)[LOG_LINE_SIZE], const char* head, bool dated, unsigned level, const char* format,
+                     va_list arguments) {
+    WorkingFormat working;
+    if (dated)
+        AddDate(working, level);
+    working.Add(head);
+    AddMessage(working, format ? format : "");
+
+    // Room stays for the line end and a terminating zero. -1 stands for a text that was cut as well as for one that
+    // stops at a character the code page lacks; the zeros tell how much there is.
+    constexpr size_t room = LOG_LINE_SIZE - 3;
+    std::memset(line, 0, sizeof line);
+    const int written = _vsnprintf(line, room, working.c_str(), arguments);
+    size_t length = written >= 0 ? static_cast<size_t>(written) : strnlen(line, room);
+    if (length == 0 || line[length - 1] != '\n') {
+        line[length++] = '\r';
+        line[length++] = '\n';
+    }
+    line[length] = '\0';
+    return length;
+}
+
+} // namespace vorna
