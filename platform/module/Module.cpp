@@ -1,0 +1,70 @@
+// Entry points of QXKeldan.dll: the in-process half of the platform.
+#include "QXKeldan.h"
+#include "common/com_server.h"
+#include "platform/module/Registration.h"
+
+#include <exception>
+#include <vector>
+
+namespace {
+
+// The classes of this module.
+const std::vector<keldan::server_class> classes = {};
+
+HRESULT UnregisterAll(const std::wstring& path) {
+    HRESULT result = keldan::UnregisterTypeLibrary(path);
+    for (const auto& entry : classes) {
+        const HRESULT one = keldan::UnregisterServerClass(entry);
+        if (SUCCEEDED(result))
+            result = one;
+    }
+    return result;
+}
+
+HRESULT RegisterAll(const std::wstring& path) {
+    HRESULT result = keldan::RegisterTypeLibrary(path);
+    for (const auto& entry : classes) {
+        if (FAILED(result))
+            break;
+        result = keldan::RegisterServerClass(entry, keldan::ServerKind::InProcess, path);
+    }
+    return result;
+}
+
+} // namespace
+
+BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
+    if (reason == DLL_PROCESS_ATTACH)
+        DisableThreadLibraryCalls(module);
+    return TRUE;
+}
+
+STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
+    if (!object)
+        return E_POINTER;
+    *object = nullptr;
+    for (const auto& entry : classes)
+        if (entry.clsid == clsid)
+            return entry.getClassFactory(iid, object);
+    return CLASS_E_CLASSNOTAVAILABLE;
+}
+
+STDAPI DllCanUnloadNow() {
+    return vorna::module_uses == 0 ? S_OK : S_FALSE;
+}
+
+STDAPI DllRegisterServer() {
+    try {
+        return RegisterAll(vorna::this_module_path());
+    } catch (const std::exception&) {
+        return E_OUTOFMEMORY;
+    }
+}
+
+STDAPI DllUnregisterServer() {
+    try {
+        return UnregisterAll(vorna::this_module_path());
+    } catch (const std::exception&) {
+        return E_OUTOFMEMORY;
+    }
+}
