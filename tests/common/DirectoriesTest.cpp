@@ -1,0 +1,246 @@
+#include "common/VornaCommon.h"
+#include "common/scope_exit.h"
+#include "common/unique_any.h"
+#include "support/Support.h"
+
+#include <windows.h>
+
+#include <aclapi.h>
+
+#include <fstream>
+
+namespace {
+
+using namespace std::string_literals;
+using std::filesystem::exists;
+using std::filesystem::path;
+
+std::string Ansi(const path& folder) {
+    std::string text(1024, '\0');
+    text.resize(WideCharToMultiByte(CP_ACP, 0, folder.c_str(), -1, text.data(), 1024, nullptr, nullptr) - 1);
+    return text;
+}
+
+bool IsWine() {
+    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+}
+
+void WriteFileIn(const path& file, DWORD attributes = FILE_ATTRIBUTE_NORMAL) {
+    std::ofstream(file) << "x";
+    ASSERT_TRUE(SetFileAttributesW(file.c_str(), attributes));
+}
+
+TEST(CreateDirectories, TakesAndRefusesPathsByTheirPieces) {
+    struct {
+        std::string below;
+        int result;
+        const wchar_t* made; // null: nothing at all
+    } const cases[] = {
+        {"\\plain", 1, L"plain"},
+        {"\\x\\y\\z", 1, L"x\\y\\z"},
+        {"\\trailing\\", 1, L"trailing"},
+        {"\\\\doubled\\\\inner\\\\", 1, L"doubled\\inner"},
+        {"\\a.b", 1, L"a.b"},
+        {"\\urn;schemas&x (1)", 1, L"urn;schemas&x (1)"},
+        {"\\outer\\.hidden", 0, L"outer"},
+        {"\\name.", 0, nullptr},
+        {"\\x,y", 0, nullptr},
+        {"\\..\\escaped", 0, nullptr},
+        {"\\.", 0, nullptr},
+        {"\\blank ", 0, nullptr},
+        {"\\a/b", 0, nullptr},
+        {"\\stream:x", 0, nullptr},
+        {"\\C:", 0, nullptr},
+        {"\\a*", 0, nullptr},
+        {"\\a?", 0, nullptr},
+        {"\\a\"b", 0, nullptr},
+        {"\\a<b", 0, nullptr},
+        {"\\a>b", 0, nullptr},
+        {"\\a|b", 0, nullptr},
+        {"\\a\tb", 0, nullptr},
+        {"\\"s + std::string(512, 'a'), 0, nullptr},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.below);
+        support::TestFolder folder;
+        EXPECT_EQ(c.result, VORNAUTILITY::CreateDirectories((Ansi(folder.path()) + c.below).c_str()));
+        if (c.made)
+            EXPECT_TRUE(is_directory(folder.path() / c.made));
+        else
+            EXPECT_TRUE(is_empty(folder.path()));
+    }
+}
+
+TEST(CreateDirectories, RefusesWhatIsNoFullPathOfADrive) {
+    for (const char* bad :
+         {"", "\\", "\\\\\\", "relative\\x", "\\\\server\\share\\x", "\\\\?\\UNC\\server\\share", "1:\\x"})
+        EXPECT_EQ(0, VORNAUTILITY::CreateDirectories(bad)) << bad;
+    EXPECT_EQ(0, VORNAUTILITY::CreateDirectories(nullptr));
+}
+
+TEST(CreateDirectories, AcceptsWhatExistsAndTheLongForm) {
+    support::TestFolder folder;
+    const std::string inner = Ansi(folder.path() / L"inner");
+    EXPECT_EQ(1, VORNAUTILITY::CreateDirectories(inner.c_str()));
+    EXPECT_EQ(1, VORNAUTILITY::CreateDirectories(inner.c_str()));
+    EXPECT_EQ(1, VORNAUTILITY::CreateDirectories(("\\\\?\\" + inner + "\\more").c_str()));
+    EXPECT_TRUE(exists(folder.path() / L"inner\\more"));
+
+    WriteFileIn(folder.path() / L"file");
+    EXPECT_EQ(0, VORNAUTILITY::CreateDirectories(Ansi(folder.path() / L"file").c_str()));
+}
+
+TEST(CreateDirectories, OpensTheDirectoryToEveryone) {
+    support::TestFolder folder;
+    const path made = folder.path() / L"open";
+    ASSERT_TRUE(VORNAUTILITY::SCCreateDirectory(Ansi(made).c_str()));
+
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    ASSERT_EQ(static_cast<DWORD>(ERROR_SUCCESS),
+              GetNamedSecurityInfoW(const_cast<LPWSTR>(made.c_str()), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                                    nullptr, nullptr, &list, nullptr, &descriptor));
+    vorna::unique_local_memory owner(descriptor);
+    ASSERT_NE(nullptr, list);
+    BYTE world[SECURITY_MAX_SID_SIZE];
+    DWORD size = sizeof world;
+    ASSERT_TRUE(CreateWellKnownSid(WinWorldSid, nullptr, world, &size));
+    ACCESS_MASK granted = 0;
+    for (DWORD i = 0; i < list->AceCount; ++i) {
+        void* entry = nullptr;
+        ASSERT_TRUE(GetAce(list, i, &entry));
+        auto* allowed = static_cast<ACCESS_ALLOWED_ACE*>(entry);
+        if (allowed->Header.AceType == ACCESS_ALLOWED_ACE_TYPE && EqualSid(&allowed->SidStart, world))
+            granted |= allowed->Mask;
+    }
+    const bool open = (granted & GENERIC_ALL) || (granted & FILE_ALL_ACCESS) == FILE_ALL_ACCESS;
+    if (!open && IsWine())
+        GTEST_SKIP() << "the host's file mode mask takes rights away";
+    EXPECT_TRUE(open) << std::hex << granted;
+}
+
+TEST(DeleteDirectory, RemovesATreeWithReadOnlyFiles) {
+    support::TestFolder folder;
+    const path tree = folder.path() / L"tree";
+    create_directories(tree / L"one" / L"two");
+    WriteFileIn(tree / L"top", FILE_ATTRIBUTE_READONLY);
+    WriteFileIn(tree / L"one" / L"two" / L"deep", FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
+    WriteFileIn(tree / L"one" / L"plain");
+    EXPECT_TRUE(VORNAUTILITY::DeleteDirectory(Ansi(tree).c_str(), true));
+    EXPECT_FALSE(exists(tree));
+}
+
+TEST(DeleteDirectory, RemovesWhatCreateDirectoriesMadeHoweverDeep) {
+    support::TestFolder folder;
+    std::string deep = Ansi(folder.path() / L"tree");
+    while (deep.size() < 480)
+        deep += "\\piece-of-a-path";
+    ASSERT_EQ(1, VORNAUTILITY::CreateDirectories(deep.c_str()));
+    EXPECT_TRUE(VORNAUTILITY::DeleteDirectory(Ansi(folder.path() / L"tree").c_str(), true));
+    EXPECT_TRUE(is_empty(folder.path()));
+}
+
+TEST(DeleteDirectory, StopsAtASubdirectoryWithoutRecurse) {
+    support::TestFolder folder;
+    create_directories(folder.path() / L"tree" / L"one");
+    create_directories(folder.path() / L"flat");
+    WriteFileIn(folder.path() / L"flat" / L"file");
+    EXPECT_FALSE(VORNAUTILITY::DeleteDirectory(Ansi(folder.path() / L"tree").c_str(), false));
+    EXPECT_TRUE(exists(folder.path() / L"tree" / L"one"));
+    EXPECT_TRUE(VORNAUTILITY::DeleteDirectory(Ansi(folder.path() / L"flat").c_str(), false));
+    EXPECT_FALSE(exists(folder.path() / L"flat"));
+}
+
+TEST(DeleteDirectory, StopsAtAFileInUse) {
+    support::TestFolder folder;
+    create_directories(folder.path() / L"tree");
+    const path file = folder.path() / L"tree" / L"file";
+    vorna::unique_file held(CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
+    ASSERT_TRUE(held);
+    EXPECT_FALSE(VORNAUTILITY::DeleteDirectory(Ansi(folder.path() / L"tree").c_str(), true));
+    EXPECT_TRUE(exists(file));
+}
+
+TEST(DeleteDirectory, RefusesRootsDetoursAndWhatIsNotThere) {
+    support::TestFolder folder;
+    create_directories(folder.path() / L"kept");
+    create_directories(folder.path() / L"other");
+    const std::string base = Ansi(folder.path());
+    EXPECT_FALSE(VORNAUTILITY::DeleteDirectory((base + "\\missing").c_str(), true));
+    EXPECT_FALSE(VORNAUTILITY::DeleteDirectory((base + "\\other\\..\\kept").c_str(), true));
+    EXPECT_TRUE(exists(folder.path() / L"kept"));
+    for (const char* bad : {"", "C:", "C:\\", "\\\\?\\C:\\", "relative"})
+        EXPECT_FALSE(VORNAUTILITY::DeleteDirectory(bad, true)) << bad;
+    EXPECT_FALSE(VORNAUTILITY::DeleteDirectory(nullptr, true));
+}
+
+// A link to a directory. Wine makes none itself, so its host is asked; false where neither can.
+bool MakeLink(const path& link, const path& target) {
+    if (CreateSymbolicLinkW(link.c_str(), target.c_str(), SYMBOLIC_LINK_FLAG_DIRECTORY) &&
+        GetFileAttributesW(link.c_str()) != INVALID_FILE_ATTRIBUTES)
+        return true;
+    using UnixName = char*(CDECL*)(LPCWSTR);
+    const auto unixName = reinterpret_cast<UnixName>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
+    if (!unixName)
+        return false;
+    char* unixTarget = unixName(target.c_str());
+    char* unixFolder = unixName(link.parent_path().c_str());
+    const vorna::scope_exit release([&] {
+        HeapFree(GetProcessHeap(), 0, unixTarget);
+        HeapFree(GetProcessHeap(), 0, unixFolder);
+    });
+    if (!unixTarget || !unixFolder)
+        return false;
+    std::string command =
+        "\"Z:\\bin\\ln\" -s \""s + unixTarget + "\" \"" + unixFolder + "/" + link.filename().string() + "\"";
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
+        return false;
+    vorna::unique_handle handle(process.hProcess);
+    vorna::unique_handle thread(process.hThread);
+    // A program of the host has no handle to wait for.
+    for (int i = 0; i < 500 && GetFileAttributesW(link.c_str()) == INVALID_FILE_ATTRIBUTES; ++i)
+        Sleep(10);
+    return GetFileAttributesW(link.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+TEST(DeleteDirectory, NeverFollowsALinkOutOfTheTree) {
+    support::TestFolder folder;
+    const path outside = folder.path() / L"outside";
+    const path tree = folder.path() / L"tree";
+    create_directories(outside / L"empty");
+    create_directories(tree / L"inner");
+    WriteFileIn(outside / L"kept");
+    if (!MakeLink(tree / L"inner" / L"link", outside) || !MakeLink(tree / L"another", outside / L"empty"))
+        GTEST_SKIP() << "no links here";
+    // Where the system cannot open the link itself, the deletion fails instead of following it.
+    const bool deleted = VORNAUTILITY::DeleteDirectory(Ansi(tree).c_str(), true);
+    EXPECT_EQ(deleted, !exists(tree));
+    EXPECT_TRUE(deleted || IsWine());
+    EXPECT_TRUE(exists(outside / L"kept"));
+    EXPECT_TRUE(exists(outside / L"empty"));
+}
+
+TEST(DeleteDirectory, RemovesALinkThatItIsGivenAndNotItsTarget) {
+    support::TestFolder folder;
+    const path outside = folder.path() / L"outside";
+    create_directories(outside);
+    WriteFileIn(outside / L"kept");
+    if (!MakeLink(folder.path() / L"link", outside))
+        GTEST_SKIP() << "no links here";
+    VORNAUTILITY::DeleteDirectory(Ansi(folder.path() / L"link").c_str(), true);
+    EXPECT_TRUE(exists(outside / L"kept"));
+}
+
+TEST(IsDots, KnowsTheTwoNamesOnly) {
+    EXPECT_TRUE(VORNAUTILITY::IsDots("."));
+    EXPECT_TRUE(VORNAUTILITY::IsDots(".."));
+    for (const char* other : {"", "...", ".a", "a."})
+        EXPECT_FALSE(VORNAUTILITY::IsDots(other)) << other;
+    EXPECT_FALSE(VORNAUTILITY::IsDots(nullptr));
+}
+
+} // namespace
