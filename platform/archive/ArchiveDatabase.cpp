@@ -1,0 +1,142 @@
+#include "platform/archive/ArchiveDatabase.h"
+
+#include "common/results.h"
+#include "platform/archive/ArchiveResult.h"
+
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+
+namespace keldan {
+
+namespace {
+
+constexpr LONGLONG page_size = 4096;
+
+// A database's name serves SQLite to tell the open ones apart; where the pages go is the file layer's business.
+std::array<char, 32> NextName() {
+    static std::atomic<unsigned> opened{0};
+    std::array<char, 32> name;
+    sqlite3_snprintf(static_cast<int>(name.size()), name.data(), "archive-%u", ++opened);
+    return name;
+}
+
+int SetKey(sqlite3* database, const ArchiveKeys& keys) {
+    constexpr std::string_view prefix = "raw:";
+    std::array<BYTE, prefix.size() + sizeof keys.pages> text;
+    std::memcpy(text.data(), prefix.data(), prefix.size());
+    std::memcpy(text.data() + prefix.size(), keys.pages.data(), keys.pages.size());
+    int code = sqlite3_key(database, text.data(), static_cast<int>(text.size()));
+    SecureZeroMemory(text.data(), text.size());
+    return code;
+}
+
+} // namespace
+
+HRESULT ArchiveDatabase::Open() {
+    const char* files = ArchiveVfsName();
+    if (!files)
+        return E_OUTOFMEMORY;
+    int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE |
+                (file_.writable() ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
+                (file_.created() ? SQLITE_OPEN_CREATE : 0);
+    int code = sqlite3_open_v2(NextName().data(), database_.put(), flags, files);
+    if (code == SQLITE_OK)
+        code = SetKey(database_.get(), file_.keys());
+    if (code != SQLITE_OK)
+        return Result(code);
+    if (!file_.created())
+        return CheckSize();
+    // Nobody knows of the file yet, and it is put on disk as a whole before anybody does.
+    return Execute("PRAGMA page_size=4096; PRAGMA auto_vacuum=FULL; PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF;"
+                   "CREATE TABLE streams(id INTEGER PRIMARY KEY, name BLOB NOT NULL UNIQUE, data BLOB NOT NULL)");
+}
+
+HRESULT ArchiveDatabase::Count(long& count) {
+    unique_statement statement;
+    if (HRESULT result = Prepare("SELECT count(*) FROM streams", statement); FAILED(result))
+        return result;
+    int code = sqlite3_step(statement.get());
+    if (code == SQLITE_ROW)
+        count = sqlite3_column_int(statement.get(), 0);
+    return Result(code);
+}
+
+HRESULT ArchiveDatabase::Put(Bytes name, Bytes data) {
+    unique_statement statement;
+    HRESULT result = Prepare("INSERT INTO streams(name, data) VALUES(?1, ?2) "
+                             "ON CONFLICT(name) DO UPDATE SET data=excluded.data",
+                             statement);
+    if (SUCCEEDED(result))
+        result = Bind(statement, 1, name);
+    if (SUCCEEDED(result))
+        result = Bind(statement, 2, data);
+    return FAILED(result) ? result : Result(sqlite3_step(statement.get()));
+}
+
+HRESULT ArchiveDatabase::Remove(Bytes name) {
+    unique_statement statement;
+    HRESULT result = Prepare("DELETE FROM streams WHERE name=?1", statement);
+    if (SUCCEEDED(result))
+        result = Bind(statement, 1, name);
+    if (SUCCEEDED(result))
+        result = Result(sqlite3_step(statement.get()));
+    if (SUCCEEDED(result) && sqlite3_changes(database_.get()) == 0)
+        return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+    return result;
+}
+
+HRESULT ArchiveDatabase::Close() {
+    database_.reset();
+    // The database was read, so a journal that is still there has nothing to undo: its writer was ended before its
+    // first change, or could not remove it.
+    if (file_.journal_exists() && file_.writable())
+        return Result(file_.DeleteJournal());
+    return S_OK;
+}
+
+HRESULT ArchiveDatabase::Result(int code) const {
+    return ArchiveResult(code, file_);
+}
+
+HRESULT ArchiveDatabase::Execute(const char* sql) {
+    return Result(sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr));
+}
+
+// The database proves how many pages it has; bytes behind them would be nobody's.
+HRESULT ArchiveDatabase::CheckSize() {
+    unique_statement statement;
+    if (HRESULT result = Prepare("PRAGMA page_count", statement); FAILED(result))
+        return result;
+    int code = sqlite3_step(statement.get());
+    if (code == SQLITE_ROW && sqlite3_column_int64(statement.get(), 0) * page_size != file_.ContentSize())
+        file_.ReportDamage();
+    return Result(code);
+}
+
+HRESULT ArchiveDatabase::Prepare(const char* sql, unique_statement& statement) {
+    return Result(sqlite3_prepare_v2(database_.get(), sql, -1, statement.put(), nullptr));
+}
+
+HRESULT ArchiveDatabase::Bind(const unique_statement& statement, int position, Bytes bytes) {
+    // Without bytes there may be no address either, and that would be NULL instead of an empty value.
+    if (bytes.empty())
+        return Result(sqlite3_bind_zeroblob(statement.get(), position, 0));
+    return Result(sqlite3_bind_blob64(statement.get(), position, bytes.data(), bytes.size(), SQLITE_STATIC));
+}
+
+HRESULT ArchiveDatabase::Find(Bytes name, unique_statement& row) {
+    HRESULT result = Prepare("SELECT data FROM streams WHERE name=?1", row);
+    if (SUCCEEDED(result))
+        result = Bind(row, 1, name);
+    if (FAILED(result))
+        return result;
+    int code = sqlite3_step(row.get());
+    result = Result(code);
+    if (SUCCEEDED(result) && code != SQLITE_ROW)
+        return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+    return result;
+}
+
+} // namespace keldan

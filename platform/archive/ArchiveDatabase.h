@@ -1,0 +1,71 @@
+// The streams of one archive: the database inside its file, open for one operation.
+#pragma once
+
+#include "platform/archive/ArchiveFile.h"
+#include "platform/archive/ArchiveVfs.h"
+
+#include <sqlite3.h>
+
+#include <string_view>
+#include <vector>
+
+namespace keldan {
+
+// A stream's name or content: bytes as they are, so any text survives, with zeros and halves of surrogate pairs.
+using Bytes = std::basic_string_view<BYTE>;
+
+struct statement_traits {
+    using type = sqlite3_stmt*;
+    static type invalid() { return nullptr; }
+    static void close(type value) { sqlite3_finalize(value); }
+};
+using unique_statement = vorna::unique_any<statement_traits>;
+
+struct database_traits {
+    using type = sqlite3*;
+    static type invalid() { return nullptr; }
+    static void close(type value) { sqlite3_close(value); }
+};
+using unique_database = vorna::unique_any<database_traits>;
+
+// Every operation is one transaction: after S_OK it is on disk, after a failure nothing has changed. The result
+// 0x80070570 stands for any change of the file since it was left. One thread, the one that made the object.
+class ArchiveDatabase {
+  public:
+    // The file is open (or created) and outlives the object.
+    explicit ArchiveDatabase(ArchiveFile& file) : file_(file), current_(file) {}
+
+    // Opens the database; makes the table in a file that was created.
+    HRESULT Open();
+    HRESULT Count(long& count);
+    // Stores a stream, in place of an earlier one of the name.
+    HRESULT Put(Bytes name, Bytes data);
+    // take gets the content, valid during the call. 0x80070002: no such stream.
+    template <typename Take>
+    HRESULT Get(Bytes name, Take take) {
+        unique_statement row;
+        HRESULT result = Find(name, row);
+        if (SUCCEEDED(result))
+            result = take(Bytes(static_cast<const BYTE*>(sqlite3_column_blob(row.get(), 0)),
+                                static_cast<size_t>(sqlite3_column_bytes(row.get(), 0))));
+        return result;
+    }
+    // 0x80070002: no such stream.
+    HRESULT Remove(Bytes name);
+    // Ends the operation; only then is the file alone again.
+    HRESULT Close();
+
+  private:
+    HRESULT Result(int code) const;
+    HRESULT Execute(const char* sql);
+    HRESULT CheckSize();
+    HRESULT Prepare(const char* sql, unique_statement& statement);
+    HRESULT Bind(const unique_statement& statement, int position, Bytes bytes);
+    HRESULT Find(Bytes name, unique_statement& row);
+
+    ArchiveFile& file_;
+    CurrentArchive current_;
+    unique_database database_;
+};
+
+} // namespace keldan

@@ -1,0 +1,190 @@
+#include "platform/archive/ArchiveHeader.h"
+
+#include "common/results.h"
+#include "common/unique_any.h"
+
+#include <bcrypt.h>
+#include <wincrypt.h>
+
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace keldan {
+
+namespace {
+
+constexpr size_t magic_size = 16;
+constexpr char magic[magic_size + 1] = "Keldan archive\r\n";
+constexpr DWORD version = 1;
+constexpr size_t version_offset = magic_size;
+constexpr size_t length_offset = version_offset + sizeof(DWORD);
+constexpr size_t protected_offset = length_offset + sizeof(DWORD);
+constexpr size_t tag_size = 32;
+constexpr size_t tag_offset = ArchiveHeader::size - tag_size;
+constexpr size_t keys_size = 64;
+
+using Tag = std::array<BYTE, tag_size>;
+
+struct algorithm_traits {
+    using type = BCRYPT_ALG_HANDLE;
+    static type invalid() { return nullptr; }
+    static void close(type value) { BCryptCloseAlgorithmProvider(value, 0); }
+};
+using unique_algorithm = vorna::unique_any<algorithm_traits>;
+
+struct hash_traits {
+    using type = BCRYPT_HASH_HANDLE;
+    static type invalid() { return nullptr; }
+    static void close(type value) { BCryptDestroyHash(value); }
+};
+using unique_hash = vorna::unique_any<hash_traits>;
+
+std::vector<BYTE> BoundName(std::wstring_view name) {
+    constexpr std::string_view purpose = "Keldan archive key\n";
+    std::vector<BYTE> bytes(purpose.begin(), purpose.end());
+    const BYTE* text = reinterpret_cast<const BYTE*>(name.data());
+    bytes.insert(bytes.end(), text, text + name.size() * sizeof(wchar_t));
+    return bytes;
+}
+
+HRESULT ComputeTag(const ArchiveHeader::Bytes& bytes, std::wstring_view name, const ArchiveKeys& keys, Tag& tag) {
+    unique_algorithm algorithm;
+    unique_hash hash;
+    std::vector<BYTE> bound = BoundName(name);
+    NTSTATUS status =
+        BCryptOpenAlgorithmProvider(algorithm.put(), BCRYPT_SHA256_ALGORITHM, nullptr, BCRYPT_ALG_HANDLE_HMAC_FLAG);
+    if (status >= 0)
+        status = BCryptCreateHash(algorithm.get(), hash.put(), nullptr, 0, const_cast<PUCHAR>(keys.header.data()),
+                                  keys.header.size(), 0);
+    if (status >= 0)
+        status = BCryptHashData(hash.get(), const_cast<PUCHAR>(bytes.data()), tag_offset, 0);
+    if (status >= 0)
+        status = BCryptHashData(hash.get(), bound.data(), static_cast<ULONG>(bound.size()), 0);
+    if (status >= 0)
+        status = BCryptFinishHash(hash.get(), tag.data(), tag.size(), 0);
+    return status < 0 ? E_FAIL : S_OK;
+}
+
+DATA_BLOB Blob(const void* data, size_t size) {
+    return {static_cast<DWORD>(size), static_cast<BYTE*>(const_cast<void*>(data))};
+}
+
+// Keys of headers that were proved before in this process, the latest last.
+class RememberedKeys {
+  public:
+    bool Find(std::wstring_view name, const ArchiveHeader::Bytes& bytes, ArchiveKeys& keys) {
+        std::lock_guard lock(mutex_);
+        for (const Entry& entry : entries_) {
+            if (entry.name == name && entry.bytes == bytes) {
+                keys = entry.keys;
+                return true;
+            }
+        }
+        return false;
+    }
+    void Add(std::wstring_view name, const ArchiveHeader::Bytes& bytes, const ArchiveKeys& keys) {
+        std::lock_guard lock(mutex_);
+        if (entries_.size() == most_)
+            entries_.pop_front();
+        entries_.push_back({std::wstring(name), bytes, keys});
+    }
+
+  private:
+    struct Entry {
+        std::wstring name;
+        ArchiveHeader::Bytes bytes;
+        ArchiveKeys keys;
+    };
+    static constexpr size_t most_ = 64;
+    std::mutex mutex_;
+    std::deque<Entry> entries_;
+};
+
+RememberedKeys& Remembered() {
+    static RememberedKeys remembered;
+    return remembered;
+}
+
+} // namespace
+
+std::wstring ArchiveHeader::NameOf(std::wstring_view path) {
+    std::wstring name(path.substr(path.find_last_of(L"\\/") + 1));
+    std::wstring folded(name.size(), L'\0');
+    int length = LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, name.data(), static_cast<int>(name.size()),
+                               folded.data(), static_cast<int>(folded.size()), nullptr, nullptr, 0);
+    return length == static_cast<int>(name.size()) ? folded : name;
+}
+
+HRESULT ArchiveHeader::Make(std::wstring_view name, Bytes& bytes, ArchiveKeys& keys) {
+    bytes.fill(0);
+    for (auto* key : {&keys.pages, &keys.header}) {
+        if (BCryptGenRandom(nullptr, key->data(), key->size(), BCRYPT_USE_SYSTEM_PREFERRED_RNG) < 0)
+            return E_FAIL;
+    }
+    std::array<BYTE, keys_size> plain;
+    std::memcpy(plain.data(), keys.pages.data(), keys.pages.size());
+    std::memcpy(plain.data() + keys.pages.size(), keys.header.data(), keys.header.size());
+    std::vector<BYTE> bound = BoundName(name);
+    DATA_BLOB in = Blob(plain.data(), plain.size());
+    DATA_BLOB entropy = Blob(bound.data(), bound.size());
+    DATA_BLOB out{};
+    BOOL done = CryptProtectData(&in, L"", &entropy, nullptr, nullptr,
+                                 CRYPTPROTECT_LOCAL_MACHINE | CRYPTPROTECT_UI_FORBIDDEN, &out);
+    DWORD error = GetLastError();
+    SecureZeroMemory(plain.data(), plain.size());
+    if (!done)
+        return vorna::result_from_win32(error);
+    vorna::unique_local_memory owned(out.pbData);
+    if (out.cbData > tag_offset - protected_offset)
+        return E_UNEXPECTED;
+
+    std::memcpy(bytes.data(), magic, magic_size);
+    std::memcpy(bytes.data() + version_offset, &version, sizeof version);
+    std::memcpy(bytes.data() + length_offset, &out.cbData, sizeof out.cbData);
+    std::memcpy(bytes.data() + protected_offset, out.pbData, out.cbData);
+    Tag tag;
+    if (HRESULT result = ComputeTag(bytes, name, keys, tag); FAILED(result))
+        return result;
+    std::memcpy(bytes.data() + tag_offset, tag.data(), tag.size());
+    Remembered().Add(name, bytes, keys);
+    return S_OK;
+}
+
+HRESULT ArchiveHeader::Open(std::wstring_view name, const Bytes& bytes, ArchiveKeys& keys) {
+    const HRESULT damaged = vorna::result_from_win32(ERROR_FILE_CORRUPT);
+    if (Remembered().Find(name, bytes, keys))
+        return S_OK;
+    DWORD found = 0;
+    DWORD length = 0;
+    std::memcpy(&found, bytes.data() + version_offset, sizeof found);
+    std::memcpy(&length, bytes.data() + length_offset, sizeof length);
+    if (std::memcmp(bytes.data(), magic, magic_size) != 0 || found != version || length == 0 ||
+        length > tag_offset - protected_offset)
+        return damaged;
+
+    std::vector<BYTE> bound = BoundName(name);
+    DATA_BLOB in = Blob(bytes.data() + protected_offset, length);
+    DATA_BLOB entropy = Blob(bound.data(), bound.size());
+    DATA_BLOB out{};
+    if (!CryptUnprotectData(&in, nullptr, &entropy, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN, &out))
+        return damaged;
+    vorna::unique_local_memory owned(out.pbData);
+    if (out.cbData != keys_size)
+        return damaged;
+    std::memcpy(keys.pages.data(), out.pbData, keys.pages.size());
+    std::memcpy(keys.header.data(), out.pbData + keys.pages.size(), keys.header.size());
+    SecureZeroMemory(out.pbData, out.cbData);
+
+    Tag tag;
+    if (HRESULT result = ComputeTag(bytes, name, keys, tag); FAILED(result))
+        return result;
+    if (std::memcmp(tag.data(), bytes.data() + tag_offset, tag.size()) != 0)
+        return damaged;
+    Remembered().Add(name, bytes, keys);
+    return S_OK;
+}
+
+} // namespace keldan

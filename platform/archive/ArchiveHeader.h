@@ -1,0 +1,44 @@
+// The first 4096 bytes of an archive: its key, protected by the operating system, and proof that no byte was changed.
+#pragma once
+
+#include <windows.h>
+
+#include <array>
+#include <string>
+#include <string_view>
+
+namespace keldan {
+
+// An archive's own random keys. Wiped when they go.
+struct ArchiveKeys {
+    std::array<BYTE, 32> pages{};
+    std::array<BYTE, 32> header{};
+
+    ArchiveKeys() = default;
+    ArchiveKeys(const ArchiveKeys&) = default;
+    ArchiveKeys& operator=(const ArchiveKeys&) = default;
+    ~ArchiveKeys() { SecureZeroMemory(this, sizeof *this); }
+};
+
+// Layout: magic (16 bytes), version (4), size of the protected keys (4), the protected keys, zeros, and in the last 32
+// bytes an HMAC-SHA256 over everything before it and the archive's name. The keys are protected for this machine, not
+// for one account: the component is hosted by several accounts that share the archives. The name (the last component
+// of the path, case folded) is bound in, so that an archive put in another's place is noticed, while a folder of
+// archives can be moved on its machine.
+class ArchiveHeader {
+  public:
+    static constexpr size_t size = 4096;
+    using Bytes = std::array<BYTE, size>;
+
+    // What the header of an archive at this path is bound to.
+    static std::wstring NameOf(std::wstring_view path);
+
+    // Draws new keys and builds a header that holds them.
+    static HRESULT Make(std::wstring_view name, Bytes& bytes, ArchiveKeys& keys);
+
+    // Takes the keys out. 0x80070570: a byte was changed, or the header is of an archive with another name or machine.
+    // Headers that were opened lately are remembered, since the operating system takes long to unprotect keys.
+    static HRESULT Open(std::wstring_view name, const Bytes& bytes, ArchiveKeys& keys);
+};
+
+} // namespace keldan

@@ -1,0 +1,26 @@
+// A bounded wait for something that another process holds.
+#pragma once
+
+#include <windows.h>
+
+namespace keldan {
+
+class Deadline {
+  public:
+    explicit Deadline(DWORD milliseconds) : end_(GetTickCount64() + milliseconds) {}
+
+    // Pauses before the next try, longer the more tries there were. False: the time is over.
+    bool Pause() {
+        if (GetTickCount64() >= end_)
+            return false;
+        Sleep(tries_ < 20 ? 1 : 10);
+        ++tries_;
+        return true;
+    }
+
+  private:
+    ULONGLONG end_;
+    int tries_ = 0;
+};
+
+} // namespace keldan

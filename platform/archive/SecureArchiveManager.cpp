@@ -1,0 +1,184 @@
+#include "platform/archive/SecureArchiveManager.h"
+
+#include "common/bstr.h"
+#include "common/results.h"
+#include "platform/archive/ArchiveDatabase.h"
+
+namespace keldan {
+
+namespace {
+
+constexpr HRESULT no_file = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+
+// Half a character at the end is kept too: a BSTR may hold any bytes.
+Bytes BytesOf(BSTR text) {
+    return {reinterpret_cast<const BYTE*>(text), SysStringByteLen(text)};
+}
+
+template <typename Work>
+HRESULT ClosedDoor(Work work) {
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (...) {
+        return E_FAIL;
+    }
+}
+
+// The path as the system takes it at any length.
+HRESULT FullPath(std::wstring_view path, std::wstring& full) {
+    bool rooted = path.size() >= 3 && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/');
+    bool shared = path.size() >= 3 && path.starts_with(L"\\\\");
+    if ((!rooted && !shared) || path.find(L'\0') != path.npos)
+        return E_INVALIDARG;
+    if (path.starts_with(L"\\\\?\\")) {
+        full = path;
+        return S_OK;
+    }
+    std::wstring given(path);
+    std::wstring resolved(path.size() + MAX_PATH, L'\0');
+    DWORD length = GetFullPathNameW(given.c_str(), static_cast<DWORD>(resolved.size()), resolved.data(), nullptr);
+    if (length == 0)
+        return vorna::result_from_last_error();
+    if (length >= resolved.size())
+        return HRESULT_FROM_WIN32(ERROR_FILENAME_EXCED_RANGE);
+    resolved.resize(length);
+    // The longest name that an operation forms has a few characters more.
+    if (resolved.size() + 16 < MAX_PATH)
+        full = resolved;
+    else if (shared)
+        full = L"\\\\?\\UNC\\" + resolved.substr(2);
+    else
+        full = L"\\\\?\\" + resolved;
+    return S_OK;
+}
+
+// Work on the database of an archive that is there.
+template <typename Work>
+HRESULT InArchive(const std::wstring& path, ArchiveFile::Access access, Deadline& deadline, Work work) {
+    ArchiveFile file(path);
+    if (HRESULT result = file.Open(access, deadline); FAILED(result))
+        return result;
+    ArchiveDatabase database(file);
+    HRESULT result = database.Open();
+    if (FAILED(result))
+        return result;
+    result = work(database);
+    HRESULT closed = database.Close();
+    return FAILED(result) ? result : closed;
+}
+
+// A new archive with its first stream, whole or not at all.
+HRESULT CreateWith(const std::wstring& path, Bytes name, Bytes data) {
+    ArchiveFile file(path);
+    HRESULT result = file.Create();
+    if (FAILED(result))
+        return result;
+    {
+        ArchiveDatabase database(file);
+        result = database.Open();
+        if (SUCCEEDED(result))
+            result = database.Put(name, data);
+    }
+    return FAILED(result) ? result : file.Publish();
+}
+
+} // namespace
+
+STDMETHODIMP SecureArchiveManager::put_Archive(BSTR path) {
+    return ClosedDoor([&]() -> HRESULT {
+        path_.clear();
+        std::wstring full;
+        if (HRESULT result = FullPath(vorna::view_of(path), full); FAILED(result))
+            return result;
+        DWORD attributes = GetFileAttributesW(full.substr(0, full.find_last_of(L"\\/") + 1).c_str());
+        if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY))
+            return HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
+        path_ = std::move(full);
+        return S_OK;
+    });
+}
+
+STDMETHODIMP SecureArchiveManager::GetEntryCount(long kind, long* count) {
+    if (!count)
+        return E_POINTER;
+    *count = 0;
+    constexpr long streams = 2;
+    if (kind != streams)
+        return E_INVALIDARG;
+    return ClosedDoor([&]() -> HRESULT {
+        if (path_.empty())
+            return E_UNEXPECTED;
+        Deadline deadline(wait_);
+        long found = 0;
+        HRESULT result = InArchive(path_, ArchiveFile::Access::Read, deadline,
+                                   [&](ArchiveDatabase& database) { return database.Count(found); });
+        if (result == no_file)
+            return S_OK;
+        if (SUCCEEDED(result))
+            *count = found;
+        return result;
+    });
+}
+
+STDMETHODIMP SecureArchiveManager::AddStream(BSTR name, BSTR data, long) {
+    return ClosedDoor([&]() -> HRESULT {
+        if (path_.empty())
+            return E_UNEXPECTED;
+        Deadline deadline(wait_);
+        for (;;) {
+            HRESULT result = InArchive(path_, ArchiveFile::Access::Write, deadline, [&](ArchiveDatabase& database) {
+                return database.Put(BytesOf(name), BytesOf(data));
+            });
+            if (result != no_file)
+                return result;
+            result = CreateWith(path_, BytesOf(name), BytesOf(data));
+            // Somebody else was first, or is about to be.
+            if (result == HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS))
+                continue;
+            if (result != HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION))
+                return result;
+            if (!deadline.Pause())
+                return HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION);
+        }
+    });
+}
+
+STDMETHODIMP SecureArchiveManager::GetStream(BSTR name, long, BSTR* data) {
+    if (!data)
+        return E_POINTER;
+    *data = nullptr;
+    return ClosedDoor([&]() -> HRESULT {
+        if (path_.empty())
+            return E_UNEXPECTED;
+        Deadline deadline(wait_);
+        vorna::bstr found;
+        HRESULT result = InArchive(path_, ArchiveFile::Access::Read, deadline, [&](ArchiveDatabase& database) {
+            return database.Get(BytesOf(name), [&](Bytes bytes) {
+                *found.put() =
+                    SysAllocStringByteLen(reinterpret_cast<const char*>(bytes.data()), static_cast<UINT>(bytes.size()));
+                return found.get() ? S_OK : E_OUTOFMEMORY;
+            });
+        });
+        if (SUCCEEDED(result))
+            *data = found.release();
+        return result;
+    });
+}
+
+STDMETHODIMP SecureArchiveManager::RemoveFile(BSTR name) {
+    return ClosedDoor([&]() -> HRESULT {
+        if (path_.empty())
+            return E_UNEXPECTED;
+        Deadline deadline(wait_);
+        return InArchive(path_, ArchiveFile::Access::Write, deadline,
+                         [&](ArchiveDatabase& database) { return database.Remove(BytesOf(name)); });
+    });
+}
+
+STDMETHODIMP SecureArchiveManager::put_Mode(long) {
+    return S_OK;
+}
+
+} // namespace keldan

@@ -1,0 +1,35 @@
+// "QXKELDAN.ZEBSecureArchiveManager": named streams in one encrypted file.
+#pragma once
+
+#include "common/com_server.h"
+
+#include "QXKeldan.h"
+
+#include <string>
+
+namespace keldan {
+
+// The contract is that of ISecureArchiveManager. Each operation opens the archive anew, does its work as one
+// transaction and closes it: between operations there is one file at the path, and no more. One thread at a time;
+// several objects, threads and processes may work on one archive at the same time and wait for each other.
+class SecureArchiveManager : public vorna::dispatch_object<SecureArchiveManager, ISecureArchiveManager> {
+  public:
+    static constexpr DWORD longest_wait = 30000;
+
+    // milliseconds: the longest wait for an archive that another holds.
+    explicit SecureArchiveManager(DWORD milliseconds = longest_wait) : wait_(milliseconds) {}
+
+    STDMETHODIMP put_Archive(BSTR path) override;
+    STDMETHODIMP GetEntryCount(long kind, long* count) override;
+    STDMETHODIMP AddStream(BSTR name, BSTR data, long flags) override;
+    STDMETHODIMP GetStream(BSTR name, long flags, BSTR* data) override;
+    STDMETHODIMP RemoveFile(BSTR name) override;
+    STDMETHODIMP put_Mode(long flag) override;
+
+  private:
+    DWORD wait_;
+    // Empty: no archive is bound.
+    std::wstring path_;
+};
+
+} // namespace keldan

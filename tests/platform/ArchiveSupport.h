@@ -1,0 +1,64 @@
+// An archive as a test uses it: the manager bound to a path, with texts in place of BSTRs.
+#pragma once
+
+#include "common/bstr.h"
+#include "common/unique_any.h"
+#include "platform/archive/SecureArchiveManager.h"
+#include "support/Support.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace platform_test {
+
+class Archive {
+  public:
+    explicit Archive(const std::filesystem::path& path,
+                     DWORD milliseconds = keldan::SecureArchiveManager::longest_wait) {
+        manager_.attach(new keldan::SecureArchiveManager(milliseconds));
+        EXPECT_HR(S_OK, Bind(path));
+    }
+
+    ISecureArchiveManager& manager() { return *manager_.get(); }
+    HRESULT Bind(const std::filesystem::path& path) { return manager_->put_Archive(vorna::bstr(path.wstring()).get()); }
+    HRESULT Add(const std::wstring& name, const std::wstring& data) {
+        return manager_->AddStream(vorna::bstr(name).get(), vorna::bstr(data).get(), 0);
+    }
+    HRESULT Get(const std::wstring& name, std::wstring& data) {
+        vorna::bstr found;
+        HRESULT result = manager_->GetStream(vorna::bstr(name).get(), 0, found.put());
+        data = found.str();
+        return result;
+    }
+    HRESULT Remove(const std::wstring& name) { return manager_->RemoveFile(vorna::bstr(name).get()); }
+    HRESULT Count(long& count) { return manager_->GetEntryCount(2, &count); }
+
+    std::wstring MustGet(const std::wstring& name) {
+        std::wstring data;
+        EXPECT_HR(S_OK, Get(name, data));
+        return data;
+    }
+    long MustCount() {
+        long count = -1;
+        EXPECT_HR(S_OK, Count(count));
+        return count;
+    }
+
+  private:
+    vorna::com_ptr<ISecureArchiveManager> manager_;
+};
+
+inline std::vector<BYTE> ReadBytes(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void WriteBytes(const std::filesystem::path& path, const std::vector<BYTE>& bytes) {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+} // namespace platform_test

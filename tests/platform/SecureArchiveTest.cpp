@@ -1,0 +1,294 @@
+// The secure archive manager: what is stored comes back, and nothing else ever does.
+#include "platform/ArchiveSupport.h"
+
+#include <algorithm>
+#include <thread>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using platform_test::Archive;
+using platform_test::ReadBytes;
+using platform_test::WriteBytes;
+
+constexpr HRESULT not_found = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+constexpr HRESULT no_folder = HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
+constexpr HRESULT denied = HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+constexpr HRESULT corrupt = HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT);
+constexpr HRESULT busy = HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION);
+
+class SecureArchive : public testing::Test {
+  protected:
+    fs::path File(const wchar_t* name = L"A.sam") const { return folder_.path() / name; }
+    // Only the archives themselves may lie in the folder.
+    void ExpectFiles(std::vector<std::wstring> expected) const {
+        std::vector<std::wstring> found;
+        for (const auto& entry : fs::directory_iterator(folder_.path()))
+            found.push_back(entry.path().filename().wstring());
+        std::sort(found.begin(), found.end());
+        EXPECT_EQ(expected, found);
+    }
+
+    support::TestFolder folder_;
+};
+
+TEST_F(SecureArchive, AnyTextComesBackAsItWas) {
+    using namespace std::string_literals;
+    const std::pair<std::wstring, std::wstring> streams[] = {
+        {L"plain", L"<a>text</a>"},
+        {L"Plain", L"names tell cases apart"},
+        {L"empty", L""},
+        {L"", L"a name without characters"},
+        {L"zero\0inside"s, L"data\0with\0zeros\0"s},
+        {L"zero"s, L"another than zero and more"},
+        {L"half \xD800 pair", L"\xDC00\xD800 reversed \xFFFF\xFFFE"},
+        {L"..\\a/b:*?\"'%", L"'; DROP TABLE streams; --"},
+        {std::wstring(5000, L'n'), std::wstring(5000, L'd')},
+        {L"page edges", std::wstring(4096, L'\x00E9')},
+    };
+    Archive archive(File());
+    for (const auto& [name, data] : streams)
+        ASSERT_HR(S_OK, archive.Add(name, data));
+    for (const auto& [name, data] : streams)
+        EXPECT_EQ(data, archive.MustGet(name)) << support::Narrow(name);
+    EXPECT_EQ(static_cast<long>(std::size(streams)), archive.MustCount());
+    for (const auto& [name, data] : streams) {
+        EXPECT_HR(S_OK, archive.Remove(name));
+        EXPECT_HR(not_found, archive.Remove(name));
+        std::wstring gone;
+        EXPECT_HR(not_found, archive.Get(name, gone));
+    }
+    EXPECT_EQ(0, archive.MustCount());
+    ExpectFiles({L"A.sam"});
+}
+
+TEST_F(SecureArchive, BytesThatAreNoWholeCharactersAreKept) {
+    Archive archive(File());
+    vorna::bstr odd;
+    *odd.put() = SysAllocStringByteLen("abc", 3);
+    ASSERT_HR(S_OK, archive.manager().AddStream(vorna::bstr(L"odd").get(), odd.get(), 0));
+    vorna::bstr back;
+    ASSERT_HR(S_OK, archive.manager().GetStream(vorna::bstr(L"odd").get(), 0, back.put()));
+    ASSERT_EQ(3u, SysStringByteLen(back.get()));
+    EXPECT_EQ(0, memcmp("abc", back.get(), 3));
+}
+
+TEST_F(SecureArchive, LaterStreamTakesThePlaceOfTheEarlier) {
+    Archive archive(File());
+    ASSERT_HR(S_OK, archive.Add(L"a", std::wstring(100000, L'1')));
+    auto large = fs::file_size(File());
+    ASSERT_HR(S_OK, archive.Add(L"a", L"2"));
+    EXPECT_EQ(L"2", archive.MustGet(L"a"));
+    EXPECT_EQ(1, archive.MustCount());
+    EXPECT_LT(fs::file_size(File()) + 190000, large);
+}
+
+TEST_F(SecureArchive, FileShrinksWhenStreamsGoAndNothingLiesBesideIt) {
+    Archive archive(File());
+    ASSERT_HR(S_OK, archive.Add(L"kept", L"kept"));
+    ExpectFiles({L"A.sam"});
+    auto small = fs::file_size(File());
+    for (int i = 0; i < 40; ++i) {
+        ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), std::wstring(5000, L'x')));
+        ExpectFiles({L"A.sam"});
+    }
+    EXPECT_GT(fs::file_size(File()), 400000u);
+    // The middle goes first, so that pages behind it have to move.
+    for (int i = 39; i >= 0; --i) {
+        ASSERT_HR(S_OK, archive.Remove(std::to_wstring((i + 20) % 40)));
+        ExpectFiles({L"A.sam"});
+    }
+    EXPECT_EQ(small, fs::file_size(File()));
+    EXPECT_EQ(L"kept", archive.MustGet(L"kept"));
+}
+
+TEST_F(SecureArchive, FiftyMegabytesAreStoredOnce) {
+    std::wstring data(25 * 1024 * 1024, L'\0');
+    for (size_t i = 0; i < data.size(); ++i)
+        data[i] = static_cast<wchar_t>(i * 31 + (i >> 16));
+    Archive archive(File());
+    ASSERT_HR(S_OK, archive.Add(L"small", L"s"));
+    ASSERT_HR(S_OK, archive.Add(L"large", data));
+    EXPECT_LT(fs::file_size(File()), data.size() * sizeof(wchar_t) * 105 / 100);
+    EXPECT_TRUE(data == archive.MustGet(L"large"));
+    ASSERT_HR(S_OK, archive.Add(L"large", data.substr(1)));
+    EXPECT_TRUE(data.substr(1) == archive.MustGet(L"large"));
+    ASSERT_HR(S_OK, archive.Remove(L"large"));
+    EXPECT_LT(fs::file_size(File()), 40000u);
+    EXPECT_EQ(L"s", archive.MustGet(L"small"));
+}
+
+TEST_F(SecureArchive, ReadingMakesNoArchive) {
+    Archive archive(File());
+    std::wstring data;
+    EXPECT_HR(not_found, archive.Get(L"a", data));
+    EXPECT_HR(not_found, archive.Remove(L"a"));
+    EXPECT_EQ(0, archive.MustCount());
+    ExpectFiles({});
+}
+
+TEST_F(SecureArchive, ArgumentsAreCheckedAndOutParametersSet) {
+    Archive archive(File());
+    auto& manager = archive.manager();
+    long count = 77;
+    for (long kind : {-1L, 0L, 1L, 3L}) {
+        EXPECT_HR(E_INVALIDARG, manager.GetEntryCount(kind, &count));
+        EXPECT_EQ(0, count);
+    }
+    EXPECT_HR(E_POINTER, manager.GetEntryCount(2, nullptr));
+    EXPECT_HR(E_POINTER, manager.GetStream(vorna::bstr(L"a").get(), 0, nullptr));
+    auto poison = reinterpret_cast<BSTR>(1);
+    EXPECT_HR(not_found, manager.GetStream(vorna::bstr(L"a").get(), 0, &poison));
+    EXPECT_EQ(nullptr, poison);
+    for (long flag : {0L, 1L, -5L})
+        EXPECT_HR(S_OK, manager.put_Mode(flag));
+
+    EXPECT_HR(no_folder, archive.Bind(folder_.path() / "none" / "A.sam"));
+    EXPECT_HR(E_UNEXPECTED, archive.Add(L"a", L"b")) << "an archive that was not bound must not be worked on";
+    EXPECT_HR(E_INVALIDARG, archive.Bind(L""));
+    EXPECT_HR(E_INVALIDARG, archive.Bind(L"relative.sam"));
+    EXPECT_HR(E_INVALIDARG, manager.put_Archive(vorna::bstr(File().wstring() + std::wstring(1, L'\0') + L"x").get()));
+    ExpectFiles({});
+}
+
+TEST_F(SecureArchive, PathsBeyondTheOldLimitWork) {
+    fs::path deep = L"\\\\?\\" + folder_.path().wstring();
+    for (int i = 0; i < 5; ++i)
+        deep /= std::wstring(60, static_cast<wchar_t>(L'a' + i));
+    fs::create_directories(deep);
+    Archive archive(deep.wstring().substr(4) + L"\\A.sam");
+    EXPECT_HR(S_OK, archive.Add(L"a", L"b"));
+    EXPECT_HR(S_OK, archive.Add(L"c", L"d"));
+    EXPECT_EQ(L"b", archive.MustGet(L"a"));
+}
+
+TEST_F(SecureArchive, ReadOnlyFileIsReadAndNotWritten) {
+    Archive archive(File());
+    ASSERT_HR(S_OK, archive.Add(L"a", L"b"));
+    auto before = ReadBytes(File());
+    SetFileAttributesW(File().c_str(), FILE_ATTRIBUTE_READONLY);
+    EXPECT_HR(denied, archive.Add(L"c", L"d"));
+    EXPECT_HR(denied, archive.Remove(L"a"));
+    EXPECT_EQ(L"b", archive.MustGet(L"a"));
+    EXPECT_EQ(1, archive.MustCount());
+    SetFileAttributesW(File().c_str(), FILE_ATTRIBUTE_NORMAL);
+    EXPECT_EQ(before, ReadBytes(File()));
+}
+
+TEST_F(SecureArchive, ArchiveHeldByAnotherIsWaitedForWithABound) {
+    Archive archive(File(), 100);
+    ASSERT_HR(S_OK, archive.Add(L"a", L"b"));
+    vorna::unique_file holder(
+        CreateFileW(File().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    std::wstring data;
+    EXPECT_HR(busy, archive.Get(L"a", data));
+    EXPECT_HR(busy, archive.Add(L"c", L"d"));
+    Archive patient(File());
+    std::thread reader([&] { EXPECT_EQ(L"b", patient.MustGet(L"a")); });
+    holder.reset();
+    reader.join();
+}
+
+TEST_F(SecureArchive, NoPlainTextOnTheDisk) {
+    Archive archive(File());
+    const std::wstring secret = L"a secret that must not be seen";
+    ASSERT_HR(S_OK, archive.Add(L"a secret name", secret));
+    auto bytes = ReadBytes(File());
+    for (const std::wstring& text : {secret, std::wstring(L"secret name")}) {
+        auto* from = reinterpret_cast<const BYTE*>(text.data());
+        EXPECT_EQ(bytes.end(), std::search(bytes.begin(), bytes.end(), from, from + text.size() * sizeof(wchar_t)));
+    }
+}
+
+TEST_F(SecureArchive, EveryFlippedByteIsNoticed) {
+    Archive archive(File());
+    for (int i = 0; i < 12; ++i)
+        ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), std::wstring(3000, static_cast<wchar_t>(L'a' + i))));
+    const auto good = ReadBytes(File());
+    // Every byte of the header and of what the cipher leaves open, and some of each page, its proof and its nonce too.
+    std::vector<size_t> offsets;
+    for (size_t offset = 0; offset < 4096 + 32; ++offset)
+        offsets.push_back(offset);
+    for (size_t page = 4096; page < good.size(); page += 4096) {
+        for (size_t place : {0u, 1u, 24u, 40u, 100u, 2048u, 4030u, 4031u, 4032u, 4063u, 4064u, 4095u})
+            offsets.push_back(page + place);
+    }
+    for (size_t offset : offsets) {
+        auto bad = good;
+        bad[offset] ^= 0x40;
+        WriteBytes(File(), bad);
+        bool noticed = false;
+        long count = 0;
+        HRESULT result = archive.Count(count);
+        noticed = result == corrupt;
+        if (!noticed) {
+            ASSERT_HR(S_OK, result) << offset;
+            ASSERT_EQ(12, count) << offset;
+        }
+        // The first pages are read by every operation; the others at the latest with what lies in them.
+        for (int i = 0; i < 12 && offset >= 4096 + 4096; ++i) {
+            std::wstring data;
+            result = archive.Get(std::to_wstring(i), data);
+            if (result == corrupt) {
+                noticed = true;
+            } else {
+                ASSERT_HR(S_OK, result) << offset;
+                ASSERT_EQ(std::wstring(3000, static_cast<wchar_t>(L'a' + i)), data) << offset;
+            }
+        }
+        // What no read needs (where pages belong to) is proved when a stream goes.
+        if (!noticed) {
+            for (int i = 0; i < 12 && !noticed; ++i)
+                noticed = archive.Remove(std::to_wstring(i)) == corrupt;
+        }
+        ASSERT_TRUE(noticed) << offset;
+    }
+    ExpectFiles({L"A.sam"});
+}
+
+TEST_F(SecureArchive, OtherLengthsAreDamage) {
+    Archive archive(File());
+    for (int i = 0; i < 4; ++i)
+        ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), std::wstring(3000, L'x')));
+    const auto good = ReadBytes(File());
+    std::vector<size_t> lengths{0, 1, 16, 4095, 4096, 4097, 4096 + 4095, good.size() - 1, good.size() + 1};
+    for (size_t length = 8192; length < good.size(); length += 4096)
+        lengths.push_back(length);
+    lengths.push_back(good.size() + 4096);
+    for (size_t length : lengths) {
+        auto bad = good;
+        bad.resize(length);
+        WriteBytes(File(), bad);
+        long count = 0;
+        std::wstring data;
+        EXPECT_HR(corrupt, archive.Count(count)) << length;
+        EXPECT_HR(corrupt, archive.Get(L"0", data)) << length;
+        EXPECT_HR(corrupt, archive.Add(L"new", L"new")) << length;
+        EXPECT_HR(corrupt, archive.Remove(L"0")) << length;
+        EXPECT_EQ(bad, ReadBytes(File())) << length;
+        ExpectFiles({L"A.sam"});
+    }
+}
+
+TEST_F(SecureArchive, AnotherArchivesFileIsNotTakenButAFolderCanMove) {
+    fs::create_directory(folder_.path() / "from");
+    fs::path first = folder_.path() / "from" / "A.sam";
+    fs::path second = folder_.path() / "from" / "B.sam";
+    Archive one(first);
+    Archive two(second);
+    ASSERT_HR(S_OK, one.Add(L"a", L"of A"));
+    ASSERT_HR(S_OK, two.Add(L"a", L"of B"));
+
+    fs::path moved = folder_.path() / "to";
+    fs::rename(folder_.path() / "from", moved);
+    Archive after(moved / "a.SAM");
+    EXPECT_EQ(L"of A", after.MustGet(L"a")) << "file names do not tell cases apart";
+
+    fs::copy_file(moved / "B.sam", moved / "A.sam", fs::copy_options::overwrite_existing);
+    std::wstring data;
+    EXPECT_HR(corrupt, after.Get(L"a", data));
+    EXPECT_HR(corrupt, after.Add(L"a", L"c"));
+}
+
+} // namespace
