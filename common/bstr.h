@@ -1,6 +1,8 @@
 // An owned BSTR, and the ways in and out of one.
 #pragma once
 
+#include <windows.h>
+
 #include <oleauto.h>
 
 #include <new>

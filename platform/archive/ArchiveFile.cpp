@@ -75,7 +75,14 @@ HRESULT ArchiveFile::OpenOnce() {
     DWORD rights = access_ == Access::Write ? GENERIC_READ | GENERIC_WRITE : GENERIC_READ;
     file_.reset(CreateFileW(path_.c_str(), rights, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                             FILE_ATTRIBUTE_NORMAL, nullptr));
-    return file_ ? S_OK : vorna::result_from_last_error();
+    if (!file_)
+        return vorna::result_from_last_error();
+    // Not every file system holds a privileged account to the attribute.
+    FILE_BASIC_INFO info;
+    if (access_ == Access::Write && GetFileInformationByHandleEx(file_.get(), FileBasicInfo, &info, sizeof info) &&
+        (info.FileAttributes & FILE_ATTRIBUTE_READONLY))
+        return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+    return S_OK;
 }
 
 HRESULT ArchiveFile::Lock(Deadline& deadline) {

@@ -1,6 +1,7 @@
 // Entry points of QXKeldan.dll: the in-process half of the platform.
 #include "QXKeldan.h"
 #include "common/com_server.h"
+#include "platform/archive/SecureArchiveManager.h"
 #include "platform/module/Registration.h"
 
 #include <exception>
@@ -9,7 +10,10 @@
 namespace {
 
 // The classes of this module.
-const std::vector<keldan::server_class> classes = {};
+const std::vector<keldan::server_class> classes = {
+    {CLSID_ZEBSecureArchiveManager, L"QXKELDAN.ZEBSecureArchiveManager", L"Keldan secure archive manager",
+     vorna::get_class_factory<keldan::SecureArchiveManager>},
+};
 
 HRESULT UnregisterAll(const std::wstring& path) {
     HRESULT result = keldan::UnregisterTypeLibrary(path);
