@@ -1,0 +1,66 @@
+// A walk over the tags of a document's text, for questions that do not need the document in memory.
+//
+// Exact for well-formed text without a document type definition. On any other text the walk ends early, or gives tags
+// that are none; it never reads outside the text. Views given out point into the text.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace vorna {
+
+enum class XmlTag { Start, Empty, End };
+
+class XmlTagWalk {
+  public:
+    explicit XmlTagWalk(std::wstring_view text) : text_(text) {}
+
+    // The next tag; comments, processing instructions and CDATA sections are passed over. False at the end.
+    bool Next();
+    XmlTag kind() const { return kind_; }
+    // Where the tag lies, from its "<" to behind its ">".
+    std::size_t begin() const { return begin_; }
+    std::size_t end() const { return end_; }
+    std::wstring_view markup() const { return text_.substr(begin_, end_ - begin_); }
+
+  private:
+    bool FindEnd();
+
+    std::wstring_view text_;
+    std::size_t begin_ = 0;
+    std::size_t end_ = 0;
+    XmlTag kind_ = XmlTag::Start;
+};
+
+// The attributes of one start tag, in order.
+class XmlAttributeWalk {
+  public:
+    // markup: a whole start tag.
+    explicit XmlAttributeWalk(std::wstring_view markup);
+
+    bool Next();
+    std::wstring_view name() const { return name_; }
+    // As it stands in the text: quotes and references included.
+    std::wstring_view value() const { return value_; }
+    // Where the attribute lies in the markup, from the blank before it to behind its closing quote.
+    std::size_t begin() const { return begin_; }
+    std::size_t end() const { return end_; }
+    bool IsNamespace() const { return name_ == L"xmlns" || name_.starts_with(L"xmlns:"); }
+
+  private:
+    std::wstring_view markup_;
+    std::wstring_view name_;
+    std::wstring_view value_;
+    std::size_t begin_ = 0;
+    std::size_t end_ = 0;
+};
+
+// Whether a document type definition stands before the root element.
+bool HasDoctype(std::wstring_view xml);
+
+// A small document with the prefixed namespace declarations of xml in their order, each spelling once; empty where xml
+// has none.
+std::wstring NamespaceDeclarations(std::wstring_view xml);
+
+} // namespace vorna
