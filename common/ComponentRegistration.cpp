@@ -1,5 +1,6 @@
 // CPComPtr<>::RegisterComponent: registration of a server's file, whichever kind it is.
 #include "common/Logging.h"
+#include "common/ProcessorFault.h"
 #include "common/platformservices.h"
 #include "common/unique_any.h"
 
@@ -57,7 +58,7 @@ bool RegisterLibrary(const Module& module, bool registering) {
     }
     HRESULT result = E_FAIL;
     try {
-        result = entry();
+        call_guarded([&] { result = entry(); });
     } catch (...) {
         VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | DLL COM Registration Threw an Exception!!! | module=%S",
                   module.path.c_str());

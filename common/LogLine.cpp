@@ -1,5 +1,7 @@
 #include "common/LogLine.h"
 
+#include "common/LogConversions.h"
+
 #include <windows.h>
 
 #include <algorithm>
@@ -141,12 +143,17 @@ size_t FormatLogLine(char (&line)[LOG_LINE_SIZE], const char* head, bool dated, 
     working.Add(head);
     AddMessage(working, format ? format : "");
 
-    // Room stays for the line end and a terminating zero. -1 stands for a text that was cut as well as for one that
-    // stops at a character the code page lacks; the zeros tell how much there is.
+    // Room stays for the line end and a terminating zero.
     constexpr size_t room = LOG_LINE_SIZE - 3;
-    std::memset(line, 0, sizeof line);
+    va_list again;
+    va_copy(again, arguments);
     const int written = _vsnprintf(line, room, working.c_str(), arguments);
-    size_t length = written >= 0 ? static_cast<size_t>(written) : strnlen(line, room);
+    size_t length = static_cast<size_t>(written);
+    // -1 stands for a text that was cut as well as for one with a character that msvcrt does not convert. Either way
+    // the second attempt gives what there is to show.
+    if (written < 0 || length > room)
+        length = FormatConverting(line, room, working.c_str(), again);
+    va_end(again);
     if (length == 0 || line[length - 1] != '\n') {
         line[length++] = '\r';
         line[length++] = '\n';

@@ -1,6 +1,7 @@
 #include "common/platformservices.h"
 
 #include "common/Logging.h"
+#include "common/ProcessorFault.h"
 #include "common/unique_any.h"
 
 #include <objbase.h>
@@ -63,7 +64,7 @@ HRESULT PlatformServices::CreateInstance(const wchar_t* progId, const wchar_t* m
     if (instance) {
         *instance = nullptr;
         try {
-            result = Create(progId, modulePath, iid, instance);
+            call_guarded([&] { result = Create(progId, modulePath, iid, instance); });
         } catch (...) {
             VORNA_LOG(LOG_ERROR, "CI 5");
             VORNA_LOG(LOG_ERROR, "PlatformServices::CreateInstance() caught exception.");

@@ -1,0 +1,516 @@
+#include "common/Logging.h"
+
+#include "DebuggerOutput.h"
+#include "common/LogConfiguration.h"
+#include "common/LogFile.h"
+#include "common/LogLine.h"
+#include "support/Support.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <memory>
+#include <regex>
+#include <thread>
+
+using namespace vorna;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+constexpr char PROGRAM[] = "VORNATEST.Logging";
+constexpr wchar_t KEY[] = L"SOFTWARE\\Ostrevane\\QXKeldan\\Logging";
+
+std::string ReadAll(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void WriteAll(const std::filesystem::path& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+// The messages of a log file without their prefixes.
+std::vector<std::string> Messages(const std::string& text) {
+    std::vector<std::string> messages;
+    size_t begin = 0;
+    for (size_t end; (end = text.find('\n', begin)) != text.npos; begin = end + 1) {
+        std::string line = text.substr(begin, end - begin);
+        size_t head = line.find(std::string(PROGRAM) + "::");
+        messages.push_back(head == line.npos ? "no head: " + line : line.substr(head + sizeof PROGRAM + 1));
+        if (!messages.back().empty() && messages.back().back() == '\r')
+            messages.back().pop_back();
+    }
+    return messages;
+}
+
+class LoggingTest : public testing::Test {
+  protected:
+    void TearDown() override {
+        for (int user = 0; user < 100; ++user)
+            StopLogging();
+    }
+
+    std::filesystem::path Log() const { return folder_.path() / "a.log"; }
+    unsigned Start(const std::string& value) {
+        value_.reset();
+        value_ = std::make_unique<support::RegistryValue>(KEY, support::Wide(PROGRAM), support::Wide(value));
+        return StartLogging(PROGRAM);
+    }
+    unsigned StartFile(const std::string& rest) { return Start("file," + Log().string() + "," + rest); }
+    std::vector<std::string> Lines() const { return Messages(ReadAll(Log())); }
+
+    support::TestFolder folder_;
+    std::unique_ptr<support::RegistryValue> value_;
+};
+
+std::string Format(bool dated, unsigned level, const char* format, ...) {
+    char line[LOG_LINE_SIZE];
+    va_list arguments;
+    va_start(arguments, format);
+    size_t length = FormatLogLine(line, "P::", dated, level, format, arguments);
+    va_end(arguments);
+    return {line, length};
+}
+
+} // namespace
+
+TEST_F(LoggingTest, FileLinesCarryTheirOrigin) {
+    ASSERT_EQ(5u, StartFile("5"));
+    SetLastError(4711);
+    LogMessage(3, "number %d and %S", 7, L"wide");
+    EXPECT_EQ(4711u, GetLastError());
+    LogMessage(6, "above the level");
+    LogMessage(5, "ends its line\n");
+    std::string origin = "[0-9]{1,2}/[0-9]{1,2}/[0-9]{2}-[0-9]{2}:[0-9]{2}:[0-9]{2},\\[" +
+                         std::to_string(GetCurrentProcessId()) + ":" + std::to_string(GetCurrentThreadId()) + "/";
+    std::regex expected(origin + "4\\] VORNATEST\\.Logging:: ---Start Logging---\r\n" + origin +
+                        "3\\] VORNATEST\\.Logging::number 7 and wide\r\n" + origin +
+                        "5\\] VORNATEST\\.Logging::ends its line\n");
+    std::string text = ReadAll(Log());
+    EXPECT_TRUE(std::regex_match(text, expected)) << text;
+}
+
+TEST_F(LoggingTest, EachLevelShowsItselfAndWhatIsBelow) {
+    for (unsigned configured : {0u, 1u, 4u, 8u}) {
+        SCOPED_TRACE(configured);
+        std::filesystem::remove(Log());
+        EXPECT_EQ(configured, StartFile(std::to_string(configured)));
+        for (unsigned level = 0; level <= 9; ++level)
+            LogMessage(level, "%u", level);
+        StopLogging();
+        std::vector<std::string> expected;
+        if (configured >= 4)
+            expected.push_back(" ---Start Logging---");
+        for (unsigned level = 0; level <= configured; ++level)
+            expected.push_back(std::to_string(level));
+        EXPECT_EQ(expected, Lines());
+    }
+}
+
+TEST_F(LoggingTest, ARunningTargetStays) {
+    DebuggerOutput debugger;
+    EXPECT_EQ(4u, StartFile("4"));
+    EXPECT_EQ(4u, Start("debug,8")) << "the running level is reported";
+    LogMessage(4, "first");
+    StopLogging();
+    EXPECT_EQ(0u, logging_level) << "the start with another mode counted a user";
+    EXPECT_THAT(Lines(), ElementsAre(" ---Start Logging---", "first"));
+    EXPECT_THAT(debugger.Texts(), ElementsAre());
+}
+
+TEST_F(LoggingTest, TheLastUserStops) {
+    StartFile("1");
+    StartFile("1");
+    StopLogging();
+    LogMessage(1, "one user left");
+    StopLogging();
+    LogMessage(1, "nobody left");
+    StopLogging();
+    EXPECT_THAT(Lines(), ElementsAre("one user left"));
+    EXPECT_TRUE(std::filesystem::remove(Log())) << "the file is still open";
+}
+
+TEST_F(LoggingTest, AppendsToWhatIsThere) {
+    WriteAll(Log(), "VORNATEST.Logging::old\n");
+    StartFile("1");
+    LogMessage(1, "new");
+    EXPECT_THAT(Lines(), ElementsAre("old", "new"));
+}
+
+TEST_F(LoggingTest, DebuggerLinesHaveNoDate) {
+    DebuggerOutput debugger;
+    EXPECT_EQ(0u, Start("DEBUG,0"));
+    SetLastError(4711);
+    LogMessage(0, "text %s", "x");
+    EXPECT_EQ(4711u, GetLastError());
+    LogMessage(1, "above the level");
+    EXPECT_THAT(debugger.Texts(), ElementsAre("VORNATEST.Logging::text x\r\n"));
+}
+
+TEST_F(LoggingTest, ConsoleLinesGoToTheStandardOutput) {
+    HANDLE before = GetStdHandle(STD_OUTPUT_HANDLE);
+    unique_file file(
+        CreateFileW((folder_.path() / "out").c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW, 0, nullptr));
+    SetStdHandle(STD_OUTPUT_HANDLE, file.get());
+    Start("console,4");
+    LogMessage(2, "text");
+    SetStdHandle(STD_OUTPUT_HANDLE, before);
+    EXPECT_EQ("VORNATEST.Logging:: ---Start Logging---\r\nVORNATEST.Logging::text\r\n",
+              ReadAll(folder_.path() / "out"));
+}
+
+TEST_F(LoggingTest, AFileThatCannotBeOpenedLeavesLoggingOff) {
+    EXPECT_EQ(0u, Start("file," + folder_.path().string() + "\\none\\a.log,8"));
+    EXPECT_EQ(8u, StartFile("8")) << "a later start finds a usable file";
+}
+
+TEST_F(LoggingTest, WithoutATargetOnlyLevelZeroIsKept) {
+    // The file lies in the root of the current drive.
+    const auto directory = std::filesystem::current_path();
+    std::filesystem::current_path(folder_.path());
+    const std::filesystem::path fallback = "\\qxv-event.log";
+    const std::string before = ReadAll(fallback);
+    LogMessage(1, "dropped");
+    LogMessage(0, "kept %d", 1);
+    LogMessage(0, "kept %d", 2);
+    std::string text = ReadAll(fallback).substr(before.size());
+    if (before.empty()) {
+        EXPECT_TRUE(std::filesystem::remove(fallback)) << "the file is still open";
+    }
+    std::filesystem::current_path(directory);
+    EXPECT_TRUE(std::regex_match(text, std::regex("[^\n]*/0\\] [^\n]*::kept 1\r\n[^\n]*/0\\] [^\n]*::kept 2\r\n")))
+        << text;
+    EXPECT_EQ(0u, logging_level);
+}
+
+TEST_F(LoggingTest, AFailedWriteTurnsToTheDebuggerForGood) {
+    DebuggerOutput debugger;
+    // A pipe stands for a file that stops taking data: its other end goes away.
+    std::string name = "\\\\.\\pipe\\vorna-logging-" + std::to_string(GetCurrentProcessId());
+    unique_file reader(CreateNamedPipeA(name.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 65536, 65536, 0, nullptr));
+    ASSERT_TRUE(reader);
+    ASSERT_EQ(3u, Start("file," + name + ",3"));
+    LogMessage(1, "read");
+    char line[256] = {};
+    DWORD size = 0;
+    ReadFile(reader.get(), line, sizeof line - 1, &size, nullptr);
+    EXPECT_THAT(line, HasSubstr("::read\r\n"));
+    reader.reset();
+    SetLastError(4711);
+    LogMessage(1, "lost");
+    EXPECT_EQ(4711u, GetLastError());
+    LogMessage(1, "shown");
+    EXPECT_EQ(3u, Start("file," + name + ",3")) << "a later start of the first mode changes nothing";
+    LogMessage(1, "shown too");
+    EXPECT_THAT(debugger.Texts(), ElementsAre("VORNATEST.Logging::shown\r\n", "VORNATEST.Logging::shown too\r\n"));
+}
+
+TEST_F(LoggingTest, AMutexThatIsHeldDropsLinesAndAnAbandonedOneDoesNot) {
+    StartFile("1");
+    LogMutexName name;
+    MakeLogMutexName(name, Log().string().c_str());
+    unique_handle held(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    unique_handle end(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    unique_handle mutex(CreateMutexA(nullptr, FALSE, name));
+    std::thread holder([&] {
+        WaitForSingleObject(mutex.get(), INFINITE);
+        SetEvent(held.get());
+        WaitForSingleObject(end.get(), INFINITE);
+    });
+    WaitForSingleObject(held.get(), INFINITE);
+    ULONGLONG before = GetTickCount64();
+    LogMessage(1, "dropped");
+    EXPECT_GE(GetTickCount64() - before, 450u);
+    SetEvent(end.get());
+    holder.join();
+    LogMessage(1, "kept");
+    LogMessage(1, "kept too");
+    EXPECT_THAT(Lines(), ElementsAre("kept", "kept too"));
+}
+
+TEST_F(LoggingTest, TrimKeepsTheLastWholeLines) {
+    std::string lines;
+    for (int line = 0; lines.size() < 5000; ++line)
+        lines += "VORNATEST.Logging::line " + std::to_string(line) + "\n";
+    const struct {
+        const char* kilobytes;
+        std::string before;
+        std::string after;
+    } cases[] = {
+        {"0", lines, lines},
+        {"1024", lines, lines},
+        {"-1", lines, lines},
+        {"5", lines, lines},
+        {"4", lines, lines.substr(lines.find('\n', lines.size() - 4096) + 1)},
+        {"1", lines, lines.substr(lines.find('\n', lines.size() - 1024) + 1)},
+        {"1", std::string(1024, 'x'), std::string(1024, 'x')},
+        {"1", std::string(3000, 'x'), ""},
+        {"1", std::string(2000, 'x') + "\nrest", "rest"},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(testing::Message() << expected.kilobytes << " of " << expected.before.size());
+        WriteAll(Log(), expected.before);
+        StartFile(std::string(expected.kilobytes) + ",1");
+        StopLogging();
+        EXPECT_EQ(expected.after, ReadAll(Log()));
+        EXPECT_EQ(0u, logging_level);
+    }
+}
+
+TEST_F(LoggingTest, ScopesAreTiedByAGuid) {
+    StartFile("5");
+    {
+        VORNA_SCOPE_TRACE("Test::Outer");
+        ScopeTrace inner("Test::Inner", 12, "inner.cpp");
+    }
+    std::string text;
+    for (const std::string& line : Lines())
+        text += line + "\n";
+    std::regex expected(" ---Start Logging---\n"
+                        "ENTER Test::Outer on line [0-9]+ in file LoggingTest\\.cpp @(\\{[0-9A-F-]{36}\\})@\n"
+                        "ENTER Test::Inner on line 12 in file inner\\.cpp @(\\{[0-9A-F-]{36}\\})@\n"
+                        "EXIT: Test::Inner @(\\{[0-9A-F-]{36}\\})@\n"
+                        "EXIT: Test::Outer @(\\{[0-9A-F-]{36}\\})@\n");
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(text, match, expected)) << text;
+    EXPECT_EQ(match[1], match[4]);
+    EXPECT_EQ(match[2], match[3]);
+    EXPECT_NE(match[1], match[2]);
+}
+
+TEST_F(LoggingTest, ConcurrentFirstStartsShareOneTarget) {
+    for (int round = 0; round < 20; ++round) {
+        std::filesystem::remove(Log());
+        value_ =
+            std::make_unique<support::RegistryValue>(KEY, support::Wide(PROGRAM), L"file," + Log().wstring() + L",4");
+        DWORD handles = 0;
+        GetProcessHandleCount(GetCurrentProcess(), &handles);
+        unique_handle go(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+        std::vector<std::thread> threads;
+        std::atomic<int> wrong{0};
+        for (int thread = 0; thread < 6; ++thread)
+            threads.emplace_back([&] {
+                WaitForSingleObject(go.get(), INFINITE);
+                wrong += StartLogging(PROGRAM) != 4;
+                LogMessage(1, "started");
+            });
+        SetEvent(go.get());
+        for (auto& thread : threads)
+            thread.join();
+        EXPECT_EQ(0, wrong);
+        auto lines = Lines();
+        EXPECT_EQ(6, std::count(lines.begin(), lines.end(), "started"));
+        EXPECT_EQ(1, std::count(lines.begin(), lines.end(), " ---Start Logging---"));
+        for (int user = 0; user < 5; ++user)
+            StopLogging();
+        EXPECT_EQ(4u, logging_level);
+        StopLogging();
+        EXPECT_EQ(0u, logging_level);
+        threads.clear();
+        DWORD left = 0;
+        GetProcessHandleCount(GetCurrentProcess(), &left);
+        EXPECT_LE(left, handles + 1) << "handles of the starts that came second";
+        if (HasFailure())
+            break;
+    }
+}
+
+TEST_F(LoggingTest, LinesOfOneThreadSurviveStartsAndStopsOfAnother) {
+    value_ =
+        std::make_unique<support::RegistryValue>(KEY, support::Wide(PROGRAM), L"file," + Log().wstring() + L",1,3");
+    std::atomic<bool> end{false};
+    std::thread writer([&] {
+        while (!end)
+            LogMessage(1, "a line that is written whole or not at all");
+    });
+    for (int round = 0; round < 200; ++round) {
+        StartLogging(PROGRAM);
+        LogMessage(1, "a line that is written whole or not at all");
+        StopLogging();
+    }
+    end = true;
+    writer.join();
+    EXPECT_EQ(0u, logging_level);
+    for (const std::string& line : Lines())
+        ASSERT_EQ("a line that is written whole or not at all", line);
+}
+
+// Run as a process of its own by the test below: its number in VORNA_TEST_WRITER.
+TEST(LoggingChild, DISABLED_Writer) {
+    const char* number = std::getenv("VORNA_TEST_WRITER");
+    ASSERT_TRUE(number);
+    ASSERT_EQ(1u, StartLogging((std::string(PROGRAM) + number).c_str()));
+    for (int line = 0; line < 2000; ++line)
+        LogMessage(1, "writer %s line %d", number, line);
+}
+
+TEST_F(LoggingTest, TwoProcessesLoseNoLine) {
+    std::wstring upper = Log().wstring();
+    std::wstring lower = upper;
+    CharUpperW(upper.data());
+    CharLowerW(lower.data());
+    support::RegistryValue first(KEY, support::Wide(PROGRAM) + L"1", L"file," + upper + L",1");
+    support::RegistryValue second(KEY, support::Wide(PROGRAM) + L"2", L"file," + lower + L",1");
+    std::vector<unique_handle> processes;
+    for (const wchar_t* number : {L"1", L"2"}) {
+        wchar_t program[MAX_PATH];
+        GetModuleFileNameW(nullptr, program, MAX_PATH);
+        std::wstring command = L"\"" + std::wstring(program) +
+                               L"\" --gtest_also_run_disabled_tests --gtest_filter=LoggingChild.DISABLED_Writer "
+                               L"--gtest_brief=1";
+        SetEnvironmentVariableW(L"VORNA_TEST_WRITER", number);
+        STARTUPINFOW startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION process{};
+        ASSERT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
+                                   &startup, &process));
+        CloseHandle(process.hThread);
+        processes.emplace_back(process.hProcess);
+    }
+    for (auto& process : processes) {
+        DWORD code = 1;
+        WaitForSingleObject(process.get(), INFINITE);
+        GetExitCodeProcess(process.get(), &code);
+        EXPECT_EQ(0u, code);
+    }
+    std::vector<std::string> expected;
+    for (int number = 1; number <= 2; ++number)
+        for (int line = 0; line < 2000; ++line)
+            expected.push_back(std::to_string(number) + "::writer " + std::to_string(number) + " line " +
+                               std::to_string(line));
+    std::vector<std::string> found;
+    std::string text = ReadAll(Log());
+    std::regex head("VORNATEST\\.Logging([^\r]*)\r\n");
+    for (std::sregex_iterator at(text.begin(), text.end(), head), none; at != none; ++at)
+        found.push_back((*at)[1]);
+    EXPECT_EQ(4000u, found.size());
+    std::sort(expected.begin(), expected.end());
+    std::sort(found.begin(), found.end());
+    EXPECT_TRUE(expected == found);
+}
+
+TEST(LogFileTest, MutexNamesAreTheSameInAllLetterCases) {
+    LogMutexName name;
+    MakeLogMutexName(name, "C:\\Logs\\A b-#.~()[]{}+\xC4.log");
+    EXPECT_STREQ("qx_tbr_logging_mutex-c__logs_a_b-#.~()[]{}__.log", name);
+    MakeLogMutexName(name, std::string(300, 'A').c_str());
+    EXPECT_EQ(size_t{MAX_PATH - 1}, strlen(name));
+}
+
+TEST(LogConfigurationTest, Values) {
+    const struct {
+        const char* value;
+        unsigned mode;
+        unsigned level;
+        DWORD kilobytes;
+        const char* path;
+    } cases[] = {
+        {"console,3", 1, 3, 0, ""},
+        {"Console,x", 1, 0, 0, ""},
+        {"debug,0", 2, 0, 0, ""},
+        {"debug,300", 2, 44, 0, ""},
+        {"debug,5,7", 2, 5, 0, ""},
+        {"FILE,C:\\x.log,5", 4, 5, 0, "C:\\x.log"},
+        {"file,C:\\x y.log,100,8", 8, 8, 100, "C:\\x y.log"},
+        {"file,C:\\x.log,many,8", 8, 8, 0, "C:\\x.log"},
+        {"file,C:\\x.log,", 4, 0, 0, "C:\\x.log"},
+        {"file,C:\\x.log", 0, 0, 0, ""},
+        {"file", 0, 0, 0, ""},
+        {"debug", 0, 0, 0, ""},
+        {"", 0, 0, 0, ""},
+        {",5", 0, 0, 0, ""},
+        {"debugger,5", 0, 0, 0, ""},
+        {"deb,5", 0, 0, 0, ""},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.value);
+        LogConfiguration configuration;
+        configuration.Parse(expected.value);
+        EXPECT_EQ(expected.mode, configuration.mode);
+        EXPECT_EQ(expected.level, configuration.level);
+        EXPECT_EQ(expected.kilobytes, configuration.kilobytes);
+        EXPECT_STREQ(expected.path, configuration.path);
+    }
+}
+
+TEST(LogConfigurationTest, PlacesInTheirOrder) {
+    constexpr wchar_t product[] = L"SOFTWARE\\Ostrevane\\QXKeldan";
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, KEY);
+    LogConfiguration configuration;
+    support::RegistryValue last(product, L"Logging", L"debug,1");
+    EXPECT_TRUE(configuration.Read(PROGRAM));
+    EXPECT_EQ(1, configuration.level) << "without the key, the value of the key above counts";
+    {
+        support::RegistryValue other(KEY, L"VORNATEST.Other", L"debug,2");
+        EXPECT_FALSE(configuration.Read(PROGRAM)) << "with the key, the value of the key above does not count";
+        support::RegistryValue standard(KEY, L"", L"debug,3");
+        EXPECT_TRUE(configuration.Read(PROGRAM));
+        EXPECT_EQ(3, configuration.level);
+        support::RegistryValue own(KEY, support::Wide(PROGRAM), L"debug,4");
+        EXPECT_TRUE(configuration.Read(PROGRAM));
+        EXPECT_EQ(4, configuration.level);
+        support::RegistryValue longest(KEY, support::Wide(PROGRAM), L"debug,5" + std::wstring(253, L' '));
+        EXPECT_TRUE(configuration.Read(PROGRAM));
+        EXPECT_EQ(5, configuration.level);
+        support::RegistryValue longer(KEY, support::Wide(PROGRAM), L"debug,6" + std::wstring(254, L' '));
+        EXPECT_FALSE(configuration.Read(PROGRAM));
+        DWORD number = 7;
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, KEY, support::Wide(PROGRAM).c_str(), REG_DWORD, &number, sizeof number);
+        EXPECT_FALSE(configuration.Read(PROGRAM)) << "a number is no string";
+    }
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, KEY);
+}
+
+TEST(LogLineTest, StringsShareTheLine) {
+    const std::string longText(3000, 'x');
+    const std::wstring wideText(3000, L'y');
+    // (2 * (512 - 2) - 9) / 2 characters each.
+    EXPECT_EQ("P::" + std::string(505, 'x') + " and " + std::string(505, 'y') + "\r\n",
+              Format(false, 1, "%s and %S", longText.c_str(), wideText.c_str()));
+    EXPECT_EQ("P::%s 5 a%\r\n", Format(false, 1, "%%s %d %s%%", 5, "a"));
+    // A format of string conversions alone overflows the working format: whole conversions are left out.
+    std::string many;
+    struct {
+        const char* texts[200];
+    } arguments;
+    for (const char*& text : arguments.texts) {
+        many += "%s";
+        text = "xyz";
+    }
+    EXPECT_EQ("P::" + std::string(158, 'x') + "\r\n", Format(false, 1, many.c_str(), arguments));
+}
+
+TEST(LogLineTest, LongFormatsAreCutWithAWarning) {
+    const std::string warning = "P::WARNING!!! LogMessage() format string > 512 chars:";
+    const std::string x511(511, 'x');
+    EXPECT_EQ("P::" + x511 + "\r\n", Format(false, 1, x511.c_str()));
+    EXPECT_EQ(warning + x511 + "\r\n", Format(false, 1, (x511 + "x").c_str()));
+    EXPECT_EQ(warning + x511 + "\r\n", Format(false, 1, (std::string(600, 'x')).c_str()));
+    EXPECT_EQ(warning + x511 + "\r\n", Format(false, 1, (x511 + "xxx %s").c_str(), "beyond the limit"));
+    EXPECT_EQ(warning + x511.substr(1) + "\r\n", Format(false, 1, (x511.substr(1) + "%s").c_str(), "across the limit"));
+    EXPECT_EQ(warning + x511.substr(2) + "\r\n", Format(false, 1, (x511.substr(2) + "%08X").c_str(), 1));
+    EXPECT_EQ(warning + x511.substr(3) + "ab" + "\r\n",
+              Format(false, 1, (x511.substr(3) + "%s%dxxxx").c_str(), "ab", 7))
+        << "what is cut is the conversion that crosses the limit";
+    std::string dated = Format(true, 1, std::string(600, 'x').c_str());
+    EXPECT_THAT(dated, HasSubstr(warning + x511 + "\r\n"));
+}
+
+TEST(LogLineTest, NothingLeavesTheLine) {
+    std::string line = Format(true, 1, "%-5000d|", 1);
+    EXPECT_EQ(LOG_LINE_SIZE - 1, line.size());
+    EXPECT_EQ("\r\n", line.substr(line.size() - 2));
+    EXPECT_EQ("P::100\r\n", Format(false, 1, "100%"));
+    EXPECT_EQ("P::\r\n", Format(false, 1, ""));
+}
+
+TEST(LogLineTest, CharactersThatDoNotConvertAreReplaced) {
+    EXPECT_EQ("P::before a? ?z 7 1.50 1234567890123 x|   ??|ok \r\n",
+              Format(false, 1, "before %S %S %d %.2f %I64d %c|%*S|%s ", L"a\x4E2D", L"\x4E2Dz", 7, 1.5, 1234567890123LL,
+                     'x', 5, L"\x4E2D\x4E2D", "ok"));
+    // Without an end of its own the text is read as far as the precision says.
+    const wchar_t open[] = {L'\x4E2D', L'b', L'c'};
+    EXPECT_EQ("P::?bc\r\n", Format(false, 1, "%.3S", open));
+}
