@@ -53,9 +53,13 @@ class LoggingTest : public testing::Test {
     }
 
     std::filesystem::path Log() const { return folder_.path() / "a.log"; }
-    unsigned Start(const std::string& value) {
+    void Configure(const std::string& value) {
+        // First the old value goes, or its end would undo the new one.
         value_.reset();
         value_ = std::make_unique<support::RegistryValue>(KEY, support::Wide(PROGRAM), support::Wide(value));
+    }
+    unsigned Start(const std::string& value) {
+        Configure(value);
         return StartLogging(PROGRAM);
     }
     unsigned StartFile(const std::string& rest) { return Start("file," + Log().string() + "," + rest); }
@@ -282,9 +286,9 @@ TEST_F(LoggingTest, ScopesAreTiedByAGuid) {
 
 TEST_F(LoggingTest, ConcurrentFirstStartsShareOneTarget) {
     for (int round = 0; round < 20; ++round) {
+        SCOPED_TRACE(round);
         std::filesystem::remove(Log());
-        value_ =
-            std::make_unique<support::RegistryValue>(KEY, support::Wide(PROGRAM), L"file," + Log().wstring() + L",4");
+        Configure("file," + Log().string() + ",4");
         DWORD handles = 0;
         GetProcessHandleCount(GetCurrentProcess(), &handles);
         unique_handle go(CreateEventW(nullptr, TRUE, FALSE, nullptr));
@@ -318,8 +322,7 @@ TEST_F(LoggingTest, ConcurrentFirstStartsShareOneTarget) {
 }
 
 TEST_F(LoggingTest, LinesOfOneThreadSurviveStartsAndStopsOfAnother) {
-    value_ =
-        std::make_unique<support::RegistryValue>(KEY, support::Wide(PROGRAM), L"file," + Log().wstring() + L",1,3");
+    Configure("file," + Log().string() + ",1,3");
     std::atomic<bool> end{false};
     std::thread writer([&] {
         while (!end)
