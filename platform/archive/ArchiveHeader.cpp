@@ -10,7 +10,6 @@
 #include <deque>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 namespace keldan {
 
@@ -42,18 +41,15 @@ struct hash_traits {
 };
 using unique_hash = vorna::unique_any<hash_traits>;
 
-std::vector<BYTE> BoundName(std::wstring_view name) {
-    constexpr std::string_view purpose = "Keldan archive key\n";
-    std::vector<BYTE> bytes(purpose.begin(), purpose.end());
-    const BYTE* text = reinterpret_cast<const BYTE*>(name.data());
-    bytes.insert(bytes.end(), text, text + name.size() * sizeof(wchar_t));
-    return bytes;
+// What the name is bound in as, to the protected keys and to the tag.
+std::wstring BoundName(std::wstring_view name) {
+    return std::wstring(L"Keldan archive key\n").append(name);
 }
 
 HRESULT ComputeTag(const ArchiveHeader::Bytes& bytes, std::wstring_view name, const ArchiveKeys& keys, Tag& tag) {
     unique_algorithm algorithm;
     unique_hash hash;
-    std::vector<BYTE> bound = BoundName(name);
+    std::wstring bound = BoundName(name);
     NTSTATUS status =
         BCryptOpenAlgorithmProvider(algorithm.put(), BCRYPT_SHA256_ALGORITHM, nullptr, BCRYPT_ALG_HANDLE_HMAC_FLAG);
     if (status >= 0)
@@ -62,7 +58,8 @@ HRESULT ComputeTag(const ArchiveHeader::Bytes& bytes, std::wstring_view name, co
     if (status >= 0)
         status = BCryptHashData(hash.get(), const_cast<PUCHAR>(bytes.data()), tag_offset, 0);
     if (status >= 0)
-        status = BCryptHashData(hash.get(), bound.data(), static_cast<ULONG>(bound.size()), 0);
+        status = BCryptHashData(hash.get(), reinterpret_cast<PUCHAR>(bound.data()),
+                                static_cast<ULONG>(bound.size() * sizeof(wchar_t)), 0);
     if (status >= 0)
         status = BCryptFinishHash(hash.get(), tag.data(), tag.size(), 0);
     return status < 0 ? E_FAIL : S_OK;
@@ -127,9 +124,9 @@ HRESULT ArchiveHeader::Make(std::wstring_view name, Bytes& bytes, ArchiveKeys& k
     std::array<BYTE, keys_size> plain;
     std::memcpy(plain.data(), keys.pages.data(), keys.pages.size());
     std::memcpy(plain.data() + keys.pages.size(), keys.header.data(), keys.header.size());
-    std::vector<BYTE> bound = BoundName(name);
+    std::wstring bound = BoundName(name);
     DATA_BLOB in = Blob(plain.data(), plain.size());
-    DATA_BLOB entropy = Blob(bound.data(), bound.size());
+    DATA_BLOB entropy = Blob(bound.data(), bound.size() * sizeof(wchar_t));
     DATA_BLOB out{};
     BOOL done = CryptProtectData(&in, L"", &entropy, nullptr, nullptr,
                                  CRYPTPROTECT_LOCAL_MACHINE | CRYPTPROTECT_UI_FORBIDDEN, &out);
@@ -165,9 +162,9 @@ HRESULT ArchiveHeader::Open(std::wstring_view name, const Bytes& bytes, ArchiveK
         length > tag_offset - protected_offset)
         return damaged;
 
-    std::vector<BYTE> bound = BoundName(name);
+    std::wstring bound = BoundName(name);
     DATA_BLOB in = Blob(bytes.data() + protected_offset, length);
-    DATA_BLOB entropy = Blob(bound.data(), bound.size());
+    DATA_BLOB entropy = Blob(bound.data(), bound.size() * sizeof(wchar_t));
     DATA_BLOB out{};
     if (!CryptUnprotectData(&in, nullptr, &entropy, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN, &out))
         return damaged;
