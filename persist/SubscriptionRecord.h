@@ -1,0 +1,59 @@
+// What a subscription is on disk: the records that SubscriptionPersistance reads and writes.
+#pragma once
+
+#include "common/DateTime.h"
+#include "subscription/SnapShot.h"
+
+#include <list>
+#include <string>
+#include <vector>
+
+namespace vorna {
+
+// How a record comes to be written.
+enum class RegistrationKind {
+    // A subscription that was not there before.
+    New,
+    // The same registration with other settings; the time of the last registration is kept.
+    Modification,
+    // A subscription that is known, registered anew with the platform: its life begins again.
+    Renewal,
+};
+
+// One subscription, whole. A value.
+struct SubscriptionRecord {
+    // Service path, backslash, archive ID; unique among the active subscriptions.
+    std::wstring ClientCookie;
+    // The component's own identifier, kept over renewals.
+    std::wstring VornaId;
+    // The platform's identifier of the registration; names the archives.
+    std::wstring SubscriptionId;
+    // The normalised service document.
+    std::wstring ServiceXml;
+    // The folder of the archives, without a backslash at its end.
+    std::wstring ArchiveDirectory;
+    // The subscription document.
+    std::wstring SubscriptionText;
+    // How long the subscription lives from its registration; all zero: without end.
+    Duration Lifetime;
+    RegistrationKind Kind = RegistrationKind::New;
+    // In order of capture.
+    std::vector<SnapShot> SnapShots;
+};
+
+// One Subscription node of the persist document.
+struct SubscriptionListEntry {
+    std::wstring SubscriptionId;
+    std::wstring VornaId;
+    std::wstring ClientCookie;
+    std::wstring ServiceXml;
+    // Texts of date-times; empty where the node has none.
+    std::wstring EndDate;
+    std::wstring LastSubscriptionTime;
+    bool Valid = false;
+    bool Aged = false;
+};
+
+using SubscriptionList = std::list<SubscriptionListEntry>;
+
+} // namespace vorna
