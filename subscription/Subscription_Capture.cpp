@@ -1,0 +1,118 @@
+// From a callback to a stored snapshot.
+
+#include "common/Logging.h"
+#include "common/VornaCommon.h"
+#include "common/bstr.h"
+#include "common/platformservices.h"
+#include "common/results.h"
+#include "subscription/ArchiveNames.h"
+#include "subscription/Subscription.h"
+
+#include <algorithm>
+
+namespace vorna {
+
+HRESULT Subscription::HandleCallBack(std::wstring_view) {
+    VORNA_SCOPE_TRACE("Subscription::HandleCallBack");
+    try {
+        VORNA_LOG(LOG_TRACE,
+                  "In the CallBack of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
+                  "ServiceObject :\"%S\"",
+                  record_.SubscriptionId.c_str(), record_.VornaId.c_str(), record_.ServiceXml.c_str());
+        if (info_.Status() != S_OK) {
+            VORNA_LOG(LOG_TRACE, "No subscriptionInfo");
+            return E_FAIL;
+        }
+        if (const TimerInfo* timer = info_.TimerEvent())
+            return HandleCallbackforXDMData(timer->source.xpath, timer->source.prefixes);
+        VORNA_LOG(LOG_TRACE, "Invalid subscriptionInfo");
+        return E_FAIL;
+    } catch (...) {
+        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
+        return E_FAIL;
+    }
+}
+
+// data is empty where the answer is not S_OK, and may be empty where it is.
+HRESULT Subscription::GetDataFromAggregator(IUnknown* service, std::wstring_view xpath, std::wstring_view argument,
+                                            std::wstring& data) {
+    data.clear();
+    com_ptr<IAggregator> aggregator;
+    HRESULT result = PlatformServices::CreateInstance(PROGID_AGGREGATOR, nullptr, aggregator);
+    if (result != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Create Instance of Aggregator failed");
+        return FAILED(result) ? result : E_FAIL;
+    }
+    VORNA_LOG(LOG_TRACE, "Calling aggregator GetData with XPath:%S", std::wstring(xpath).c_str());
+    bstr answer, second;
+    result = aggregator->GetData(service, bstr(xpath).get(), bstr(argument).get(), answer.put(), second.put());
+    if (result == S_OK)
+        data = answer.str();
+    else
+        VORNA_LOG(LOG_TRACE, "The aggregator answered %#x : %S", static_cast<unsigned>(result), second.str().c_str());
+    return result;
+}
+
+HRESULT Subscription::HandleCallbackforXDMData(std::wstring_view xpath, std::wstring_view argument) {
+    VORNA_SCOPE_TRACE("Subscription::HandleCallbackforXDMData");
+    com_ptr<IUnknown> service;
+    CPWStringBuffer text;
+    if (HRESULT result = VORNAUTILITY::GetServiceObject(record_.ServiceXml, service, text); result != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Failed to Create the ServiceObject. Returning Fail from CallbackforXMLData");
+        return result;
+    }
+    std::wstring data;
+    if (GetDataFromAggregator(service.get(), xpath, argument, data) != S_OK || data.empty()) {
+        VORNA_LOG(LOG_TRACE, "Aggregator GetData failed");
+        return E_FAIL;
+    }
+    const HRESULT result = AddSnapShotToArchive(data);
+    if (result != S_OK)
+        VORNA_LOG(LOG_TRACE, "Adding snapshot data to archive failed");
+    return result;
+}
+
+HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data) {
+    VORNA_SCOPE_TRACE("Subscription::AddSnapShotToArchive");
+    try {
+        const SnapShot snapShot(LocalNow());
+        if (HRESULT result =
+                persistance_.AddSnapShot(record_.ArchiveDirectory, record_.SubscriptionId, snapShot);
+            result != S_OK)
+            return result;
+        const HRESULT result = StoreSnapShot(snapShot, data);
+        if (DeleteTheAgedFilesFromArchive() == 0)
+            VORNA_LOG(LOG_TRACE, "Failed to delete aged files from archive");
+        if (CheckForArchiveOverflow() != S_OK)
+            VORNA_LOG(LOG_TRACE, "Failed to check the archiveOverflow");
+        return result;
+    } catch (...) {
+        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
+        return E_FAIL;
+    }
+}
+
+// The record stands already; the data follow under the archive lock, and a failure takes the record back.
+HRESULT Subscription::StoreSnapShot(const SnapShot& snapShot, std::wstring_view data) {
+    // The lock is an object of its own: the persistence object takes the same one again for the rollback.
+    GlobalLocks locks;
+    scoped_lock lock(locks, ArchiveLockName(record_.SubscriptionId));
+    if (!lock.held())
+        return lock.result();
+    SamAccessor archive(SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId), snapShot.Id);
+    const HRESULT result = archive.addStreamToArchive(data);
+    const bool known = std::any_of(record_.SnapShots.begin(), record_.SnapShots.end(),
+                                   [&](const SnapShot& other) { return other.Id == snapShot.Id; });
+    if (result == S_OK) {
+        AddToSnapShotList(snapShot);
+        return S_OK;
+    }
+    VORNA_LOG(LOG_TRACE, "Going to delete the subscription from snapshot persist");
+    // A capture of the same second keeps its record: its stream is still there.
+    if (!known &&
+        persistance_.DeleteSnapShot(record_.ArchiveDirectory, record_.SubscriptionId, snapShot.Id) != 1)
+        VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
+    return result;
+}
+
+} // namespace vorna

@@ -1,0 +1,124 @@
+// The answer to a GetData: one document of all snapshots, each cut down to what was asked for.
+
+#include "common/Logging.h"
+#include "common/VornaCommon.h"
+#include "common/bstr.h"
+#include "subscription/ArchiveNames.h"
+#include "subscription/Subscription.h"
+
+namespace vorna {
+
+namespace {
+
+// An Id as a time: 2005-3-7T14_5_9 becomes 2005-03-07T14:05:09.
+std::wstring TimestampOf(std::wstring_view id) {
+    std::wstring timestamp, field;
+    const auto end_field = [&] {
+        if (field.size() == 1)
+            timestamp += L'0';
+        timestamp += field;
+        field.clear();
+    };
+    for (wchar_t letter : id) {
+        if (letter >= L'0' && letter <= L'9') {
+            field += letter;
+            continue;
+        }
+        end_field();
+        timestamp += letter == L'_' ? L':' : letter;
+    }
+    end_field();
+    return timestamp;
+}
+
+} // namespace
+
+// The archive lock is held for this one read only, so that captures can come in between.
+HRESULT Subscription::ReadSnapShot(SamAccessor& archive, std::wstring_view snapShotId, bstr& data) {
+    GlobalLocks locks;
+    scoped_lock lock(locks, ArchiveLockName(record_.SubscriptionId));
+    if (!lock.held())
+        return lock.result();
+    archive.SetFileName(snapShotId);
+    return archive.getStreamFromArchive(data);
+}
+
+HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer& document,
+                                       CPWStringBuffer& errorText) {
+    SamAccessor archive(SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId));
+    VORNA_LOG(LOG_TRACE, "Getting data from SnapShots in \"%S\" Archive",
+              SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId).c_str());
+    document.Assign(L"<Archive><ArchiveData ID=\"");
+    document.Append(info_.ArchiveID());
+    document.Append(L"\">");
+
+    int number = 0;
+    bool anyRead = false;
+    std::vector<SnapShot> contributed;
+    std::wstring narrowed;
+    for (SnapShot& snapShot : record_.SnapShots) {
+        bstr data;
+        const HRESULT read = ReadSnapShot(archive, snapShot.Id, data);
+        VORNA_LOG(LOG_TRACE, "Get data from SnapShot: %S%s", snapShot.Id.c_str(),
+                  read == S_OK ? " Succeeded" : "Failed");
+        if (read != S_OK) {
+            VORNA_LOG(LOG_ERROR, "A snapshot cannot be read (hr: %#x) : %S", static_cast<unsigned>(read),
+                      snapShot.Id.c_str());
+            continue;
+        }
+        anyRead = true;
+        std::wstring_view content = data.view();
+        if (!xpath.empty()) {
+            VORNAUTILITY::GetSparseXMLFromXPath(content, xpath, narrowed);
+            if (narrowed.empty()) {
+                VORNA_LOG(LOG_TRACE, "Failed to apply xPath to Archive Data. Not Adding the data to result data");
+                continue;
+            }
+            content = narrowed;
+        }
+        document.Append(L"<Snapshot id=\"" + std::to_wstring(++number) + L"\" timestamp=\"" +
+                        TimestampOf(snapShot.Id) + L"\">");
+        document.Append(content);
+        document.Append(L"</Snapshot>");
+        snapShot.AlreadyRead = 1;
+        snapShot.AccessTime = LocalNow();
+        contributed.push_back(snapShot);
+    }
+    if (number == 0) {
+        errorText = anyRead ? L"Could not find the required data in the archive" : L"No Data Present in the Archive";
+        VORNA_LOG(LOG_TRACE, "%S", errorText.c_str());
+        return E_FAIL;
+    }
+    document.Append(L"</ArchiveData></Archive>");
+    // One write for all: the index is rewritten whole each time, and thousands of times would not be linear.
+    if (HRESULT marked =
+            persistance_.RefreshSnapShots(record_.ArchiveDirectory, record_.SubscriptionId, contributed);
+        marked != S_OK)
+        VORNA_LOG(LOG_WARNING, "The snapshots could not be marked as read (hr: %#x)", static_cast<unsigned>(marked));
+    return S_OK;
+}
+
+HRESULT Subscription::HandleGetData(std::wstring_view xpath, std::wstring_view, BSTR* result,
+                                    CPWStringBuffer& errorText) {
+    VORNA_SCOPE_TRACE("Subscription::HandleGetData");
+    try {
+        VORNA_LOG(LOG_TRACE,
+                  "In the GetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
+                  "ServiceObject :\"%S\"",
+                  record_.SubscriptionId.c_str(), record_.VornaId.c_str(), record_.ServiceXml.c_str());
+        if (DeleteTheAgedFilesFromArchive() == 0)
+            VORNA_LOG(LOG_TRACE, "Failed to delete the aged files from the archive. Proceeding to get the data from "
+                                 "archive");
+        CPWStringBuffer document;
+        if (HRESULT collected = CollectSnapShots(xpath, document, errorText); collected != S_OK)
+            return collected;
+        *result = bstr(document.view()).release();
+        return S_OK;
+    } catch (...) {
+        errorText = L"Unknown Exception. Failed to get the Data from the archive";
+        VORNA_LOG(LOG_TRACE, "Unknown Exception. Failed to get the Data from the archive");
+        return E_FAIL;
+    }
+}
+
+} // namespace vorna

@@ -1,0 +1,166 @@
+// What all kinds of registration share: the ten-minute timer of the component's own, and the archives' folders.
+
+#include "common/Logging.h"
+#include "common/VornaCommon.h"
+#include "common/bstr.h"
+#include "common/platformservices.h"
+#include "common/unique_any.h"
+#include "persist/PersistFrame.h"
+#include "src/ScheduleDocuments.h"
+#include "subscription/ArchiveNames.h"
+#include "subscription/RegistrationLock.h"
+#include "subscription/Subscription.h"
+
+#include <vector>
+
+namespace vorna {
+
+namespace {
+
+constexpr Duration MAINTENANCE_FREQUENCY{.minutes = 10};
+
+// The directory operations take narrow paths; a path that has no narrow form is refused, not mangled.
+std::string NarrowPath(const std::wstring& path) {
+    char narrow[512];
+    BOOL mangled = FALSE;
+    const int length =
+        WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, path.c_str(), -1, narrow, sizeof narrow, nullptr, &mangled);
+    return length > 0 && !mangled ? std::string(narrow) : std::string();
+}
+
+// The files of a folder that match a pattern, with their paths.
+std::vector<std::wstring> FilesLike(const std::wstring& folder, const std::wstring& pattern) {
+    std::vector<std::wstring> files;
+    WIN32_FIND_DATAW entry;
+    unique_find search(FindFirstFileW((folder + L"\\" + pattern).c_str(), &entry));
+    if (!search)
+        return files;
+    do {
+        if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
+            files.push_back(folder + L"\\" + entry.cFileName);
+    } while (FindNextFileW(search.get(), &entry));
+    return files;
+}
+
+} // namespace
+
+HRESULT Subscription::GetMaintainanceTimerInfo(std::wstring& schedule) {
+    VORNA_SCOPE_TRACE("Subscription::GetMaintainanceTimerInfo");
+    try {
+        NotificationInfo notification;
+        notification.entries.push_back({.type = NOTIFY_COM,
+                                        .client = PROGID_VORNA,
+                                        .parameter = std::wstring(MAINTENANCE_COOKIE),
+                                        .timeout = std::nullopt,
+                                        .retryAttempts = 0,
+                                        .retryFrequency = std::nullopt});
+        auto document = BuildScheduleInfo(MAINTENANCE_FREQUENCY, AddDuration(LocalNow(), MAINTENANCE_FREQUENCY),
+                                          std::nullopt, notification);
+        schedule = document.value_or(L"");
+        return document ? S_OK : E_FAIL;
+    } catch (...) {
+        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
+        return E_FAIL;
+    }
+}
+
+HRESULT Subscription::RegisterforMaintananceEvent(std::wstring& maintenanceId) {
+    VORNA_SCOPE_TRACE("Subscription::RegisterforMaintananceEvent");
+    maintenanceId.clear();
+    try {
+        VORNA_LOG(LOG_TRACE, "Goint to Register for Maintainance Thread");
+        com_ptr<IZEBTimer> timer;
+        if (PlatformServices::CreateInstance(PROGID_TIMER, nullptr, timer) != S_OK) {
+            VORNA_LOG(LOG_TRACE, "Unable to create Timer Instance.");
+            return E_FAIL;
+        }
+        bstr ticket;
+        if (timer->GetTicket(ticket.put()) != S_OK) {
+            VORNA_LOG(LOG_TRACE, "Unable to Register with Timer ");
+            return E_FAIL;
+        }
+        std::wstring schedule;
+        if (HRESULT result = GetMaintainanceTimerInfo(schedule); result != S_OK)
+            return result;
+        bstr id;
+        HRESULT result = timer->Subscribe(ticket.get(), bstr(schedule).get(), id.put());
+        if (result == S_OK)
+            maintenanceId = id.str();
+        return result;
+    } catch (...) {
+        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
+        return E_FAIL;
+    }
+}
+
+bool Subscription::CreateBaseDir() {
+    const std::string path = NarrowPath(record_.ArchiveDirectory);
+    if (!path.empty())
+        VORNAUTILITY::CreateDirectories(path.c_str());
+    const DWORD attributes = GetFileAttributesW(record_.ArchiveDirectory.c_str());
+    return !path.empty() && attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+// The service's folder is shared by all archives of the service: it goes with the last of them.
+void Subscription::RemoveBaseDir() {
+    VORNA_SCOPE_TRACE("Subscription::RemoveBaseDir");
+    // Nobody makes the folder's next archive meanwhile.
+    RegistrationLock registration;
+    if (!record_.SubscriptionId.empty())
+        RemoveArchives(record_.SubscriptionId);
+    if (!FilesLike(record_.ArchiveDirectory, L"config_*").empty() ||
+        !FilesLike(record_.ArchiveDirectory, L"snapshot_*").empty())
+        return;
+    const std::string path = NarrowPath(record_.ArchiveDirectory);
+    if (path.empty() || !VORNAUTILITY::DeleteDirectory(path.c_str(), true))
+        return;
+    // The two folders above are left where another service has archives below them.
+    std::wstring parent = record_.ArchiveDirectory;
+    for (int level = 0; level < 2; ++level) {
+        parent.erase(parent.find_last_of(L'\\'));
+        if (!RemoveDirectoryW(parent.c_str()))
+            return;
+    }
+}
+
+void Subscription::RemoveArchives(std::wstring_view subscriptionId) {
+    GlobalLocks locks;
+    scoped_lock lock(locks, ArchiveLockName(subscriptionId));
+    const std::wstring id(subscriptionId);
+    for (const std::wstring& pattern : {L"config_" + id + L"*", L"snapshot_" + id + L"*"}) {
+        for (const std::wstring& file : FilesLike(record_.ArchiveDirectory, pattern)) {
+            SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL);
+            if (!DeleteFileW(file.c_str()))
+                VORNA_LOG(LOG_WARNING, "An archive could not be deleted (error %lu) : %S", GetLastError(),
+                          file.c_str());
+        }
+    }
+}
+
+// Everything that was captured, under another subscription ID. The old archives stay as they are.
+HRESULT Subscription::CopyArchives(std::wstring_view fromId, std::wstring_view toId) {
+    GlobalLocks locks;
+    scoped_lock lock(locks, ArchiveLockName(fromId));
+    if (!lock.held())
+        return lock.result();
+    const std::wstring& directory = record_.ArchiveDirectory;
+    std::wstring text;
+    // The index goes over as it stands: it may hold times that only its text can express.
+    HRESULT result = ReadStream(ConfigArchivePath(directory, fromId), SnapShotInfoStream(fromId), text);
+    if (IsMissing(result))
+        return S_OK;
+    if (result == S_OK)
+        result = WriteStream(ConfigArchivePath(directory, toId), SnapShotInfoStream(toId), text);
+    for (const SnapShot& snapShot : record_.SnapShots) {
+        if (result != S_OK)
+            break;
+        result = ReadStream(SnapshotArchivePath(directory, fromId), snapShot.Id, text);
+        if (IsMissing(result))
+            result = S_OK;
+        else if (result == S_OK)
+            result = WriteStream(SnapshotArchivePath(directory, toId), snapShot.Id, text);
+    }
+    return result;
+}
+
+} // namespace vorna

@@ -1,0 +1,231 @@
+// The way of a SetData: the service object's identity, the choice of the platform component, the end of maintenance.
+
+#include "common/Logging.h"
+#include "common/ProcessorFault.h"
+#include "common/bstr.h"
+#include "common/platformservices.h"
+#include "common/results.h"
+#include "subscription/ArchiveNames.h"
+#include "subscription/RegistrationLock.h"
+#include "subscription/Subscription.h"
+
+#include <algorithm>
+
+namespace vorna {
+
+namespace {
+
+using AttributeGetter = HRESULT (STDMETHODCALLTYPE IZEBServiceObject::*)(BSTR*);
+
+// Calls into a client's own object: whatever it does must not take the platform's process down.
+HRESULT ReadAttribute(IZEBServiceObject& service, AttributeGetter getter, std::wstring& value) {
+    bstr text;
+    HRESULT result = E_FAIL;
+    call_guarded([&] { result = (service.*getter)(text.put()); });
+    value = result == S_OK ? text.str() : std::wstring();
+    return result;
+}
+
+// An identity becomes one folder of the component's own and stands in the persist document as it is.
+bool IsUsableIdentity(std::wstring_view value) {
+    return !value.empty() && value != L"." && value != L".." && value.find_first_of(L"\\/:*?\"<>|&") == value.npos &&
+           std::none_of(value.begin(), value.end(), [](wchar_t letter) { return letter < L' '; });
+}
+
+std::wstring EscapeText(std::wstring_view text) {
+    std::wstring escaped;
+    for (wchar_t letter : text) {
+        if (letter == L'&')
+            escaped += L"&amp;";
+        else if (letter == L'<')
+            escaped += L"&lt;";
+        else if (letter == L'>')
+            escaped += L"&gt;";
+        else
+            escaped += letter;
+    }
+    return escaped;
+}
+
+HRESULT ReadAttributes(IUnknown* service, ServiceAttributes& attributes, CPWStringBuffer& errorText) {
+    com_ptr<IZEBServiceObject> object;
+    call_guarded([&] { service->QueryInterface(__uuidof(IZEBServiceObject), object.put_void()); });
+    const struct {
+        AttributeGetter getter;
+        std::wstring& value;
+    } identity[] = {
+        {&IZEBServiceObject::get_portID, attributes.portID},
+        {&IZEBServiceObject::get_serviceId, attributes.serviceId},
+        {&IZEBServiceObject::get_serviceURI, attributes.serviceURI},
+    };
+    bool valid = static_cast<bool>(object);
+    for (const auto& attribute : identity) {
+        if (!valid)
+            break;
+        const HRESULT result = ReadAttribute(*object.get(), attribute.getter, attribute.value);
+        valid = result == S_OK && IsUsableIdentity(attribute.value);
+        if (!valid)
+            VORNA_LOG(LOG_TRACE, "An identity attribute of the service object is not usable (hr: %#x) : \"%S\"",
+                      static_cast<unsigned>(result), attribute.value.c_str());
+    }
+    if (!valid) {
+        errorText = L"Invalid Service Object";
+        VORNA_LOG(LOG_TRACE, "Invalid Service Object");
+        return RESULT_SERVICE_OBJECT;
+    }
+    // The additional attributes may be missing.
+    std::wstring model, address, addressType, friendlyName;
+    (void)ReadAttribute(*object.get(), &IZEBServiceObject::get_model, model);
+    (void)ReadAttribute(*object.get(), &IZEBServiceObject::get_address, address);
+    (void)ReadAttribute(*object.get(), &IZEBServiceObject::get_addressType, addressType);
+    (void)ReadAttribute(*object.get(), &IZEBServiceObject::get_friendlyName, friendlyName);
+    attributes.serviceXml = L"<service><portID>" + attributes.portID + L"</portID><serviceId>" + attributes.serviceId +
+                            L"</serviceId><serviceURI>" + attributes.serviceURI +
+                            L"</serviceURI><additionalInfo><model>" + EscapeText(model) + L"</model><address>" +
+                            EscapeText(address) + L"</address><addressType>" + EscapeText(addressType) +
+                            L"</addressType><friendlyName>" + EscapeText(friendlyName) +
+                            L"</friendlyName></additionalInfo></service>";
+    return S_OK;
+}
+
+SubscriptionInfo WithCookie(SubscriptionInfo info, std::wstring_view cookie) {
+    info.SetClientCookie(cookie);
+    return info;
+}
+
+std::wstring NewVornaId() {
+    GUID guid{};
+    wchar_t text[64] = L"";
+    if (FAILED(CoCreateGuid(&guid)) || StringFromGUID2(guid, text, 64) == 0)
+        throw std::bad_alloc();
+    return text;
+}
+
+} // namespace
+
+Subscription::Subscription(SubscriptionInfo info, std::wstring clientCookie)
+    : info_(WithCookie(std::move(info), clientCookie)) {
+    record_.ClientCookie = std::move(clientCookie);
+    record_.VornaId = NewVornaId();
+    record_.SubscriptionText = info_.SubscriptionText();
+    record_.Lifetime = info_.Aging();
+}
+
+Subscription::Subscription(SubscriptionRecord record)
+    : record_(std::move(record)), info_(WithCookie(SubscriptionInfo(record_.SubscriptionText), record_.ClientCookie)) {
+    record_.Lifetime = info_.Aging();
+}
+
+void Subscription::SetSubscriptionInfo(SubscriptionInfo info) {
+    info_ = WithCookie(std::move(info), record_.ClientCookie);
+    record_.SubscriptionText = info_.SubscriptionText();
+    record_.Lifetime = info_.Aging();
+}
+
+HRESULT Subscription::GetServiceObjectAttributes(IUnknown* service, ServiceAttributes& attributes,
+                                                 CPWStringBuffer& errorText) {
+    VORNA_SCOPE_TRACE("Subscription::GetServiceObjectAttributes");
+    attributes = ServiceAttributes();
+    try {
+        return ReadAttributes(service, attributes, errorText);
+    } catch (const processor_fault&) {
+        throw;
+    } catch (...) {
+        errorText = L"Unknown Exception Occured";
+        return RESULT_SERVICE_OBJECT;
+    }
+}
+
+HRESULT Subscription::GetPathFromServiceObjectAttributes(IUnknown* service, std::wstring& path) {
+    path.clear();
+    ServiceAttributes attributes;
+    CPWStringBuffer ignoredText;
+    if (GetServiceObjectAttributes(service, attributes, ignoredText) != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Subscription::GetPathFromServiceObjectAttributes~~~Invalid Service Object");
+        return RESULT_SERVICE_OBJECT;
+    }
+    path = attributes.serviceId + L"\\" + attributes.serviceURI + L"\\" + attributes.portID;
+    return S_OK;
+}
+
+HRESULT Subscription::HandleSetData(IUnknown* service, SetDataOperation operation, CPWStringBuffer& errorText) {
+    VORNA_SCOPE_TRACE("Subscription::HandleSetData");
+    try {
+        ServiceAttributes attributes;
+        if (HRESULT result = GetServiceObjectAttributes(service, attributes, errorText); result != S_OK)
+            return result;
+        service_ = com_ptr<IUnknown>(service);
+        record_.ServiceXml = attributes.serviceXml;
+        record_.ArchiveDirectory = ArchiveDirectory(attributes.serviceId + L"\\" + attributes.serviceURI + L"\\" +
+                                                    attributes.portID);
+
+        HRESULT result;
+        if (info_.TimerEvent()) {
+            VORNA_LOG(LOG_TRACE, "Subscription::HandleSetData.. Register with Timer");
+            result = HandleSetDataforTimerEvent(operation, errorText);
+        } else if (info_.XDMEvent()) {
+            VORNA_LOG(LOG_TRACE, "Subscription::HandleSetData.. Case of XDM Event");
+            errorText = L"XDM event subscriptions are not served by this version of the component";
+            result = E_NOTIMPL;
+        } else if (info_.KROEvent()) {
+            VORNA_LOG(LOG_TRACE, "Subscription::HandleSetData.. Case of KRO Event");
+            errorText = L"KRO event subscriptions are not served by this version of the component";
+            result = E_NOTIMPL;
+        } else {
+            errorText = L"No Event Type Specified for the subscription";
+            VORNA_LOG(LOG_TRACE, "No Event Type Specified for the subscription");
+            return E_FAIL;
+        }
+
+        static constexpr const char* failed[] = {
+            "Subscription::HandleSetData.. Registration with corresponding component failed",
+            "Subscription::HandleSetData.. Modification with corresponding component failed",
+            "Subscription::HandleSetData.. Unregistration with corresponding component failed",
+        };
+        static constexpr const char* succeeded[] = {
+            "Subscription::HandleSetData.. Registration with corresponding component Succeeded",
+            "Subscription::HandleSetData.. Modification with corresponding component Succeeded",
+            "Subscription::HandleSetData.. UnRegistration with corresponding component Succeeded",
+        };
+        const auto index = static_cast<size_t>(operation);
+        VORNA_LOG(LOG_TRACE, "%s", result == S_OK ? succeeded[index] : failed[index]);
+        if (result == S_OK && operation == SetDataOperation::Unregister)
+            DropMaintenanceTimer();
+        return result;
+    } catch (const processor_fault&) {
+        throw;
+    } catch (...) {
+        VORNA_LOG(LOG_TRACE, "Subscription::HandleSetData.. Unknown Error Occured");
+        errorText = L"Unknown Exception Occured";
+        return E_FAIL;
+    }
+}
+
+void Subscription::DropMaintenanceTimer() {
+    // Nobody registers between the look at the list and the end of the timer.
+    RegistrationLock registration;
+    SubscriptionList list;
+    if (persistance_.GetSubscriptionsList(list) != RESULT_NO_SUBSCRIPTION)
+        return;
+    VORNA_LOG(LOG_TRACE, "No Subscriptions in the Vorna Persist File. Unscheduling the Maintainance ID");
+    std::wstring clientId, maintenanceId;
+    (void)persistance_.GetClientID(clientId);
+    if (persistance_.GetMaintainanceID(maintenanceId) != S_OK)
+        return;
+    com_ptr<IZEBTimer> timer;
+    if (PlatformServices::CreateInstance(PROGID_TIMER, nullptr, timer) != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Failed to create an instance of Timer");
+        return;
+    }
+    if (UnsubscribeFromTimer(*timer.get(), clientId, maintenanceId) != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Failed to unsubscribe the Maintainance event from timer");
+        return;
+    }
+    VORNA_LOG(LOG_TRACE, "Unscheduling Maintainance event from Timer Succeeded");
+    if (persistance_.DeleteMaintainanceID() == S_OK)
+        VORNA_LOG(LOG_TRACE, "Maintainance ID deleted from the Vorna Persist File");
+    else
+        VORNA_LOG(LOG_TRACE, "Failed to Delete Maintainance ID from the Vorna Persist File");
+}
+
+} // namespace vorna
