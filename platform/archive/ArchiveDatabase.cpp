@@ -46,8 +46,10 @@ HRESULT ArchiveDatabase::Open() {
         code = SetKey(database_.get(), file_.keys());
     if (code != SQLITE_OK)
         return Result(code);
-    if (!file_.created())
-        return CheckSize();
+    if (!file_.created()) {
+        HRESULT result = CheckSize();
+        return SUCCEEDED(result) && file_.journal_exists() ? DropJournal() : result;
+    }
     // Nobody knows of the file yet, and it is put on disk as a whole before anybody does.
     return Execute("PRAGMA page_size=4096; PRAGMA auto_vacuum=FULL; PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF;"
                    "CREATE TABLE streams(id INTEGER PRIMARY KEY, name BLOB NOT NULL UNIQUE, data BLOB NOT NULL)");
@@ -87,15 +89,6 @@ HRESULT ArchiveDatabase::Remove(Bytes name) {
     return result;
 }
 
-HRESULT ArchiveDatabase::Close() {
-    database_.reset();
-    // The database was read, so a journal that is still there has nothing to undo: its writer was ended before its
-    // first change, or could not remove it.
-    if (file_.journal_exists() && file_.writable())
-        return Result(file_.DeleteJournal());
-    return S_OK;
-}
-
 HRESULT ArchiveDatabase::Result(int code) const {
     return ArchiveResult(code, file_);
 }
@@ -112,6 +105,16 @@ HRESULT ArchiveDatabase::CheckSize() {
     int code = sqlite3_step(statement.get());
     if (code == SQLITE_ROW && sqlite3_column_int64(statement.get(), 0) * page_size != file_.ContentSize())
         file_.ReportDamage();
+    return Result(code);
+}
+
+// The database was read, so whatever its last writer left half is undone. A journal that is still there has nothing to
+// undo: that writer was ended before its first change. From here on the file is one that was left in order.
+HRESULT ArchiveDatabase::DropJournal() {
+    int code = file_.DeleteJournal();
+    std::array<BYTE, 100> start;
+    if (code == SQLITE_OK)
+        code = file_.ReadAt(start.data(), static_cast<int>(start.size()), 0);
     return Result(code);
 }
 

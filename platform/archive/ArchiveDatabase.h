@@ -52,13 +52,12 @@ class ArchiveDatabase {
     }
     // 0x80070002: no such stream.
     HRESULT Remove(Bytes name);
-    // Ends the operation; only then is the file alone again.
-    HRESULT Close();
 
   private:
     HRESULT Result(int code) const;
     HRESULT Execute(const char* sql);
     HRESULT CheckSize();
+    HRESULT DropJournal();
     HRESULT Prepare(const char* sql, unique_statement& statement);
     HRESULT Bind(const unique_statement& statement, int position, Bytes bytes);
     HRESULT Find(Bytes name, unique_statement& row);

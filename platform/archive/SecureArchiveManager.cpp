@@ -62,11 +62,7 @@ HRESULT InArchive(const std::wstring& path, ArchiveFile::Access access, Deadline
         return result;
     ArchiveDatabase database(file);
     HRESULT result = database.Open();
-    if (FAILED(result))
-        return result;
-    result = work(database);
-    HRESULT closed = database.Close();
-    return FAILED(result) ? result : closed;
+    return FAILED(result) ? result : work(database);
 }
 
 // A new archive with its first stream, whole or not at all.

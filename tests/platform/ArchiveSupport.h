@@ -61,4 +61,10 @@ inline void WriteBytes(const std::filesystem::path& path, const std::vector<BYTE
     file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
+inline void PutByte(const std::filesystem::path& path, size_t offset, BYTE byte) {
+    std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(static_cast<std::streamoff>(offset));
+    file.put(static_cast<char>(byte));
+}
+
 } // namespace platform_test

@@ -9,6 +9,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using platform_test::Archive;
+using platform_test::PutByte;
 using platform_test::ReadBytes;
 using platform_test::WriteBytes;
 
@@ -112,8 +113,6 @@ TEST_F(SecureArchive, FiftyMegabytesAreStoredOnce) {
     ASSERT_HR(S_OK, archive.Add(L"large", data));
     EXPECT_LT(fs::file_size(File()), data.size() * sizeof(wchar_t) / 100 * 105);
     EXPECT_TRUE(data == archive.MustGet(L"large"));
-    ASSERT_HR(S_OK, archive.Add(L"large", data.substr(1)));
-    EXPECT_TRUE(data.substr(1) == archive.MustGet(L"large"));
     ASSERT_HR(S_OK, archive.Remove(L"large"));
     EXPECT_LT(fs::file_size(File()), 40000u);
     EXPECT_EQ(L"s", archive.MustGet(L"small"));
@@ -202,48 +201,44 @@ TEST_F(SecureArchive, NoPlainTextOnTheDisk) {
 }
 
 TEST_F(SecureArchive, EveryFlippedByteIsNoticed) {
+    constexpr int streams = 6;
+    auto data = [](int i) { return std::wstring(3000, static_cast<wchar_t>(L'a' + i)); };
     Archive archive(File());
-    for (int i = 0; i < 12; ++i)
-        ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), std::wstring(3000, static_cast<wchar_t>(L'a' + i))));
+    for (int i = 0; i < streams; ++i)
+        ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), data(i)));
     const auto good = ReadBytes(File());
-    // Every byte of the header and of what the cipher leaves open, and some of each page, its proof and its nonce too.
+    // Every byte of the header and of what the cipher leaves open; some of each page, its proof and its nonce too.
     std::vector<size_t> offsets;
     for (size_t offset = 0; offset < 4096 + 32; ++offset)
         offsets.push_back(offset);
     for (size_t page = 4096; page < good.size(); page += 4096) {
-        for (size_t place : {0u, 1u, 24u, 40u, 100u, 2048u, 4030u, 4031u, 4032u, 4063u, 4064u, 4095u})
+        for (size_t place : {0u, 40u, 2048u, 4031u, 4032u, 4064u, 4095u})
             offsets.push_back(page + place);
     }
     for (size_t offset : offsets) {
-        auto bad = good;
-        bad[offset] ^= 0x40;
-        WriteBytes(File(), bad);
-        bool noticed = false;
+        PutByte(File(), offset, good[offset] ^ 0x40);
         long count = 0;
         HRESULT result = archive.Count(count);
-        noticed = result == corrupt;
-        if (!noticed) {
-            ASSERT_HR(S_OK, result) << offset;
-            ASSERT_EQ(12, count) << offset;
+        bool noticed = result == corrupt;
+        // The first page is read by every operation; the others at the latest with what lies in them.
+        ASSERT_TRUE(noticed || (offset >= 8192 && result == S_OK && count == streams)) << offset;
+        for (int i = 0; i < streams && !noticed; ++i) {
+            std::wstring found;
+            result = archive.Get(std::to_wstring(i), found);
+            noticed = result == corrupt;
+            ASSERT_TRUE(noticed || (result == S_OK && found == data(i))) << offset;
         }
-        // The first pages are read by every operation; the others at the latest with what lies in them.
-        for (int i = 0; i < 12 && offset >= 4096 + 4096; ++i) {
-            std::wstring data;
-            result = archive.Get(std::to_wstring(i), data);
-            if (result == corrupt) {
-                noticed = true;
-            } else {
-                ASSERT_HR(S_OK, result) << offset;
-                ASSERT_EQ(std::wstring(3000, static_cast<wchar_t>(L'a' + i)), data) << offset;
-            }
+        if (noticed) {
+            PutByte(File(), offset, good[offset]);
+            continue;
         }
-        // What no read needs (where pages belong to) is proved when a stream goes.
-        if (!noticed) {
-            for (int i = 0; i < 12 && !noticed; ++i)
-                noticed = archive.Remove(std::to_wstring(i)) == corrupt;
-        }
+        // What no read needs (which pages belong together) is proved when a stream goes.
+        for (int i = 0; i < streams && !noticed; ++i)
+            noticed = archive.Remove(std::to_wstring(i)) == corrupt;
         ASSERT_TRUE(noticed) << offset;
+        WriteBytes(File(), good);
     }
+    EXPECT_TRUE(good == ReadBytes(File()));
     ExpectFiles({L"A.sam"});
 }
 
