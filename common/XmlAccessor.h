@@ -41,6 +41,8 @@ class XmlAccessor {
 
   private:
     HRESULT Query(std::wstring_view xpath, long kind, std::wstring& result);
+    template <typename Function>
+    HRESULT Read(Function get, std::wstring& result);
 
     com_ptr<IXMLSimpleAccessor> accessor_;
 };

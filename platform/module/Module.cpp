@@ -3,14 +3,19 @@
 #include "common/com_server.h"
 #include "platform/archive/SecureArchiveManager.h"
 #include "platform/module/Registration.h"
+#include "platform/service/ServiceFactory.h"
+#include "platform/xml/XMLSimpleAccessor.h"
 
 #include <exception>
-#include <vector>
 
 namespace {
 
 // The classes of this module.
-const std::vector<keldan::server_class> classes = {
+const keldan::server_class classes[] = {
+    {CLSID_XMLSimpleAccessor, L"QXKELDAN.XMLSimpleAccessor", L"Keldan XML accessor",
+     vorna::get_class_factory<keldan::XMLSimpleAccessor>},
+    {CLSID_ZEBService, L"QXKELDAN.ZEBService", L"Keldan service factory",
+     vorna::get_class_factory<keldan::ServiceFactory>},
     {CLSID_ZEBSecureArchiveManager, L"QXKELDAN.ZEBSecureArchiveManager", L"Keldan secure archive manager",
      vorna::get_class_factory<keldan::SecureArchiveManager>},
 };

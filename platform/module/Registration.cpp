@@ -32,6 +32,12 @@ std::wstring GuidText(REFGUID guid) {
     return text;
 }
 
+// Loaders may name a file by its long form, which other programs do not expect in the registry.
+std::wstring PlainPath(const std::wstring& path) {
+    const bool drive = path.starts_with(L"\\\\?\\") && path.size() > 5 && path[5] == L':';
+    return drive ? path.substr(4) : path;
+}
+
 struct library_identity {
     GUID guid{};
     WORD major = 0;
@@ -63,7 +69,7 @@ HRESULT RegisterServerClass(const server_class& entry, ServerKind kind, const st
 
     HRESULT result = SetText(classKey, nullptr, entry.description);
     if (SUCCEEDED(result))
-        result = SetText(serverKey, nullptr, inProcess ? modulePath : L"\"" + modulePath + L"\"");
+        result = SetText(serverKey, nullptr, inProcess ? PlainPath(modulePath) : L"\"" + PlainPath(modulePath) + L"\"");
     if (SUCCEEDED(result) && inProcess)
         result = SetText(serverKey, L"ThreadingModel", L"Both");
     if (SUCCEEDED(result))
@@ -85,7 +91,7 @@ HRESULT UnregisterServerClass(const server_class& entry) {
 
 HRESULT RegisterTypeLibrary(const std::wstring& modulePath) {
     vorna::com_ptr<ITypeLib> library;
-    return LoadTypeLibEx(modulePath.c_str(), REGKIND_REGISTER, library.put());
+    return LoadTypeLibEx(PlainPath(modulePath).c_str(), REGKIND_REGISTER, library.put());
 }
 
 HRESULT UnregisterTypeLibrary(const std::wstring& modulePath) {
@@ -98,7 +104,7 @@ HRESULT UnregisterTypeLibrary(const std::wstring& modulePath) {
             QueryPathOfRegTypeLib(identity.guid, identity.major, identity.minor, identity.language, registered.put())))
         return S_OK;
     // The answer may carry the null that ends a registry text.
-    if (lstrcmpiW(registered.get(), modulePath.c_str()) != 0)
+    if (lstrcmpiW(registered.get(), PlainPath(modulePath).c_str()) != 0)
         return S_OK;
     return UnRegisterTypeLib(identity.guid, identity.major, identity.minor, identity.language, SYS_WIN32);
 }

@@ -1,0 +1,38 @@
+// What the platform knows of one device or service.
+#pragma once
+
+#include "QXKeldan.h"
+#include "common/com_server.h"
+
+#include <string>
+
+namespace keldan {
+
+// Does not change once it is made, so that any number of threads may read it.
+class ServiceObject : public vorna::dispatch_object<ServiceObject, IZEBServiceObject> {
+  public:
+    struct description {
+        std::wstring portId;
+        std::wstring serviceId;
+        std::wstring serviceUri;
+        std::wstring model;
+        std::wstring address;
+        std::wstring addressType;
+        std::wstring friendlyName;
+    };
+
+    explicit ServiceObject(description values);
+
+    STDMETHODIMP get_portID(BSTR* value) override;
+    STDMETHODIMP get_serviceId(BSTR* value) override;
+    STDMETHODIMP get_serviceURI(BSTR* value) override;
+    STDMETHODIMP get_model(BSTR* value) override;
+    STDMETHODIMP get_address(BSTR* value) override;
+    STDMETHODIMP get_addressType(BSTR* value) override;
+    STDMETHODIMP get_friendlyName(BSTR* value) override;
+
+  private:
+    const description values_;
+};
+
+} // namespace keldan

@@ -1,0 +1,12 @@
+// How this room reports a failure inside; the accessor's methods turn it into their result.
+#pragma once
+
+#include "common/results.h"
+
+namespace keldan {
+
+struct failure {
+    HRESULT result;
+};
+
+} // namespace keldan

@@ -1,0 +1,260 @@
+#include "platform/xml/Stylesheet.h"
+
+#include "common/bstr.h"
+#include "common/com_ptr.h"
+#include "common/com_server.h"
+#include "common/msxml.h"
+#include "common/unique_any.h"
+#include "platform/xml/Failure.h"
+#include "platform/xml/XmlCharacters.h"
+#include "platform/xml/XmlDocument.h"
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace keldan {
+
+namespace {
+
+constexpr wchar_t XSLT_URI[] = L"http://www.w3.org/1999/XSL/Transform";
+
+// Deeply recursive templates need it; MSXML bounds their depth, not their stack.
+constexpr SIZE_T TRANSFORM_STACK_BYTES = 16 * 1024 * 1024;
+
+// What XSLT 1.0 has, but for import and include, which name other files.
+constexpr std::wstring_view allowed_elements[] = {L"apply-imports",
+                                                  L"apply-templates",
+                                                  L"attribute",
+                                                  L"attribute-set",
+                                                  L"call-template",
+                                                  L"choose",
+                                                  L"comment",
+                                                  L"copy",
+                                                  L"copy-of",
+                                                  L"decimal-format",
+                                                  L"element",
+                                                  L"fallback",
+                                                  L"for-each",
+                                                  L"if",
+                                                  L"key",
+                                                  L"message",
+                                                  L"namespace-alias",
+                                                  L"number",
+                                                  L"otherwise",
+                                                  L"output",
+                                                  L"param",
+                                                  L"preserve-space",
+                                                  L"processing-instruction",
+                                                  L"sort",
+                                                  L"strip-space",
+                                                  L"stylesheet",
+                                                  L"template",
+                                                  L"text",
+                                                  L"transform",
+                                                  L"value-of",
+                                                  L"variable",
+                                                  L"when",
+                                                  L"with-param"};
+
+std::string ReadBytes(const std::wstring& path) {
+    vorna::unique_file file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
+        throw failure{vorna::result_from_last_error()};
+    LARGE_INTEGER size{};
+    if (!GetFileSizeEx(file.get(), &size))
+        throw failure{vorna::result_from_last_error()};
+    if (size.QuadPart > static_cast<LONGLONG>(MAXIMUM_STYLESHEET_BYTES))
+        throw failure{vorna::result_from_win32(ERROR_FILE_TOO_LARGE)};
+    std::string bytes(static_cast<size_t>(size.QuadPart), '\0');
+    DWORD read = 0;
+    if (!ReadFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr))
+        throw failure{vorna::result_from_last_error()};
+    bytes.resize(read);
+    return bytes;
+}
+
+std::wstring Widen(std::string_view bytes, UINT codePage) {
+    const DWORD flags = codePage == CP_UTF8 ? MB_ERR_INVALID_CHARS : 0;
+    const int size = static_cast<int>(bytes.size());
+    const int length = MultiByteToWideChar(codePage, flags, bytes.data(), size, nullptr, 0);
+    if (length == 0)
+        throw failure{vorna::RESULT_XML_MALFORMED};
+    std::wstring text(static_cast<size_t>(length), L'\0');
+    MultiByteToWideChar(codePage, flags, bytes.data(), size, text.data(), length);
+    return text;
+}
+
+// The name in the XML declaration, in lower case; empty where it names none.
+std::string DeclaredEncoding(std::string_view bytes) {
+    if (!bytes.starts_with("<?xml"))
+        return {};
+    const auto declaration = bytes.substr(0, bytes.find("?>"));
+    size_t begin = declaration.find("encoding");
+    begin = begin == declaration.npos ? begin : declaration.find_first_of("\"'", begin);
+    if (begin == declaration.npos)
+        return {};
+    std::string name(declaration.substr(begin + 1, declaration.find(declaration[begin], begin + 1) - begin - 1));
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    return name;
+}
+
+std::wstring Decode(std::string_view bytes) {
+    const bool little = bytes.starts_with("\xFF\xFE");
+    if (little || bytes.starts_with("\xFE\xFF")) {
+        std::wstring text;
+        for (size_t i = 2; i + 1 < bytes.size(); i += 2) {
+            const auto first = static_cast<unsigned char>(bytes[i]);
+            const auto second = static_cast<unsigned char>(bytes[i + 1]);
+            text.push_back(static_cast<wchar_t>(little ? first | second << 8 : first << 8 | second));
+        }
+        return text;
+    }
+    if (bytes.starts_with("\xEF\xBB\xBF"))
+        return Widen(bytes.substr(3), CP_UTF8);
+    const std::string encoding = DeclaredEncoding(bytes);
+    if (encoding == "iso-8859-1")
+        return Widen(bytes, 28591);
+    if (!encoding.empty() && encoding != "utf-8" && encoding != "us-ascii")
+        throw failure{vorna::RESULT_XML_MALFORMED};
+    return Widen(bytes, CP_UTF8);
+}
+
+// Calls of document(), and of functions with a prefix: those come from extensions. Text in quotes is not looked into,
+// which refuses a stylesheet that only writes such a text out; that errs on the safe side.
+bool CallsOut(std::wstring_view value) {
+    for (size_t open = value.find(L'('); open != value.npos; open = value.find(L'(', open + 1)) {
+        size_t end = open;
+        while (end > 0 && IsXmlSpace(value[end - 1]))
+            --end;
+        size_t begin = end;
+        while (begin > 0 && IsNameCharacter(value[begin - 1]))
+            --begin;
+        const auto name = value.substr(begin, end - begin);
+        const auto axis = name.rfind(L"::");
+        const auto called = axis == name.npos ? name : name.substr(axis + 2);
+        const auto colon = called.find(L':');
+        if (called == L"document" || (colon != called.npos && called.substr(colon + 1) != L"node-set"))
+            return true;
+    }
+    return false;
+}
+
+void CheckStylesheet(const XmlDocument& stylesheet) {
+    for (node_index i = 1; i < stylesheet.size(); ++i) {
+        const NodeKind kind = stylesheet[i].kind;
+        const auto name = stylesheet.localName(i);
+        if (kind == NodeKind::Element && stylesheet.namespaceUri(i) == XSLT_URI) {
+            if (std::find(std::begin(allowed_elements), std::end(allowed_elements), name) == std::end(allowed_elements))
+                throw failure{E_ACCESSDENIED};
+        } else if (kind == NodeKind::Element && stylesheet.namespaceUri(i) == L"urn:schemas-microsoft-com:xslt") {
+            throw failure{E_ACCESSDENIED};
+        } else if (kind == NodeKind::Attribute) {
+            std::wstring value;
+            stylesheet.appendText(i, value);
+            if (name == L"extension-element-prefixes" || CallsOut(value))
+                throw failure{E_ACCESSDENIED};
+        }
+    }
+}
+
+vorna::com_ptr<IXMLDOMDocument2> LoadDocument(const std::wstring& text) {
+    CLSID clsid{};
+    if (FAILED(CLSIDFromProgID(L"MSXML2.DOMDocument.4.0", &clsid))) {
+        const HRESULT result = CLSIDFromProgID(L"MSXML2.DOMDocument.6.0", &clsid);
+        if (FAILED(result))
+            throw failure{result};
+    }
+    vorna::com_ptr<IXMLDOMDocument2> document;
+    const HRESULT result =
+        CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IXMLDOMDocument2), document.put_void());
+    if (FAILED(result))
+        throw failure{result};
+    document->put_async(VARIANT_FALSE);
+    document->put_resolveExternals(VARIANT_FALSE);
+    document->put_validateOnParse(VARIANT_FALSE);
+    document->put_preserveWhiteSpace(VARIANT_TRUE);
+    VARIANT_BOOL loaded = VARIANT_FALSE;
+    if (FAILED(document->loadXML(vorna::bstr(text).get(), &loaded)) || loaded != VARIANT_TRUE)
+        throw failure{vorna::RESULT_XML_MALFORMED};
+    return document;
+}
+
+// Shared by the caller and the thread that transforms; whoever ends last frees it.
+struct transformation {
+    std::wstring document;
+    std::wstring stylesheet;
+    std::wstring result;
+    HRESULT status = E_FAIL;
+};
+
+void Run(transformation& work) {
+    try {
+        const auto document = LoadDocument(work.document);
+        const auto stylesheet = LoadDocument(work.stylesheet);
+        vorna::bstr text;
+        work.status = document->transformNode(stylesheet.get(), text.put());
+        work.result = text.view();
+    } catch (const failure& failed) {
+        work.status = failed.result;
+    } catch (...) {
+        work.status = E_OUTOFMEMORY;
+    }
+}
+
+DWORD WINAPI RunThread(void* argument) {
+    {
+        const std::unique_ptr<std::shared_ptr<transformation>> work(
+            static_cast<std::shared_ptr<transformation>*>(argument));
+        if (SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
+            Run(**work);
+            CoUninitialize();
+        }
+    }
+    // The module stays loaded until its last instruction here has run.
+    HMODULE module = vorna::this_module();
+    --vorna::module_uses;
+    FreeLibraryAndExitThread(module, 0);
+}
+
+} // namespace
+
+std::wstring Transform(std::wstring_view document, const std::wstring& stylesheetFile) {
+    auto work = std::make_shared<transformation>();
+    work->stylesheet = Decode(ReadBytes(stylesheetFile));
+    work->document = document;
+    {
+        const XmlDocument stylesheet(work->stylesheet);
+        CheckStylesheet(stylesheet);
+        work->stylesheet = stylesheet.text();
+    }
+
+    auto argument = std::make_unique<std::shared_ptr<transformation>>(work);
+    HMODULE module = nullptr;
+    if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&RunThread), &module))
+        throw failure{vorna::result_from_last_error()};
+    vorna::unique_library loaded(module);
+    ++vorna::module_uses;
+    vorna::unique_handle thread(CreateThread(nullptr, TRANSFORM_STACK_BYTES, RunThread, argument.get(),
+                                             STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr));
+    if (!thread) {
+        --vorna::module_uses;
+        throw failure{vorna::result_from_last_error()};
+    }
+    // Both belong to the thread now.
+    (void)argument.release();
+    (void)loaded.release();
+    if (WaitForSingleObject(thread.get(), MAXIMUM_TRANSFORM_MILLISECONDS) != WAIT_OBJECT_0) {
+        SetThreadPriority(thread.get(), THREAD_PRIORITY_IDLE);
+        throw failure{vorna::result_from_win32(ERROR_TIMEOUT)};
+    }
+    if (work->status != S_OK)
+        throw failure{FAILED(work->status) ? work->status : E_FAIL};
+    return std::move(work->result);
+}
+
+} // namespace keldan

@@ -1,0 +1,118 @@
+#include "platform/xml/XMLSimpleAccessor.h"
+
+#include "common/bstr.h"
+#include "platform/xml/Failure.h"
+#include "platform/xml/Stylesheet.h"
+#include "platform/xml/XPathEvaluator.h"
+#include "platform/xml/XPathParser.h"
+#include "platform/xml/XmlChange.h"
+
+#include <new>
+#include <string>
+#include <utility>
+
+namespace keldan {
+
+namespace {
+
+// A character that XML forbids in every place and in every spelling, so no piece of an answer holds it.
+constexpr wchar_t DELIMITER[] = L"\x01";
+
+constexpr long KIND_TEXT = 4;
+constexpr long KIND_MARKUP = 8;
+
+// No exception leaves a method.
+template <typename Function>
+HRESULT Guarded(Function work) {
+    try {
+        return work();
+    } catch (const failure& failed) {
+        return failed.result;
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (...) {
+        return E_FAIL;
+    }
+}
+
+// The same for methods that answer with a text.
+template <typename Function>
+HRESULT Answer(BSTR* result, Function text) {
+    if (!result)
+        return E_POINTER;
+    *result = nullptr;
+    return Guarded([&] {
+        *result = vorna::bstr(text()).release();
+        return S_OK;
+    });
+}
+
+} // namespace
+
+const XmlDocument& XMLSimpleAccessor::document() const {
+    if (!document_)
+        throw failure{E_UNEXPECTED};
+    return *document_;
+}
+
+node_set XMLSimpleAccessor::select(std::wstring_view xpath) const {
+    return XPathEvaluator(document()).Select(*XPathParser::Compile(xpath, document()));
+}
+
+STDMETHODIMP XMLSimpleAccessor::get_delimiter(BSTR* text) {
+    return Answer(text, [] { return DELIMITER; });
+}
+
+STDMETHODIMP XMLSimpleAccessor::Load(BSTR text) {
+    document_.reset();
+    return Guarded([&] {
+        document_.emplace(std::wstring(vorna::view_of(text)));
+        return S_OK;
+    });
+}
+
+STDMETHODIMP XMLSimpleAccessor::Query(BSTR xpath, long kind, BSTR* result) {
+    return Answer(result, [&] {
+        if (kind != KIND_TEXT && kind != KIND_MARKUP)
+            throw failure{E_INVALIDARG};
+        const node_set nodes = select(vorna::view_of(xpath));
+        std::wstring joined;
+        for (size_t i = 0; i < nodes.size(); ++i) {
+            if (i > 0)
+                joined += DELIMITER;
+            if (kind == KIND_TEXT)
+                document().appendText(nodes[i], joined);
+            else
+                // The root element alone stands for the whole document.
+                document().appendMarkup(nodes.size() == 1 && nodes[i] == document().root() ? 0 : nodes[i], joined);
+        }
+        return joined;
+    });
+}
+
+STDMETHODIMP XMLSimpleAccessor::Set(BSTR xpath, BSTR markup, long mode) {
+    return Guarded([&] {
+        if (mode < static_cast<long>(ChangeMode::Insert) || mode > static_cast<long>(ChangeMode::Replace))
+            return E_INVALIDARG;
+        const node_set nodes = select(vorna::view_of(xpath));
+        if (nodes.empty())
+            return vorna::result_from_win32(ERROR_NOT_FOUND);
+        XmlDocument changed(ChangedText(document(), nodes[0], vorna::view_of(markup), static_cast<ChangeMode>(mode)));
+        document_ = std::move(changed);
+        return S_OK;
+    });
+}
+
+STDMETHODIMP XMLSimpleAccessor::get_RootName(BSTR* name) {
+    return Answer(name, [&] { return document().qualifiedName(document().root()); });
+}
+
+STDMETHODIMP XMLSimpleAccessor::get_NamespaceList(BSTR* declarations) {
+    return Answer(declarations, [&] { return document().namespaceList(); });
+}
+
+STDMETHODIMP XMLSimpleAccessor::TransformByFile(BSTR stylesheetFile, BSTR* result) {
+    return Answer(result, [&] { return Transform(document().text(), std::wstring(vorna::view_of(stylesheetFile))); });
+}
+
+} // namespace keldan
