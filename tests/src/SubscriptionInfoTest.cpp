@@ -1,0 +1,341 @@
+#include "src/SubscriptionInfo.h"
+
+#include "common/XmlAccessor.h"
+#include "common/results.h"
+#include "support/Support.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace {
+
+using namespace vorna;
+
+constexpr wchar_t TIMER[] =
+    L"<Timer><XMLDataModel><XPath>/host/memory</XPath><XDMPrefixes>xmlns:h='urn:h'</XDMPrefixes>"
+    L"</XMLDataModel><Frequency>P0Y0M0DT1H0M0S</Frequency></Timer>";
+constexpr wchar_t MODEL[] = L"<XMLDataModel><XPath>/m</XPath><XDMPrefixes>p</XDMPrefixes></XMLDataModel>";
+
+// A document with the parts given; the collect flag is on.
+std::wstring Archive(std::wstring_view parts, std::wstring_view id = L"A1") {
+    std::wstring text = L"<Archive ID=\"";
+    return text.append(id).append(L"\"><Collect>ON</Collect>").append(parts).append(L"</Archive>");
+}
+
+std::wstring Managed(std::wstring_view management) {
+    std::wstring parts = L"<DataManagement>";
+    return Archive(parts.append(management).append(L"</DataManagement>").append(TIMER));
+}
+
+class SubscriptionInfoTest : public testing::Test {
+  protected:
+    static void SetUpTestSuite() { support::RegisterPlatform(); }
+};
+
+TEST_F(SubscriptionInfoTest, MinimalTimerDocumentHasTheDefaults) {
+    std::wstring text = Archive(TIMER);
+    SubscriptionInfo info(text);
+    ASSERT_HR(S_OK, info.Status());
+    EXPECT_EQ("", support::Narrow(info.ErrorText()));
+    EXPECT_EQ(L"A1", info.ArchiveID());
+    EXPECT_TRUE(info.Collect());
+    EXPECT_EQ((Duration{.years = 65535}), info.LifetimeBeforeRead());
+    EXPECT_EQ((Duration{.days = 1}), info.LifetimeAfterRead());
+    EXPECT_EQ((Duration{.years = 1}), info.Aging());
+    EXPECT_EQ(6u, info.MaxStorageSize());
+    EXPECT_FALSE(info.SizeInKilobytes());
+    EXPECT_EQ(text, info.SubscriptionText());
+    ASSERT_EQ(EventType::Timer, info.EventType());
+    ASSERT_TRUE(info.TimerEvent());
+    EXPECT_FALSE(info.KROEvent());
+    EXPECT_FALSE(info.XDMEvent());
+    EXPECT_EQ((DataSource{DataSourceKind::DataModel, L"/host/memory", L"", L"xmlns:h='urn:h'"}),
+              info.TimerEvent()->source);
+    EXPECT_EQ((Duration{.hours = 1}), info.TimerEvent()->frequency);
+    EXPECT_EQ(0, info.TimerEvent()->retries);
+    EXPECT_EQ((Duration{.years = 1}), info.TimerEvent()->aging);
+}
+
+TEST_F(SubscriptionInfoTest, EverythingSaidIsKept) {
+    SubscriptionInfo info(L"\xFEFF<?xml version=\"1.0\"?>\r\n<Archive ID=\"Press 7\">\r\n  <Collect>OFF</Collect>\r\n"
+                          L"  <Aging>P0Y6M0DT0H0M0S</Aging>\r\n  <DataManagement>\r\n"
+                          L"    <LifetimeBeforeRead>P0Y0M30DT0H0M0S</LifetimeBeforeRead>\r\n"
+                          L"    <LifetimeAfterRead>P0Y0M0DT2H0M0S</LifetimeAfterRead>\r\n"
+                          L"    <MaxStorageSize Units=\"KB\">004294967295</MaxStorageSize>\r\n  </DataManagement>\r\n"
+                          L"  <Timer>\r\n    <XMLDataModel>\r\n      <XPath>/a[b&lt;'&#233;']</XPath>\r\n"
+                          L"      <XDMPrefixes>xmlns:x='u'</XDMPrefixes>\r\n    </XMLDataModel>\r\n"
+                          L"    <Frequency>P0Y0M0DT0H0M0S</Frequency>\r\n    <Retries>03</Retries>\r\n  </Timer>\r\n"
+                          L"  <XDMEvent><Event><XPath>/x</XPath></Event></XDMEvent>\r\n</Archive>");
+    ASSERT_HR(S_OK, info.Status());
+    EXPECT_EQ(L"Press 7", info.ArchiveID());
+    EXPECT_FALSE(info.Collect());
+    EXPECT_EQ((Duration{.months = 6}), info.Aging());
+    EXPECT_EQ((Duration{.days = 30}), info.LifetimeBeforeRead());
+    EXPECT_EQ((Duration{.hours = 2}), info.LifetimeAfterRead());
+    EXPECT_EQ(4294967295u, info.MaxStorageSize());
+    EXPECT_TRUE(info.SizeInKilobytes());
+    // A document with both is the timer's.
+    ASSERT_EQ(EventType::Timer, info.EventType());
+    EXPECT_EQ(L"/a[b<'\u00E9']", info.TimerEvent()->source.xpath);
+    EXPECT_TRUE(info.TimerEvent()->frequency.IsZero());
+    EXPECT_EQ(3, info.TimerEvent()->retries);
+    EXPECT_EQ((Duration{.months = 6}), info.TimerEvent()->aging);
+}
+
+struct RefusedCase {
+    std::wstring text;
+    HRESULT status;
+    const char* error;
+};
+
+std::wstring TimerWith(std::wstring_view content) {
+    return Archive(std::wstring(L"<Timer>").append(content).append(L"</Timer>"));
+}
+std::wstring KROWith(std::wstring_view content) {
+    return Archive(std::wstring(L"<KROEvent>").append(content).append(L"</KROEvent>"));
+}
+std::wstring XDMWith(std::wstring_view content) {
+    return Archive(std::wstring(L"<XDMEvent>").append(content).append(L"</XDMEvent>"));
+}
+
+TEST_F(SubscriptionInfoTest, FirstFaultIsTheStatusAndSaysWhatIsWrong) {
+    const std::wstring model = MODEL;
+    const std::wstring frequency = L"<Frequency>P0Y0M0DT1H0M0S</Frequency>";
+    const std::wstring event = L"<Event><XPath>/e</XPath></Event>";
+    const RefusedCase cases[] = {
+        {L"", RESULT_XML_MALFORMED, "XML not properly formatted"},
+        {L" \r\n", RESULT_XML_MALFORMED, "XML not properly formatted"},
+        {L"Archive", RESULT_XML_MALFORMED, "XML not properly formatted"},
+        {Archive(TIMER).substr(0, 100), RESULT_XML_MALFORMED, "XML not properly formatted"},
+        {Archive(TIMER) + L"<b/>", RESULT_XML_MALFORMED, "XML not properly formatted"},
+        {L"<!DOCTYPE Archive [<!ENTITY e 'A1'>]>" + Archive(TIMER), RESULT_XML_MALFORMED, "XML not properly formatted"},
+
+        {L"<Archive><Collect>ON</Collect></Archive>", RESULT_ARCHIVE_ID,
+         "Subscription Info Error : Invalid Archieve ID"},
+        {Archive(TIMER, L""), RESULT_ARCHIVE_ID, "Subscription Info Error : Invalid Archieve ID"},
+        {Archive(TIMER, L"   "), RESULT_ARCHIVE_ID, "Subscription Info Error : Invalid Archieve ID"},
+        {L"<Store ID=\"A1\"><Collect>ON</Collect></Store>", RESULT_ARCHIVE_ID,
+         "Subscription Info Error : Invalid Archieve ID"},
+
+        {L"<Archive ID=\"A1\"/>", RESULT_COLLECT, "Subscription Info Error : Data Collect is mandatory field"},
+        {L"<Archive ID=\"A1\"><Collect/></Archive>", RESULT_COLLECT,
+         "Subscription Info Error : Data Collect is mandatory field"},
+        {L"<Archive ID=\"A1\"><Collect>On</Collect></Archive>", RESULT_COLLECT,
+         "Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found"},
+        {L"<Archive ID=\"A1\"><Collect> ON</Collect></Archive>", RESULT_COLLECT,
+         "Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found"},
+        {Archive(std::wstring(L"<Collect>OFF</Collect>") + TIMER), RESULT_COLLECT,
+         "Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found"},
+
+        {Archive(std::wstring(L"<Aging>P1D</Aging><DataManagement><LifetimeAfterRead>x</LifetimeAfterRead>"
+                              L"</DataManagement>") +
+                 TIMER),
+         RESULT_AGING, "Subscription Info Error: Invalid Aging duration found"},
+        {Managed(L"<LifetimeBeforeRead>P-1Y0M0DT0H0M0S</LifetimeBeforeRead>"), RESULT_LIFETIME_BEFORE_READ,
+         "Subscription Info Error: Invalid  duration for LifeTimeBefore Read"},
+        {Managed(L"<LifetimeAfterRead>PT1H</LifetimeAfterRead>"), RESULT_LIFETIME_AFTER_READ,
+         "Subscription Info Error: Invalid  duration for LifeTimeAfter Read"},
+        {Managed(L"<MaxStorageSize>10</MaxStorageSize>"), RESULT_STORAGE_UNITS,
+         "Subscription Info Error: Invalid  units for MaxStorageSize"},
+        {Managed(L"<MaxStorageSize Units=\"\">10</MaxStorageSize>"), RESULT_STORAGE_UNITS,
+         "Subscription Info Error: Invalid  units for MaxStorageSize"},
+        {Managed(L"<MaxStorageSize Units=\"kb\">x</MaxStorageSize>"), RESULT_STORAGE_UNITS,
+         "Subscription Info Error: Invalid  units for MaxStorageSize"},
+        {Managed(L"<MaxStorageSize Units=\"KB\">+10</MaxStorageSize>"), RESULT_STORAGE_SIZE,
+         "Subscription Info Error: Invalid  value for MaxStorageSize"},
+        {Managed(L"<MaxStorageSize Units=\"KB\"> 10</MaxStorageSize>"), RESULT_STORAGE_SIZE,
+         "Subscription Info Error: Invalid  value for MaxStorageSize"},
+        {Managed(L"<MaxStorageSize Units=\"NUMFILES\">4294967296</MaxStorageSize>"), RESULT_STORAGE_SIZE,
+         "Subscription Info Error: Invalid  value for MaxStorageSize"},
+        {Managed(L"<MaxStorageSize Units=\"NUMFILES\">99999999999999999999999</MaxStorageSize>"), RESULT_STORAGE_SIZE,
+         "Subscription Info Error: Invalid  value for MaxStorageSize"},
+
+        {Archive(L""), RESULT_EVENT_TYPE, "Invalid event type"},
+        {Archive(L"<Timer/>"), RESULT_EVENT_TYPE, "Invalid event type"},
+        {Archive(L"<timer>x</timer>"), RESULT_EVENT_TYPE, "Invalid event type"},
+
+        {TimerWith(frequency), RESULT_DATA_MODEL, "Subscription Info Error : Invalid Timer Event XDM XPath"},
+        {TimerWith(L"<XMLDataModel><XPath>/a</XPath><XPath>/b</XPath><XDMPrefixes>p</XDMPrefixes></XMLDataModel>" +
+                   frequency),
+         RESULT_DATA_MODEL, "Subscription Info Error : Invalid Timer Event XDM XPath"},
+        {TimerWith(L"<XMLDataModel><XPath>/a</XPath><XDMPrefixes/></XMLDataModel>" + frequency), RESULT_DATA_MODEL,
+         "Subscription Info Error : Invalid Timer Event XDM XDMPRefixes"},
+        {TimerWith(model), RESULT_TIMER_FREQUENCY,
+         "Subscription Info Error : No frequency present in subscription info for timer subscription"},
+        {TimerWith(model + L"<Frequency>PT1H</Frequency>"), RESULT_TIMER_FREQUENCY,
+         "Subscription Info Error : Invalid notification frequency present in subscription info for timer "
+         "subscription"},
+        {TimerWith(model + frequency + L"<Retries>-1</Retries>"), RESULT_TIMER_RETRIES,
+         "Subscription Info Error : Invalid retry in subscription info for timer subscription"},
+        {TimerWith(model + frequency + L"<Retries>2147483648</Retries>"), RESULT_TIMER_RETRIES,
+         "Subscription Info Error : Invalid retry in subscription info for timer subscription"},
+
+        {KROWith(model), RESULT_KRO_NAME,
+         "Subscription Info Error : Invalid KRO Event name in subscription info for KRO Event"},
+        {KROWith(L"<Name>N</Name><XMLDataModel/><EventPayload/>"), RESULT_DATA_MODEL,
+         "Subscription Info Error : Invalid KRO Event XDM Path"},
+        {KROWith(L"<Name>N</Name><XMLDataModel><XPath>/a</XPath></XMLDataModel>"), RESULT_DATA_MODEL,
+         "Subscription Info Error : Invalid KRO Event XDM XDMPRefixes"},
+        {KROWith(L"<Name>N</Name>"), RESULT_KRO_ARCHIVE_TYPE,
+         "Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription"},
+
+        {XDMWith(model), RESULT_XDM_EVENTS,
+         "Subscription Info Error: Invalid Events specified in XDM event subscription"},
+        {XDMWith(event + L"<Event><Trigger>t</Trigger></Event>" + model), RESULT_XDM_EVENT_XPATH,
+         "Subscription Info Error: Invalid Events specified in XDM event subscription"},
+        {XDMWith(event + L"<XMLDataModel><XDMPrefixes>p</XDMPrefixes></XMLDataModel>"), RESULT_XDM_XPATH,
+         "Subscription Info Error: Invalid XDM path specified in XDM event subscription"},
+        {XDMWith(event + L"<XMLDataModel><XPath>/a</XPath></XMLDataModel>"), RESULT_XDM_PREFIXES,
+         "Subscription Info Error: Invalid XDM Prefixes specified in XDM event subscription"},
+        {XDMWith(event), RESULT_XDM_PAYLOAD,
+         "Subscription Info Error: Invalid Event Payload specified in XDM event subscription"},
+    };
+    for (const RefusedCase& test : cases) {
+        SCOPED_TRACE(support::Narrow(test.text));
+        SubscriptionInfo info(test.text);
+        EXPECT_HR(test.status, info.Status());
+        EXPECT_EQ(test.error, support::Narrow(info.ErrorText()));
+    }
+}
+
+TEST_F(SubscriptionInfoTest, ArchiveIDThatWouldBreakAPathOrAnAttributeIsNamed) {
+    const std::wstring longest(256, L'x');
+    const RefusedCase cases[] = {
+        {L"A&quot;1", RESULT_ARCHIVE_ID, "The character U+0022 (\") is not allowed in: A\"1"},
+        {L"A'1", RESULT_ARCHIVE_ID, "The character U+0027 (') is not allowed in: A'1"},
+        {L"&lt;A>", RESULT_ARCHIVE_ID, "The character U+003C (<) is not allowed in: <A>"},
+        {L"A>", RESULT_ARCHIVE_ID, "The character U+003E (>) is not allowed in: A>"},
+        {L"A&amp;B", RESULT_ARCHIVE_ID, "The character U+0026 (&) is not allowed in: A&B"},
+        {L"A\\B", RESULT_ARCHIVE_ID, "The character U+005C (\\) is not allowed in: A\\B"},
+        {L"A/B", RESULT_ARCHIVE_ID, "The character U+002F (/) is not allowed in: A/B"},
+        {L"A[B", RESULT_ARCHIVE_ID, "The character U+005B ([) is not allowed in: A[B"},
+        {L"A]B", RESULT_ARCHIVE_ID, "The character U+005D (]) is not allowed in: A]B"},
+        {L"A=B", RESULT_ARCHIVE_ID, "The character U+003D (=) is not allowed in: A=B"},
+        {L"A&#9;B", RESULT_ARCHIVE_ID, "The character U+0009 is not allowed in: A?B"},
+        {L"A&#x85;B", RESULT_ARCHIVE_ID, "The character U+0085 is not allowed in: A?B"},
+        {longest + L"'", RESULT_ARCHIVE_ID, "It has 257 characters, more than 256, and begins: "},
+        {longest, S_OK, ""},
+        {L"  Press 7, hall \u00E9:*?|.. ", S_OK, ""},
+    };
+    for (const RefusedCase& test : cases) {
+        SCOPED_TRACE(support::Narrow(test.text));
+        SubscriptionInfo info(Archive(TIMER, test.text));
+        EXPECT_HR(test.status, info.Status());
+        EXPECT_EQ(test.status != S_OK, info.ArchiveID().empty());
+        std::string expected = test.status == S_OK ? "" : "Subscription Info Error : Invalid Archieve ID. ";
+        EXPECT_TRUE(support::Narrow(info.ErrorText()).starts_with(expected + test.error))
+            << support::Narrow(info.ErrorText());
+        EXPECT_LE(info.ErrorText().size(), 200u);
+    }
+}
+
+TEST_F(SubscriptionInfoTest, EventOfTheEventManager) {
+    SubscriptionInfo info(KROWith(std::wstring(L"<Name>JobDone</Name>") + MODEL +
+                                  L"<Filter>\n <Property Name=\"Severity\">3</Property>\n <Property>x &lt; y</Property>"
+                                  L"<Property Name=\"Quiet\"/></Filter>"));
+    ASSERT_HR(S_OK, info.Status());
+    ASSERT_EQ(EventType::KROEvent, info.EventType());
+    ASSERT_TRUE(info.KROEvent());
+    EXPECT_EQ(L"JobDone", info.KROEvent()->name);
+    EXPECT_EQ((DataSource{DataSourceKind::DataModel, L"/m", L"", L"p"}), info.KROEvent()->source);
+    EXPECT_EQ((std::vector<EventFilter>{{L"Severity", L"3"}, {L"", L"x < y"}, {L"Quiet", L""}}),
+              info.KROEvent()->filters);
+}
+
+TEST_F(SubscriptionInfoTest, PayloadOfAnEventMayBeTakenWhole) {
+    SubscriptionInfo whole(KROWith(L"<Name>JobDone</Name><EventPayload/>"));
+    ASSERT_HR(S_OK, whole.Status());
+    EXPECT_EQ((DataSource{DataSourceKind::EventPayload, L"", L"", L""}), whole.KROEvent()->source);
+
+    SubscriptionInfo cut(KROWith(L"<Name>JobDone</Name><EventPayload><XPath>/Payload</XPath><TransformFile>C:\\t.xsl"
+                                 L"</TransformFile><XDMPrefixes>p</XDMPrefixes></EventPayload>"));
+    ASSERT_HR(S_OK, cut.Status());
+    EXPECT_EQ((DataSource{DataSourceKind::EventPayload, L"/Payload", L"C:\\t.xsl", L"p"}), cut.KROEvent()->source);
+    EXPECT_TRUE(cut.KROEvent()->filters.empty());
+}
+
+TEST_F(SubscriptionInfoTest, EventsOfADataModel) {
+    SubscriptionInfo info(
+        XDMWith(L"<Event><XPath>/a</XPath><Trigger>&gt; 5</Trigger><Reset>&lt; 3</Reset></Event>"
+                L"<Event>\n<XPath>/b</XPath>\n</Event><EventPayload><XPath>/Event</XPath></EventPayload>"));
+    ASSERT_HR(S_OK, info.Status());
+    ASSERT_EQ(EventType::XDMEvent, info.EventType());
+    ASSERT_TRUE(info.XDMEvent());
+    EXPECT_EQ((std::vector<DataModelEvent>{{L"/a", L"> 5", L"< 3"}, {L"/b", L"", L""}}), info.XDMEvent()->events);
+    EXPECT_EQ((DataSource{DataSourceKind::EventPayload, L"/Event", L"", L""}), info.XDMEvent()->source);
+    EXPECT_EQ((Duration{.years = 1}), info.XDMEvent()->duration);
+}
+
+TEST_F(SubscriptionInfoTest, CookieReachesTheEvent) {
+    SubscriptionInfo info(Archive(TIMER));
+    info.SetClientCookie(L"host\\A1");
+    SubscriptionInfo moved(std::move(info));
+    EXPECT_EQ(L"host\\A1", moved.ClientCookie());
+    ASSERT_TRUE(moved.TimerEvent());
+    EXPECT_EQ(L"host\\A1", moved.TimerEvent()->clientCookie);
+}
+
+TEST_F(SubscriptionInfoTest, AgingIsWrittenIntoTheTextAndReadBack) {
+    const std::wstring documents[] = {
+        Archive(TIMER), // no element of its own yet
+        Archive(std::wstring(L"<Aging>P2Y0M0DT0H0M0S</Aging>") + TIMER),
+        Archive(std::wstring(L"<Aging/>") + TIMER),
+        XDMWith(std::wstring(L"<Event><XPath>/Archive/Aging</XPath></Event>") + MODEL),
+    };
+    for (const std::wstring& document : documents) {
+        for (const Duration& aging : {Duration{}, Duration{.days = 30}, Duration{9999, 11, 30, 23, 59, 59}}) {
+            SCOPED_TRACE(support::Narrow(document));
+            SubscriptionInfo info(document);
+            ASSERT_HR(S_OK, info.SetAging(aging));
+            SubscriptionInfo again(info.SubscriptionText());
+            ASSERT_HR(S_OK, again.Status());
+            for (const SubscriptionInfo* read : {&info, &again}) {
+                EXPECT_EQ(aging, read->Aging());
+                EXPECT_EQ(aging, read->TimerEvent() ? read->TimerEvent()->aging : read->XDMEvent()->duration);
+            }
+            // One element, not a second one beside the first.
+            size_t first = info.SubscriptionText().find(L"<Aging");
+            EXPECT_NE(std::wstring::npos, first);
+            EXPECT_EQ(first, info.SubscriptionText().rfind(L"<Aging"));
+        }
+    }
+}
+
+TEST_F(SubscriptionInfoTest, DefaultAgingIsMadeExplicit) {
+    SubscriptionInfo info(Archive(TIMER));
+    ASSERT_HR(S_OK, info.SetAging());
+    EXPECT_NE(std::wstring::npos, info.SubscriptionText().find(L"<Aging>P1Y0M0DT0H0M0S</Aging>"));
+}
+
+TEST_F(SubscriptionInfoTest, AgingOfATextThatIsNoDocumentFailsAndChangesNothing) {
+    SubscriptionInfo info(L"<Archive");
+    EXPECT_HR(RESULT_XML_MALFORMED, info.SetAging(Duration{.days = 1}));
+    EXPECT_EQ("Failed to load subscription string:<Archive", support::Narrow(info.ErrorText()));
+    EXPECT_EQ((Duration{.years = 1}), info.Aging());
+    EXPECT_EQ(L"<Archive", info.SubscriptionText());
+}
+
+TEST_F(SubscriptionInfoTest, LargeGarbageIsRefusedAtOnce) {
+    std::wstring garbage(25'000'000, L'x'); // 50 MB
+    DWORD begin = GetTickCount();
+    EXPECT_HR(RESULT_XML_MALFORMED, SubscriptionInfo(garbage).Status());
+    garbage[0] = L'<';
+    garbage[1] = L'<';
+    EXPECT_HR(RESULT_XML_MALFORMED, SubscriptionInfo(garbage).Status());
+    EXPECT_LT(GetTickCount() - begin, 10'000u);
+}
+
+TEST_F(SubscriptionInfoTest, AnyThreadMayParse) {
+    HRESULT status = E_FAIL;
+    std::thread([&] { status = SubscriptionInfo(Archive(TIMER)).Status(); }).join();
+    EXPECT_HR(S_OK, status);
+    std::thread([&] {
+        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+        status = SubscriptionInfo(Archive(TIMER)).Status();
+        CoUninitialize();
+    }).join();
+    EXPECT_HR(S_OK, status);
+}
+
+} // namespace
