@@ -58,15 +58,16 @@ TEST_F(SubscriptionInfoTest, MinimalTimerDocumentHasTheDefaults) {
 }
 
 TEST_F(SubscriptionInfoTest, EverythingSaidIsKept) {
-    SubscriptionInfo info(L"\xFEFF<?xml version=\"1.0\"?>\r\n<Archive ID=\"Press 7\">\r\n  <Collect>OFF</Collect>\r\n"
-                          L"  <Aging>P0Y6M0DT0H0M0S</Aging>\r\n  <DataManagement>\r\n"
-                          L"    <LifetimeBeforeRead>P0Y0M30DT0H0M0S</LifetimeBeforeRead>\r\n"
-                          L"    <LifetimeAfterRead>P0Y0M0DT2H0M0S</LifetimeAfterRead>\r\n"
-                          L"    <MaxStorageSize Units=\"KB\">004294967295</MaxStorageSize>\r\n  </DataManagement>\r\n"
-                          L"  <Timer>\r\n    <XMLDataModel>\r\n      <XPath>/a[b&lt;'&#233;']</XPath>\r\n"
-                          L"      <XDMPrefixes>xmlns:x='u'</XDMPrefixes>\r\n    </XMLDataModel>\r\n"
-                          L"    <Frequency>P0Y0M0DT0H0M0S</Frequency>\r\n    <Retries>03</Retries>\r\n  </Timer>\r\n"
-                          L"  <XDMEvent><Event><XPath>/x</XPath></Event></XDMEvent>\r\n</Archive>");
+    SubscriptionInfo info(
+        L"\xFEFF<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n<Archive ID=\"Press 7\">\r\n  <Collect>OFF</Collect>\r\n"
+        L"  <Aging>P0Y6M0DT0H0M0S</Aging>\r\n  <DataManagement>\r\n"
+        L"    <LifetimeBeforeRead>P0Y0M30DT0H0M0S</LifetimeBeforeRead>\r\n"
+        L"    <LifetimeAfterRead>P0Y0M0DT2H0M0S</LifetimeAfterRead>\r\n"
+        L"    <MaxStorageSize Units=\"KB\">004294967295</MaxStorageSize>\r\n  </DataManagement>\r\n"
+        L"  <Timer>\r\n    <XMLDataModel>\r\n      <XPath>/a[b&lt;'&#233;']</XPath>\r\n"
+        L"      <XDMPrefixes>xmlns:x='u'</XDMPrefixes>\r\n    </XMLDataModel>\r\n"
+        L"    <Frequency>P0Y0M0DT0H0M0S</Frequency>\r\n    <Retries>03</Retries>\r\n  </Timer>\r\n"
+        L"  <XDMEvent><Event><XPath>/x</XPath></Event></XDMEvent>\r\n</Archive>");
     ASSERT_HR(S_OK, info.Status());
     EXPECT_EQ(L"Press 7", info.ArchiveID());
     EXPECT_FALSE(info.Collect());
