@@ -48,6 +48,22 @@ ElementText Fill(const wchar_t* format, Values... values) {
     return std::wstring(buffer, static_cast<size_t>(length));
 }
 
+// The accessor is given markup: what a text holds of it must come out as characters again.
+std::wstring EscapeText(std::wstring_view text) {
+    std::wstring escaped;
+    for (wchar_t character : text) {
+        if (character == L'&')
+            escaped += L"&amp;";
+        else if (character == L'<')
+            escaped += L"&lt;";
+        else if (character == L'>')
+            escaped += L"&gt;";
+        else
+            escaped += character;
+    }
+    return escaped;
+}
+
 // The document under construction. Once a step has failed, the rest does nothing and the result is no text.
 class ElementBuilder {
   public:
@@ -62,8 +78,8 @@ class ElementBuilder {
             usable_ = true;
     }
 
-    void Insert(const wchar_t* xpath, const std::wstring& text) {
-        if (usable_ && !text.empty() && accessor_.Set(xpath, text, XmlChange::Insert) != S_OK) {
+    void InsertText(const wchar_t* xpath, const std::wstring& text) {
+        if (usable_ && !text.empty() && accessor_.Set(xpath, EscapeText(text), XmlChange::Insert) != S_OK) {
             VORNA_LOG(LOG_TRACE, "XMLSet failed!! Inserting : %S at %SFailed", text.c_str(), xpath);
             usable_ = false;
         }
@@ -142,8 +158,8 @@ ElementText BuildRetry(const std::optional<Duration>& frequency, std::int32_t at
 ElementText BuildNotify(const NotifyEntry& entry) {
     std::wstring timeoutText = entry.timeout ? FormatDuration(*entry.timeout) : std::wstring();
     ElementBuilder builder(Fill(NOTIFY_TEMPLATE, NotifyTypeText(entry.type), timeoutText.c_str()));
-    builder.Insert(L"/Notify/Client", entry.client);
-    builder.Insert(L"/Notify/Parameter", entry.parameter);
+    builder.InsertText(L"/Notify/Client", entry.client);
+    builder.InsertText(L"/Notify/Parameter", entry.parameter);
     builder.Append(L"/Notify", BuildRetry(entry.retryFrequency, entry.retryAttempts));
     if (!entry.timeout)
         builder.Remove(L"//Notify/NotifyTimeout");
