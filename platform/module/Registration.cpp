@@ -104,7 +104,7 @@ HRESULT UnregisterTypeLibrary(const std::wstring& modulePath) {
             QueryPathOfRegTypeLib(identity.guid, identity.major, identity.minor, identity.language, registered.put())))
         return S_OK;
     // The answer may carry the null that ends a registry text.
-    if (lstrcmpiW(registered.get(), PlainPath(modulePath).c_str()) != 0)
+    if (lstrcmpiW(PlainPath(registered.get()).c_str(), PlainPath(modulePath).c_str()) != 0)
         return S_OK;
     return UnRegisterTypeLib(identity.guid, identity.major, identity.minor, identity.language, SYS_WIN32);
 }
