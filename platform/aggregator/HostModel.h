@@ -1,0 +1,36 @@
+// The live model "host": this machine, as its operating system describes it at the moment of the call.
+//
+//   Host/Name                              the machine's name
+//   Host/Time[@Utc]                        local time; the attribute holds the same moment in UTC
+//   Host/Memory/Total, Available           bytes (Unit="bytes")
+//   Host/Memory/Load                       per cent in use (Unit="percent")
+//   Host/Disks/Disk[@Drive]/Total, Free    bytes; drives of this machine, not those of the network
+//   Host/Processors[@Count]/Busy           per cent since the call before, or since the module was loaded
+//   Host/Processes[@Count]/Process[@Id]    Name, Threads, and Memory in bytes where the process may be asked
+#pragma once
+
+#include "platform/aggregator/LiveModel.h"
+
+#include <windows.h>
+
+#include <cstdint>
+#include <mutex>
+
+namespace keldan {
+
+class HostModel : public LiveModel {
+  public:
+    HostModel();
+    std::wstring Compute() override;
+
+  private:
+    unsigned BusyPercent();
+
+    std::mutex mutex_;
+    // In units of 100 nanoseconds, of all processors together.
+    std::uint64_t idleBefore_ = 0;
+    std::uint64_t totalBefore_ = 0;
+    unsigned busy_ = 0;
+};
+
+} // namespace keldan

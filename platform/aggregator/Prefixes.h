@@ -1,0 +1,17 @@
+// The namespace prefixes that a caller's XPath uses.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace keldan {
+
+using prefix_map = std::map<std::wstring, std::wstring, std::less<>>;
+
+// Reads declarations that blanks part: xmlns:a='uri', with either kind of quotes or none, and a='uri' for short. A
+// default declaration (xmlns='uri') is taken and dropped: XPath names cannot use it. False where the text is something
+// else, or gives one prefix two URIs; message then names the place.
+[[nodiscard]] bool ReadPrefixes(std::wstring_view text, prefix_map& prefixes, std::wstring& message);
+
+} // namespace keldan

@@ -1,0 +1,30 @@
+// Where the platform keeps its files on this machine.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace keldan {
+
+class DataFolder {
+  public:
+    // The folder that the string value "DataFolder" of HKEY_LOCAL_MACHINE\SOFTWARE\Ostrevane\QXKeldan names (with or
+    // without environment variables), read anew at every call; %ProgramData%\Ostrevane\QXKeldan where there is none.
+    static DataFolder Configured();
+
+    explicit DataFolder(std::wstring path);
+
+    // A full path in the long form, without a backslash at its end. The folder may not exist yet.
+    const std::wstring& path() const { return path_; }
+    // The folder of the stored data models.
+    std::wstring Models() const { return path_ + L"\\models"; }
+
+  private:
+    std::wstring path_;
+};
+
+// Creates a folder and those above it; S_OK also where it is there.
+[[nodiscard]] HRESULT CreateFolder(const std::wstring& path);
+
+} // namespace keldan

@@ -1,0 +1,175 @@
+#include "platform/data/ModelStore.h"
+
+#include "common/results.h"
+#include "common/scope_exit.h"
+#include "common/unique_any.h"
+#include "platform/data/TextDecoder.h"
+
+#include <atomic>
+
+namespace keldan {
+
+namespace {
+
+constexpr size_t MAX_FILE_NAME = 255;
+// Write's unfinished files have this much more in their names.
+constexpr size_t ROOM_FOR_SUFFIX = 24;
+
+bool AppendEncoded(std::wstring_view text, std::wstring& name) {
+    std::string bytes;
+    if (!EncodeUtf8(text, bytes))
+        return false;
+    for (unsigned char c : bytes) {
+        // Capital letters are encoded too: "A" and "a" may be one name to the file system.
+        if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_') {
+            name += static_cast<wchar_t>(c);
+        } else {
+            name += L'%';
+            name += L"0123456789ABCDEF"[c >> 4];
+            name += L"0123456789ABCDEF"[c & 15];
+        }
+    }
+    return true;
+}
+
+// Waits out a writer that holds the file for a moment.
+vorna::unique_file OpenForReading(const std::wstring& path) {
+    constexpr int ATTEMPTS = 10;
+    for (int attempt = 1;; ++attempt) {
+        vorna::unique_file file(CreateFileW(path.c_str(), GENERIC_READ,
+                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (file || GetLastError() != ERROR_SHARING_VIOLATION || attempt == ATTEMPTS)
+            return file;
+        Sleep(20);
+    }
+}
+
+bool ReadAll(HANDLE file, std::string& bytes) {
+    LARGE_INTEGER size{};
+    if (!GetFileSizeEx(file, &size))
+        return false;
+    if (size.QuadPart > ModelStore::MAX_BYTES) {
+        SetLastError(ERROR_FILE_TOO_LARGE);
+        return false;
+    }
+    bytes.resize(static_cast<size_t>(size.QuadPart));
+    size_t done = 0;
+    while (done < bytes.size()) {
+        DWORD count = 0;
+        if (!ReadFile(file, bytes.data() + done, static_cast<DWORD>(bytes.size() - done), &count, nullptr))
+            return false;
+        if (count == 0)
+            break;
+        done += count;
+    }
+    bytes.resize(done);
+    return true;
+}
+
+bool WriteAll(HANDLE file, std::string_view bytes) {
+    DWORD count = 0;
+    return WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr) && count == bytes.size() &&
+           FlushFileBuffers(file);
+}
+
+} // namespace
+
+std::wstring ModelStore::FileName(const ServiceIdentity& service) {
+    std::wstring name;
+    // "+" is never the result of encoding, so it parts the three without doubt.
+    if (!AppendEncoded(service.serviceId, name) || !AppendEncoded(service.serviceUri, name += L'+') ||
+        !AppendEncoded(service.portId, name += L'+'))
+        return {};
+    name += L".xml";
+    return name.size() + ROOM_FOR_SUFFIX <= MAX_FILE_NAME ? name : std::wstring();
+}
+
+std::wstring ModelStore::PathOf(const ServiceIdentity& service) const {
+    const std::wstring name = FileName(service);
+    return name.empty() ? name : folder_ + L"\\" + name;
+}
+
+HRESULT ModelStore::Read(const ServiceIdentity& service, std::wstring& document, std::wstring& message) const {
+    document.clear();
+    const std::wstring path = PathOf(service);
+    if (path.empty()) {
+        message = L"The service has no data model: its identity is too long for a file name or no text.";
+        return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+    }
+    const vorna::unique_file file = OpenForReading(path);
+    if (!file) {
+        const DWORD error = GetLastError();
+        if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) {
+            message = L"The service has no data model: there is no file \"" + path + L"\".";
+            return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+        }
+        message = L"The data model \"" + path + L"\" cannot be opened, error " + std::to_wstring(error) + L".";
+        return vorna::result_from_win32(error);
+    }
+    std::string bytes;
+    if (!ReadAll(file.get(), bytes)) {
+        const DWORD error = GetLastError();
+        message = L"The data model \"" + path + L"\" cannot be read, error " + std::to_wstring(error) + L".";
+        return vorna::result_from_win32(error);
+    }
+    std::wstring reason;
+    if (!DecodeXmlText(bytes, document, reason)) {
+        document.clear();
+        message = L"The data model \"" + path + L"\" is not well-formed: " + reason + L".";
+        return vorna::RESULT_XML_MALFORMED;
+    }
+    return S_OK;
+}
+
+HRESULT ModelStore::Write(const ServiceIdentity& service, std::wstring_view document, std::wstring& message) const {
+    static std::atomic<unsigned> written{0};
+    const std::wstring path = PathOf(service);
+    std::string bytes;
+    if (path.empty()) {
+        message = L"The service can have no data model: its identity is too long for a file name or no text.";
+        return E_INVALIDARG;
+    }
+    if (!EncodeUtf8(document, bytes) || bytes.size() > MAX_BYTES) {
+        message = L"The data model for \"" + path + L"\" is no text or larger than the platform reads.";
+        return E_INVALIDARG;
+    }
+    const auto fail = [&](DWORD error) {
+        message = L"The data model \"" + path + L"\" cannot be written, error " + std::to_wstring(error) + L".";
+        return vorna::result_from_win32(error);
+    };
+    if (const HRESULT result = CreateFolder(folder_); FAILED(result)) {
+        message = L"The folder \"" + folder_ + L"\" cannot be created.";
+        return result;
+    }
+    const std::wstring unfinished =
+        path + L"." + std::to_wstring(GetCurrentProcessId()) + L"." + std::to_wstring(++written);
+    vorna::unique_file file(
+        CreateFileW(unfinished.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
+        return fail(GetLastError());
+    vorna::scope_exit removeUnfinished([&] { DeleteFileW(unfinished.c_str()); });
+    if (!WriteAll(file.get(), bytes)) {
+        const DWORD error = GetLastError();
+        file.reset();
+        return fail(error);
+    }
+    file.reset();
+    if (!MoveFileExW(unfinished.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        return fail(GetLastError());
+    removeUnfinished.release();
+    return S_OK;
+}
+
+HRESULT ModelStore::Remove(const ServiceIdentity& service) const {
+    const std::wstring path = PathOf(service);
+    if (path.empty())
+        return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+    if (DeleteFileW(path.c_str()))
+        return S_OK;
+    const DWORD error = GetLastError();
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? HRESULT_FROM_WIN32(ERROR_NOT_FOUND)
+                                                                          : vorna::result_from_win32(error);
+}
+
+} // namespace keldan

@@ -1,0 +1,20 @@
+// What tells one service from another.
+#pragma once
+
+#include <unknwn.h>
+
+#include <string>
+
+namespace keldan {
+
+struct ServiceIdentity {
+    std::wstring portId;
+    std::wstring serviceId;
+    std::wstring serviceUri;
+
+    // Reads the three properties of a service object. 0x80000142: no service object, or one that does not answer;
+    // identity is then empty.
+    [[nodiscard]] static HRESULT Of(IUnknown* service, ServiceIdentity& identity);
+};
+
+} // namespace keldan
