@@ -1,0 +1,125 @@
+#include "platform/aggregator/Aggregator.h"
+
+#include "common/bstr.h"
+#include "platform/aggregator/DataModels.h"
+#include "platform/aggregator/Prefixes.h"
+#include "platform/aggregator/XmlText.h"
+#include "platform/xml/Failure.h"
+#include "platform/xml/XPath.h"
+#include "platform/xml/XmlDocument.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace keldan {
+
+namespace {
+
+void AppendNode(const XmlDocument& document, node_index node, std::wstring& markup) {
+    std::wstring value;
+    switch (document[node].kind) {
+    case NodeKind::Attribute:
+    case NodeKind::Namespace:
+        markup.append(L"<Attribute name=\"").append(document.localName(node)).append(L"\"");
+        if (const std::wstring& uri = document.namespaceUri(node); !uri.empty()) {
+            markup.append(L" namespace=\"");
+            AppendEscaped(markup, uri);
+            markup.append(L"\"");
+        }
+        markup.append(L">");
+        document.appendText(node, value);
+        AppendEscaped(markup, value);
+        markup.append(L"</Attribute>");
+        break;
+    case NodeKind::Text:
+        markup.append(L"<Text>");
+        document.appendText(node, value);
+        AppendEscaped(markup, value);
+        markup.append(L"</Text>");
+        break;
+    default:
+        document.appendMarkup(node, markup);
+    }
+}
+
+std::wstring DataDocument(const XmlDocument& document, const std::vector<node_index>& nodes,
+                          std::wstring_view serviceUri) {
+    const bool whole = std::any_of(nodes.begin(), nodes.end(), [&](node_index node) {
+        return node == document.root() || document[node].kind == NodeKind::Document;
+    });
+    if (whole)
+        return std::wstring(document.text());
+    std::wstring markup = L"<Data service=\"";
+    AppendEscaped(markup, serviceUri);
+    markup.append(L"\">");
+    for (node_index node : nodes)
+        AppendNode(document, node, markup);
+    return markup.append(L"</Data>");
+}
+
+HRESULT Gather(IUnknown* service, std::wstring_view xpath, std::wstring_view prefixText, std::wstring& data,
+               std::wstring& message) {
+    ServiceIdentity identity;
+    if (const HRESULT result = ServiceIdentity::Of(service, identity); FAILED(result)) {
+        message = L"The service is no service object, or does not tell its identity.";
+        return result;
+    }
+    prefix_map prefixes;
+    if (!ReadPrefixes(prefixText, prefixes, message))
+        return E_INVALIDARG;
+    std::wstring text;
+    std::wstring name;
+    if (const HRESULT result = GetDataModel(identity, text, name, message); FAILED(result))
+        return result;
+
+    std::vector<node_index> nodes;
+    try {
+        const XmlDocument document(std::move(text));
+        try {
+            nodes = SelectNodes(document, xpath, prefixes);
+        } catch (const failure&) {
+            message = L"\"" + std::wstring(xpath) + L"\" is no XPath that selects nodes.";
+            return E_INVALIDARG;
+        }
+        if (!nodes.empty())
+            data = DataDocument(document, nodes, identity.serviceUri);
+    } catch (const failure& caught) {
+        message =
+            L"The data model \"" + name + L"\" is not well-formed, nests too deep or has a document type definition.";
+        return caught.result;
+    }
+    if (nodes.empty()) {
+        message = L"\"" + std::wstring(xpath) + L"\" selects nothing in the data model \"" + name + L"\".";
+        return S_FALSE;
+    }
+    message = std::to_wstring(nodes.size()) + L" nodes of the data model \"" + name + L"\".";
+    return S_OK;
+}
+
+} // namespace
+
+HRESULT Aggregator::GetData(IUnknown* service, BSTR xpath, BSTR prefixes, BSTR* data, BSTR* secondResult) {
+    if (data)
+        *data = nullptr;
+    if (secondResult)
+        *secondResult = nullptr;
+    if (!data || !secondResult)
+        return E_POINTER;
+    try {
+        std::wstring found;
+        std::wstring message;
+        const HRESULT result = Gather(service, vorna::view_of(xpath), vorna::view_of(prefixes), found, message);
+        vorna::bstr messageText(message);
+        if (result == S_OK)
+            *data = vorna::bstr(found).release();
+        *secondResult = messageText.release();
+        return result;
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (...) {
+        return E_UNEXPECTED;
+    }
+}
+
+} // namespace keldan
