@@ -39,7 +39,8 @@ vorna::unique_file OpenForReading(const std::wstring& path) {
         vorna::unique_file file(CreateFileW(path.c_str(), GENERIC_READ,
                                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                             OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-        if (file || GetLastError() != ERROR_SHARING_VIOLATION || attempt == ATTEMPTS)
+        const DWORD error = GetLastError();
+        if (file || attempt == ATTEMPTS || (error != ERROR_SHARING_VIOLATION && error != ERROR_ACCESS_DENIED))
             return file;
         Sleep(20);
     }
@@ -65,6 +66,20 @@ bool ReadAll(HANDLE file, std::string& bytes) {
     }
     bytes.resize(done);
     return true;
+}
+
+// A file cannot be replaced while somebody has it open, and readers have it open for moments.
+bool Replace(const std::wstring& from, const std::wstring& to) {
+    constexpr ULONGLONG PATIENCE = 3000;
+    const ULONGLONG start = GetTickCount64();
+    for (;;) {
+        if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+            return true;
+        const DWORD error = GetLastError();
+        if ((error != ERROR_ACCESS_DENIED && error != ERROR_SHARING_VIOLATION) || GetTickCount64() - start > PATIENCE)
+            return false;
+        Sleep(1);
+    }
 }
 
 bool WriteAll(HANDLE file, std::string_view bytes) {
@@ -155,7 +170,7 @@ HRESULT ModelStore::Write(const ServiceIdentity& service, std::wstring_view docu
         return fail(error);
     }
     file.reset();
-    if (!MoveFileExW(unfinished.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+    if (!Replace(unfinished, path))
         return fail(GetLastError());
     removeUnfinished.release();
     return S_OK;

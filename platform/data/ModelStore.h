@@ -1,7 +1,8 @@
 // The stored data models: one XML file a service, written by whoever speaks with the device.
 //
 // A file is UTF-8 or UTF-16, with or without a byte order mark. Writers replace it by renaming a finished one over it,
-// as Write does; readers never keep them from it. Free-threaded: the store holds nothing but its location.
+// as Write does; where a reader has the file open at that moment, renaming fails with ERROR_ACCESS_DENIED and is to be
+// tried again. Free-threaded: the store holds nothing but its location.
 #pragma once
 
 #include "platform/data/DataFolder.h"
