@@ -5,7 +5,8 @@
 #include "platform/aggregator/Prefixes.h"
 #include "platform/aggregator/XmlText.h"
 #include "platform/xml/Failure.h"
-#include "platform/xml/XPath.h"
+#include "platform/xml/XPathEvaluator.h"
+#include "platform/xml/XPathParser.h"
 #include "platform/xml/XmlDocument.h"
 
 #include <algorithm>
@@ -77,10 +78,12 @@ HRESULT Gather(IUnknown* service, std::wstring_view xpath, std::wstring_view pre
     try {
         const XmlDocument document(std::move(text));
         try {
-            nodes = SelectNodes(document, xpath, prefixes);
-        } catch (const failure&) {
-            message = L"\"" + std::wstring(xpath) + L"\" is no XPath that selects nodes.";
-            return E_INVALIDARG;
+            nodes = XPathEvaluator(document).Select(*XPathParser::Compile(xpath, document, prefixes));
+        } catch (const failure& caught) {
+            message = L"\"" + std::wstring(xpath) +
+                      (caught.result == E_INVALIDARG ? L"\" is no XPath that selects nodes."
+                                                     : L"\" takes too long on the data model \"" + name + L"\".");
+            return caught.result;
         }
         if (!nodes.empty())
             data = DataDocument(document, nodes, identity.serviceUri);

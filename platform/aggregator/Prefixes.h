@@ -1,13 +1,12 @@
 // The namespace prefixes that a caller's XPath uses.
 #pragma once
 
-#include <map>
+#include "platform/xml/XPathParser.h"
+
 #include <string>
 #include <string_view>
 
 namespace keldan {
-
-using prefix_map = std::map<std::wstring, std::wstring, std::less<>>;
 
 // Reads declarations that blanks part: xmlns:a='uri', with either kind of quotes or none, and a='uri' for short. A
 // default declaration (xmlns='uri') is taken and dropped: XPath names cannot use it. False where the text is something
