@@ -50,7 +50,6 @@ class AggregatorTest : public testing::Test {
   protected:
     void SetUp() override {
         support::RegisterPlatform();
-        ASSERT_HR(S_OK, CoInitializeEx(nullptr, COINIT_MULTITHREADED));
         CLSID classId{};
         ASSERT_HR(S_OK, CLSIDFromProgID(L"QXKELDAN.Aggregator", &classId));
         ASSERT_HR(S_OK, CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IAggregator),
@@ -58,7 +57,6 @@ class AggregatorTest : public testing::Test {
     }
     void TearDown() override {
         aggregator_.reset();
-        CoUninitialize();
         EXPECT_EQ(0, vorna::module_uses);
     }
 
