@@ -1,6 +1,7 @@
 // Entry points of QXKeldan.dll: the in-process half of the platform.
 #include "QXKeldan.h"
 #include "common/com_server.h"
+#include "platform/aggregator/Aggregator.h"
 #include "platform/archive/SecureArchiveManager.h"
 #include "platform/module/Registration.h"
 #include "platform/service/ServiceFactory.h"
@@ -16,6 +17,7 @@ const keldan::server_class classes[] = {
      vorna::get_class_factory<keldan::XMLSimpleAccessor>},
     {CLSID_ZEBService, L"QXKELDAN.ZEBService", L"Keldan service factory",
      vorna::get_class_factory<keldan::ServiceFactory>},
+    {CLSID_Aggregator, L"QXKELDAN.Aggregator", L"Keldan aggregator", vorna::get_class_factory<keldan::Aggregator>},
     {CLSID_ZEBSecureArchiveManager, L"QXKELDAN.ZEBSecureArchiveManager", L"Keldan secure archive manager",
      vorna::get_class_factory<keldan::SecureArchiveManager>},
 };

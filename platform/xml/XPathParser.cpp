@@ -122,15 +122,29 @@ bool xpath_expression::givesNumber() const {
 }
 
 expression_ptr XPathParser::Compile(std::wstring_view xpath, const XmlDocument& document) {
-    XPathParser parser(xpath, document);
+    static const prefix_map none;
+    return Compile(xpath, document, none);
+}
+
+expression_ptr XPathParser::Compile(std::wstring_view xpath, const XmlDocument& document, const prefix_map& prefixes) {
+    XPathParser parser(xpath, document, prefixes);
     expression_ptr expression = parser.parseExpression();
     if (parser.peek().kind != TokenKind::End)
         Invalid();
     return expression;
 }
 
-XPathParser::XPathParser(std::wstring_view xpath, const XmlDocument& document) : document_(document) {
+XPathParser::XPathParser(std::wstring_view xpath, const XmlDocument& document, const prefix_map& prefixes)
+    : document_(document), prefixes_(prefixes) {
     tokenize(xpath);
+}
+
+bool XPathParser::findSpace(std::wstring_view prefix, std::uint32_t& space) const {
+    const auto given = prefixes_.find(prefix);
+    if (given == prefixes_.end())
+        return document_.findPrefix(prefix, space);
+    space = document_.findNamespace(given->second);
+    return true;
 }
 
 void XPathParser::Invalid() {
@@ -404,7 +418,7 @@ void XPathParser::parseNodeTest(xpath_step& step) {
         return;
     }
     ++next_;
-    if (!document_.findPrefix(first, step.space))
+    if (!findSpace(first, step.space))
         Invalid();
     const token& local = peek();
     if (local.text.data() != first.data() + first.size() + 1)

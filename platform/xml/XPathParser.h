@@ -3,16 +3,23 @@
 
 #include "platform/xml/XPathExpression.h"
 
+#include <map>
+#include <string>
 #include <string_view>
 #include <vector>
 
 namespace keldan {
+
+// From a prefix to the URI of its namespace.
+using prefix_map = std::map<std::wstring, std::wstring, std::less<>>;
 
 class XPathParser {
   public:
     // Throws failure with E_INVALIDARG where the text is not an XPath, names a prefix that the document does not
     // declare, uses a variable or an unknown function, or nests too deep.
     static expression_ptr Compile(std::wstring_view xpath, const XmlDocument& document);
+    // The same with prefixes of the caller's, which count before those of the document.
+    static expression_ptr Compile(std::wstring_view xpath, const XmlDocument& document, const prefix_map& prefixes);
 
   private:
     // Parentheses and predicates within each other; bounds the recursion here and in the evaluation.
@@ -24,7 +31,7 @@ class XPathParser {
         bool operatorName = false;
     };
 
-    XPathParser(std::wstring_view xpath, const XmlDocument& document);
+    XPathParser(std::wstring_view xpath, const XmlDocument& document, const prefix_map& prefixes);
 
     [[noreturn]] static void Invalid();
     // After something that can end an operand, "*" and names are operators.
@@ -51,7 +58,10 @@ class XPathParser {
     static void addDescendants(std::vector<xpath_step>& steps);
     static void joinDescendants(std::vector<xpath_step>& steps);
 
+    bool findSpace(std::wstring_view prefix, std::uint32_t& space) const;
+
     const XmlDocument& document_;
+    const prefix_map& prefixes_;
     std::vector<token> tokens_;
     size_t next_ = 0;
     int nesting_ = 0;

@@ -3,6 +3,7 @@
 #include "platform/xml/Failure.h"
 #include "platform/xml/XmlParser.h"
 
+#include <algorithm>
 #include <unordered_map>
 #include <utility>
 
@@ -170,6 +171,11 @@ bool XmlDocument::findPrefix(std::wstring_view prefix, std::uint32_t& space) con
             return true;
         }
     return false;
+}
+
+std::uint32_t XmlDocument::findNamespace(std::wstring_view uri) const {
+    const auto found = std::find(spaces_.begin(), spaces_.end(), uri);
+    return found == spaces_.end() ? 0xFFFFFFFF : static_cast<std::uint32_t>(found - spaces_.begin());
 }
 
 } // namespace keldan

@@ -79,6 +79,8 @@ class XmlDocument {
     std::wstring namespaceList() const;
     // The namespace that namespaceList() gives the prefix; false where it has none.
     bool findPrefix(std::wstring_view prefix, std::uint32_t& space) const;
+    // The index of a namespace; one that no node has where the document does not use it.
+    std::uint32_t findNamespace(std::wstring_view uri) const;
 
   private:
     friend class XmlParser;
