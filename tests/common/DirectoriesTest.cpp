@@ -174,38 +174,56 @@ TEST(DeleteDirectory, RefusesRootsDetoursAndWhatIsNotThere) {
     EXPECT_FALSE(VORNAUTILITY::DeleteDirectory(nullptr, true));
 }
 
-// A link to a directory. Wine makes none itself, so its host is asked; false where neither can.
-bool MakeLink(const path& link, const path& target) {
-    if (CreateSymbolicLinkW(link.c_str(), target.c_str(), SYMBOLIC_LINK_FLAG_DIRECTORY) &&
-        GetFileAttributesW(link.c_str()) != INVALID_FILE_ATTRIBUTES)
-        return true;
-    using UnixName = char*(CDECL*)(LPCWSTR);
-    const auto unixName = reinterpret_cast<UnixName>(
+std::string UnixName(const path& name) {
+    using Function = char*(CDECL*)(LPCWSTR);
+    const auto function = reinterpret_cast<Function>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
-    if (!unixName)
-        return false;
-    char* unixTarget = unixName(target.c_str());
-    char* unixFolder = unixName(link.parent_path().c_str());
-    const vorna::scope_exit release([&] {
-        HeapFree(GetProcessHeap(), 0, unixTarget);
-        HeapFree(GetProcessHeap(), 0, unixFolder);
-    });
-    if (!unixTarget || !unixFolder)
-        return false;
-    std::string command =
-        "\"Z:\\bin\\ln\" -s \""s + unixTarget + "\" \"" + unixFolder + "/" + link.filename().string() + "\"";
-    STARTUPINFOA startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-        return false;
-    vorna::unique_handle handle(process.hProcess);
-    vorna::unique_handle thread(process.hThread);
-    // A program of the host has no handle to wait for.
-    for (int i = 0; i < 500 && GetFileAttributesW(link.c_str()) == INVALID_FILE_ATTRIBUTES; ++i)
-        Sleep(10);
-    return GetFileAttributesW(link.c_str()) != INVALID_FILE_ATTRIBUTES;
+    char* text = function ? function(name.c_str()) : nullptr;
+    if (!text)
+        return {};
+    const vorna::scope_exit release([&] { HeapFree(GetProcessHeap(), 0, text); });
+    return text;
 }
+
+// A link to a directory, removed with the object. Wine neither makes nor removes one, so its host is asked.
+class Link {
+  public:
+    Link(const path& link, const path& target)
+        : link_(link), hostLink_(UnixName(link.parent_path()) + "/" + link.filename().string()) {
+        if (IsWine())
+            RunOnHost("ln -s \"" + UnixName(target) + "\"", true);
+        else
+            CreateSymbolicLinkW(link.c_str(), target.c_str(), SYMBOLIC_LINK_FLAG_DIRECTORY);
+    }
+    ~Link() {
+        if (IsWine())
+            RunOnHost("rm -f", false);
+        else
+            RemoveDirectoryW(link_.c_str());
+    }
+    Link(const Link&) = delete;
+    Link& operator=(const Link&) = delete;
+
+    bool exists() const { return GetFileAttributesW(link_.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+  private:
+    void RunOnHost(const std::string& what, bool there) {
+        std::string command = "Z:\\bin\\" + what + " \"" + hostLink_ + "\"";
+        STARTUPINFOA startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION process{};
+        if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
+            return;
+        vorna::unique_handle handle(process.hProcess);
+        vorna::unique_handle thread(process.hThread);
+        // A program of the host has no handle to wait for.
+        for (int i = 0; i < 500 && exists() != there; ++i)
+            Sleep(10);
+    }
+
+    path link_;
+    std::string hostLink_;
+};
 
 TEST(DeleteDirectory, NeverFollowsALinkOutOfTheTree) {
     support::TestFolder folder;
@@ -214,7 +232,9 @@ TEST(DeleteDirectory, NeverFollowsALinkOutOfTheTree) {
     create_directories(outside / L"empty");
     create_directories(tree / L"inner");
     WriteFileIn(outside / L"kept");
-    if (!MakeLink(tree / L"inner" / L"link", outside) || !MakeLink(tree / L"another", outside / L"empty"))
+    const Link full(tree / L"inner" / L"link", outside);
+    const Link empty(tree / L"another", outside / L"empty");
+    if (!full.exists() || !empty.exists())
         GTEST_SKIP() << "no links here";
     // Where the system cannot open the link itself, the deletion fails instead of following it.
     const bool deleted = VORNAUTILITY::DeleteDirectory(Ansi(tree).c_str(), true);
@@ -229,9 +249,12 @@ TEST(DeleteDirectory, RemovesALinkThatItIsGivenAndNotItsTarget) {
     const path outside = folder.path() / L"outside";
     create_directories(outside);
     WriteFileIn(outside / L"kept");
-    if (!MakeLink(folder.path() / L"link", outside))
+    const Link link(folder.path() / L"link", outside);
+    if (!link.exists())
         GTEST_SKIP() << "no links here";
-    VORNAUTILITY::DeleteDirectory(Ansi(folder.path() / L"link").c_str(), true);
+    const bool deleted = VORNAUTILITY::DeleteDirectory(Ansi(folder.path() / L"link").c_str(), true);
+    EXPECT_EQ(deleted, !link.exists());
+    EXPECT_TRUE(deleted || IsWine());
     EXPECT_TRUE(exists(outside / L"kept"));
 }
 
