@@ -1,0 +1,144 @@
+#include "Advice.h"
+
+#include "common/results.h"
+#include "common/unique_any.h"
+
+namespace vornactl {
+
+namespace {
+
+using namespace vorna;
+
+struct advice {
+    HRESULT code;
+    // Null: whatever the text.
+    const wchar_t* text;
+    const wchar_t* words;
+};
+
+constexpr wchar_t EVENT_KINDS[] =
+    L"Give the archive a Timer element; this version of the component does not serve event subscriptions.";
+constexpr wchar_t DURATIONS[] = L"Write durations with every designator, as P0Y0M1DT0H0M0S for one day.";
+constexpr wchar_t REGISTER[] = L"Run \"vornactl register\" as an administrator, from the folder with all modules.";
+constexpr wchar_t DATA_MODEL[] = L"Give XMLDataModel both an XPath and an XDMPrefixes element, neither of them empty.";
+
+// Entries with a text stand before the one without.
+const advice table[] = {
+    // Subscription documents.
+    {RESULT_XML_MALFORMED, nullptr,
+     L"Make the document well-formed XML without a document type definition; the root of a subscription is Archive, "
+     L"that of a service is service."},
+    {RESULT_ARCHIVE_ID, nullptr, L"Give the Archive element an ID attribute that is not blank."},
+    {RESULT_COLLECT, nullptr, L"Write <Collect>ON</Collect> to keep the archive or <Collect>OFF</Collect> to end it."},
+    {RESULT_LIFETIME_BEFORE_READ, nullptr, DURATIONS},
+    {RESULT_LIFETIME_AFTER_READ, nullptr, DURATIONS},
+    {RESULT_AGING, nullptr, DURATIONS},
+    {RESULT_STORAGE_UNITS, nullptr, L"Give MaxStorageSize the attribute Units=\"NUMFILES\" or Units=\"KB\"."},
+    {RESULT_STORAGE_SIZE, nullptr, L"Write MaxStorageSize with digits alone: no sign, no blanks."},
+    {RESULT_EVENT_TYPE, nullptr, L"Give the archive a Timer element that is not empty."},
+    {RESULT_TIMER_FREQUENCY, nullptr,
+     L"Give Timer a Frequency with every designator, as P0Y0M0DT0H5M0S for five minutes."},
+    {RESULT_TIMER_RETRIES, nullptr, L"Write Retries with digits alone, or leave it out."},
+    {RESULT_KRO_NAME, nullptr, EVENT_KINDS},
+    {RESULT_KRO_FILTERS, nullptr, EVENT_KINDS},
+    {RESULT_KRO_ARCHIVE_TYPE, nullptr, EVENT_KINDS},
+    {RESULT_DATA_MODEL, nullptr, DATA_MODEL},
+    {RESULT_XDM_EVENTS, nullptr, EVENT_KINDS},
+    {RESULT_XDM_EVENT_XPATH, nullptr, EVENT_KINDS},
+    {RESULT_XDM_PAYLOAD, nullptr, EVENT_KINDS},
+    {RESULT_XDM_XPATH, nullptr, EVENT_KINDS},
+    {RESULT_XDM_PREFIXES, nullptr, EVENT_KINDS},
+    {E_NOTIMPL, nullptr, EVENT_KINDS},
+
+    // Requests.
+    {RESULT_SERVICE_OBJECT, nullptr,
+     L"Give the service document portID, serviceId and serviceURI; each names a folder, so none may be empty or hold "
+     L"one of \\ / : * ? \" < > | &."},
+    {RESULT_INPUT_STRING, nullptr, L"Give a subscription document that is not empty."},
+    {RESULT_XPATH, nullptr,
+     L"Begin the XPath with /Archive[@ID='...'], the ID without blanks, and go on with the path inside a snapshot."},
+    {RESULT_NO_SUBSCRIPTION, nullptr,
+     L"Compare the archive ID and the service with what \"vornactl list\" shows: both must be the subscription's."},
+    {RESULT_TIMER_REGISTRATION, nullptr,
+     L"The platform's timer did not take the registration. See that QXKeldanHost.exe is registered (\"vornactl "
+     L"register\") and that the frequency is not zero."},
+    {RESULT_XML_ACCESSOR, nullptr, REGISTER},
+    {RESULT_ARCHIVE_MANAGER, nullptr, REGISTER},
+    {RESULT_EXCEPTION, nullptr,
+     L"Something failed that has no code of its own. Try again; if it comes back, turn the component's log on (README, "
+     L"\"Settings\") and look at its last lines."},
+    {PLATFORM_TICKET_UNKNOWN, nullptr, L"The platform's timer lost its tickets. Try again: a new one is taken."},
+    {PLATFORM_TICKET_STALE, nullptr, L"The platform's timer replaced its tickets. Try again: a new one is taken."},
+    {PLATFORM_ID_UNKNOWN, nullptr, L"The platform does not know the registration any more. Subscribe again."},
+    {PLATFORM_ID_EXPIRED, nullptr, L"The registration has reached its end date. Subscribe again."},
+    {E_FAIL, L"No Data Present in the Archive",
+     L"Nothing has been captured yet, or everything has outlived its lifetime. Wait for the next tick and look at "
+     L"\"vornactl list\"."},
+    {E_FAIL, L"Could not find the required data in the archive",
+     L"There are snapshots, but the XPath selects nothing in them. Read with /Archive[@ID='...']/* to see what they "
+     L"hold; names with a namespace need a prefix that the archived data declare."},
+    {E_FAIL, L"Directory creation failed",
+     L"See that you may write to the folder of Vorna.dll and that the service's identity makes a valid folder name."},
+    {E_FAIL, nullptr, L"This is the general code. Turn the component's log on (README, \"Settings\") to see the step."},
+
+    // The operating system's.
+    {REGDB_E_CLASSNOTREG, nullptr, REGISTER},
+    {CO_E_CLASSSTRING, nullptr, REGISTER},
+    {E_NOINTERFACE, nullptr, REGISTER},
+    {CO_E_SERVER_EXEC_FAILURE, nullptr,
+     L"The host process did not start. See that QXKeldanHost.exe lies where it was registered, then run \"vornactl "
+     L"register\"."},
+    {HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE), nullptr,
+     L"The host process ended while it was asked. Try again: it starts by itself and has lost nothing."},
+    {HRESULT_FROM_WIN32(RPC_S_CALL_FAILED), nullptr,
+     L"The host process ended while it was asked. Try again: it starts by itself and has lost nothing."},
+    {HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), nullptr,
+     L"An archive on disk is damaged, or is not the one that was written there. Put the file back from a backup of "
+     L"this "
+     L"machine, or unsubscribe the archive and subscribe it again; other archives are not affected."},
+    {HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION), nullptr,
+     L"Another process holds the archive. Try again when it is done."},
+    {HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION), nullptr,
+     L"Another program has the file open. Close it and try again."},
+    {HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED), nullptr,
+     L"Take the write protection off, or use an account with the rights; registering needs an administrator."},
+    {HRESULT_FROM_WIN32(ERROR_DISK_FULL), nullptr, L"Free space on the disk and try again; nothing was changed."},
+    {HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), nullptr, L"See that the file is there and its name is right."},
+    {HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND), nullptr, L"See that the folder is there and its name is right."},
+    {HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND), nullptr, L"Copy the module beside vornactl.exe, or name its folder."},
+    {HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND), nullptr,
+     L"The file is no registrable module: copy the right one there."},
+    {HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT), nullptr, L"All modules are 32-bit: copy the 32-bit file there."},
+    {HRESULT_FROM_WIN32(ERROR_NOT_FOUND), nullptr,
+     L"The service has no data model: use serviceURI \"host\", or store a model for the service."},
+    {E_OUTOFMEMORY, nullptr, L"There was not enough memory. Close programs, or read less at once with a longer XPath."},
+};
+
+constexpr wchar_t GENERAL[] = L"vornactl has no advice for this code. Turn the component's log on (README, "
+                              L"\"Settings\") to see the step.";
+
+} // namespace
+
+std::wstring_view AdviceFor(HRESULT code, std::wstring_view text) {
+    for (const advice& entry : table)
+        if (entry.code == code && (!entry.text || text == entry.text))
+            return entry.words;
+    return GENERAL;
+}
+
+std::wstring SystemText(HRESULT code) {
+    // The component's own codes are not the system's, though some share their numbers' form.
+    if (HRESULT_FACILITY(code) == FACILITY_NULL && code >= result_code(0x80000000) && code < result_code(0x80001000))
+        return {};
+    wchar_t* buffer = nullptr;
+    const DWORD length =
+        FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+                       nullptr, static_cast<DWORD>(code), 0, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
+    unique_local_memory owner(buffer);
+    std::wstring text(buffer ? buffer : L"", length);
+    while (!text.empty() && (text.back() == L'\r' || text.back() == L'\n' || text.back() == L' '))
+        text.pop_back();
+    return text;
+}
+
+} // namespace vornactl

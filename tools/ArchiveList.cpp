@@ -1,0 +1,125 @@
+#include "ArchiveList.h"
+
+#include "common/platformservices.h"
+#include "common/results.h"
+#include "common/unique_any.h"
+#include "persist/SubscriptionPersistance.h"
+#include "subscription/ArchiveNames.h"
+
+#include <array>
+#include <cwchar>
+
+namespace vornactl {
+
+namespace {
+
+using namespace vorna;
+
+constexpr wchar_t READING[] = L"reading the list of archives";
+
+// The files of both archives, journals included.
+std::uint64_t BytesOnDisk(const std::wstring& directory, const std::wstring& subscriptionId) {
+    std::uint64_t bytes = 0;
+    for (const std::wstring& archive :
+         {ConfigArchivePath(directory, subscriptionId), SnapshotArchivePath(directory, subscriptionId)}) {
+        WIN32_FIND_DATAW entry;
+        unique_find search(FindFirstFileW((archive + L"*").c_str(), &entry));
+        if (!search)
+            continue;
+        do
+            bytes += std::uint64_t{entry.nFileSizeHigh} << 32 | entry.nFileSizeLow;
+        while (FindNextFileW(search.get(), &entry));
+    }
+    return bytes;
+}
+
+std::wstring PaddedDate(const std::wstring& text) {
+    unsigned year, month, day, hour, minute, second;
+    if (swscanf(text.c_str(), L"%u-%u-%uT%u:%u:%u", &year, &month, &day, &hour, &minute, &second) != 6)
+        return text;
+    wchar_t padded[80];
+    swprintf(padded, std::size(padded), L"%04u-%02u-%02u %02u:%02u:%02u", year, month, day, hour, minute, second);
+    return padded;
+}
+
+const wchar_t* StateText(ArchiveState state) {
+    switch (state) {
+    case ArchiveState::Active:
+        return L"active";
+    case ArchiveState::Aged:
+        return L"aged";
+    case ArchiveState::Ended:
+        break;
+    }
+    return L"ended";
+}
+
+archive_entry ReadArchive(SubscriptionPersistance& persistance, const SubscriptionListEntry& record) {
+    archive_entry archive;
+    const size_t split = record.ClientCookie.find_last_of(L'\\');
+    archive.archiveId = split == std::wstring::npos ? record.ClientCookie : record.ClientCookie.substr(split + 1);
+    archive.service = split == std::wstring::npos ? std::wstring() : record.ClientCookie.substr(0, split);
+    archive.endDate = PaddedDate(record.EndDate);
+    archive.state = !record.Valid ? ArchiveState::Ended : record.Aged ? ArchiveState::Aged : ArchiveState::Active;
+    archive.bytes = BytesOnDisk(ArchiveDirectory(archive.service), record.SubscriptionId);
+    if (!record.Valid)
+        return archive;
+    SubscriptionRecord whole;
+    const HRESULT result = persistance.GetSubscription(record.SubscriptionId, whole);
+    if (result == S_OK)
+        archive.snapshots = whole.SnapShots.size();
+    else
+        archive.problem = failure(result, L"reading the archive " + archive.archiveId + L" of " + archive.service);
+    return archive;
+}
+
+} // namespace
+
+std::vector<archive_entry> ReadArchives(bool withEnded) {
+    // Without it nobody knows where the archives are.
+    CLSID component{};
+    if (const HRESULT result = CLSIDFromProgID(PROGID_VORNA, &component); FAILED(result))
+        throw failure(result, READING, L"The component is not registered on this machine.");
+    SubscriptionPersistance persistance;
+    SubscriptionList list;
+    const HRESULT result = persistance.GetSubscriptionsList(list);
+    // No valid one is a list all the same.
+    if (result != S_OK && result != RESULT_NO_SUBSCRIPTION)
+        throw failure(result, READING);
+    std::vector<archive_entry> archives;
+    for (const SubscriptionListEntry& record : list)
+        if (record.Valid || withEnded)
+            archives.push_back(ReadArchive(persistance, record));
+    return archives;
+}
+
+std::vector<std::wstring> FormatArchives(const std::vector<archive_entry>& archives) {
+    using row = std::array<std::wstring, 6>;
+    std::vector<row> rows{{L"ARCHIVE", L"SERVICE", L"STATE", L"ENDS", L"SNAPSHOTS", L"KB"}};
+    for (const archive_entry& archive : archives)
+        rows.push_back({archive.archiveId, archive.service, StateText(archive.state),
+                        archive.endDate.empty() ? L"-" : archive.endDate,
+                        archive.snapshots ? std::to_wstring(*archive.snapshots)
+                        : archive.problem ? L"?"
+                                          : L"-",
+                        std::to_wstring((archive.bytes + 1023) / 1024)});
+    std::array<size_t, 6> widths{};
+    for (const row& cells : rows)
+        for (size_t i = 0; i < cells.size(); ++i)
+            widths[i] = std::max(widths[i], cells[i].size());
+    std::vector<std::wstring> lines;
+    for (const row& cells : rows) {
+        std::wstring line;
+        for (size_t i = 0; i < cells.size(); ++i) {
+            // Numbers stand at the right.
+            const std::wstring padding(widths[i] - cells[i].size(), L' ');
+            line += i >= 4 ? padding + cells[i] : cells[i] + padding;
+            if (i + 1 < cells.size())
+                line += L"  ";
+        }
+        lines.push_back(std::move(line));
+    }
+    return lines;
+}
+
+} // namespace vornactl

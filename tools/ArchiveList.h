@@ -1,0 +1,35 @@
+// All archives of this machine, read from the component's own records.
+#pragma once
+
+#include "Failure.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vornactl {
+
+enum class ArchiveState { Active, Aged, Ended };
+
+struct archive_entry {
+    std::wstring archiveId;
+    // serviceId\serviceURI\portID.
+    std::wstring service;
+    ArchiveState state = ArchiveState::Active;
+    // Local date and time as YYYY-MM-DD hh:mm:ss; empty: none.
+    std::wstring endDate;
+    // Absent for an ended archive, and where the archive could not be read.
+    std::optional<size_t> snapshots;
+    std::uint64_t bytes = 0;
+    // Why the archive could not be read.
+    std::optional<failure> problem;
+};
+
+// In the order of their registration. withEnded: also those that are over. Needs COM on the thread; throws failure.
+std::vector<archive_entry> ReadArchives(bool withEnded);
+
+// One line for the heading and one for each archive, columns aligned.
+std::vector<std::wstring> FormatArchives(const std::vector<archive_entry>& archives);
+
+} // namespace vornactl

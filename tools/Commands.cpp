@@ -1,0 +1,161 @@
+#include "Commands.h"
+
+#include "ArchiveClient.h"
+#include "ArchiveList.h"
+#include "Console.h"
+#include "ModuleRegistration.h"
+#include "TextFile.h"
+#include "common/results.h"
+
+#include <algorithm>
+
+namespace vornactl {
+
+namespace {
+
+const option SERVICE{L"--service", L"FILE", true};
+
+std::filesystem::path ModuleFolder(const CommandLine& line) {
+    if (line.Word(0).empty())
+        return ProgramFolder();
+    std::error_code failed;
+    const auto folder = std::filesystem::absolute(line.Word(0), failed);
+    return failed ? std::filesystem::path(line.Word(0)) : folder;
+}
+
+exit_code Register(const CommandLine& line) {
+    RegisterModules(ModuleFolder(line));
+    return EXIT_DONE;
+}
+
+exit_code Unregister(const CommandLine& line) {
+    UnregisterModules(ModuleFolder(line));
+    return EXIT_DONE;
+}
+
+exit_code Subscribe(const CommandLine& line) {
+    const std::wstring file = line.Word(0);
+    const std::wstring document = ReadDocument(file);
+    ArchiveClient(line.Value(SERVICE.name)).SetData(document, L"subscribing " + file);
+    const subscription_summary summary = Summarise(document);
+    Console::Line(L"archive " + summary.archiveId + (summary.collect ? L": collecting" : L": ended"));
+    return EXIT_DONE;
+}
+
+exit_code Unsubscribe(const CommandLine& line) {
+    const std::wstring id = line.Word(0);
+    ArchiveClient(line.Value(SERVICE.name)).SetData(EndingDocument(id), L"unsubscribing " + id);
+    Console::Line(L"archive " + id + L": ended");
+    return EXIT_DONE;
+}
+
+exit_code Get(const CommandLine& line) {
+    const std::wstring document =
+        ArchiveClient(line.Value(SERVICE.name)).GetData(line.Word(0), line.Value(L"--prefixes"));
+    if (line.Has(L"--output"))
+        WriteDocument(line.Value(L"--output"), document + L"\n");
+    else
+        Console::Line(document);
+    return EXIT_DONE;
+}
+
+exit_code List(const CommandLine& line) {
+    const std::vector<archive_entry> archives = ReadArchives(line.Has(L"--all"));
+    if (archives.empty()) {
+        Console::Line(L"no archives");
+        return EXIT_DONE;
+    }
+    for (const std::wstring& row : FormatArchives(archives))
+        Console::Line(row);
+    exit_code result = EXIT_DONE;
+    for (const archive_entry& archive : archives)
+        if (archive.problem) {
+            Console::Show(*archive.problem);
+            result = EXIT_FAILED;
+        }
+    return result;
+}
+
+exit_code Help(const CommandLine&);
+
+struct command {
+    const wchar_t* name;
+    syntax takes;
+    exit_code (*run)(const CommandLine&);
+    const wchar_t* summary;
+};
+
+const std::vector<command>& AllCommands() {
+    static const std::vector<command> commands{
+        {L"register",
+         {{L"FOLDER"}, 0, {}},
+         Register,
+         L"register Vorna.dll, QXKeldan.dll and QXKeldanHost.exe of a folder (this program's, where none is named)"},
+        {L"unregister", {{L"FOLDER"}, 0, {}}, Unregister, L"the reverse; archives stay on disk"},
+        {L"subscribe",
+         {{L"FILE"}, 1, {SERVICE}},
+         Subscribe,
+         L"hand in the subscription document FILE for the service of the service document"},
+        {L"unsubscribe",
+         {{L"ID"}, 1, {SERVICE}},
+         Unsubscribe,
+         L"end the archive ID of the service and delete its data"},
+        {L"get",
+         {{L"XPATH"}, 1, {SERVICE, {L"--output", L"FILE"}, {L"--prefixes", L"TEXT"}}},
+         Get,
+         L"read an archive, as /Archive[@ID='...']/path; what is read begins its lifetime after read"},
+        {L"list",
+         {{}, 0, {{L"--all"}}},
+         List,
+         L"show all archives: state, end date, snapshots, kilobytes on disk; --all: also those that ended"},
+        {L"help", {}, Help, L"show this text"},
+    };
+    return commands;
+}
+
+std::wstring Usage(const command& entry) {
+    std::wstring usage = L"vornactl " + std::wstring(entry.name);
+    for (size_t i = 0; i < entry.takes.words.size(); ++i) {
+        const std::wstring word = entry.takes.words[i];
+        usage += i < entry.takes.mandatoryWords ? L" " + word : L" [" + word + L"]";
+    }
+    for (const option& each : entry.takes.options) {
+        const std::wstring text = each.name + (each.value ? L" " + std::wstring(each.value) : std::wstring());
+        usage += each.mandatory ? L" " + text : L" [" + text + L"]";
+    }
+    return usage;
+}
+
+exit_code Help(const CommandLine&) {
+    Console::Line(L"vornactl: archives of device data, from the command line");
+    for (const command& entry : AllCommands()) {
+        Console::Line(L"");
+        Console::Line(L"  " + Usage(entry));
+        Console::Line(L"      " + std::wstring(entry.summary));
+    }
+    Console::Line(L"");
+    Console::Line(L"Documents are UTF-8 or UTF-16 files. Exit codes: 0 done, 1 refused or failed, 2 wrong usage.");
+    return EXIT_DONE;
+}
+
+} // namespace
+
+exit_code Run(std::span<const std::wstring> arguments) {
+    if (arguments.empty())
+        throw usage_error{L"no command"};
+    std::wstring name = arguments.front();
+    if (name == L"--help" || name == L"-h" || name == L"/?")
+        name = L"help";
+    const auto& commands = AllCommands();
+    const auto found =
+        std::find_if(commands.begin(), commands.end(), [&](const command& entry) { return name == entry.name; });
+    if (found == commands.end())
+        throw usage_error{L"unknown command: \"" + name + L"\""};
+    try {
+        return found->run(CommandLine(arguments.subspan(1), found->takes));
+    } catch (const usage_error& wrong) {
+        throw usage_error{wrong.message + L"\n  usage: " + Usage(*found)};
+    }
+}
+
+} // namespace vornactl

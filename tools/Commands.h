@@ -1,0 +1,15 @@
+// What the program can do.
+#pragma once
+
+#include "CommandLine.h"
+#include "Failure.h"
+
+#include <span>
+#include <string>
+
+namespace vornactl {
+
+// Runs one command line, without the program's name. Throws failure and usage_error.
+exit_code Run(std::span<const std::wstring> arguments);
+
+} // namespace vornactl
