@@ -76,8 +76,7 @@ HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data) {
     VORNA_SCOPE_TRACE("Subscription::AddSnapShotToArchive");
     try {
         const SnapShot snapShot(LocalNow());
-        if (HRESULT result =
-                persistance_.AddSnapShot(record_.ArchiveDirectory, record_.SubscriptionId, snapShot);
+        if (HRESULT result = persistance_.AddSnapShot(record_.ArchiveDirectory, record_.SubscriptionId, snapShot);
             result != S_OK)
             return result;
         const HRESULT result = StoreSnapShot(snapShot, data);
@@ -109,8 +108,7 @@ HRESULT Subscription::StoreSnapShot(const SnapShot& snapShot, std::wstring_view 
     }
     VORNA_LOG(LOG_TRACE, "Going to delete the subscription from snapshot persist");
     // A capture of the same second keeps its record: its stream is still there.
-    if (!known &&
-        persistance_.DeleteSnapShot(record_.ArchiveDirectory, record_.SubscriptionId, snapShot.Id) != 1)
+    if (!known && persistance_.DeleteSnapShot(record_.ArchiveDirectory, record_.SubscriptionId, snapShot.Id) != 1)
         VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
     return result;
 }

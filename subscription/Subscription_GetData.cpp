@@ -43,8 +43,7 @@ HRESULT Subscription::ReadSnapShot(SamAccessor& archive, std::wstring_view snapS
     return archive.getStreamFromArchive(data);
 }
 
-HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer& document,
-                                       CPWStringBuffer& errorText) {
+HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer& document, CPWStringBuffer& errorText) {
     SamAccessor archive(SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId));
     VORNA_LOG(LOG_TRACE, "Getting data from SnapShots in \"%S\" Archive",
               SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId).c_str());
@@ -76,8 +75,8 @@ HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer&
             }
             content = narrowed;
         }
-        document.Append(L"<Snapshot id=\"" + std::to_wstring(++number) + L"\" timestamp=\"" +
-                        TimestampOf(snapShot.Id) + L"\">");
+        document.Append(L"<Snapshot id=\"" + std::to_wstring(++number) + L"\" timestamp=\"" + TimestampOf(snapShot.Id) +
+                        L"\">");
         document.Append(content);
         document.Append(L"</Snapshot>");
         snapShot.AlreadyRead = 1;
@@ -91,8 +90,7 @@ HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer&
     }
     document.Append(L"</ArchiveData></Archive>");
     // One write for all: the index is rewritten whole each time, and thousands of times would not be linear.
-    if (HRESULT marked =
-            persistance_.RefreshSnapShots(record_.ArchiveDirectory, record_.SubscriptionId, contributed);
+    if (HRESULT marked = persistance_.RefreshSnapShots(record_.ArchiveDirectory, record_.SubscriptionId, contributed);
         marked != S_OK)
         VORNA_LOG(LOG_WARNING, "The snapshots could not be marked as read (hr: %#x)", static_cast<unsigned>(marked));
     return S_OK;

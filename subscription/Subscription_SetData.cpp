@@ -156,8 +156,8 @@ HRESULT Subscription::HandleSetData(IUnknown* service, SetDataOperation operatio
             return result;
         service_ = com_ptr<IUnknown>(service);
         record_.ServiceXml = attributes.serviceXml;
-        record_.ArchiveDirectory = ArchiveDirectory(attributes.serviceId + L"\\" + attributes.serviceURI + L"\\" +
-                                                    attributes.portID);
+        record_.ArchiveDirectory =
+            ArchiveDirectory(attributes.serviceId + L"\\" + attributes.serviceURI + L"\\" + attributes.portID);
 
         HRESULT result;
         if (info_.TimerEvent()) {

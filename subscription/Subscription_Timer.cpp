@@ -21,10 +21,14 @@ HRESULT GetTicket(IZEBTimer& timer, std::wstring& clientId) {
     return result;
 }
 
-bool IsStaleTicket(HRESULT answer) { return answer == PLATFORM_TICKET_UNKNOWN || answer == PLATFORM_TICKET_STALE; }
+bool IsStaleTicket(HRESULT answer) {
+    return answer == PLATFORM_TICKET_UNKNOWN || answer == PLATFORM_TICKET_STALE;
+}
 
 // The timer does not hold the registration any more.
-bool IsGone(HRESULT answer) { return answer == PLATFORM_ID_UNKNOWN || answer == PLATFORM_ID_EXPIRED; }
+bool IsGone(HRESULT answer) {
+    return answer == PLATFORM_ID_UNKNOWN || answer == PLATFORM_ID_EXPIRED;
+}
 
 } // namespace
 

@@ -1,0 +1,92 @@
+// The module's entry points.
+
+#include "VornaLib.h"
+#include "common/Logging.h"
+#include "common/com_server.h"
+#include "common/results.h"
+#include "front/Registrar.h"
+#include "front/Vorna.h"
+
+namespace {
+
+constexpr LCID TYPE_LIBRARY_LOCALE = 0x409;
+
+// LIBID_VornaLib, as the interface definition gives it.
+constexpr GUID TYPE_LIBRARY = {0x3C9F4A0E, 0x52B7, 0x4D0B, {0xA6, 0xBE, 0x91, 0xD1, 0xE6, 0x0F, 0x7B, 0x30}};
+
+HRESULT RegisterTypeLibrary(const std::wstring& modulePath) {
+    vorna::com_ptr<ITypeLib> library;
+    return LoadTypeLibEx(modulePath.c_str(), REGKIND_REGISTER, library.put());
+}
+
+HRESULT UnregisterTypeLibrary() {
+    HRESULT result = UnRegisterTypeLib(TYPE_LIBRARY, 1, 0, TYPE_LIBRARY_LOCALE, SYS_WIN32);
+    // Not being registered is what was asked for.
+    return result == TYPE_E_REGISTRYACCESS ? S_OK : result;
+}
+
+// COM for the length of a registration, in whatever apartment the thread is or is not yet.
+class com_apartment {
+  public:
+    com_apartment() : result_(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
+    ~com_apartment() {
+        if (SUCCEEDED(result_))
+            CoUninitialize();
+    }
+    com_apartment(const com_apartment&) = delete;
+    com_apartment& operator=(const com_apartment&) = delete;
+
+  private:
+    HRESULT result_;
+};
+
+template <typename Work>
+HRESULT ClosedDoor(Work work) {
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (...) {
+        return E_FAIL;
+    }
+}
+
+} // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
+    vorna::StartLogging("QXKELDAN.Vorna");
+    if (reason == DLL_PROCESS_ATTACH)
+        DisableThreadLibraryCalls(instance);
+    return TRUE;
+}
+
+STDAPI DllGetClassObject(REFCLSID classId, REFIID iid, void** object) {
+    if (!object)
+        return E_POINTER;
+    *object = nullptr;
+    if (classId != __uuidof(Vorna))
+        return CLASS_E_CLASSNOTAVAILABLE;
+    return vorna::get_class_factory<vorna::Vorna>(iid, object);
+}
+
+STDAPI DllCanUnloadNow() {
+    return vorna::module_uses == 0 ? S_OK : S_FALSE;
+}
+
+STDAPI DllRegisterServer() {
+    return ClosedDoor([] {
+        const com_apartment apartment;
+        const std::wstring path = vorna::this_module_path();
+        HRESULT result = vorna::RunRegistryScripts(path, true);
+        return SUCCEEDED(result) ? RegisterTypeLibrary(path) : result;
+    });
+}
+
+STDAPI DllUnregisterServer() {
+    return ClosedDoor([] {
+        const com_apartment apartment;
+        HRESULT scripts = vorna::RunRegistryScripts(vorna::this_module_path(), false);
+        HRESULT library = UnregisterTypeLibrary();
+        return FAILED(scripts) ? scripts : library;
+    });
+}

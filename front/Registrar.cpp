@@ -1,0 +1,50 @@
+#include "front/Registrar.h"
+
+#include "common/com_ptr.h"
+#include "front/resource.h"
+
+#include <objbase.h>
+
+namespace vorna {
+
+namespace {
+
+constexpr wchar_t APPLICATION_ID[] = L"{9D0E6C57-4A3B-4F18-B2C1-6B8A5E90D374}";
+constexpr CLSID CLSID_Registrar = {0x44EC053A, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
+constexpr IID IID_IRegistrar = {0x44EC053B, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
+
+// The registrar's interface, in the order of its slots; the compiler has no header for it.
+struct IRegistrar : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE AddReplacement(LPCOLESTR key, LPCOLESTR item) = 0;
+    virtual HRESULT STDMETHODCALLTYPE ClearReplacements() = 0;
+    virtual HRESULT STDMETHODCALLTYPE ResourceRegisterSz(LPCOLESTR file, LPCOLESTR id, LPCOLESTR type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE ResourceUnregisterSz(LPCOLESTR file, LPCOLESTR id, LPCOLESTR type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE FileRegister(LPCOLESTR file) = 0;
+    virtual HRESULT STDMETHODCALLTYPE FileUnregister(LPCOLESTR file) = 0;
+    virtual HRESULT STDMETHODCALLTYPE StringRegister(LPCOLESTR data) = 0;
+    virtual HRESULT STDMETHODCALLTYPE StringUnregister(LPCOLESTR data) = 0;
+    virtual HRESULT STDMETHODCALLTYPE ResourceRegister(LPCOLESTR file, UINT id, LPCOLESTR type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE ResourceUnregister(LPCOLESTR file, UINT id, LPCOLESTR type) = 0;
+};
+
+} // namespace
+
+HRESULT RunRegistryScripts(const std::wstring& modulePath, bool registering) {
+    com_ptr<IRegistrar> registrar;
+    HRESULT result =
+        CoCreateInstance(CLSID_Registrar, nullptr, CLSCTX_INPROC_SERVER, IID_IRegistrar, registrar.put_void());
+    if (FAILED(result))
+        return result;
+    result = registrar->AddReplacement(L"MODULE", modulePath.c_str());
+    if (SUCCEEDED(result))
+        result = registrar->AddReplacement(L"APPID", APPLICATION_ID);
+    for (UINT script : {IDR_APPLICATION, IDR_CLASS}) {
+        if (FAILED(result))
+            return result;
+        result = registering ? registrar->ResourceRegister(modulePath.c_str(), script, L"REGISTRY")
+                             : registrar->ResourceUnregister(modulePath.c_str(), script, L"REGISTRY");
+    }
+    return result;
+}
+
+} // namespace vorna

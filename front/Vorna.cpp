@@ -1,0 +1,102 @@
+#include "front/Vorna.h"
+
+#include "common/CPWStringBuffer.h"
+#include "common/Logging.h"
+#include "common/ProcessorFault.h"
+#include "common/results.h"
+#include "front/VornaHandler.h"
+
+namespace vorna {
+
+namespace {
+
+// Null where there is no memory for the text.
+void PutText(BSTR* exceptionInfo, const CPWStringBuffer& text) {
+    if (exceptionInfo)
+        *exceptionInfo = SysAllocStringLen(text.c_str(), text.Length());
+}
+
+HRESULT Refuse(BSTR* exceptionInfo, HRESULT result, const wchar_t* text, const char* message) {
+    PutText(exceptionInfo, CPWStringBuffer(text));
+    VORNA_LOG(LOG_TRACE, "%s", message);
+    return result;
+}
+
+// Runs the handler's work; false where anything was thrown, by whatever means.
+template <typename Work>
+bool Handle(HRESULT& result, Work work) {
+    try {
+        call_guarded([&] { result = work(); });
+        return true;
+    } catch (...) {
+        result = RESULT_EXCEPTION;
+        return false;
+    }
+}
+
+void TraceExit(const char* method, HRESULT result) {
+    VORNA_LOG(LOG_TRACE, "%s - Exiting (hr: %#x)", method, static_cast<unsigned>(result));
+}
+
+} // namespace
+
+Vorna::Vorna() {
+    StartLogging("QXKELDAN.Vorna");
+    VORNA_LOG(LOG_TRACE, "%s - Entering", "Vorna::Vorna");
+}
+
+STDMETHODIMP Vorna::GetData(IUnknown* pService, BSTR xdmPath, BSTR xdmPrefixes, BSTR* ExceptionInfo,
+                            BSTR* xdmDocument) {
+    VORNA_LOG(LOG_TRACE, "%s - Entering", "Vorna::GetData");
+    if (!pService)
+        return Refuse(ExceptionInfo, RESULT_SERVICE_OBJECT, L"Invalid Service Object",
+                      "Invalid Service Object in GetData");
+    if (SysStringLen(xdmPath) == 0)
+        return Refuse(ExceptionInfo, RESULT_XPATH, L"Invalid XPath", "Invalid xpath in GetData");
+    if (!xdmDocument)
+        return Refuse(ExceptionInfo, E_POINTER, L"No place for the result document", "No result pointer in GetData");
+
+    CPWStringBuffer errorText;
+    HRESULT result = E_FAIL;
+    if (!Handle(result,
+                [&] { return VornaHandler().HandleGetData(pService, xdmPath, xdmPrefixes, errorText, xdmDocument); }))
+        errorText = L"Unknown Exception";
+    if (result != S_OK)
+        PutText(ExceptionInfo, errorText);
+    TraceExit("Vorna::GetData", result);
+    return result;
+}
+
+STDMETHODIMP Vorna::SetData(IUnknown* pService, BSTR xdmSetDocument, long, BSTR* ExceptionInfo) {
+    VORNA_LOG(LOG_TRACE, "%s - Entering", "Vorna::SetData");
+    if (!pService)
+        return Refuse(ExceptionInfo, RESULT_SERVICE_OBJECT, L"Invalid Service Object",
+                      "Invalid Service Object in SetData");
+    if (SysStringLen(xdmSetDocument) == 0)
+        return Refuse(ExceptionInfo, RESULT_INPUT_STRING, L"Invalid Input String", "Invalid Input XML in SetData");
+
+    CPWStringBuffer errorText(L"Unknown Error");
+    HRESULT result = E_FAIL;
+    // The text stays as it stands when something is thrown.
+    (void)Handle(result, [&] { return VornaHandler().HandleSetData(pService, xdmSetDocument, errorText); });
+    if (result != S_OK)
+        PutText(ExceptionInfo, errorText);
+    TraceExit("Vorna::SetData", result);
+    return result;
+}
+
+STDMETHODIMP Vorna::Deliver(BSTR EventInfo, BSTR* ExceptionInfo) {
+    VORNA_LOG(LOG_TRACE, "%s - Entering", "Vorna::Deliver");
+    CPWStringBuffer errorText(L"Unknown exception");
+    OutputDebugStringW(EventInfo ? EventInfo : L"");
+    HRESULT result = E_FAIL;
+    if (!Handle(result, [&] { return VornaHandler().HandleCallBack(EventInfo, errorText); }))
+        errorText = L"UnknownException";
+    // Only failures: other results than S_OK are no reason for a text here.
+    if (FAILED(result))
+        PutText(ExceptionInfo, errorText);
+    TraceExit("Vorna::Deliver", result);
+    return result;
+}
+
+} // namespace vorna
