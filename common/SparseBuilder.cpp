@@ -5,11 +5,25 @@
 
 #include <atomic>
 #include <cwchar>
-#include <iterator>
+#include <string>
 
 namespace vorna {
 
 namespace {
+
+bool HasOneChild(IXMLDOMNode* document) {
+    com_ptr<IXMLDOMNodeList> children;
+    long count = 0;
+    if (document->get_childNodes(children.put()) == S_OK && children->get_length(&count) == S_OK && count == 1)
+        return true;
+    VORNA_LOG(LOG_TRACE, "nodeList->get_length failed l1 value returned is not 1");
+    return false;
+}
+
+bool IsDocument(IXMLDOMNode* node) {
+    DOMNodeType type = NODE_INVALID;
+    return node->get_nodeType(&type) == S_OK && type == NODE_DOCUMENT;
+}
 
 // One counter for the module. Two builds never meet in one document, so the order between threads does not matter.
 std::atomic<int> next_mark{1};
@@ -57,18 +71,22 @@ HRESULT SparseBuilder::Mount(IXMLDOMNode* selected) {
     return attribute || CopyWhole(node.get()) ? S_OK : S_FALSE;
 }
 
+bool SparseBuilder::MayStandAlone(IXMLDOMNode* selected) {
+    com_ptr<IXMLDOMNode> parent;
+    return selected->get_parentNode(parent.put()) != S_OK || !parent || !IsDocument(parent.get()) ||
+           HasOneChild(parent.get());
+}
+
 bool SparseBuilder::Climb(com_ptr<IXMLDOMNode> parent) {
     std::size_t keep = 0;
     for (com_ptr<IXMLDOMNode> at = std::move(parent); at;) {
         auto element = at.try_as<IXMLDOMElement>();
         if (!element) {
-            DOMNodeType type = NODE_INVALID;
-            at->get_nodeType(&type);
-            if (type != NODE_DOCUMENT) {
+            if (!IsDocument(at.get())) {
                 VORNA_LOG(LOG_TRACE, "QueryInterface of MSXML2::IXMLDOMElement failed");
                 return false;
             }
-            if (ancestors_.empty() && !IsOnlyChild(at))
+            if (ancestors_.empty() && !HasOneChild(at.get()))
                 return false;
             break;
         }
@@ -97,15 +115,6 @@ bool SparseBuilder::Climb(com_ptr<IXMLDOMNode> parent) {
     return true;
 }
 
-bool SparseBuilder::IsOnlyChild(const com_ptr<IXMLDOMNode>& document) const {
-    com_ptr<IXMLDOMNodeList> children;
-    long count = 0;
-    if (document->get_childNodes(children.put()) == S_OK && children->get_length(&count) == S_OK && count == 1)
-        return true;
-    VORNA_LOG(LOG_TRACE, "nodeList->get_length failed l1 value returned is not 1");
-    return false;
-}
-
 bool SparseBuilder::LiesInsideLast() {
     if (!last_ || ancestors_.empty())
         return false;
@@ -113,9 +122,8 @@ bool SparseBuilder::LiesInsideLast() {
     if (inside_ == 0) {
         // Asked only now: most nodes have siblings, not descendants, among those that follow.
         auto element = last_.try_as<IXMLDOMElement>();
-        if (!element) {
+        if (!element)
             return false;
-        }
         inside_ = next_mark.fetch_add(1, std::memory_order_relaxed);
         WriteMark(element.get(), inside_);
         top.number = ReadMark(top.source.get());
@@ -131,7 +139,7 @@ bool SparseBuilder::LiesInsideLast() {
 
 bool SparseBuilder::CopyAncestors() {
     for (auto ancestor = ancestors_.rbegin(); ancestor != ancestors_.rend(); ++ancestor) {
-        if (ancestor->number != 0 && marks_ == Marks::SourceAndTarget) {
+        if (ancestor->number != 0) {
             if (auto copy = FindCopy(ancestor->number)) {
                 copies_.push_back({ancestor->number, std::move(copy)});
                 continue;
@@ -144,12 +152,12 @@ bool SparseBuilder::CopyAncestors() {
 }
 
 bool SparseBuilder::CopyAncestor(Ancestor& ancestor) {
-    if (ancestor.number == 0)
+    if (ancestor.number == 0) {
         ancestor.number = next_mark.fetch_add(1, std::memory_order_relaxed);
-    if (marks_ == Marks::SourceAndTarget)
         WriteMark(ancestor.source.get(), ancestor.number);
-    // A clone without its children has the name, the namespace and every attribute, prefixed ones and declarations of
-    // prefixes included.
+    }
+    // A clone without its children has the mark, the name, the namespace and every attribute, prefixed ones and
+    // declarations of prefixes included.
     com_ptr<IXMLDOMNode> copy;
     if (ancestor.source->cloneNode(VARIANT_FALSE, copy.put()) != S_OK || !copy) {
         VORNA_LOG(LOG_TRACE, "node->cloneNode failed");
@@ -159,8 +167,6 @@ bool SparseBuilder::CopyAncestor(Ancestor& ancestor) {
         VORNA_LOG(LOG_TRACE, "documentNode->appendChild failed");
         return false;
     }
-    if (marks_ == Marks::Source)
-        WriteMark(ancestor.source.get(), ancestor.number);
     copies_.push_back({ancestor.number, std::move(copy)});
     elements_.push_back(false);
     return true;
@@ -192,9 +198,7 @@ com_ptr<IXMLDOMNode> SparseBuilder::FindCopy(int number) const {
     if (element && ReadMark(element.get()) == number)
         return copy;
     // The number says which element it is: no name, and so no prefix, is needed.
-    wchar_t query[64];
-    std::swprintf(query, std::size(query), L"*[@%ls='%d']", mark_.get(), number);
-    bstr path{std::wstring_view(query)};
+    bstr path(L"*[@" + mark_.str() + L"='" + std::to_wstring(number) + L"']");
     if (Bottom()->selectSingleNode(path.get(), copy.put()) != S_OK)
         copy.reset();
     return copy;
@@ -210,13 +214,29 @@ int SparseBuilder::ReadMark(IXMLDOMElement* element) const {
 }
 
 void SparseBuilder::WriteMark(IXMLDOMElement* element, int number) const {
-    wchar_t digits[32];
-    std::swprintf(digits, std::size(digits), L"%d", number);
-    bstr text{std::wstring_view(digits)};
+    bstr text(std::to_wstring(number));
     VARIANT value;
     value.vt = VT_BSTR;
     value.bstrVal = text.get();
     element->setAttribute(mark_.get(), value);
+}
+
+void SparseBuilder::RemoveMarks() {
+    bstr marked(L"//*[@" + mark_.str() + L"]");
+    com_ptr<IXMLDOMNodeList> nodes;
+    long count = 0;
+    if (target_->selectNodes(marked.get(), nodes.put()) != S_OK || nodes->get_length(&count) != S_OK)
+        return;
+    // Collected first: a list may be read from the document as it goes.
+    std::vector<com_ptr<IXMLDOMElement>> elements;
+    for (long i = 0; i < count; ++i) {
+        com_ptr<IXMLDOMNode> node;
+        nodes->get_item(i, node.put());
+        elements.push_back(node.try_as<IXMLDOMElement>());
+    }
+    for (const auto& element : elements)
+        if (element)
+            element->removeAttribute(mark_.get());
 }
 
 } // namespace vorna

@@ -17,13 +17,8 @@ namespace vorna {
 
 class SparseBuilder {
   public:
-    // Where the marks go. A builder that lives for the whole document needs them in the source only; builders made for
-    // one node each find earlier copies by the marks in the target.
-    enum class Marks { Source, SourceAndTarget };
-
-    // mark must be an attribute name that the source has nowhere.
-    SparseBuilder(com_ptr<IXMLDOMDocument2> target, std::wstring_view mark, Marks marks)
-        : target_(std::move(target)), mark_(mark), marks_(marks) {}
+    // mark: an attribute name that the source has nowhere. Copies carry it too, until RemoveMarks.
+    SparseBuilder(com_ptr<IXMLDOMDocument2> target, std::wstring_view mark) : target_(std::move(target)), mark_(mark) {}
 
     // Copies one node and those of its ancestors that the target lacks.
     // - A node inside a node that was mounted before it is already there.
@@ -31,6 +26,12 @@ class SparseBuilder {
     // - The document node stands for the root element.
     // S_FALSE: the node was not mounted (logged); the target is as far as it was built.
     HRESULT Mount(IXMLDOMNode* selected);
+
+    // Removes every attribute with the name of the marks from the target.
+    void RemoveMarks();
+
+    // False where the node stands beside others directly under the document; such a node is not mounted (logged).
+    static bool MayStandAlone(IXMLDOMNode* selected);
 
     // The elements made so far, in the order of their start tags, and whether each was copied whole.
     const std::vector<bool>& elements() const { return elements_; }
@@ -48,7 +49,6 @@ class SparseBuilder {
 
     // Collects the ancestors from parent up to the first whose copy is remembered, and forgets the copies below that.
     bool Climb(com_ptr<IXMLDOMNode> parent);
-    bool IsOnlyChild(const com_ptr<IXMLDOMNode>& document) const;
     // Whether the ancestors collected lead to the node mounted last.
     bool LiesInsideLast();
     bool CopyAncestors();
@@ -61,7 +61,6 @@ class SparseBuilder {
 
     com_ptr<IXMLDOMDocument2> target_;
     bstr mark_;
-    Marks marks_;
     // The copies above the node mounted last, from the top.
     std::vector<Copy> copies_;
     // Of the node being mounted, from the bottom.

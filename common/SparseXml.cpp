@@ -1,11 +1,14 @@
 #include "common/Logging.h"
 #include "common/SparseBuilder.h"
+#include "common/SparseCut.h"
+#include "common/SparseText.h"
 #include "common/VornaCommon.h"
 #include "common/XmlAccessor.h"
 #include "common/XmlTags.h"
 #include "common/msxml.h"
 #include "common/platformservices.h"
 
+#include <optional>
 #include <string>
 
 namespace VORNAUTILITY {
@@ -68,107 +71,30 @@ std::wstring FreeMark(std::wstring_view xml) {
     return mark;
 }
 
-// The root element's text as it stood in the source.
-class SparseText {
-  public:
-    SparseText(std::wstring_view built, const std::vector<bool>& elements, bool keepReturns)
-        : built_(built), elements_(elements), keepReturns_(keepReturns) {}
-
-    std::wstring Write();
-
-  private:
-    struct Binding {
-        std::wstring_view name;
-        std::wstring_view value;
-        std::size_t depth;
-    };
-
-    void WriteStartTag(std::wstring_view markup, std::size_t depth, bool whole);
-    bool IsInScope(std::wstring_view name, std::wstring_view value) const;
-    void Append(std::wstring_view piece);
-
-    std::wstring_view built_;
-    const std::vector<bool>& elements_;
-    bool keepReturns_;
-    std::wstring text_;
-    std::vector<Binding> scope_;
-};
-
-std::wstring SparseText::Write() {
-    text_.reserve(built_.size());
-    std::size_t written = 0;
-    if (built_.find(L"xmlns") != std::wstring_view::npos) {
-        XmlTagWalk tags(built_);
-        std::size_t depth = 0;
-        // The depth of the whole copy that the walk is in; 0 outside.
-        std::size_t whole = 0;
-        std::size_t element = 0;
-        while (tags.Next()) {
-            if (tags.kind() == XmlTag::End) {
-                if (depth == whole)
-                    whole = 0;
-                while (!scope_.empty() && scope_.back().depth == depth)
-                    scope_.pop_back();
-                --depth;
-                continue;
-            }
-            if (whole == 0 && element < elements_.size()) {
-                bool copiedWhole = elements_[element++];
-                Append(built_.substr(written, tags.begin() - written));
-                WriteStartTag(tags.markup(), depth + 1, copiedWhole || tags.kind() == XmlTag::Empty);
-                written = tags.end();
-                if (copiedWhole && tags.kind() == XmlTag::Start)
-                    whole = depth + 1;
-            }
-            if (tags.kind() == XmlTag::Start)
-                ++depth;
+// Evaluation recurses for every bracket and step, on a stack that is a client's.
+bool IsEvaluable(std::wstring_view xpath) {
+    constexpr std::size_t MOST_LEVELS = 100;
+    constexpr std::size_t MOST_CHARACTERS = 8192;
+    if (xpath.size() > MOST_CHARACTERS || xpath.find(L'\0') != std::wstring_view::npos)
+        return false;
+    std::size_t level = 0;
+    for (wchar_t c : xpath) {
+        if (c == L'(' || c == L'[') {
+            if (++level > MOST_LEVELS)
+                return false;
+        } else if ((c == L')' || c == L']') && level > 0) {
+            --level;
         }
     }
-    Append(built_.substr(written));
-    return std::move(text_);
+    return true;
 }
 
-// A clone carries declarations for its own names even where its new parent has them already; native MSXML leaves them
-// out of the text, and so does this.
-void SparseText::WriteStartTag(std::wstring_view markup, std::size_t depth, bool whole) {
-    std::size_t written = 0;
-    XmlAttributeWalk attributes(markup);
-    while (attributes.Next()) {
-        if (!attributes.IsNamespace())
-            continue;
-        if (IsInScope(attributes.name(), attributes.value())) {
-            Append(markup.substr(written, attributes.begin() - written));
-            written = attributes.end();
-        } else if (!whole) {
-            scope_.push_back({attributes.name(), attributes.value(), depth});
-        }
-    }
-    Append(markup.substr(written));
-}
-
-bool SparseText::IsInScope(std::wstring_view name, std::wstring_view value) const {
-    for (auto binding = scope_.rbegin(); binding != scope_.rend(); ++binding)
-        if (binding->name == name)
-            return binding->value == value;
-    return false;
-}
-
-// MSXML writes every line end as two characters.
-void SparseText::Append(std::wstring_view piece) {
-    while (!keepReturns_) {
-        std::size_t at = piece.find(L'\r');
-        if (at == std::wstring_view::npos)
-            break;
-        text_.append(piece.substr(0, at));
-        piece.remove_prefix(at + 1);
-    }
-    text_.append(piece);
-}
-
-std::wstring TextOf(IXMLDOMDocument2* target, const std::vector<bool>& elements, bool keepReturns) {
+// The text of the document's root element; empty where there is none.
+bstr RootText(IXMLDOMDocument2* document) {
+    bstr text;
     com_ptr<IXMLDOMElement> root;
-    if (target->get_documentElement(root.put()) != S_OK || !root)
-        return {};
+    if (document->get_documentElement(root.put()) != S_OK || !root)
+        return text;
     VARIANT_BOOL filled = VARIANT_FALSE;
     root->hasChildNodes(&filled);
     if (filled == VARIANT_TRUE) {
@@ -176,17 +102,80 @@ std::wstring TextOf(IXMLDOMDocument2* target, const std::vector<bool>& elements,
         // all that lies below is mixed content to them and is written as it is.
         com_ptr<IXMLDOMText> nothing;
         bstr empty{std::wstring_view()};
-        if (target->createTextNode(empty.get(), nothing.put()) == S_OK)
+        if (document->createTextNode(empty.get(), nothing.put()) == S_OK)
             root->appendChild(nothing.get(), nullptr);
     }
-    bstr text;
-    if (root->get_xml(text.put()) != S_OK)
-        return {};
-    return SparseText(text.view(), elements, keepReturns).Write();
+    root->get_xml(text.put());
+    return text;
+}
+
+// How many elements a second document may get. Making one costs about as much as writing out 32,000 characters, each
+// element in it as much as 1,000; beyond this the result is cut out of the source's text, which costs the same for any
+// selection.
+std::size_t MostCopies(std::wstring_view xml) {
+    std::size_t thousands = xml.size() / 1024;
+    return thousands > 32 ? thousands - 32 : 0;
+}
+
+struct Selection {
+    std::wstring_view xml;
+    com_ptr<IXMLDOMDocument2> source;
+    com_ptr<IXMLDOMNodeList> nodes;
+    long count = 0;
+    std::wstring mark;
+    bool keepReturns = false;
+};
+
+// False where this way does not serve the selection. mounted: the nodes done by then.
+bool BuildFromCopies(const Selection& selection, std::wstring& result, long& mounted) {
+    std::size_t most = MostCopies(selection.xml);
+    // A clone's own declarations could not be told from those that it repeats.
+    if (static_cast<std::size_t>(selection.count) > most || DeclaresBelowRoot(selection.xml))
+        return false;
+    com_ptr<IXMLDOMDocument2> target;
+    if (FAILED(CreateDocument(target))) {
+        VORNA_LOG(LOG_TRACE, "GetSparseXMLFromXPath: Failed to create MSMXL4.0 instance");
+        return true;
+    }
+    target->put_preserveWhiteSpace(VARIANT_TRUE);
+    SparseBuilder builder(target, selection.mark);
+    for (; mounted < selection.count; ++mounted) {
+        if (builder.elements().size() > most)
+            return false;
+        VORNA_SCOPE_TRACE("VORNAUTILITY::MountDocument");
+        com_ptr<IXMLDOMNode> node;
+        selection.nodes->get_item(mounted, node.put());
+        // A node that cannot be mounted is logged; the others are given.
+        (void)builder.Mount(node.get());
+    }
+    {
+        VORNA_SCOPE_TRACE("VORNAUTILITY::RemoveIdNode");
+        builder.RemoveMarks();
+    }
+    bstr text = RootText(target.get());
+    result = PlainAttributes(SparseText(text.view(), builder.elements(), selection.keepReturns).Write());
+    return true;
+}
+
+void BuildFromText(const Selection& selection, long mounted, std::wstring& result) {
+    SparseCut cut(selection.mark);
+    for (long i = 0; i < selection.count; ++i) {
+        std::optional<ScopeTrace> trace;
+        if (i >= mounted)
+            trace.emplace("VORNAUTILITY::MountDocument", __LINE__, __FILE__);
+        com_ptr<IXMLDOMNode> node;
+        selection.nodes->get_item(i, node.put());
+        (void)cut.Mark(node.get());
+    }
+    VORNA_SCOPE_TRACE("VORNAUTILITY::RemoveIdNode");
+    bstr text = RootText(selection.source.get());
+    result = PlainAttributes(cut.Write(text.view(), selection.keepReturns));
 }
 
 void BuildSparseXml(std::wstring_view xml, std::wstring_view xpath, std::wstring& result) {
-    com_ptr<IXMLDOMDocument2> source;
+    Selection selection;
+    selection.xml = xml;
+    com_ptr<IXMLDOMDocument2>& source = selection.source;
     if (FAILED(CreateDocument(source))) {
         VORNA_LOG(LOG_TRACE, "GetSparseXMLFromXPath: Failed to create MSMXL4.0 instance");
         return;
@@ -205,32 +194,21 @@ void BuildSparseXml(std::wstring_view xml, std::wstring_view xpath, std::wstring
         return;
     }
     bstr query(xpath);
-    com_ptr<IXMLDOMNodeList> nodes;
-    if (source->selectNodes(query.get(), nodes.put()) != S_OK || !nodes) {
+    if (!IsEvaluable(xpath) || source->selectNodes(query.get(), selection.nodes.put()) != S_OK || !selection.nodes) {
         VORNA_LOG(LOG_TRACE, "GetSparseXMLFromXPath: Failed in call to SelectNodes");
         return;
     }
-    long count = 0;
-    if (FAILED(nodes->get_length(&count))) {
+    if (FAILED(selection.nodes->get_length(&selection.count))) {
         VORNA_LOG(LOG_TRACE, "GetSparseXMLFromXPath: Failed to get length of nodelist");
         return;
     }
-    if (count <= 0)
+    if (selection.count <= 0)
         return;
-    com_ptr<IXMLDOMDocument2> target;
-    if (FAILED(CreateDocument(target))) {
-        VORNA_LOG(LOG_TRACE, "GetSparseXMLFromXPath: Failed to create MSMXL4.0 instance");
-        return;
-    }
-    target->put_preserveWhiteSpace(VARIANT_TRUE);
-    SparseBuilder builder(target, FreeMark(xml), SparseBuilder::Marks::Source);
-    for (long i = 0; i < count; ++i) {
-        com_ptr<IXMLDOMNode> node;
-        nodes->get_item(i, node.put());
-        VORNA_SCOPE_TRACE("VORNAUTILITY::MountDocument");
-        (void)builder.Mount(node.get());
-    }
-    result = TextOf(target.get(), builder.elements(), xml.find(L'\r') != std::wstring_view::npos);
+    selection.mark = FreeMark(xml);
+    selection.keepReturns = xml.find(L'\r') != std::wstring_view::npos;
+    long mounted = 0;
+    if (!BuildFromCopies(selection, result, mounted))
+        BuildFromText(selection, mounted, result);
 }
 
 } // namespace
@@ -253,8 +231,7 @@ HRESULT MountDocument(IXMLDOMNode* selected, IXMLDOMDocument2* target) {
     if (!selected || !target)
         return E_POINTER;
     try {
-        SparseBuilder builder(com_ptr<IXMLDOMDocument2>(target), MARK, SparseBuilder::Marks::SourceAndTarget);
-        return builder.Mount(selected);
+        return SparseBuilder(com_ptr<IXMLDOMDocument2>(target), MARK).Mount(selected);
     } catch (...) {
         VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
         return S_FALSE;
@@ -266,23 +243,7 @@ void RemoveIdNode(IXMLDOMDocument2* target) {
     if (!target)
         return;
     try {
-        bstr marked(L"//*[@idNode]");
-        bstr name(MARK);
-        com_ptr<IXMLDOMNodeList> nodes;
-        if (target->selectNodes(marked.get(), nodes.put()) != S_OK)
-            return;
-        long count = 0;
-        nodes->get_length(&count);
-        // Collected first: a list may be read from the document as it goes.
-        std::vector<com_ptr<IXMLDOMElement>> elements;
-        for (long i = 0; i < count; ++i) {
-            com_ptr<IXMLDOMNode> node;
-            nodes->get_item(i, node.put());
-            elements.push_back(node.try_as<IXMLDOMElement>());
-        }
-        for (const auto& element : elements)
-            if (element)
-                element->removeAttribute(name.get());
+        SparseBuilder(com_ptr<IXMLDOMDocument2>(target), MARK).RemoveMarks();
     } catch (...) {
         VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
     }

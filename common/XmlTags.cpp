@@ -1,5 +1,6 @@
 #include "common/XmlTags.h"
 
+#include <algorithm>
 #include <unordered_set>
 
 namespace vorna {
@@ -14,38 +15,56 @@ std::size_t Behind(std::wstring_view text, std::wstring_view mark, std::size_t f
     return at == std::wstring_view::npos ? text.size() : at + mark.size();
 }
 
-} // namespace
+constexpr std::wstring_view HEXADECIMAL = L"&#x";
 
-bool XmlTagWalk::Next() {
-    for (;;) {
-        begin_ = text_.find(L'<', end_);
-        if (begin_ == std::wstring_view::npos || begin_ + 1 >= text_.size())
-            return false;
-        switch (text_[begin_ + 1]) {
-        case L'?':
-            end_ = Behind(text_, L"?>", begin_ + 2);
-            break;
-        case L'!': {
-            std::wstring_view rest = text_.substr(begin_);
-            if (rest.starts_with(L"<!--"))
-                end_ = Behind(text_, L"-->", begin_ + 4);
-            else if (rest.starts_with(L"<![CDATA["))
-                end_ = Behind(text_, L"]]>", begin_ + 9);
-            else
-                return false;
-            break;
+void AppendPlain(std::wstring& text, std::wstring_view tag) {
+    for (std::size_t at; (at = tag.find(HEXADECIMAL)) != std::wstring_view::npos;) {
+        std::size_t end = std::min(tag.find(L';', at), tag.size());
+        unsigned long code = 0;
+        for (wchar_t digit : tag.substr(at + HEXADECIMAL.size(), end - at - HEXADECIMAL.size()))
+            code = code * 16 + static_cast<unsigned long>(digit <= L'9' ? digit - L'0' : (digit | 0x20) - L'a' + 10);
+        if (end == tag.size() || code < 0x80 || code > 0x10FFFF) {
+            text.append(tag.substr(0, at + HEXADECIMAL.size()));
+            tag.remove_prefix(at + HEXADECIMAL.size());
+            continue;
         }
-        case L'/':
-            kind_ = XmlTag::End;
-            end_ = Behind(text_, L">", begin_);
-            return true;
-        default:
-            return FindEnd();
+        text.append(tag.substr(0, at));
+        if (code > 0xFFFF) {
+            text.push_back(static_cast<wchar_t>(0xD7C0 + (code >> 10)));
+            code = 0xDC00 | (code & 0x3FF);
         }
+        text.push_back(static_cast<wchar_t>(code));
+        tag.remove_prefix(end + 1);
     }
+    text.append(tag);
 }
 
-bool XmlTagWalk::FindEnd() {
+} // namespace
+
+bool XmlMarkupWalk::Next() {
+    begin_ = text_.find(L'<', end_);
+    if (begin_ == std::wstring_view::npos || begin_ + 1 >= text_.size())
+        return false;
+    std::wstring_view rest = text_.substr(begin_);
+    if (rest[1] == L'/') {
+        kind_ = XmlMarkup::EndTag;
+        end_ = Behind(text_, L">", begin_);
+    } else if (rest[1] == L'?') {
+        kind_ = XmlMarkup::Instruction;
+        end_ = Behind(text_, L"?>", begin_ + 2);
+    } else if (rest.starts_with(L"<!--")) {
+        kind_ = XmlMarkup::Comment;
+        end_ = Behind(text_, L"-->", begin_ + 4);
+    } else if (rest.starts_with(L"<![CDATA[")) {
+        kind_ = XmlMarkup::Data;
+        end_ = Behind(text_, L"]]>", begin_ + 9);
+    } else {
+        return rest[1] != L'!' && FindTagEnd();
+    }
+    return true;
+}
+
+bool XmlMarkupWalk::FindTagEnd() {
     for (std::size_t at = begin_ + 1; at < text_.size(); ++at) {
         wchar_t c = text_[at];
         if (c == L'"' || c == L'\'') {
@@ -53,7 +72,7 @@ bool XmlTagWalk::FindEnd() {
             if (at == std::wstring_view::npos)
                 return false;
         } else if (c == L'>') {
-            kind_ = text_[at - 1] == L'/' ? XmlTag::Empty : XmlTag::Start;
+            kind_ = text_[at - 1] == L'/' ? XmlMarkup::EmptyTag : XmlMarkup::StartTag;
             end_ = at + 1;
             return true;
         }
@@ -107,9 +126,9 @@ std::wstring NamespaceDeclarations(std::wstring_view xml) {
     if (xml.find(PREFIXED) == std::wstring_view::npos)
         return document;
     std::unordered_set<std::wstring_view> seen;
-    XmlTagWalk tags(xml);
+    XmlMarkupWalk tags(xml);
     while (tags.Next()) {
-        if (tags.kind() == XmlTag::End || tags.markup().find(PREFIXED) == std::wstring_view::npos)
+        if (!tags.OpensElement() || tags.markup().find(PREFIXED) == std::wstring_view::npos)
             continue;
         XmlAttributeWalk attributes(tags.markup());
         while (attributes.Next()) {
@@ -124,6 +143,41 @@ std::wstring NamespaceDeclarations(std::wstring_view xml) {
     if (!document.empty())
         document.append(L"</d>");
     return document;
+}
+
+bool DeclaresBelowRoot(std::wstring_view xml) {
+    XmlMarkupWalk walk(xml);
+    while (walk.Next())
+        if (walk.OpensElement())
+            return xml.find(L"xmlns", walk.end()) != std::wstring_view::npos;
+    return false;
+}
+
+std::wstring PlainAttributes(std::wstring text) {
+    if (text.find(HEXADECIMAL) == std::wstring::npos)
+        return text;
+    std::wstring plain;
+    std::size_t read = 0;
+    XmlMarkupWalk walk(text);
+    while (walk.Next()) {
+        if (!walk.OpensElement())
+            continue;
+        plain.append(text, read, walk.begin() - read);
+        AppendPlain(plain, walk.markup());
+        read = walk.end();
+    }
+    return plain.append(text, read, std::wstring::npos);
+}
+
+void AppendLines(std::wstring& text, std::wstring_view piece, bool keepReturns) {
+    while (!keepReturns) {
+        std::size_t at = piece.find(L'\r');
+        if (at == std::wstring_view::npos)
+            break;
+        text.append(piece.substr(0, at));
+        piece.remove_prefix(at + 1);
+    }
+    text.append(piece);
 }
 
 } // namespace vorna

@@ -1,7 +1,7 @@
-// A walk over the tags of a document's text, for questions that do not need the document in memory.
+// A walk over the markup of a document's text, for questions that do not need the document in memory.
 //
-// Exact for well-formed text without a document type definition. On any other text the walk ends early, or gives tags
-// that are none; it never reads outside the text. Views given out point into the text.
+// Exact for well-formed text without a document type definition. On any other text the walk ends early, or gives markup
+// that is none; it never reads outside the text. Views given out point into the text.
 #pragma once
 
 #include <cstddef>
@@ -10,27 +10,28 @@
 
 namespace vorna {
 
-enum class XmlTag { Start, Empty, End };
+enum class XmlMarkup { StartTag, EmptyTag, EndTag, Comment, Instruction, Data };
 
-class XmlTagWalk {
+class XmlMarkupWalk {
   public:
-    explicit XmlTagWalk(std::wstring_view text) : text_(text) {}
+    explicit XmlMarkupWalk(std::wstring_view text) : text_(text) {}
 
-    // The next tag; comments, processing instructions and CDATA sections are passed over. False at the end.
+    // The next piece of markup; text is what lies between the pieces. False at the end.
     bool Next();
-    XmlTag kind() const { return kind_; }
-    // Where the tag lies, from its "<" to behind its ">".
+    XmlMarkup kind() const { return kind_; }
+    bool OpensElement() const { return kind_ == XmlMarkup::StartTag || kind_ == XmlMarkup::EmptyTag; }
+    // Where the piece lies, from its "<" to behind its ">".
     std::size_t begin() const { return begin_; }
     std::size_t end() const { return end_; }
     std::wstring_view markup() const { return text_.substr(begin_, end_ - begin_); }
 
   private:
-    bool FindEnd();
+    bool FindTagEnd();
 
     std::wstring_view text_;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
-    XmlTag kind_ = XmlTag::Start;
+    XmlMarkup kind_ = XmlMarkup::StartTag;
 };
 
 // The attributes of one start tag, in order.
@@ -62,5 +63,15 @@ bool HasDoctype(std::wstring_view xml);
 // A small document with the prefixed namespace declarations of xml in their order, each spelling once; empty where xml
 // has none.
 std::wstring NamespaceDeclarations(std::wstring_view xml);
+
+// Whether a namespace is declared on another element than the root.
+bool DeclaresBelowRoot(std::wstring_view xml);
+
+// The text with characters beyond ASCII in attribute values as themselves: some implementations of MSXML write them as
+// hexadecimal references.
+std::wstring PlainAttributes(std::wstring text);
+
+// Appends MSXML's text, in which every line end is two characters; with keepReturns as it is, otherwise with one.
+void AppendLines(std::wstring& text, std::wstring_view piece, bool keepReturns);
 
 } // namespace vorna
