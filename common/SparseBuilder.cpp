@@ -163,7 +163,7 @@ bool SparseBuilder::CopyAncestor(Ancestor& ancestor) {
         VORNA_LOG(LOG_TRACE, "node->cloneNode failed");
         return false;
     }
-    if (Bottom()->appendChild(copy.get(), nullptr) != S_OK) {
+    if (!Append(copy.get())) {
         VORNA_LOG(LOG_TRACE, "documentNode->appendChild failed");
         return false;
     }
@@ -178,7 +178,7 @@ bool SparseBuilder::CopyWhole(IXMLDOMNode* selected) {
         VORNA_LOG(LOG_TRACE, "node->cloneNode failed");
         return false;
     }
-    if (Bottom()->appendChild(copy.get(), nullptr) != S_OK) {
+    if (!Append(copy.get())) {
         VORNA_LOG(LOG_TRACE, "documentNode->appendChild Failed");
         return false;
     }
@@ -188,6 +188,14 @@ bool SparseBuilder::CopyWhole(IXMLDOMNode* selected) {
     if (type == NODE_ELEMENT)
         elements_.push_back(true);
     return true;
+}
+
+bool SparseBuilder::Append(IXMLDOMNode* copy) const {
+    // A document has one root element; not every implementation of MSXML sees to it.
+    com_ptr<IXMLDOMElement> root;
+    if (copies_.empty() && target_->get_documentElement(root.put()) == S_OK && root)
+        return false;
+    return Bottom()->appendChild(copy, nullptr) == S_OK;
 }
 
 com_ptr<IXMLDOMNode> SparseBuilder::FindCopy(int number) const {

@@ -54,6 +54,7 @@ class SparseBuilder {
     bool CopyAncestors();
     bool CopyAncestor(Ancestor& ancestor);
     bool CopyWhole(IXMLDOMNode* selected);
+    bool Append(IXMLDOMNode* copy) const;
     com_ptr<IXMLDOMNode> FindCopy(int number) const;
     int ReadMark(IXMLDOMElement* element) const;
     void WriteMark(IXMLDOMElement* element, int number) const;
