@@ -43,8 +43,12 @@ class ScriptedService : public vorna::dispatch_object<ScriptedService, IZEBServi
 
 } // namespace
 
-Scripts& scripts() { return current; }
-void ResetScripts() { current = Scripts(); }
+Scripts& scripts() {
+    return current;
+}
+void ResetScripts() {
+    current = Scripts();
+}
 
 STDMETHODIMP ScriptedTimer::GetTicket(BSTR* ticket) {
     return Give(ticket, L"ticket-" + std::to_wstring(++current.timer.tickets));
@@ -55,8 +59,7 @@ STDMETHODIMP ScriptedTimer::Subscribe(BSTR, BSTR schedule, BSTR* subscriptionId)
     *subscriptionId = nullptr;
     if (HRESULT answer = Next(current.timer.subscribe); answer != S_OK)
         return answer;
-    const std::wstring id =
-        L"id-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++made);
+    const std::wstring id = L"id-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++made);
     current.timer.schedules[id] = vorna::view_of(schedule);
     if (current.timer.onSubscribed)
         current.timer.onSubscribed(id);

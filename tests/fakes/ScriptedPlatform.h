@@ -23,7 +23,8 @@ class installed_class {
         : clsid_(NewGuid()), progId_(L"SOFTWARE\\Classes\\" + std::wstring(progId) + L"\\CLSID", L"", Text(clsid_)) {
         vorna::com_ptr<IUnknown> factory;
         vorna::get_class_factory<Class>(IID_IUnknown, factory.put_void());
-        EXPECT_HR(S_OK, CoRegisterClassObject(clsid_, factory.get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie_));
+        EXPECT_HR(S_OK,
+                  CoRegisterClassObject(clsid_, factory.get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie_));
     }
     ~installed_class() { CoRevokeClassObject(cookie_); }
     installed_class(const installed_class&) = delete;

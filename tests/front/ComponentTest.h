@@ -51,8 +51,8 @@ class ComponentTest : public testing::Test {
     Answer GetData(std::wstring_view xpath, IUnknown* service) {
         vorna::bstr text(UNTOUCHED), document;
         BSTR info = text.get();
-        HRESULT result = component_->GetData(service, vorna::bstr(xpath).get(), vorna::bstr(L"").get(), &info,
-                                             document.put());
+        HRESULT result =
+            component_->GetData(service, vorna::bstr(xpath).get(), vorna::bstr(L"").get(), &info, document.put());
         return {result, Take(info, text), document.str()};
     }
     Answer GetData(std::wstring_view xpath) { return GetData(xpath, service_.get()); }

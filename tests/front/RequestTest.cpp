@@ -174,7 +174,8 @@ TEST_F(ComponentTest, RefusedCallBacks) {
 TEST_F(ComponentTest, CallBackForAnUnknownSubscriptionEndsItsRegistration) {
     fakes::scripts().timer.schedules[L"lost"] = L"";
     EXPECT_HR(S_OK, Deliver(L"<TimerEvent><SubscriptionID>lost</SubscriptionID><ClientCookie>c</ClientCookie>"
-                            L"</TimerEvent>").result);
+                            L"</TimerEvent>")
+                        .result);
     EXPECT_TRUE(fakes::scripts().timer.schedules.empty());
 }
 

@@ -1,0 +1,328 @@
+// The life of an archive: registration and its roll-back, captures, limits, retrieval, the end.
+#include "ComponentTest.h"
+
+#include "common/results.h"
+#include "subscription/ArchiveNames.h"
+#include "subscription/SamAccessor.h"
+
+#include <algorithm>
+#include <fstream>
+
+using namespace vorna;
+
+namespace {
+
+class ArchiveTest : public ComponentTest {
+  protected:
+    // Stores a capture of the given age in minutes, as if its tick had come then.
+    void Capture(const SubscriptionRecord& record, int minutesAgo, std::wstring_view data, bool read = false) {
+        SYSTEMTIME now = LocalNow();
+        FILETIME file;
+        SystemTimeToFileTime(&now, &file);
+        ULARGE_INTEGER ticks{{file.dwLowDateTime, file.dwHighDateTime}};
+        ticks.QuadPart -= minutesAgo * 600000000ull;
+        file = {ticks.LowPart, ticks.HighPart};
+        SYSTEMTIME then;
+        FileTimeToSystemTime(&file, &then);
+        SnapShot snapShot(then);
+        snapShot.AlreadyRead = read ? 1 : 0;
+        ASSERT_HR(S_OK,
+                  SubscriptionPersistance().AddSnapShot(record.ArchiveDirectory, record.SubscriptionId, snapShot));
+        SamAccessor archive(SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId), snapShot.Id);
+        ASSERT_HR(S_OK, archive.addStreamToArchive(data));
+    }
+    long Streams(const SubscriptionRecord& record) {
+        long count = -1;
+        SamAccessor archive(SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId));
+        EXPECT_HR(S_OK, archive.getNumberOfFilesInArchive(count));
+        return count;
+    }
+    // A subscription without the first capture.
+    SubscriptionRecord Subscribe(std::wstring_view id, std::wstring_view more = L"") {
+        fakes::scripts().aggregator.result = S_FALSE;
+        EXPECT_HR(S_OK, SetData(Document(id, L"ON", more)).result);
+        fakes::scripts().aggregator.result = S_OK;
+        return Record(id);
+    }
+    static std::wstring Limit(std::wstring_view inner) {
+        return L"<DataManagement>" + std::wstring(inner) + L"</DataManagement>";
+    }
+    size_t Valid() {
+        SubscriptionList list;
+        (void)SubscriptionPersistance().GetSubscriptionsList(list);
+        return static_cast<size_t>(
+            std::count_if(list.begin(), list.end(), [](const SubscriptionListEntry& entry) { return entry.Valid; }));
+    }
+};
+
+} // namespace
+
+TEST_F(ArchiveTest, FromTheFirstCaptureToNothingLeft) {
+    EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
+    EXPECT_HR(S_OK, SetData(Document(L"A2")).result);
+    // Two registrations and one maintenance timer.
+    EXPECT_EQ(3u, fakes::scripts().timer.schedules.size());
+    const SubscriptionRecord record = Record(L"A1");
+    ASSERT_EQ(1u, record.SnapShots.size());
+    EXPECT_NE(std::wstring::npos, record.ServiceXml.find(L"<friendlyName>Press &amp; Co &lt;7&gt;</friendlyName>"));
+
+    const Answer answer = GetData(L"/Archive[@ID='A1']/Data/V");
+    ASSERT_HR(S_OK, answer.result);
+    EXPECT_EQ(UNTOUCHED, answer.text);
+    EXPECT_EQ(0u, answer.document.find(L"<Archive><ArchiveData ID=\"A1\"><Snapshot id=\"1\" timestamp=\"20"));
+    EXPECT_NE(std::wstring::npos, answer.document.find(L"\"><Data><V>1</V></Data></Snapshot></ArchiveData></Archive>"));
+    EXPECT_EQ(1, Record(L"A1").SnapShots.front().AlreadyRead);
+
+    // The other archive of the service outlives the first.
+    EXPECT_HR(S_OK, SetData(Document(L"A1", L"OFF")).result);
+    EXPECT_HR(RESULT_NO_SUBSCRIPTION, GetData(L"/Archive[@ID='A1']/*").result);
+    EXPECT_HR(S_OK, GetData(L"/Archive[@ID='A2']/*").result);
+    EXPECT_EQ(2u, fakes::scripts().timer.schedules.size());
+    EXPECT_HR(S_OK, SetData(L"<Archive ID=\"A2\"><Collect>OFF</Collect></Archive>").result);
+    EXPECT_TRUE(fakes::scripts().timer.schedules.empty());
+    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "Archives" / "press"));
+    EXPECT_EQ(1u, FilesLeft()) << "only the persist archive, with its records of the past";
+}
+
+TEST_F(ArchiveTest, InvalidRequestDoesNotEndAnExistingArchive) {
+    EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
+    EXPECT_HR(RESULT_COLLECT, SetData(Document(L"A1", L"On")).result);
+    EXPECT_HR(RESULT_AGING, SetData(Document(L"A1", L"ON", L"<Aging>1 year</Aging>")).result);
+    EXPECT_HR(S_OK, GetData(L"/Archive[@ID='A1']/*").result);
+}
+
+TEST_F(ArchiveTest, FailedRegistrationsLeaveNothing) {
+    struct Case {
+        const char* name;
+        std::function<void()> arrange;
+        HRESULT result;
+        const wchar_t* text;
+    };
+    auto& timer = fakes::scripts().timer;
+    auto& archive = fakes::scripts().archive;
+    const Case cases[] = {
+        {"refused", [&] { timer.subscribe = {E_ACCESSDENIED}; }, RESULT_TIMER_REGISTRATION,
+         L"Failed to register with ZEB's timer component"},
+        {"ticket refused twice",
+         [&] {
+             timer.subscribe = {PLATFORM_TICKET_UNKNOWN, PLATFORM_TICKET_STALE};
+         },
+         RESULT_TIMER_REGISTRATION, L"Failed to register with ZEB's timer component"},
+        {"document not written",
+         [&] {
+             archive.answer = [](auto& operation, auto& stream) {
+                 return operation == L"add" && stream == L"VornaPersist" ? E_ACCESSDENIED : S_OK;
+             };
+         },
+         E_ACCESSDENIED, L"Failed to archive subscription information"},
+        {"subscription not written",
+         [&] {
+             archive.answer = [](auto& operation, auto& stream) {
+                 return operation == L"add" && stream.ends_with(L"_Subscription") ? E_OUTOFMEMORY : S_OK;
+             };
+         },
+         E_OUTOFMEMORY, L"Failed to archive subscription information"},
+    };
+    for (const Case& item : cases) {
+        SCOPED_TRACE(item.name);
+        fakes::ResetScripts();
+        // A recorded ticket, so that the timer's answers meet it.
+        EXPECT_HR(S_OK, SetData(Document(L"A0")).result);
+        const size_t registrations = timer.schedules.size();
+        const size_t files = FilesLeft();
+        item.arrange();
+        const Answer answer = SetData(Document(L"A1"));
+        EXPECT_HR(item.result, answer.result);
+        EXPECT_EQ(item.text, answer.text);
+        archive.answer = nullptr;
+        EXPECT_EQ(registrations, timer.schedules.size());
+        EXPECT_EQ(files, FilesLeft());
+        EXPECT_EQ(1u, Valid());
+        EXPECT_HR(S_OK, SetData(Document(L"A0", L"OFF")).result);
+    }
+}
+
+TEST_F(ArchiveTest, StaleTicketIsReplacedOnce) {
+    EXPECT_HR(S_OK, SetData(Document(L"A0")).result);
+    fakes::scripts().timer.subscribe = {PLATFORM_TICKET_STALE};
+    EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
+    std::wstring clientId;
+    EXPECT_HR(S_OK, SubscriptionPersistance().GetClientID(clientId));
+    EXPECT_EQ(L"ticket-" + std::to_wstring(fakes::scripts().timer.tickets), clientId);
+}
+
+TEST_F(ArchiveTest, DirectoryThatCannotBeMade) {
+    fakes::ServiceScript script;
+    script.serviceUri = L".hidden";
+    auto service = fakes::MakeService(script);
+    const Answer answer = SetData(Document(L"A1"), service.get());
+    EXPECT_HR(E_FAIL, answer.result);
+    EXPECT_EQ(L"Directory creation failed", answer.text);
+    EXPECT_TRUE(fakes::scripts().timer.schedules.empty());
+    EXPECT_EQ(0u, FilesLeft());
+}
+
+TEST_F(ArchiveTest, AggregatorWithoutDataStillGivesASubscription) {
+    for (HRESULT result : {S_FALSE, E_FAIL, S_OK}) {
+        fakes::scripts().aggregator.result = result;
+        fakes::scripts().aggregator.data.clear();
+        EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
+        const Answer answer = GetData(L"/Archive[@ID='A1']/*");
+        EXPECT_HR(E_FAIL, answer.result);
+        EXPECT_EQ(L"No Data Present in the Archive", answer.text);
+        EXPECT_HR(E_FAIL, Tick(Record(L"A1")).result);
+        EXPECT_EQ(L"Subscription->HandleCallBack returned failure", Tick(Record(L"A1")).text);
+        EXPECT_HR(S_OK, SetData(Document(L"A1", L"OFF")).result);
+    }
+}
+
+TEST_F(ArchiveTest, RenewalOfALostRegistrationKeepsEverySnapshot) {
+    const SubscriptionRecord before = Subscribe(L"A1");
+    for (int minutes = 3; minutes > 0; --minutes)
+        Capture(before, minutes, L"<Data><V>" + std::to_wstring(minutes) + L"</V></Data>");
+    for (HRESULT answer : {S_OK, PLATFORM_ID_UNKNOWN, PLATFORM_ID_EXPIRED}) {
+        fakes::scripts().timer.modify = {answer};
+        EXPECT_HR(S_OK, SetData(Document(L"A1", L"ON", L"<Aging>P2Y0M0DT0H0M0S</Aging>")).result);
+        const SubscriptionRecord after = Record(L"A1");
+        EXPECT_EQ(before.VornaId, after.VornaId);
+        EXPECT_EQ(answer == S_OK, after.SubscriptionId == before.SubscriptionId);
+        EXPECT_EQ(3u, after.SnapShots.size());
+        EXPECT_EQ(3, Streams(after));
+        EXPECT_NE(std::wstring::npos, after.SubscriptionText.find(L"<Aging>P2Y0M0DT0H0M0S</Aging>"));
+        std::wstring end;
+        EXPECT_HR(S_OK, SubscriptionPersistance().GetEndDateForSubscription(after.VornaId, end));
+        EXPECT_EQ(std::to_wstring(LocalNow().wYear + 2), end.substr(0, 4));
+    }
+    EXPECT_EQ(3u, FilesLeft()) << "one persist, one configuration, one snapshot archive";
+    // A modification that the timer refuses for another reason changes nothing.
+    fakes::scripts().timer.modify = {E_ACCESSDENIED};
+    EXPECT_HR(E_ACCESSDENIED, SetData(Document(L"A1")).result);
+    EXPECT_EQ(3u, Record(L"A1").SnapShots.size());
+}
+
+TEST_F(ArchiveTest, RefusedUnregistrationInvalidatesAllTheSame) {
+    EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
+    fakes::scripts().timer.unsubscribe = {E_ACCESSDENIED};
+    const Answer answer = SetData(Document(L"A1", L"OFF"));
+    EXPECT_HR(E_ACCESSDENIED, answer.result);
+    EXPECT_EQ(L"Subscription has been invalidated", answer.text);
+    EXPECT_HR(RESULT_NO_SUBSCRIPTION, GetData(L"/Archive[@ID='A1']/*").result);
+}
+
+TEST_F(ArchiveTest, WithoutDataManagementTheNewestSixStay) {
+    const SubscriptionRecord record = Subscribe(L"A1");
+    for (int minutes = 6; minutes > 0; --minutes)
+        Capture(record, minutes * 600, L"<Data><V>" + std::to_wstring(minutes) + L"</V></Data>");
+    EXPECT_HR(S_OK, Tick(record).result);
+    const SubscriptionRecord after = Record(L"A1");
+    ASSERT_EQ(6u, after.SnapShots.size());
+    EXPECT_EQ(6, Streams(after));
+    const Answer answer = GetData(L"/Archive[@ID='A1']/Data");
+    EXPECT_EQ(std::wstring::npos, answer.document.find(L"<V>6</V>")) << "the oldest went";
+    EXPECT_NE(std::wstring::npos, answer.document.find(L"<V>5</V>"));
+    EXPECT_NE(std::wstring::npos, answer.document.find(L"<Snapshot id=\"6\""));
+}
+
+TEST_F(ArchiveTest, SizeLimitShrinksTheArchiveBelowIt) {
+    const SubscriptionRecord record = Subscribe(L"A1", Limit(L"<MaxStorageSize Units=\"KB\">100</MaxStorageSize>"));
+    for (int minutes = 8; minutes > 0; --minutes)
+        Capture(record, minutes, L"<Data>" + std::wstring(20000, L'x') + L"</Data>");
+    const std::wstring path = SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId);
+    ASSERT_GT(std::filesystem::file_size(path), 200u * 1024);
+    EXPECT_HR(S_OK, Tick(record).result);
+    EXPECT_LT(std::filesystem::file_size(path), 100u * 1024);
+    const SubscriptionRecord after = Record(L"A1");
+    EXPECT_EQ(static_cast<long>(after.SnapShots.size()), Streams(after));
+    EXPECT_GE(after.SnapShots.size(), 1u);
+}
+
+TEST_F(ArchiveTest, LifetimesRunFromTheCaptureAndFromTheLastRead) {
+    // Times of last year are not read, and such a snapshot never ages.
+    if (const SYSTEMTIME now = LocalNow(); now.wMonth == 1 && now.wDay == 1 && now.wHour < 2)
+        GTEST_SKIP() << "the captures of this test would lie in two years";
+    const SubscriptionRecord record =
+        Subscribe(L"A1", Limit(L"<LifetimeBeforeRead>P0Y0M0DT1H0M0S</LifetimeBeforeRead>"
+                               L"<LifetimeAfterRead>P0Y0M0DT0H10M0S</LifetimeAfterRead>"));
+    Capture(record, 90, L"<Data>unread, too old</Data>");
+    Capture(record, 40, L"<Data>read, too old</Data>", true);
+    Capture(record, 30, L"<Data>unread</Data>");
+    Capture(record, 5, L"<Data>read</Data>", true);
+    const Answer answer = GetData(L"/Archive[@ID='A1']/Data");
+    EXPECT_EQ(std::wstring::npos, answer.document.find(L"too old"));
+    EXPECT_NE(std::wstring::npos, answer.document.find(L"<Data>unread</Data>"));
+    EXPECT_EQ(2, Streams(record));
+    EXPECT_EQ(2u, Record(L"A1").SnapShots.size());
+}
+
+TEST_F(ArchiveTest, FailedAddTakesItsRecordBack) {
+    const SubscriptionRecord record = Subscribe(L"A1");
+    Capture(record, 5, L"<Data>old</Data>");
+    fakes::scripts().archive.answer = [](auto& operation, auto& stream) {
+        return operation == L"add" && stream.starts_with(L"20") ? HRESULT_FROM_WIN32(ERROR_DISK_FULL) : S_OK;
+    };
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_DISK_FULL), Tick(record).result);
+    fakes::scripts().archive.answer = nullptr;
+    EXPECT_EQ(1u, Record(L"A1").SnapShots.size());
+    EXPECT_EQ(1, Streams(record));
+}
+
+TEST_F(ArchiveTest, NothingSelectedMarksNothingRead) {
+    const SubscriptionRecord record = Subscribe(L"A1");
+    Capture(record, 5, L"<Data><V>1</V></Data>");
+    const Answer answer = GetData(L"/Archive[@ID='A1']/Other");
+    EXPECT_HR(E_FAIL, answer.result);
+    EXPECT_EQ(L"Could not find the required data in the archive", answer.text);
+    EXPECT_EQ(0, Record(L"A1").SnapShots.front().AlreadyRead);
+}
+
+TEST_F(ArchiveTest, UnreadableSnapshotsLeaveNoGapInTheNumbers) {
+    const SubscriptionRecord record = Subscribe(L"A1");
+    for (int minutes = 3; minutes > 0; --minutes)
+        Capture(record, minutes, L"<Data><V>" + std::to_wstring(minutes) + L"</V></Data>");
+    const std::wstring second = Record(L"A1").SnapShots[1].Id;
+    fakes::scripts().archive.answer = [&](auto& operation, auto& stream) {
+        return operation == L"get" && stream == second ? HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT) : S_OK;
+    };
+    const Answer answer = GetData(L"/Archive[@ID='A1']/Data");
+    EXPECT_HR(S_OK, answer.result);
+    EXPECT_NE(std::wstring::npos, answer.document.find(L"<Snapshot id=\"2\""));
+    EXPECT_EQ(std::wstring::npos, answer.document.find(L"<Snapshot id=\"3\""));
+    EXPECT_EQ(0, Record(L"A1").SnapShots[1].AlreadyRead);
+}
+
+TEST_F(ArchiveTest, DamagedArchivesAreNamedAndNotTakenForMissing) {
+    EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
+    EXPECT_HR(S_OK, SetData(Document(L"A2")).result);
+    const SubscriptionRecord record = Record(L"A1");
+    const auto damage = [](const std::filesystem::path& file) {
+        std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
+        stream.seekp(5000);
+        const int before = stream.get();
+        stream.seekp(5000);
+        stream.put(static_cast<char>(before ^ 1));
+    };
+    damage(ConfigArchivePath(record.ArchiveDirectory, record.SubscriptionId));
+    const Answer answer = GetData(L"/Archive[@ID='A1']/*");
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), answer.result);
+    EXPECT_EQ(L"The subscription could not be read: its archive is damaged (0x80070570)", answer.text);
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), Tick(record).result);
+    EXPECT_TRUE(fakes::scripts().timer.unsubscribed.empty()) << "damage never ends a registration";
+    EXPECT_HR(S_OK, GetData(L"/Archive[@ID='A2']/*").result);
+
+    damage(folder_.path() / "Vorna");
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), SetData(Document(L"A3")).result);
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), Tick(record).result);
+    EXPECT_TRUE(fakes::scripts().timer.unsubscribed.empty());
+}
+
+TEST_F(ArchiveTest, MaintenanceTickAndForgedCookie) {
+    EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
+    SubscriptionRecord record = Record(L"A1");
+    EXPECT_HR(S_OK, Deliver(L"<TimerEvent><SubscriptionID>" + record.SubscriptionId +
+                            L"</SubscriptionID><ClientCookie></ClientCookie></TimerEvent>")
+                        .result);
+    EXPECT_EQ(1u, Record(L"A1").SnapShots.size()) << "the maintenance tick captures nothing";
+    record.ClientCookie = L"press\\press-7\\7\\A2";
+    EXPECT_HR(E_ACCESSDENIED, Tick(record).result);
+    EXPECT_EQ(1u, Record(L"A1").SnapShots.size());
+}
