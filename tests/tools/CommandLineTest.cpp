@@ -1,0 +1,67 @@
+// The words of a command line: what is taken, and that a refusal names the wrong word.
+
+#include "tools/CommandLine.h"
+#include "support/Support.h"
+#include "tools/Commands.h"
+#include "tools/Failure.h"
+
+using namespace vornactl;
+
+namespace {
+
+const syntax GET{{L"XPATH"}, 1, {{L"--service", L"FILE", true}, {L"--output", L"FILE"}, {L"--all"}}};
+
+using words = std::vector<std::wstring>;
+
+std::wstring Refusal(const words& arguments) {
+    try {
+        CommandLine(arguments, GET);
+        return L"accepted";
+    } catch (const usage_error& wrong) {
+        return wrong.message;
+    }
+}
+
+TEST(CommandLine, TakesOptionsAnywhereAndInBothForms) {
+    for (const words& arguments :
+         {words{L"/A", L"--service", L"s.xml", L"--output", L"-o"}, words{L"--service=s.xml", L"--output=-o", L"/A"},
+          words{L"--service=s.xml", L"--output=-o", L"--", L"/A"}}) {
+        const CommandLine line(arguments, GET);
+        EXPECT_EQ(line.Word(0), L"/A");
+        EXPECT_EQ(line.Value(L"--service"), L"s.xml");
+        EXPECT_EQ(line.Value(L"--output"), L"-o");
+        EXPECT_FALSE(line.Has(L"--all"));
+    }
+    // A value may hold the sign that parts it from the option's name.
+    EXPECT_EQ(CommandLine(words{L"/A", L"--service=a=b"}, GET).Value(L"--service"), L"a=b");
+}
+
+TEST(CommandLine, NamesTheWrongWord) {
+    const struct {
+        words arguments;
+        std::wstring refusal;
+    } cases[] = {
+        {{L"--service", L"s.xml"}, L"XPATH is missing"},
+        {{L"/A"}, L"\"--service FILE\" is missing"},
+        {{L"/A", L"--service"}, L"\"--service\" must be followed by FILE"},
+        {{L"/A", L"--service="}, L"\"--service\" is followed by an empty FILE"},
+        {{L"/A", L"--servise", L"s.xml"}, L"unknown option: \"--servise\""},
+        {{L"/A", L"--service", L"s.xml", L"more"}, L"one word too many: \"more\""},
+        {{L"/A", L"--service", L"s.xml", L"--service=t.xml"}, L"given twice: \"--service\""},
+        {{L"/A", L"--service", L"s.xml", L"--all=3"}, L"takes no value: \"--all=3\""},
+        {{L"", L"--service", L"s.xml"}, L"XPATH is an empty word"},
+    };
+    for (const auto& each : cases)
+        EXPECT_EQ(Refusal(each.arguments), each.refusal);
+}
+
+TEST(CommandLine, ACommandThatIsNoneIsNamed) {
+    try {
+        vornactl::Run(words{L"subscibe", L"a.xml"});
+        FAIL() << "accepted";
+    } catch (const usage_error& wrong) {
+        EXPECT_EQ(wrong.message, L"unknown command: \"subscibe\"");
+    }
+}
+
+} // namespace
