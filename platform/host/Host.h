@@ -1,0 +1,35 @@
+// The host process at work: it takes the place of its data folder, starts its components, lets COM create their
+// classes, and ends when it is asked to or when nobody needs it.
+#pragma once
+
+#include "platform/host/HostedComponent.h"
+
+#include <vector>
+
+namespace keldan {
+
+class Host {
+  public:
+    explicit Host(std::filesystem::path folder);
+
+    // The exit code of the process: 0 also where another host serves the folder already.
+    int Run();
+
+    // Registration of the program and everything in it.
+    [[nodiscard]] HRESULT Register() const;
+    [[nodiscard]] HRESULT Unregister() const;
+
+  private:
+    [[nodiscard]] HRESULT StartComponents();
+    [[nodiscard]] HRESULT OpenClasses();
+    void CloseClasses();
+    bool InUse() const;
+    void WritePid() const;
+
+    const std::filesystem::path folder_;
+    std::vector<HostedComponent*> components_;
+    std::vector<DWORD> classes_;
+    long usesWithoutClients_ = 0;
+};
+
+} // namespace keldan

@@ -1,0 +1,83 @@
+#include "platform/host/HostSignals.h"
+
+#include <cstdint>
+#include <cwctype>
+#include <stdexcept>
+#include <string>
+
+namespace keldan {
+
+namespace {
+
+// A host that ends may still wait for callbacks.
+constexpr DWORD LONGEST_WAIT = 30000;
+
+// The same for every spelling of a folder that differs in case or in the backslash at its end.
+std::wstring Name(const std::filesystem::path& folder, const wchar_t* what) {
+    std::wstring path = folder.lexically_normal().wstring();
+    while (!path.empty() && path.back() == L'\\')
+        path.pop_back();
+    std::uint64_t hash = 14695981039346656037ull;
+    for (wchar_t character : path)
+        hash = (hash ^ static_cast<std::uint64_t>(std::towlower(character))) * 1099511628211ull;
+    wchar_t text[80];
+    swprintf(text, std::size(text), L"Global\\QXKeldanHost-%08lx%08lx-", static_cast<unsigned long>(hash >> 32),
+             static_cast<unsigned long>(hash));
+    return std::wstring(text) + what;
+}
+
+vorna::unique_handle Checked(HANDLE handle) {
+    if (!handle)
+        throw std::runtime_error("a kernel object of the host cannot be created");
+    return vorna::unique_handle(handle);
+}
+
+bool Owned(DWORD wait) {
+    return wait == WAIT_OBJECT_0 || wait == WAIT_ABANDONED;
+}
+
+} // namespace
+
+HostSignals::HostSignals(const std::filesystem::path& folder)
+    : place_(Checked(CreateMutexW(nullptr, FALSE, Name(folder, L"place").c_str()))),
+      serving_(Checked(CreateEventW(nullptr, TRUE, FALSE, Name(folder, L"serving").c_str()))),
+      stop_(Checked(CreateEventW(nullptr, TRUE, FALSE, Name(folder, L"stop").c_str()))) {}
+
+HostSignals::~HostSignals() {
+    if (taken_)
+        ReleaseMutex(place_.get());
+}
+
+bool HostSignals::TakePlace() {
+    // The place comes first: where it is free, an event that says "serving" is left over from a host that was killed.
+    const HANDLE handles[] = {place_.get(), serving_.get()};
+    taken_ = Owned(WaitForMultipleObjects(2, handles, FALSE, LONGEST_WAIT));
+    if (taken_) {
+        ResetEvent(serving_.get());
+        ResetEvent(stop_.get());
+    }
+    return taken_;
+}
+
+void HostSignals::SetServing(bool serving) {
+    serving ? SetEvent(serving_.get()) : ResetEvent(serving_.get());
+}
+
+bool HostSignals::WaitForStop(DWORD milliseconds) const {
+    return WaitForSingleObject(stop_.get(), milliseconds) == WAIT_OBJECT_0;
+}
+
+bool HostSignals::StopHost(const std::filesystem::path& folder) {
+    const vorna::unique_handle place(
+        OpenMutexW(SYNCHRONIZE | MUTEX_MODIFY_STATE, FALSE, Name(folder, L"place").c_str()));
+    const vorna::unique_handle stop(OpenEventW(EVENT_MODIFY_STATE, FALSE, Name(folder, L"stop").c_str()));
+    if (!place || !stop)
+        return true;
+    SetEvent(stop.get());
+    if (!Owned(WaitForSingleObject(place.get(), LONGEST_WAIT)))
+        return false;
+    ReleaseMutex(place.get());
+    return true;
+}
+
+} // namespace keldan

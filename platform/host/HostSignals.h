@@ -1,0 +1,36 @@
+// The named kernel objects by which the processes of one data folder agree who is its host.
+#pragma once
+
+#include "common/unique_any.h"
+
+#include <filesystem>
+
+namespace keldan {
+
+class HostSignals {
+  public:
+    // Throws std::runtime_error where the objects cannot be had.
+    explicit HostSignals(const std::filesystem::path& folder);
+    // Gives the place up; the very last thing a host does.
+    ~HostSignals();
+    HostSignals(const HostSignals&) = delete;
+    HostSignals& operator=(const HostSignals&) = delete;
+
+    // Waits until this process has the place (true) or another one serves already, or for too long (false).
+    bool TakePlace();
+    // Whether clients reach this host.
+    void SetServing(bool serving);
+    // True when somebody asked the host to end, within the time.
+    bool WaitForStop(DWORD milliseconds) const;
+
+    // Asks the host of the folder to end and waits until it has. True also where there is none.
+    static bool StopHost(const std::filesystem::path& folder);
+
+  private:
+    vorna::unique_handle place_;
+    vorna::unique_handle serving_;
+    vorna::unique_handle stop_;
+    bool taken_ = false;
+};
+
+} // namespace keldan

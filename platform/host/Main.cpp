@@ -1,0 +1,72 @@
+// QXKeldanHost.exe: the out-of-process half of the platform.
+//
+//   /regserver, /unregserver   registration for the whole machine
+//   /stop                      asks a running host to end and waits for it
+//   -Embedding                 how COM starts it; the same as no argument
+//
+// Exit code 0: done. Nothing is shown.
+#include "common/scope_exit.h"
+#include "common/unique_any.h"
+#include "platform/host/Host.h"
+#include "platform/host/HostSignals.h"
+
+#include <objbase.h>
+#include <shellapi.h>
+
+#include <exception>
+#include <string>
+
+namespace {
+
+std::filesystem::path DataFolder() {
+    wchar_t text[1024];
+    DWORD size = sizeof text;
+    std::wstring folder = L"%ProgramData%\\Ostrevane\\QXKeldan";
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Ostrevane\\QXKeldan", L"DataFolder", RRF_RT_REG_SZ, nullptr, text,
+                     &size) == ERROR_SUCCESS)
+        folder = text;
+    if (ExpandEnvironmentStringsW(folder.c_str(), text, ARRAYSIZE(text)) != 0)
+        folder = text;
+    return folder;
+}
+
+// The option without its dash or slash, in lower case; empty where there is none.
+std::wstring Option() {
+    int count = 0;
+    vorna::unique_local_memory arguments(reinterpret_cast<HLOCAL>(CommandLineToArgvW(GetCommandLineW(), &count)));
+    if (!arguments || count < 2)
+        return {};
+    std::wstring option = reinterpret_cast<wchar_t**>(arguments.get())[1];
+    if (!option.empty() && (option.front() == L'-' || option.front() == L'/'))
+        option.erase(0, 1);
+    CharLowerW(option.data());
+    return option;
+}
+
+int Run() {
+    const std::wstring option = Option();
+    if (option == L"stop")
+        return keldan::HostSignals::StopHost(DataFolder()) ? 0 : 1;
+    if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)))
+        return 1;
+    vorna::scope_exit leave([] { CoUninitialize(); });
+    keldan::Host host(DataFolder());
+    if (option == L"regserver")
+        return SUCCEEDED(host.Register()) ? 0 : 1;
+    if (option == L"unregserver")
+        return SUCCEEDED(host.Unregister()) ? 0 : 1;
+    if (option.empty() || option == L"embedding")
+        return host.Run();
+    return 2;
+}
+
+} // namespace
+
+int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
+    try {
+        return Run();
+    } catch (const std::exception& error) {
+        OutputDebugStringA((std::string("QXKeldanHost: ") + error.what() + "\n").c_str());
+        return 1;
+    }
+}

@@ -1,0 +1,274 @@
+#include "platform/journal/Journal.h"
+
+#include "common/results.h"
+
+#include <array>
+#include <cstring>
+#include <string_view>
+
+namespace keldan {
+
+using vorna::result_from_last_error;
+
+namespace {
+
+constexpr std::string_view SIGNATURE = "QXKELDAN JOURNAL 1\r\n";
+// Below this size writing the file anew gains nothing.
+constexpr std::uint64_t SMALLEST_TO_COMPACT = 64 * 1024;
+
+std::uint32_t Checksum(std::string_view bytes) {
+    static const std::array<std::uint32_t, 256> table = [] {
+        std::array<std::uint32_t, 256> made{};
+        for (std::uint32_t i = 0; i < 256; ++i) {
+            std::uint32_t value = i;
+            for (int bit = 0; bit < 8; ++bit)
+                value = value >> 1 ^ (value & 1 ? 0xEDB88320u : 0);
+            made[i] = value;
+        }
+        return made;
+    }();
+    std::uint32_t sum = 0xFFFFFFFFu;
+    for (char character : bytes)
+        sum = sum >> 8 ^ table[(sum ^ static_cast<unsigned char>(character)) & 0xFF];
+    return ~sum;
+}
+
+void PutNumber(std::string& bytes, std::uint32_t value) {
+    bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+std::uint32_t NumberAt(std::string_view bytes, std::size_t offset) {
+    std::uint32_t value = 0;
+    std::memcpy(&value, bytes.data() + offset, sizeof value);
+    return value;
+}
+
+// In front of every commit: its size, the checksum of that size, the checksum of the content. A wrong size is thus told
+// from a commit that was cut off.
+constexpr std::size_t FRAME = 3 * sizeof(std::uint32_t);
+
+std::string SizeBytes(std::uint32_t size) {
+    std::string bytes;
+    PutNumber(bytes, size);
+    return bytes;
+}
+
+std::string Framed(const std::vector<Journal::Change>& changes) {
+    std::string content;
+    for (const Journal::Change& change : changes) {
+        PutNumber(content, static_cast<std::uint32_t>(change.name.size()));
+        content += change.name;
+        PutNumber(content, change.value ? static_cast<std::uint32_t>(change.value->size()) : ~0u);
+        content += change.value.value_or("");
+    }
+    std::string framed = SizeBytes(static_cast<std::uint32_t>(content.size()));
+    PutNumber(framed, Checksum(framed));
+    PutNumber(framed, Checksum(content));
+    return framed + content;
+}
+
+// Nothing where the content is not what Framed makes.
+std::optional<std::vector<Journal::Change>> ReadContent(std::string_view content) {
+    std::vector<Journal::Change> changes;
+    const auto take = [&](std::uint32_t size) -> std::optional<std::string> {
+        if (content.size() < size)
+            return std::nullopt;
+        std::string taken(content.substr(0, size));
+        content.remove_prefix(size);
+        return taken;
+    };
+    const auto number = [&](std::uint32_t& value) {
+        if (content.size() < sizeof value)
+            return false;
+        value = NumberAt(content, 0);
+        content.remove_prefix(sizeof value);
+        return true;
+    };
+    while (!content.empty()) {
+        Journal::Change change;
+        std::uint32_t size = 0;
+        if (!number(size))
+            return std::nullopt;
+        auto name = take(size);
+        if (!name || !number(size))
+            return std::nullopt;
+        change.name = std::move(*name);
+        if (size != ~0u) {
+            change.value = take(size);
+            if (!change.value)
+                return std::nullopt;
+        }
+        changes.push_back(std::move(change));
+    }
+    return changes;
+}
+
+HRESULT WriteAt(HANDLE file, std::uint64_t offset, std::string_view bytes) {
+    LARGE_INTEGER place{};
+    place.QuadPart = static_cast<LONGLONG>(offset);
+    // What a failed or cut-off write left behind goes first.
+    if (!SetFilePointerEx(file, place, nullptr, FILE_BEGIN) || !SetEndOfFile(file))
+        return result_from_last_error();
+    DWORD written = 0;
+    if (!WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr))
+        return result_from_last_error();
+    if (written != bytes.size())
+        return HRESULT_FROM_WIN32(ERROR_DISK_FULL);
+    return FlushFileBuffers(file) ? S_OK : result_from_last_error();
+}
+
+} // namespace
+
+HRESULT Journal::OpenFile() {
+    file_.reset(CreateFileW(path_.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
+                            FILE_ATTRIBUTE_NORMAL, nullptr));
+    return file_ ? S_OK : result_from_last_error();
+}
+
+HRESULT Journal::ReadWhole(std::string& bytes) {
+    LARGE_INTEGER size{};
+    if (!GetFileSizeEx(file_.get(), &size))
+        return result_from_last_error();
+    if (size.QuadPart > 0x40000000)
+        return HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE);
+    bytes.resize(static_cast<std::size_t>(size.QuadPart));
+    DWORD read = 0;
+    if (!ReadFile(file_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr))
+        return result_from_last_error();
+    return read == bytes.size() ? S_OK : E_UNEXPECTED;
+}
+
+// False where the bytes are damaged. A last commit that was cut off has not happened.
+bool Journal::Parse(const std::string& bytes) {
+    const std::string_view whole(bytes);
+    table_.clear();
+    size_ = 0;
+    if (whole.size() < SIGNATURE.size())
+        return whole == SIGNATURE.substr(0, whole.size());
+    if (!whole.starts_with(SIGNATURE))
+        return false;
+    std::size_t offset = SIGNATURE.size();
+    while (whole.size() - offset >= FRAME) {
+        const std::string_view frame = whole.substr(offset, FRAME);
+        const std::uint32_t size = NumberAt(frame, 0);
+        if (NumberAt(frame, 4) != Checksum(frame.substr(0, 4))) {
+            // A file system may leave zeros where a power cut caught it between the size and the content.
+            if (whole.find_first_not_of('\0', offset) != std::string_view::npos)
+                return false;
+            break;
+        }
+        if (size > whole.size() - offset - FRAME)
+            break;
+        const std::string_view content = whole.substr(offset + FRAME, size);
+        if (NumberAt(frame, 8) != Checksum(content))
+            return false;
+        const auto changes = ReadContent(content);
+        if (!changes)
+            return false;
+        Apply(*changes);
+        offset += FRAME + size;
+    }
+    size_ = offset;
+    return true;
+}
+
+void Journal::Apply(const std::vector<Change>& changes) {
+    for (const Change& change : changes)
+        if (change.value)
+            table_[change.name] = *change.value;
+        else
+            table_.erase(change.name);
+}
+
+HRESULT Journal::Open(const std::filesystem::path& file) {
+    path_ = file;
+    state_ = State::Good;
+    if (HRESULT result = OpenFile(); FAILED(result))
+        return result;
+    std::string bytes;
+    if (HRESULT result = ReadWhole(bytes); FAILED(result)) {
+        file_.reset();
+        return result;
+    }
+    if (!Parse(bytes))
+        return Discard();
+    if (size_ == 0) {
+        if (HRESULT result = WriteAt(file_.get(), 0, SIGNATURE); FAILED(result))
+            return result;
+        size_ = SIGNATURE.size();
+    }
+    return S_OK;
+}
+
+HRESULT Journal::Discard() {
+    table_.clear();
+    file_.reset();
+    SYSTEMTIME now{};
+    GetSystemTime(&now);
+    wchar_t suffix[64];
+    swprintf(suffix, std::size(suffix), L".damaged-%04u%02u%02u-%02u%02u%02u-%03u", now.wYear, now.wMonth, now.wDay,
+             now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
+    setAside_ = path_;
+    setAside_ += suffix;
+    if (!MoveFileExW(path_.c_str(), setAside_.c_str(), MOVEFILE_WRITE_THROUGH))
+        return result_from_last_error();
+    state_ = State::Damaged;
+    if (HRESULT result = OpenFile(); FAILED(result))
+        return result;
+    if (HRESULT result = WriteAt(file_.get(), 0, SIGNATURE); FAILED(result))
+        return result;
+    size_ = SIGNATURE.size();
+    return S_OK;
+}
+
+HRESULT Journal::Append(const std::string& bytes) {
+    if (!file_)
+        if (HRESULT result = OpenFile(); FAILED(result))
+            return result;
+    if (HRESULT result = WriteAt(file_.get(), size_, bytes); FAILED(result)) {
+        // The cut-off rest must not be taken for a commit at the next start.
+        (void)WriteAt(file_.get(), size_, {});
+        return result;
+    }
+    size_ += bytes.size();
+    return S_OK;
+}
+
+HRESULT Journal::Commit(const std::vector<Change>& changes) {
+    if (changes.empty())
+        return S_OK;
+    if (HRESULT result = Append(Framed(changes)); FAILED(result))
+        return result;
+    Apply(changes);
+    std::uint64_t content = 0;
+    if (size_ > SMALLEST_TO_COMPACT)
+        for (const auto& [name, value] : table_)
+            content += name.size() + value.size();
+    // The commit stands already; a file that cannot be written anew only stays larger.
+    if (size_ > SMALLEST_TO_COMPACT && size_ / 4 > content)
+        (void)Compact();
+    return S_OK;
+}
+
+HRESULT Journal::Compact() {
+    std::vector<Change> all;
+    for (const auto& [name, value] : table_)
+        all.push_back({name, value});
+    const std::string bytes = std::string(SIGNATURE) + Framed(all);
+    std::filesystem::path fresh = path_;
+    fresh += L".new";
+    {
+        vorna::unique_file file(
+            CreateFileW(fresh.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (!file)
+            return result_from_last_error();
+        if (HRESULT result = WriteAt(file.get(), 0, bytes); FAILED(result))
+            return result;
+    }
+    file_.reset();
+    if (MoveFileExW(fresh.c_str(), path_.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        size_ = bytes.size();
+    return OpenFile();
+}
+
+} // namespace keldan

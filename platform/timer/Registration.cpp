@@ -1,0 +1,175 @@
+#include "platform/timer/Registration.h"
+
+#include <cstring>
+
+namespace keldan {
+
+namespace {
+
+// The first byte of a record: a later layout gets another number.
+constexpr std::int64_t LAYOUT = 1;
+
+class Writer {
+  public:
+    void Number(std::int64_t value) { bytes_.append(reinterpret_cast<const char*>(&value), sizeof value); }
+    void Text(const std::wstring& text) {
+        Number(static_cast<std::int64_t>(text.size()));
+        bytes_.append(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
+    }
+    std::string Take() { return std::move(bytes_); }
+
+  private:
+    std::string bytes_;
+};
+
+// Once something is missing every further read gives nothing, and Complete is false.
+class Reader {
+  public:
+    explicit Reader(std::string_view bytes) : bytes_(bytes) {}
+
+    std::int64_t Number() {
+        std::int64_t value = 0;
+        if (Has(sizeof value)) {
+            std::memcpy(&value, bytes_.data(), sizeof value);
+            bytes_.remove_prefix(sizeof value);
+        }
+        return value;
+    }
+    std::wstring Text() {
+        const std::int64_t size = Number();
+        if (size < 0 || size > static_cast<std::int64_t>(bytes_.size()) || !Has(size * sizeof(wchar_t)))
+            return Fail();
+        std::wstring text(static_cast<std::size_t>(size), L'\0');
+        std::memcpy(text.data(), bytes_.data(), text.size() * sizeof(wchar_t));
+        bytes_.remove_prefix(text.size() * sizeof(wchar_t));
+        return text;
+    }
+    bool Complete() const { return good_ && bytes_.empty(); }
+    bool Good() const { return good_; }
+
+  private:
+    bool Has(std::uint64_t size) {
+        good_ = good_ && bytes_.size() >= size;
+        return good_;
+    }
+    std::wstring Fail() {
+        good_ = false;
+        return {};
+    }
+
+    std::string_view bytes_;
+    bool good_ = true;
+};
+
+void Write(Writer& writer, const Progress& progress) {
+    writer.Number(progress.next);
+    writer.Number(progress.anchor.time_since_epoch().count());
+    writer.Number(progress.ticked);
+    writer.Number(progress.deliveries);
+    writer.Number(static_cast<std::int64_t>(progress.reached));
+}
+
+Progress ReadProgressFields(Reader& reader) {
+    Progress progress;
+    progress.next = reader.Number();
+    progress.anchor = Instant(Milliseconds(reader.Number()));
+    progress.ticked = reader.Number() != 0;
+    progress.deliveries = reader.Number();
+    progress.reached = static_cast<std::uint64_t>(reader.Number());
+    return progress;
+}
+
+} // namespace
+
+std::string WriteRegistration(const Registration& registration) {
+    const Schedule& schedule = registration.schedule;
+    Writer writer;
+    writer.Number(LAYOUT);
+    writer.Text(registration.id);
+    writer.Text(registration.ticket);
+    writer.Number(schedule.start.time_since_epoch().count());
+    writer.Number(schedule.origin.time_since_epoch().count());
+    for (std::int64_t field : {schedule.frequency.years, schedule.frequency.months, schedule.frequency.days,
+                               schedule.frequency.hours, schedule.frequency.minutes, schedule.frequency.seconds})
+        writer.Number(field);
+    writer.Number(schedule.end.has_value());
+    writer.Number(schedule.end.value_or(LocalTime{}).time_since_epoch().count());
+    writer.Number(schedule.agingCount);
+    writer.Number(schedule.parallel);
+    writer.Number(static_cast<std::int64_t>(schedule.entries.size()));
+    for (const NotifyEntry& entry : schedule.entries) {
+        writer.Text(entry.client);
+        writer.Text(entry.parameter);
+        writer.Number(entry.timeout.count());
+        writer.Number(entry.retryAttempts);
+        writer.Number(entry.retryFrequency.count());
+    }
+    Write(writer, registration.progress);
+    return writer.Take();
+}
+
+std::optional<Registration> ReadRegistration(std::string_view bytes) {
+    Reader reader(bytes);
+    if (reader.Number() != LAYOUT)
+        return std::nullopt;
+    Registration registration;
+    Schedule& schedule = registration.schedule;
+    registration.id = reader.Text();
+    registration.ticket = reader.Text();
+    schedule.start = LocalTime(Milliseconds(reader.Number()));
+    schedule.origin = Instant(Milliseconds(reader.Number()));
+    for (std::int64_t* field : {&schedule.frequency.years, &schedule.frequency.months, &schedule.frequency.days,
+                                &schedule.frequency.hours, &schedule.frequency.minutes, &schedule.frequency.seconds})
+        *field = reader.Number();
+    const bool ends = reader.Number() != 0;
+    const LocalTime end(Milliseconds(reader.Number()));
+    if (ends)
+        schedule.end = end;
+    schedule.agingCount = reader.Number();
+    schedule.parallel = reader.Number() != 0;
+    const std::int64_t count = reader.Number();
+    if (count < 1 || count > static_cast<std::int64_t>(MAXIMUM_ENTRIES))
+        return std::nullopt;
+    for (std::int64_t i = 0; i < count && reader.Good(); ++i) {
+        NotifyEntry entry;
+        entry.client = reader.Text();
+        entry.parameter = reader.Text();
+        entry.timeout = Milliseconds(reader.Number());
+        entry.retryAttempts = static_cast<std::int32_t>(reader.Number());
+        entry.retryFrequency = Milliseconds(reader.Number());
+        schedule.entries.push_back(std::move(entry));
+    }
+    registration.progress = ReadProgressFields(reader);
+    if (!reader.Complete() || schedule.frequency.RoughLength() <= Milliseconds(0))
+        return std::nullopt;
+    return registration;
+}
+
+std::string WriteProgress(const Progress& progress) {
+    Writer writer;
+    writer.Number(LAYOUT);
+    Write(writer, progress);
+    return writer.Take();
+}
+
+std::optional<Progress> ReadProgress(std::string_view bytes) {
+    Reader reader(bytes);
+    if (reader.Number() != LAYOUT)
+        return std::nullopt;
+    const Progress progress = ReadProgressFields(reader);
+    return reader.Complete() ? std::optional(progress) : std::nullopt;
+}
+
+std::string WriteInstant(Instant instant) {
+    Writer writer;
+    writer.Number(instant.time_since_epoch().count());
+    return writer.Take();
+}
+
+std::optional<Instant> ReadInstant(std::string_view bytes) {
+    Reader reader(bytes);
+    const Instant instant(Milliseconds(reader.Number()));
+    return reader.Complete() ? std::optional(instant) : std::nullopt;
+}
+
+} // namespace keldan

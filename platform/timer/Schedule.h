@@ -1,0 +1,67 @@
+// When a registration ticks, whom it notifies, and when it ends.
+#pragma once
+
+#include "platform/timer/Instants.h"
+#include "platform/timer/LocalZone.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace keldan {
+
+// A calendar duration; the fields are not carried into each other.
+struct CalendarStep {
+    std::int64_t years = 0;
+    std::int64_t months = 0;
+    std::int64_t days = 0;
+    std::int64_t hours = 0;
+    std::int64_t minutes = 0;
+    std::int64_t seconds = 0;
+
+    bool IsZero() const { return !HasCalendarPart() && Elapsed() == Milliseconds(0); }
+    bool HasCalendarPart() const { return years != 0 || months != 0 || days != 0; }
+    // The part that is real elapsed time.
+    Milliseconds Elapsed() const {
+        return std::chrono::hours(hours) + std::chrono::minutes(minutes) + std::chrono::seconds(seconds);
+    }
+    // The whole, with months and years of average length.
+    Milliseconds RoughLength() const;
+
+    bool operator==(const CalendarStep&) const = default;
+};
+
+// Whom a tick is delivered to.
+struct NotifyEntry {
+    std::wstring client; // a ProgID
+    std::wstring parameter;
+    Milliseconds timeout{};
+    std::int32_t retryAttempts = 0;
+    Milliseconds retryFrequency{};
+
+    bool operator==(const NotifyEntry&) const = default;
+};
+
+struct Schedule {
+    LocalTime start{};
+    // The start as the zone read it when the registration was made: frequencies of elapsed time count from here, so
+    // that moving the machine to another zone does not stop them.
+    Instant origin{};
+    CalendarStep frequency;
+    std::optional<LocalTime> end;
+    // Deliveries after which the schedule ends; -1: no bound.
+    std::int64_t agingCount = -1;
+    bool parallel = false;
+    std::vector<NotifyEntry> entries;
+
+    // Tick number index is start + index * frequency: years and months move the calendar (a day that the month lacks
+    // becomes its last), days move the calendar, the rest is real time. NEVER beyond the year 9999.
+    Instant TickAt(std::int64_t index, const LocalZone& zone) const;
+    // The number of the first tick after the instant; negative for one before the start.
+    std::int64_t FirstAfter(Instant instant, const LocalZone& zone) const;
+
+    bool operator==(const Schedule&) const = default;
+};
+
+} // namespace keldan

@@ -1,0 +1,212 @@
+#include "platform/timer/ScheduleDocument.h"
+
+#include "QXKeldan.h"
+#include "common/bstr.h"
+#include "common/com_ptr.h"
+#include "platform/timer/Registration.h"
+
+#include <string>
+
+namespace keldan {
+
+namespace {
+
+using namespace std::chrono;
+
+constexpr std::int64_t LARGEST_COMPONENT = 65534;
+// What holds where the document says nothing.
+constexpr Milliseconds DEFAULT_TIMEOUT = minutes(10);
+constexpr Milliseconds DEFAULT_RETRY_FREQUENCY = seconds(5);
+
+constexpr long KIND_TEXT = 4;
+constexpr long KIND_MARKUP = 8;
+
+std::wstring_view Trimmed(std::wstring_view text) {
+    constexpr std::wstring_view blank = L" \t\r\n";
+    const auto first = text.find_first_not_of(blank);
+    if (first == std::wstring_view::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(blank) - first + 1);
+}
+
+// Takes one to nine digits off the front.
+std::optional<std::int64_t> TakeNumber(std::wstring_view& text) {
+    std::size_t length = 0;
+    std::int64_t value = 0;
+    while (length < text.size() && text[length] >= L'0' && text[length] <= L'9' && length < 10)
+        value = value * 10 + (text[length++] - L'0');
+    if (length == 0 || length == 10)
+        return std::nullopt;
+    text.remove_prefix(length);
+    return value;
+}
+
+bool Take(std::wstring_view& text, wchar_t character) {
+    if (text.empty() || text.front() != character)
+        return false;
+    text.remove_prefix(1);
+    return true;
+}
+
+std::optional<std::int32_t> ParseWhole(std::wstring_view text) {
+    const bool negative = Take(text, L'-');
+    const auto value = TakeNumber(text);
+    if (!value || !text.empty())
+        return std::nullopt;
+    return static_cast<std::int32_t>(negative ? -*value : *value);
+}
+
+// The document and the two ways of asking it.
+class Document {
+  public:
+    HRESULT Load(std::wstring_view text) {
+        HRESULT result = CoCreateInstance(__uuidof(XMLSimpleAccessor), nullptr, CLSCTX_INPROC_SERVER,
+                                          __uuidof(IXMLSimpleAccessor), accessor_.put_void());
+        if (FAILED(result))
+            return result;
+        return FAILED(accessor_->Load(vorna::bstr(text).get())) ? E_INVALIDARG : S_OK;
+    }
+    std::wstring Text(const std::wstring& path) const { return std::wstring(Trimmed(Ask(path, KIND_TEXT))); }
+    // As it stands: a cookie is the client's own.
+    std::wstring RawText(const std::wstring& path) const { return Ask(path, KIND_TEXT); }
+    bool Has(const std::wstring& path) const { return !Ask(path, KIND_MARKUP).empty(); }
+
+  private:
+    std::wstring Ask(const std::wstring& path, long kind) const {
+        vorna::bstr answer;
+        if (FAILED(accessor_->Query(vorna::bstr(path).get(), kind, answer.put())))
+            return {};
+        return answer.str();
+    }
+
+    vorna::com_ptr<IXMLSimpleAccessor> accessor_;
+};
+
+// A time span of an entry; the default where it is missing or zero.
+std::optional<Milliseconds> ParseSpan(const std::wstring& text, Milliseconds otherwise) {
+    if (text.empty())
+        return otherwise;
+    const auto step = ParseStep(text);
+    if (!step)
+        return std::nullopt;
+    return step->IsZero() ? otherwise : step->RoughLength();
+}
+
+std::optional<NotifyEntry> ParseEntry(const Document& document, const std::wstring& path) {
+    NotifyEntry entry;
+    if (document.Text(path + L"/@type") != L"COM")
+        return std::nullopt;
+    // Behind a bar may stand what other kinds of clients need.
+    const std::wstring client = document.Text(path + L"/Client");
+    entry.client = Trimmed(std::wstring_view(client).substr(0, client.find(L'|')));
+    entry.parameter = document.RawText(path + L"/Parameter");
+    const auto timeout = ParseSpan(document.Text(path + L"/NotifyTimeout"), DEFAULT_TIMEOUT);
+    const auto frequency = ParseSpan(document.Text(path + L"/Retry/RetryFrequency"), DEFAULT_RETRY_FREQUENCY);
+    const std::wstring attemptsText = document.Text(path + L"/Retry/RetryAttempts");
+    const auto attempts = attemptsText.empty() ? std::optional<std::int32_t>(0) : ParseWhole(attemptsText);
+    if (entry.client.empty() || !timeout || !frequency || !attempts || *attempts < 0)
+        return std::nullopt;
+    entry.timeout = *timeout;
+    entry.retryFrequency = *frequency;
+    entry.retryAttempts = *attempts;
+    return entry;
+}
+
+} // namespace
+
+std::optional<LocalTime> ParseLocalTime(std::wstring_view text) {
+    std::int64_t fields[6];
+    constexpr wchar_t separators[] = L"--T::";
+    for (int i = 0; i < 6; ++i) {
+        const auto value = TakeNumber(text);
+        if (!value || (i < 5 && !Take(text, separators[i])))
+            return std::nullopt;
+        fields[i] = *value;
+    }
+    const auto [yearNumber, month, day, hour, minute, second] = fields;
+    if (!text.empty() || yearNumber < 1602 || yearNumber > 9998 || month > 12 || day > 31 || hour > 23 || minute > 59 ||
+        second > 59)
+        return std::nullopt;
+    const year_month_day date = year(static_cast<int>(yearNumber)) / static_cast<int>(month) / static_cast<int>(day);
+    if (!date.ok())
+        return std::nullopt;
+    return local_days(date) + hours(hour) + minutes(minute) + seconds(second);
+}
+
+std::optional<CalendarStep> ParseStep(std::wstring_view text) {
+    CalendarStep step;
+    struct component {
+        wchar_t designator;
+        std::int64_t CalendarStep::*field;
+    };
+    constexpr component dateComponents[] = {
+        {L'Y', &CalendarStep::years}, {L'M', &CalendarStep::months}, {L'D', &CalendarStep::days}};
+    constexpr component timeComponents[] = {
+        {L'H', &CalendarStep::hours}, {L'M', &CalendarStep::minutes}, {L'S', &CalendarStep::seconds}};
+    int found = 0;
+    // Components stand in this order, each at most once.
+    const auto takeAll = [&](const component* next, const component* last) {
+        while (!text.empty() && text.front() != L'T') {
+            const auto value = TakeNumber(text);
+            if (!value || *value > LARGEST_COMPONENT || text.empty())
+                return false;
+            while (next != last && next->designator != text.front())
+                ++next;
+            if (next == last)
+                return false;
+            step.*next->field = *value;
+            ++next;
+            ++found;
+            text.remove_prefix(1);
+        }
+        return true;
+    };
+    if (!Take(text, L'P') || !takeAll(std::begin(dateComponents), std::end(dateComponents)))
+        return std::nullopt;
+    if (Take(text, L'T') && !takeAll(std::begin(timeComponents), std::end(timeComponents)))
+        return std::nullopt;
+    return found > 0 && text.empty() ? std::optional(step) : std::nullopt;
+}
+
+HRESULT ParseScheduleDocument(std::wstring_view text, Schedule& schedule) {
+    schedule = {};
+    Document document;
+    if (HRESULT result = document.Load(text); FAILED(result))
+        return result;
+
+    const auto start = ParseLocalTime(document.Text(L"/ScheduleInfo/Schedule/StartDateTime"));
+    const auto frequency = ParseStep(document.Text(L"/ScheduleInfo/Schedule/Frequency"));
+    if (!start || !frequency || frequency->IsZero())
+        return E_INVALIDARG;
+    schedule.start = *start;
+    schedule.frequency = *frequency;
+
+    if (const std::wstring end = document.Text(L"/ScheduleInfo/Aging/EndDateTime"); !end.empty()) {
+        schedule.end = ParseLocalTime(end);
+        if (!schedule.end)
+            return E_INVALIDARG;
+    }
+    if (const std::wstring count = document.Text(L"/ScheduleInfo/Aging/AgingCount"); !count.empty()) {
+        const auto value = ParseWhole(count);
+        if (!value || *value < -1 || *value == 0)
+            return E_INVALIDARG;
+        schedule.agingCount = *value;
+    }
+
+    const std::wstring mode = document.Text(L"/ScheduleInfo/NotificationInfo/@Mode");
+    if (!mode.empty() && mode != L"PARALLEL" && mode != L"SEQUENTIAL")
+        return E_INVALIDARG;
+    schedule.parallel = mode == L"PARALLEL";
+    for (std::size_t i = 1;; ++i) {
+        const std::wstring path = L"/ScheduleInfo/NotificationInfo/Notify[" + std::to_wstring(i) + L"]";
+        if (!document.Has(path))
+            break;
+        auto entry = ParseEntry(document, path);
+        if (!entry || i > MAXIMUM_ENTRIES)
+            return E_INVALIDARG;
+        schedule.entries.push_back(std::move(*entry));
+    }
+    return schedule.entries.empty() ? E_INVALIDARG : S_OK;
+}
+
+} // namespace keldan

@@ -1,0 +1,297 @@
+#include "platform/timer/TimerService.h"
+
+#include "common/results.h"
+#include "common/scope_exit.h"
+#include "platform/timer/ScheduleDocument.h"
+
+#include <objbase.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace keldan {
+
+namespace {
+
+using namespace std::chrono;
+
+constexpr std::size_t DELIVERIES_AT_ONCE = 8;
+// A change of the wall clock is noticed within this time.
+constexpr Milliseconds LONGEST_SLEEP = seconds(10);
+constexpr Milliseconds TIDYING_INTERVAL = minutes(5);
+constexpr Milliseconds TICKET_STALE_AFTER = days(30);
+constexpr Milliseconds TICKET_FORGOTTEN_AFTER = days(90);
+constexpr Milliseconds EXPIRED_FORGOTTEN_AFTER = days(30);
+
+void Report(const std::wstring& text) {
+    OutputDebugStringW((L"QXKeldanHost: " + text + L"\n").c_str());
+}
+
+// A name that was never given before: hexadecimal digits and dashes.
+std::wstring MakeName() {
+    GUID guid{};
+    if (FAILED(CoCreateGuid(&guid)))
+        return {};
+    wchar_t text[40];
+    StringFromGUID2(guid, text, ARRAYSIZE(text));
+    return std::wstring(text + 1, 36);
+}
+
+} // namespace
+
+TimerService::TimerService(Deliver deliver)
+    : deliver_(std::move(deliver)), wake_(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {}
+
+void TimerService::Stop() {
+    {
+        std::lock_guard lock(mutex_);
+        if (std::exchange(stopping_, true))
+            return;
+    }
+    Wake();
+    if (thread_.joinable())
+        thread_.join();
+    pool_.reset();
+    std::lock_guard lock(mutex_);
+    WriteChanges(ReadClocks());
+}
+
+Now TimerService::ReadClocks() const {
+    return {floor<Milliseconds>(system_clock::now()), floor<Milliseconds>(steady_clock::now().time_since_epoch())};
+}
+
+HRESULT TimerService::Start(const std::filesystem::path& folder) {
+    if (!wake_)
+        return E_OUTOFMEMORY;
+    std::lock_guard lock(mutex_);
+    TimerStore::Content content;
+    if (HRESULT result = store_.Open(folder, content); FAILED(result))
+        return result;
+    const Now now = ReadClocks();
+    GetTimeZoneInformation(&zone_);
+    tickets_ = std::move(content.tickets);
+    expired_ = std::move(content.expired);
+    for (Registration& registration : content.registrations)
+        scheduler_.Put(std::move(registration), now);
+    pool_ = std::make_unique<DeliveryPool>(DELIVERIES_AT_ONCE);
+    thread_ = std::thread([this] { Run(); });
+    return S_OK;
+}
+
+HRESULT TimerService::CheckTicket(const std::wstring& ticket, const Now& now) const {
+    const auto known = tickets_.find(ticket);
+    if (known == tickets_.end())
+        return vorna::PLATFORM_TICKET_UNKNOWN;
+    if (now.wall - known->second > TICKET_STALE_AFTER && !scheduler_.HoldsTicket(ticket))
+        return vorna::PLATFORM_TICKET_STALE;
+    return S_OK;
+}
+
+HRESULT TimerService::CheckId(const std::wstring& id) const {
+    if (scheduler_.Find(id))
+        return S_OK;
+    return expired_.contains(id) ? vorna::PLATFORM_ID_EXPIRED : vorna::PLATFORM_ID_UNKNOWN;
+}
+
+HRESULT TimerService::GetTicket(std::wstring& ticket) {
+    ticket.clear();
+    std::wstring made = MakeName();
+    if (made.empty())
+        return E_FAIL;
+    std::lock_guard lock(mutex_);
+    const Now now = ReadClocks();
+    if (HRESULT result = store_.Commit(TimerStore::Batch().PutTicket(made, now.wall)); FAILED(result))
+        return result;
+    tickets_[made] = now.wall;
+    ticket = std::move(made);
+    return S_OK;
+}
+
+HRESULT TimerService::Subscribe(const std::wstring& ticket, std::wstring_view document, std::wstring& id) {
+    id.clear();
+    Schedule schedule;
+    const HRESULT parsed = ParseScheduleDocument(document, schedule);
+    std::wstring made = MakeName();
+    if (made.empty())
+        return E_FAIL;
+    std::lock_guard lock(mutex_);
+    const Now now = ReadClocks();
+    if (HRESULT result = CheckTicket(ticket, now); FAILED(result))
+        return result;
+    if (FAILED(parsed))
+        return parsed;
+    Registration registration = scheduler_.Make(made, ticket, std::move(schedule), now);
+    if (HRESULT result = store_.Commit(TimerStore::Batch().Put(registration).PutTicket(ticket, now.wall));
+        FAILED(result))
+        return result;
+    tickets_[ticket] = now.wall;
+    scheduler_.Put(std::move(registration), now);
+    id = std::move(made);
+    Wake();
+    return S_OK;
+}
+
+HRESULT TimerService::Unsubscribe(const std::wstring& ticket, const std::wstring& id) {
+    std::lock_guard lock(mutex_);
+    const Now now = ReadClocks();
+    if (HRESULT result = CheckTicket(ticket, now); FAILED(result))
+        return result;
+    if (HRESULT result = CheckId(id); FAILED(result))
+        return result;
+    // The ticket of the registration was in use until now.
+    const std::wstring holder = scheduler_.Find(id)->ticket;
+    TimerStore::Batch batch;
+    batch.Remove(id).PutTicket(ticket, now.wall);
+    if (tickets_.contains(holder))
+        batch.PutTicket(holder, now.wall);
+    if (HRESULT result = store_.Commit(batch); FAILED(result))
+        return result;
+    tickets_[ticket] = now.wall;
+    if (tickets_.contains(holder))
+        tickets_[holder] = now.wall;
+    scheduler_.Remove(id);
+    Wake();
+    return S_OK;
+}
+
+HRESULT TimerService::Modify(const std::wstring& id, std::wstring_view document) {
+    Schedule schedule;
+    const HRESULT parsed = ParseScheduleDocument(document, schedule);
+    std::lock_guard lock(mutex_);
+    const Now now = ReadClocks();
+    if (HRESULT result = CheckId(id); FAILED(result))
+        return result;
+    if (FAILED(parsed))
+        return parsed;
+    Registration registration = scheduler_.Make(id, scheduler_.Find(id)->ticket, std::move(schedule), now);
+    if (HRESULT result = store_.Commit(TimerStore::Batch().Put(registration)); FAILED(result))
+        return result;
+    scheduler_.Put(std::move(registration), now);
+    Wake();
+    return S_OK;
+}
+
+std::size_t TimerService::RegistrationCount() const {
+    std::lock_guard lock(mutex_);
+    return scheduler_.size();
+}
+
+void TimerService::NoticeZone() {
+    TIME_ZONE_INFORMATION current{};
+    GetTimeZoneInformation(&current);
+    if (std::memcmp(&current, &zone_, sizeof current) == 0)
+        return;
+    zone_ = current;
+    scheduler_.ZoneChanged();
+}
+
+// All that happened since the last time in one commit: many ticks at once cost one flush.
+void TimerService::WriteChanges(const Now& now) {
+    Scheduler::Changes changes = scheduler_.TakeChanges();
+    if (pool_)
+        for (std::uint64_t number : changes.abandoned)
+            pool_->Abandon(number);
+    unwritten_.insert(unwritten_.end(), changes.progressed.begin(), changes.progressed.end());
+    TimerStore::Batch batch;
+    for (const std::wstring& id : unwritten_)
+        if (const Registration* registration = scheduler_.Find(id))
+            batch.PutProgress(*registration);
+    for (const Registration& registration : changes.ended) {
+        batch.Remove(registration.id).PutExpired(registration.id, now.wall).PutTicket(registration.ticket, now.wall);
+        expired_[registration.id] = now.wall;
+        tickets_[registration.ticket] = now.wall;
+    }
+    const HRESULT result = store_.Commit(batch);
+    if (SUCCEEDED(result))
+        unwritten_.clear();
+    else
+        Report(L"the progress of the timer's registrations cannot be written: " + std::to_wstring(result));
+}
+
+void TimerService::HandOut(std::vector<Call> calls) {
+    for (Call& call : calls) {
+        const std::uint64_t number = call.number;
+        try {
+            pool_->Add(number, [this, call = std::move(call)] { CarryOut(call); });
+        } catch (const std::exception&) {
+            // As if the client had failed: its attempts are counted, and the next tick comes.
+            scheduler_.Begin(number, ReadClocks());
+            scheduler_.Finish(number, E_OUTOFMEMORY, ReadClocks());
+        }
+    }
+}
+
+// On a thread of the pool, without the lock: the client may call back.
+void TimerService::CarryOut(const Call& call) {
+    HRESULT result = E_ABORT;
+    bool wanted = false;
+    {
+        std::lock_guard lock(mutex_);
+        wanted = !stopping_ && scheduler_.Begin(call.number, ReadClocks());
+    }
+    // The client's time has begun to run.
+    Wake();
+    if (!wanted)
+        return;
+    try {
+        result = deliver_(call.client, call.document);
+    } catch (...) {
+        result = E_FAIL;
+    }
+    {
+        std::lock_guard lock(mutex_);
+        scheduler_.Finish(call.number, result, ReadClocks());
+        deliveredSinceTidying_ = true;
+    }
+    Wake();
+}
+
+// What nobody needs any more: old tickets, the memory of expired registrations, libraries of clients.
+void TimerService::Tidy(const Now& now) {
+    nextTidying_ = now.steady + TIDYING_INTERVAL;
+    if (std::exchange(deliveredSinceTidying_, false))
+        CoFreeUnusedLibraries();
+    TimerStore::Batch batch;
+    std::erase_if(expired_, [&](const auto& entry) {
+        const bool old = now.wall - entry.second > EXPIRED_FORGOTTEN_AFTER;
+        if (old)
+            batch.RemoveExpired(entry.first);
+        return old;
+    });
+    std::erase_if(tickets_, [&](const auto& entry) {
+        const bool old = now.wall - entry.second > TICKET_FORGOTTEN_AFTER && !scheduler_.HoldsTicket(entry.first);
+        if (old)
+            batch.RemoveTicket(entry.first);
+        return old;
+    });
+    if (FAILED(store_.Commit(batch)))
+        Report(L"the timer's store cannot be written");
+}
+
+void TimerService::Run() {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    vorna::scope_exit leave([] { CoUninitialize(); });
+    for (;;) {
+        Milliseconds sleep = LONGEST_SLEEP;
+        try {
+            std::lock_guard lock(mutex_);
+            if (stopping_)
+                return;
+            const Now now = ReadClocks();
+            NoticeZone();
+            std::vector<Call> calls = scheduler_.Advance(now);
+            WriteChanges(now);
+            HandOut(std::move(calls));
+            if (now.steady >= nextTidying_)
+                Tidy(now);
+            // A disk that failed is tried again at the next turn.
+            sleep = std::min(sleep, scheduler_.UntilNext(ReadClocks()));
+        } catch (const std::exception&) {
+            Report(L"out of memory; the timer tries again");
+            sleep = seconds(1);
+        }
+        WaitForSingleObject(wake_.get(), static_cast<DWORD>(sleep.count()) + (sleep < LONGEST_SLEEP ? 1 : 0));
+    }
+}
+
+} // namespace keldan

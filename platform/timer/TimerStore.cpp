@@ -1,0 +1,106 @@
+#include "platform/timer/TimerStore.h"
+
+namespace keldan {
+
+namespace {
+
+// The kinds of records, as the first characters of their names.
+constexpr std::string_view REGISTRATION = "R/";
+// Apart from its registration, so that a tick writes little. Written for the first time with the first tick.
+constexpr std::string_view PROGRESS = "P/";
+constexpr std::string_view TICKET = "T/";
+constexpr std::string_view EXPIRED = "E/";
+
+// IDs and tickets are made here: letters, digits and dashes.
+std::string Name(std::string_view kind, const std::wstring& id) {
+    std::string name(kind);
+    for (wchar_t character : id)
+        name += static_cast<char>(character);
+    return name;
+}
+
+std::wstring IdOf(const std::string& name) {
+    return std::wstring(name.begin() + 2, name.end());
+}
+
+} // namespace
+
+TimerStore::Batch& TimerStore::Batch::Put(const Registration& registration) {
+    changes_.push_back({Name(REGISTRATION, registration.id), WriteRegistration(registration)});
+    changes_.push_back({Name(PROGRESS, registration.id), std::nullopt});
+    return *this;
+}
+
+TimerStore::Batch& TimerStore::Batch::PutProgress(const Registration& registration) {
+    changes_.push_back({Name(PROGRESS, registration.id), WriteProgress(registration.progress)});
+    return *this;
+}
+
+TimerStore::Batch& TimerStore::Batch::Remove(const std::wstring& id) {
+    changes_.push_back({Name(REGISTRATION, id), std::nullopt});
+    changes_.push_back({Name(PROGRESS, id), std::nullopt});
+    return *this;
+}
+
+TimerStore::Batch& TimerStore::Batch::PutTicket(const std::wstring& ticket, Instant used) {
+    changes_.push_back({Name(TICKET, ticket), WriteInstant(used)});
+    return *this;
+}
+
+TimerStore::Batch& TimerStore::Batch::RemoveTicket(const std::wstring& ticket) {
+    changes_.push_back({Name(TICKET, ticket), std::nullopt});
+    return *this;
+}
+
+TimerStore::Batch& TimerStore::Batch::PutExpired(const std::wstring& id, Instant when) {
+    changes_.push_back({Name(EXPIRED, id), WriteInstant(when)});
+    return *this;
+}
+
+TimerStore::Batch& TimerStore::Batch::RemoveExpired(const std::wstring& id) {
+    changes_.push_back({Name(EXPIRED, id), std::nullopt});
+    return *this;
+}
+
+bool TimerStore::Read(const Journal::Table& table, Content& content) {
+    for (const auto& [name, value] : table) {
+        if (name.starts_with(REGISTRATION)) {
+            auto registration = ReadRegistration(value);
+            if (!registration || registration->id != IdOf(name))
+                return false;
+            if (const auto progress = table.find(Name(PROGRESS, registration->id)); progress != table.end()) {
+                const auto read = ReadProgress(progress->second);
+                if (!read)
+                    return false;
+                registration->progress = *read;
+            }
+            content.registrations.push_back(std::move(*registration));
+        } else if (name.starts_with(TICKET) || name.starts_with(EXPIRED)) {
+            const auto instant = ReadInstant(value);
+            if (!instant)
+                return false;
+            (name.starts_with(TICKET) ? content.tickets : content.expired)[IdOf(name)] = *instant;
+        } else if (!name.starts_with(PROGRESS)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+HRESULT TimerStore::Open(const std::filesystem::path& folder, Content& content) {
+    content = {};
+    if (HRESULT result = journal_.Open(folder / L"timer.journal"); FAILED(result))
+        return result;
+    if (!Read(journal_.table(), content)) {
+        content = {};
+        if (HRESULT result = journal_.Discard(); FAILED(result))
+            return result;
+    }
+    if (journal_.state() == Journal::State::Damaged)
+        OutputDebugStringW((L"QXKeldanHost: the timer's registrations were damaged; the file was kept as " +
+                            journal_.setAside().wstring() + L"\n")
+                               .c_str());
+    return S_OK;
+}
+
+} // namespace keldan

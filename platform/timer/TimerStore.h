@@ -1,0 +1,51 @@
+// Tickets and registrations on disk. What a commit returned S_OK for is there after any end of the process.
+//
+// Not thread-safe; one process at a time.
+#pragma once
+
+#include "platform/journal/Journal.h"
+#include "platform/timer/Registration.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace keldan {
+
+class TimerStore {
+  public:
+    struct Content {
+        std::vector<Registration> registrations;
+        // When a ticket was last used.
+        std::map<std::wstring, Instant> tickets;
+        // When a registration reached its end.
+        std::map<std::wstring, Instant> expired;
+    };
+
+    // Collects what is written together, all of it or nothing.
+    class Batch {
+      public:
+        Batch& Put(const Registration& registration);
+        Batch& PutProgress(const Registration& registration);
+        Batch& Remove(const std::wstring& id);
+        Batch& PutTicket(const std::wstring& ticket, Instant used);
+        Batch& RemoveTicket(const std::wstring& ticket);
+        Batch& PutExpired(const std::wstring& id, Instant when);
+        Batch& RemoveExpired(const std::wstring& id);
+
+      private:
+        friend class TimerStore;
+        std::vector<Journal::Change> changes_;
+    };
+
+    // Reads the store in the folder. A damaged one is put aside, reported to the debugger output, and content is empty.
+    [[nodiscard]] HRESULT Open(const std::filesystem::path& folder, Content& content);
+    [[nodiscard]] HRESULT Commit(const Batch& batch) { return journal_.Commit(batch.changes_); }
+
+  private:
+    static bool Read(const Journal::Table& table, Content& content);
+
+    Journal journal_;
+};
+
+} // namespace keldan
