@@ -1,9 +1,9 @@
 #include "platform/timer/ScheduleDocument.h"
 
-#include "QXKeldan.h"
 #include "common/bstr.h"
 #include "common/com_ptr.h"
 #include "platform/timer/Registration.h"
+#include "platform/xml/XMLSimpleAccessor.h"
 
 #include <string>
 
@@ -60,10 +60,7 @@ std::optional<std::int32_t> ParseWhole(std::wstring_view text) {
 class Document {
   public:
     HRESULT Load(std::wstring_view text) {
-        HRESULT result = CoCreateInstance(__uuidof(XMLSimpleAccessor), nullptr, CLSCTX_INPROC_SERVER,
-                                          __uuidof(IXMLSimpleAccessor), accessor_.put_void());
-        if (FAILED(result))
-            return result;
+        accessor_.attach(new keldan::XMLSimpleAccessor());
         return FAILED(accessor_->Load(vorna::bstr(text).get())) ? E_INVALIDARG : S_OK;
     }
     std::wstring Text(const std::wstring& path) const { return std::wstring(Trimmed(Ask(path, KIND_TEXT))); }
@@ -79,7 +76,7 @@ class Document {
         return answer.str();
     }
 
-    vorna::com_ptr<IXMLSimpleAccessor> accessor_;
+    vorna::com_ptr<keldan::XMLSimpleAccessor> accessor_;
 };
 
 // A time span of an entry; the default where it is missing or zero.

@@ -1,0 +1,103 @@
+// The journal: what was committed is there, what was cut off never was, what is damaged is not used.
+#include "platform/journal/Journal.h"
+
+#include "support/Support.h"
+
+#include <fstream>
+
+namespace {
+
+using keldan::Journal;
+
+std::string ReadFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+// A file of three commits, and the tables that were there before and after each.
+struct Sample {
+    explicit Sample(const std::filesystem::path& path) {
+        Journal journal;
+        EXPECT_HR(S_OK, journal.Open(path));
+        const std::vector<std::vector<Journal::Change>> commits = {
+            {{"a", "one"}, {"b", std::string("t\0o", 3)}},
+            {{"a", std::nullopt}, {"c", ""}},
+            {{"b", "three"}},
+        };
+        tables.push_back(journal.table());
+        sizes.push_back(journal.fileSize());
+        for (const auto& commit : commits) {
+            EXPECT_HR(S_OK, journal.Commit(commit));
+            tables.push_back(journal.table());
+            sizes.push_back(journal.fileSize());
+        }
+    }
+    std::vector<Journal::Table> tables;
+    std::vector<std::uint64_t> sizes;
+};
+
+TEST(Journal, FileCutOffAnywhereHoldsTheCommitsThatAreWhole) {
+    support::TestFolder folder;
+    const auto path = folder.path() / "j";
+    const Sample sample(path);
+    const std::string bytes = ReadFile(path);
+    ASSERT_EQ(sample.sizes.back(), bytes.size());
+    for (std::size_t length = 0; length <= bytes.size(); ++length) {
+        WriteFile(path, bytes.substr(0, length));
+        std::size_t whole = 0;
+        while (whole + 1 < sample.sizes.size() && sample.sizes[whole + 1] <= length)
+            ++whole;
+        Journal journal;
+        ASSERT_HR(S_OK, journal.Open(path)) << length;
+        EXPECT_EQ(Journal::State::Good, journal.state()) << length;
+        EXPECT_EQ(sample.tables[whole], journal.table()) << length;
+        // And goes on from there.
+        ASSERT_HR(S_OK, journal.Commit({{"next", "value"}}));
+        Journal::Table expected = journal.table();
+        journal = Journal();
+        ASSERT_HR(S_OK, journal.Open(path));
+        EXPECT_EQ(expected, journal.table()) << length;
+    }
+}
+
+TEST(Journal, FileWithAnyByteChangedIsPutAsideAndNotUsed) {
+    support::TestFolder folder;
+    const auto path = folder.path() / "j";
+    const Sample sample(path);
+    const std::string bytes = ReadFile(path);
+    for (std::size_t place = 0; place < bytes.size(); ++place) {
+        std::string damaged = bytes;
+        damaged[place] = static_cast<char>(damaged[place] ^ 0x10);
+        WriteFile(path, damaged);
+        Journal journal;
+        ASSERT_HR(S_OK, journal.Open(path)) << place;
+        EXPECT_EQ(Journal::State::Damaged, journal.state()) << place;
+        EXPECT_TRUE(journal.table().empty()) << place;
+        EXPECT_EQ(damaged, ReadFile(journal.setAside())) << place;
+    }
+}
+
+TEST(Journal, FileStaysSmallHoweverOftenAValueIsWritten) {
+    support::TestFolder folder;
+    const auto path = folder.path() / "j";
+    Journal journal;
+    ASSERT_HR(S_OK, journal.Open(path));
+    ASSERT_HR(S_OK, journal.Commit({{"kept", "value"}}));
+    std::string large(5000, 'x');
+    for (int i = 0; i < 100; ++i) {
+        large[0] = static_cast<char>('a' + i % 26);
+        ASSERT_HR(S_OK, journal.Commit({{"often", large}}));
+        ASSERT_LT(journal.fileSize(), 80'000u);
+    }
+    const Journal::Table expected = journal.table();
+    journal = Journal();
+    ASSERT_HR(S_OK, journal.Open(path));
+    EXPECT_EQ(expected, journal.table());
+    EXPECT_EQ("value", journal.table().at("kept"));
+}
+
+} // namespace

@@ -1,0 +1,428 @@
+// The scheduler under a scripted clock: calendar, daylight saving, missed ticks, clocks that are set, retries, ends.
+#include "platform/timer/Scheduler.h"
+
+#include "platform/timer/ScheduleDocument.h"
+#include "support/Support.h"
+
+#include <algorithm>
+
+namespace {
+
+using namespace keldan;
+using namespace std::chrono;
+
+// Central Europe: one hour ahead, daylight saving from the last Sunday of March 02:00 to the last of October 03:00.
+TIME_ZONE_INFORMATION CentralEurope() {
+    TIME_ZONE_INFORMATION rules{};
+    rules.Bias = -60;
+    rules.DaylightBias = -60;
+    rules.DaylightDate.wMonth = 3;
+    rules.DaylightDate.wDay = 5;
+    rules.DaylightDate.wHour = 2;
+    rules.StandardDate.wMonth = 10;
+    rules.StandardDate.wDay = 5;
+    rules.StandardDate.wHour = 3;
+    return rules;
+}
+
+LocalTime Local(const wchar_t* text) {
+    return ParseLocalTime(text).value();
+}
+
+// An instant written in UTC.
+Instant Utc(const wchar_t* text) {
+    return Instant(Local(text).time_since_epoch());
+}
+
+Schedule Every(const wchar_t* frequency, const wchar_t* start) {
+    Schedule schedule;
+    schedule.start = Local(start);
+    schedule.frequency = ParseStep(frequency).value();
+    schedule.entries = {{L"Client.1", L"cookie", minutes(10), 0, seconds(5)}};
+    return schedule;
+}
+
+TEST(ScheduleCalendar, TicksFallWhereTheCalendarSays) {
+    struct {
+        const char* what;
+        const wchar_t* start;
+        const wchar_t* frequency;
+        int index;
+        const wchar_t* utc;
+    } const cases[] = {
+        {"31 January plus a month is the last of February", L"2027-1-31T9:0:0", L"P0Y1M0DT0H0M0S", 1,
+         L"2027-2-28T8:0:0"},
+        {"the clipped day does not drift", L"2027-1-31T9:0:0", L"P0Y1M0DT0H0M0S", 2, L"2027-3-31T7:0:0"},
+        {"a leap day comes back after four years", L"2028-2-29T12:0:0", L"P1Y0M0DT0H0M0S", 4, L"2032-2-29T11:0:0"},
+        {"and is the 28th between", L"2028-2-29T12:0:0", L"P1Y0M0DT0H0M0S", 1, L"2029-2-28T11:0:0"},
+        {"months carry into years", L"2027-11-15T0:0:0", L"P0Y3M0DT0H0M0S", 1, L"2028-2-14T23:0:0"},
+        {"nine stays nine when summer begins", L"2027-3-27T9:0:0", L"P0Y0M1DT0H0M0S", 1, L"2027-3-28T7:0:0"},
+        {"and when it ends", L"2027-10-30T9:0:0", L"P0Y0M1DT0H0M0S", 1, L"2027-10-31T8:0:0"},
+        {"a time that is skipped comes after the jump", L"2027-3-27T2:30:0", L"P0Y0M1DT0H0M0S", 1, L"2027-3-28T1:30:0"},
+        {"a time shown twice is its first showing", L"2027-10-30T2:30:0", L"P0Y0M1DT0H0M0S", 1, L"2027-10-31T0:30:0"},
+        {"and the day after is as ever", L"2027-10-30T2:30:0", L"P0Y0M1DT0H0M0S", 2, L"2027-11-1T1:30:0"},
+        {"24 hours are elapsed time, not a day", L"2027-3-27T9:0:0", L"P0Y0M0DT24H0M0S", 1, L"2027-3-28T8:0:0"},
+        {"calendar and elapsed parts add up", L"2027-1-31T0:0:0", L"P0Y1M1DT1H0M0S", 1, L"2027-3-1T0:0:0"},
+    };
+    const LocalZone zone(CentralEurope());
+    for (const auto& one : cases) {
+        Schedule schedule = Every(one.frequency, one.start);
+        schedule.origin = zone.ToInstant(schedule.start);
+        const Instant tick = schedule.TickAt(one.index, zone);
+        EXPECT_EQ(Utc(one.utc), tick) << one.what << ": off by " << (tick - Utc(one.utc)).count() / 1000 << " s";
+        EXPECT_EQ(one.index, schedule.FirstAfter(tick - Milliseconds(1), zone)) << one.what;
+        EXPECT_EQ(one.index + 1, schedule.FirstAfter(tick, zone)) << one.what;
+    }
+}
+
+TEST(ScheduleCalendar, FrequenciesBeyondTheCalendarNeverTickAgain) {
+    const LocalZone zone(CentralEurope());
+    Schedule schedule = Every(L"P65534Y65534M65534DT0H0M0S", L"2027-1-31T9:0:0");
+    EXPECT_EQ(NEVER, schedule.TickAt(1, zone));
+    EXPECT_EQ(1, schedule.FirstAfter(Utc(L"9000-1-1T0:0:0"), zone));
+}
+
+// Drives a scheduler by hand. Both clocks move together unless the wall clock is set.
+class Script {
+  public:
+    explicit Script(const wchar_t* utc) { now_.wall = Utc(utc); }
+
+    void Subscribe(Schedule schedule) {
+        scheduler_.Put(scheduler_.Make(L"id", L"ticket", std::move(schedule), now_), now_);
+    }
+    void Pass(Milliseconds time) {
+        now_.wall += time;
+        now_.steady += time;
+    }
+    void SetClock(const wchar_t* utc) { now_.wall = Utc(utc); }
+
+    // The calls that are due now, begun.
+    std::vector<Call> Calls() {
+        std::vector<Call> calls = scheduler_.Advance(now_);
+        for (const Call& call : calls)
+            EXPECT_TRUE(scheduler_.Begin(call.number, now_));
+        return calls;
+    }
+    // As many deliveries as are due now, each taken by the client at once.
+    int Deliver() {
+        int delivered = 0;
+        for (std::vector<Call> calls = Calls(); !calls.empty(); calls = Calls())
+            for (const Call& call : calls) {
+                scheduler_.Finish(call.number, S_OK, now_);
+                ++delivered;
+            }
+        return delivered;
+    }
+    // The instants of all deliveries within the time, the scheduler being asked when it wants to be.
+    std::vector<Instant> Run(Milliseconds time) {
+        std::vector<Instant> delivered;
+        const Milliseconds until = now_.steady + time;
+        for (;;) {
+            for (int i = Deliver(); i > 0; --i)
+                delivered.push_back(now_.wall);
+            const Milliseconds step = std::min(scheduler_.UntilNext(now_), Milliseconds(seconds(10)));
+            if (now_.steady + step > until)
+                break;
+            Pass(std::max(step, Milliseconds(1)));
+        }
+        Pass(until - now_.steady);
+        return delivered;
+    }
+    // The process ended and starts again with what had been written; nothing is known of the time between.
+    void Restart() {
+        Registration kept = *scheduler_.Find(L"id");
+        scheduler_ = Scheduler(LocalZone(CentralEurope()));
+        now_.steady = Milliseconds(12345);
+        scheduler_.Put(ReadRegistration(WriteRegistration(kept)).value(), now_);
+    }
+
+    Scheduler scheduler_{LocalZone(CentralEurope())};
+    Now now_;
+};
+
+TEST(Scheduler, DeliversEachTickOnce) {
+    Script script(L"2027-1-1T8:0:0");
+    script.Subscribe(Every(L"P0Y0M0DT0H5M0S", L"2027-1-1T9:5:0"));
+    EXPECT_EQ(minutes(5), script.scheduler_.UntilNext(script.now_));
+    const auto ticks = script.Run(hours(1));
+    ASSERT_EQ(12u, ticks.size());
+    EXPECT_EQ(Utc(L"2027-1-1T8:5:0"), ticks.front());
+    EXPECT_EQ(Utc(L"2027-1-1T9:0:0"), ticks.back());
+}
+
+TEST(Scheduler, CallbackNamesRegistrationAndCookieEscaped) {
+    Script script(L"2027-1-1T8:0:0");
+    Schedule schedule = Every(L"P0Y0M0DT0H5M0S", L"2027-1-1T9:0:0");
+    schedule.entries[0].parameter = L"a<b>&\"c'";
+    script.Subscribe(std::move(schedule));
+    const auto calls = script.Calls();
+    ASSERT_EQ(1u, calls.size());
+    EXPECT_EQ(L"<TimerEvent><SubscriptionID>id</SubscriptionID>"
+              L"<ClientCookie>a&lt;b&gt;&amp;&quot;c&apos;</ClientCookie></TimerEvent>",
+              calls[0].document);
+}
+
+TEST(Scheduler, MissedTicksAreDeliveredOnceAndThePhaseStays) {
+    for (bool restarted : {true, false}) {
+        SCOPED_TRACE(restarted ? "the process had ended" : "the machine slept");
+        Script script(L"2027-1-1T8:0:0");
+        script.Subscribe(Every(L"P0Y0M0DT0H5M0S", L"2027-1-1T9:5:0"));
+        EXPECT_EQ(1u, script.Run(minutes(7)).size());
+        script.now_.wall += hours(3);
+        if (restarted)
+            script.Restart();
+        EXPECT_EQ(1, script.Deliver());
+        const auto later = script.Run(minutes(5));
+        ASSERT_EQ(1u, later.size());
+        EXPECT_EQ(Utc(L"2027-1-1T11:10:0"), later[0]);
+    }
+}
+
+TEST(Scheduler, TickThatWasDeliveredIsNotDeliveredAgainAfterARestart) {
+    Script script(L"2027-1-1T8:0:0");
+    script.Subscribe(Every(L"P0Y0M0DT0H5M0S", L"2027-1-1T9:0:0"));
+    EXPECT_EQ(1, script.Deliver());
+    script.Restart();
+    EXPECT_EQ(0, script.Deliver());
+}
+
+TEST(Scheduler, TicksBeforeTheRegistrationDoNotCount) {
+    Script script(L"2027-1-1T8:0:0");
+    script.Subscribe(Every(L"P0Y0M1DT0H0M0S", L"2026-12-1T12:0:0"));
+    EXPECT_EQ(0, script.Deliver());
+    EXPECT_EQ(hours(3), script.scheduler_.UntilNext(script.now_));
+}
+
+TEST(Scheduler, NineOClockStaysNineOClockAcrossBothChangesOfDaylightSaving) {
+    for (const wchar_t* day : {L"2027-3-26T0:0:0", L"2027-10-29T0:0:0"}) {
+        Script script(day);
+        Schedule schedule = Every(L"P0Y0M1DT0H0M0S", day);
+        schedule.start += hours(9);
+        script.Subscribe(std::move(schedule));
+        const auto ticks = script.Run(days(5));
+        ASSERT_EQ(5u, ticks.size());
+        for (const Instant tick : ticks)
+            EXPECT_EQ(hours(9), floor<hours>(LocalZone(CentralEurope()).ToLocal(tick) -
+                                             floor<days>(LocalZone(CentralEurope()).ToLocal(tick))));
+    }
+}
+
+TEST(Scheduler, ClockThatIsSetBackNeitherDoublesNorStarves) {
+    struct {
+        const char* what;
+        const wchar_t* frequency;
+        Milliseconds period;
+        Milliseconds back;
+    } const cases[] = {
+        {"a minute, ten minutes back", L"P0Y0M0DT0H1M0S", minutes(1), minutes(10)},
+        {"a minute, half a minute back", L"P0Y0M0DT0H1M0S", minutes(1), seconds(30)},
+        {"a minute, a year back", L"P0Y0M0DT0H1M0S", minutes(1), days(365)},
+        {"an hour, a minute back", L"P0Y0M0DT1H0M0S", hours(1), minutes(1)},
+        {"a day, an hour back", L"P0Y0M1DT0H0M0S", days(1), hours(1)},
+        {"a day, three weeks back", L"P0Y0M1DT0H0M0S", days(1), days(21)},
+        {"a second, a minute back", L"P0Y0M0DT0H0M1S", seconds(1), minutes(1)},
+    };
+    for (bool restarted : {false, true})
+        for (const auto& one : cases) {
+            SCOPED_TRACE(std::string(one.what) + (restarted ? ", restarted" : ""));
+            Script script(L"2027-6-1T8:0:0");
+            script.Subscribe(Every(one.frequency, L"2027-6-1T10:0:0"));
+            EXPECT_EQ(1, script.Deliver());
+            Milliseconds last = script.now_.steady;
+            script.Pass(one.period / 10);
+            script.now_.wall -= one.back;
+            if (restarted) {
+                script.Restart();
+                last = script.now_.steady - one.period / 10;
+            }
+            for (int i = 0; i < 3; ++i) {
+                Milliseconds waited{};
+                while (script.Deliver() == 0 && waited < 3 * one.period) {
+                    const auto step = std::clamp(script.scheduler_.UntilNext(script.now_), Milliseconds(1),
+                                                 Milliseconds(seconds(10)));
+                    script.Pass(step);
+                    waited += step;
+                }
+                const Milliseconds gap = script.now_.steady - last;
+                EXPECT_GE(gap, one.period * 9 / 10) << i;
+                EXPECT_LE(gap, one.period * 2 + seconds(2)) << i;
+                last = script.now_.steady;
+            }
+        }
+}
+
+TEST(Scheduler, AppointmentInTheFutureStaysWhereTheClockIsSetBack) {
+    Script script(L"2027-6-1T8:0:0");
+    script.Subscribe(Every(L"P0Y0M0DT0H1M0S", L"2027-6-5T9:0:0"));
+    script.SetClock(L"2027-5-30T8:0:0");
+    EXPECT_EQ(0u, script.Run(days(2)).size());
+}
+
+TEST(Scheduler, FirstTickOfARegistrationMadeUnderAWrongClockIsNotLost) {
+    Script script(L"2037-6-1T8:0:0");
+    script.Subscribe(Every(L"P0Y0M0DT0H5M0S", L"2037-6-1T10:5:0"));
+    script.SetClock(L"2027-6-1T8:0:0");
+    EXPECT_EQ(2u, script.Run(minutes(10)).size());
+}
+
+TEST(Scheduler, RunningDeliveryAbsorbsTheTicksThatComeMeanwhile) {
+    Script script(L"2027-1-1T8:0:0");
+    script.Subscribe(Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:0:0"));
+    const auto first = script.Calls();
+    ASSERT_EQ(1u, first.size());
+    script.Pass(minutes(3));
+    EXPECT_TRUE(script.Calls().empty());
+    script.scheduler_.Finish(first[0].number, S_OK, script.now_);
+    EXPECT_EQ(1, script.Deliver());
+}
+
+TEST(Scheduler, FailedDeliveriesAreTriedAgainAndThenGivenUpUntilTheNextTick) {
+    Script script(L"2027-1-1T8:0:0");
+    Schedule schedule = Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:0:0");
+    schedule.entries[0].retryAttempts = 2;
+    script.Subscribe(std::move(schedule));
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        const auto calls = script.Calls();
+        ASSERT_EQ(1u, calls.size()) << attempt;
+        script.scheduler_.Finish(calls[0].number, E_FAIL, script.now_);
+        EXPECT_TRUE(script.Calls().empty());
+        if (attempt < 2)
+            script.Pass(seconds(5));
+    }
+    EXPECT_EQ(seconds(50), script.scheduler_.UntilNext(script.now_));
+    script.Pass(seconds(50));
+    EXPECT_EQ(1, script.Deliver());
+}
+
+TEST(Scheduler, NextTickMakesAnEndOfTheRetries) {
+    Script script(L"2027-1-1T8:0:0");
+    Schedule schedule = Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:0:0");
+    schedule.entries[0].retryAttempts = 5;
+    schedule.entries[0].retryFrequency = hours(1);
+    script.Subscribe(std::move(schedule));
+    script.scheduler_.Finish(script.Calls().at(0).number, E_FAIL, script.now_);
+    EXPECT_TRUE(script.Calls().empty());
+    EXPECT_EQ(minutes(1), script.scheduler_.UntilNext(script.now_));
+    script.Pass(minutes(1));
+    EXPECT_EQ(1, script.Deliver());
+}
+
+TEST(Scheduler, ClientThatHangsIsNotWaitedForAndNotCalledTwiceAtATime) {
+    Script script(L"2027-1-1T8:0:0");
+    Schedule schedule = Every(L"P0Y0M0DT1H0M0S", L"2027-1-1T9:0:0");
+    schedule.entries.push_back({L"Client.2", L"", minutes(10), 0, seconds(5)});
+    script.Subscribe(std::move(schedule));
+    const auto hanging = script.Calls();
+    ASSERT_EQ(1u, hanging.size());
+    EXPECT_EQ(minutes(10), script.scheduler_.UntilNext(script.now_));
+    script.Pass(minutes(10));
+    const auto second = script.Calls();
+    ASSERT_EQ(1u, second.size());
+    EXPECT_EQ(L"Client.2", second[0].client);
+    EXPECT_EQ(std::vector{hanging[0].number}, script.scheduler_.TakeChanges().abandoned);
+    script.scheduler_.Finish(second[0].number, S_OK, script.now_);
+
+    script.Pass(minutes(50));
+    const auto next = script.Calls();
+    ASSERT_EQ(1u, next.size());
+    EXPECT_EQ(L"Client.2", next[0].client);
+    script.scheduler_.Finish(next[0].number, S_OK, script.now_);
+
+    script.scheduler_.Finish(hanging[0].number, S_OK, script.now_);
+    script.Pass(hours(1));
+    EXPECT_EQ(2, script.Deliver());
+}
+
+TEST(Scheduler, ModeDecidesWhetherEntriesAreCalledTogether) {
+    for (bool parallel : {true, false}) {
+        Script script(L"2027-1-1T8:0:0");
+        Schedule schedule = Every(L"P0Y0M0DT1H0M0S", L"2027-1-1T9:0:0");
+        schedule.parallel = parallel;
+        schedule.entries.push_back({L"Client.2", L"", minutes(10), 0, seconds(5)});
+        script.Subscribe(std::move(schedule));
+        EXPECT_EQ(parallel ? 2u : 1u, script.Calls().size());
+    }
+}
+
+TEST(Scheduler, EntriesThatATickReachedAreNotReachedAgainAfterARestart) {
+    Script script(L"2027-1-1T8:0:0");
+    Schedule schedule = Every(L"P0Y0M0DT1H0M0S", L"2027-1-1T9:0:0");
+    schedule.entries.push_back({L"Client.2", L"", minutes(10), 0, seconds(5)});
+    script.Subscribe(std::move(schedule));
+    script.scheduler_.Finish(script.Calls().at(0).number, S_OK, script.now_);
+    script.Restart();
+    const auto calls = script.Calls();
+    ASSERT_EQ(1u, calls.size());
+    EXPECT_EQ(L"Client.2", calls[0].client);
+}
+
+TEST(Scheduler, NothingIsDeliveredAfterTheEnd) {
+    struct {
+        const char* what;
+        const wchar_t* end;
+        int count;
+        std::size_t delivered;
+    } const cases[] = {
+        {"an end between ticks", L"2027-1-1T9:2:30", -1, 3},
+        {"an end on a tick", L"2027-1-1T9:2:0", -1, 2},
+        {"a count", nullptr, 2, 2},
+        {"whichever comes first", L"2027-1-1T9:0:30", 2, 1},
+    };
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.what);
+        Script script(L"2027-1-1T8:0:0");
+        Schedule schedule = Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:0:0");
+        if (one.end)
+            schedule.end = Local(one.end);
+        schedule.agingCount = one.count;
+        script.Subscribe(std::move(schedule));
+        EXPECT_EQ(one.delivered, script.Run(minutes(5)).size());
+        const auto changes = script.scheduler_.TakeChanges();
+        ASSERT_EQ(1u, changes.ended.size());
+        EXPECT_EQ(L"id", changes.ended[0].id);
+        EXPECT_EQ(nullptr, script.scheduler_.Find(L"id"));
+    }
+}
+
+TEST(Scheduler, TickMissedUntilAfterTheEndIsNotDelivered) {
+    Script script(L"2027-1-1T8:0:0");
+    Schedule schedule = Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:1:0");
+    schedule.end = Local(L"2027-1-1T9:30:0");
+    script.Subscribe(std::move(schedule));
+    script.now_.wall += hours(1);
+    script.Restart();
+    EXPECT_EQ(0, script.Deliver());
+}
+
+TEST(Scheduler, RemovedRegistrationBeginsNoCallThatWasHandedOut) {
+    Script script(L"2027-1-1T8:0:0");
+    script.Subscribe(Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:0:0"));
+    const auto calls = script.scheduler_.Advance(script.now_);
+    ASSERT_EQ(1u, calls.size());
+    script.scheduler_.Remove(L"id");
+    EXPECT_FALSE(script.scheduler_.Begin(calls[0].number, script.now_));
+}
+
+TEST(Scheduler, ModificationWaitsForTheCallOfTheEarlierSchedule) {
+    Script script(L"2027-1-1T8:0:0");
+    script.Subscribe(Every(L"P0Y0M0DT1H0M0S", L"2027-1-1T9:0:0"));
+    const auto first = script.Calls();
+    script.Subscribe(Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:0:0"));
+    EXPECT_TRUE(script.Calls().empty());
+    script.scheduler_.Finish(first.at(0).number, S_OK, script.now_);
+    EXPECT_EQ(1u, script.Calls().size());
+}
+
+TEST(ScheduleTexts, DateTimesAndDurationsThatAreNoneAreRefused) {
+    for (const wchar_t* text : {L"", L"2027", L"2027-13-1T0:0:0", L"2027-2-29T0:0:0", L"2027-1-1T24:0:0",
+                                L"2027-1-1T0:60:0", L"2027-1-1T0:0:60", L"2027-1-1T0:0:0x", L" 2027-1-1T0:0:0",
+                                L"-2027-1-1T0:0:0", L"2027-1-1 0:0:0", L"12027-1-1T0:0:0", L"0-0-0T0:0:0"})
+        EXPECT_FALSE(ParseLocalTime(text)) << support::Narrow(text);
+    for (const wchar_t* text : {L"", L"P", L"PT", L"5M", L"P5", L"P-1Y", L"P65535Y0M0DT0H0M0S", L"P1D1M", L"PT1M1M",
+                                L"P1DT1D", L"P0Y0M0DT0H5M0S ", L"P99999999999Y"})
+        EXPECT_FALSE(ParseStep(text)) << support::Narrow(text);
+    EXPECT_EQ((CalendarStep{1, 2, 3, 4, 5, 6}), ParseStep(L"P1Y2M3DT4H5M6S"));
+    EXPECT_EQ((CalendarStep{0, 0, 0, 0, 5, 0}), ParseStep(L"PT5M"));
+}
+
+} // namespace

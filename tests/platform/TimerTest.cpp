@@ -1,0 +1,430 @@
+// The timer of the real host process, over COM: it starts by itself, calls back, and loses nothing when it is killed.
+#include "QXKeldan.h"
+#include "VornaLib.h"
+#include "common/bstr.h"
+#include "common/com_server.h"
+#include "common/results.h"
+#include "common/unique_any.h"
+#include "platform/timer/ClientCall.h"
+#include "support/Support.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <fstream>
+#include <mutex>
+#include <optional>
+
+namespace {
+
+using vorna::bstr;
+using vorna::com_ptr;
+
+constexpr wchar_t RECEIVER[] = L"QXKELDAN.TimerTestReceiver";
+constexpr CLSID CLSID_RECEIVER = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x01}};
+constexpr std::chrono::seconds PATIENCE(60);
+
+// The callbacks that reached this program.
+class Inbox {
+  public:
+    HRESULT Take(BSTR document) {
+        std::lock_guard lock(mutex_);
+        documents_.push_back(std::wstring(vorna::view_of(document)));
+        arrived_.notify_all();
+        if (failures_ == 0)
+            return S_OK;
+        --failures_;
+        return E_FAIL;
+    }
+    void FailNext(int times) {
+        std::lock_guard lock(mutex_);
+        failures_ = times;
+    }
+    void Clear() {
+        std::lock_guard lock(mutex_);
+        documents_.clear();
+        failures_ = 0;
+    }
+    std::size_t Count(const std::wstring& id) {
+        std::lock_guard lock(mutex_);
+        return CountLocked(id);
+    }
+    // Waits until so many callbacks of the registration have come.
+    bool WaitFor(const std::wstring& id, std::size_t count) {
+        std::unique_lock lock(mutex_);
+        return arrived_.wait_for(lock, PATIENCE, [&] { return CountLocked(id) >= count; });
+    }
+    std::wstring Last() {
+        std::lock_guard lock(mutex_);
+        return documents_.empty() ? L"" : documents_.back();
+    }
+
+  private:
+    std::size_t CountLocked(const std::wstring& id) const {
+        std::size_t count = 0;
+        for (const std::wstring& document : documents_)
+            if (document.find(L"<SubscriptionID>" + id + L"</SubscriptionID>") != std::wstring::npos)
+                ++count;
+        return count;
+    }
+
+    std::mutex mutex_;
+    std::condition_variable arrived_;
+    std::vector<std::wstring> documents_;
+    int failures_ = 0;
+};
+
+Inbox inbox;
+
+class Receiver : public vorna::com_object<Receiver, IComBaseClient> {
+  public:
+    STDMETHODIMP Deliver(BSTR document, BSTR* error) override {
+        if (error)
+            *error = nullptr;
+        return inbox.Take(document);
+    }
+};
+
+void SetClassesText(const std::wstring& key, const std::wstring& text) {
+    RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), nullptr, REG_SZ, text.c_str(),
+                    static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+}
+
+void RegisterProgId(const std::wstring& progId, const CLSID& clsid) {
+    wchar_t guid[40];
+    StringFromGUID2(clsid, guid, ARRAYSIZE(guid));
+    SetClassesText(progId + L"\\CLSID", guid);
+    // Only a class that runs already can be had.
+    SetClassesText(std::wstring(L"CLSID\\") + guid + L"\\LocalServer32", L"C:\\no-such-program.exe");
+}
+
+// A class of this program that other processes reach, for the life of the object.
+class RunningClass {
+  public:
+    template <typename Class>
+    static RunningClass Of(const CLSID& clsid, DWORD context) {
+        com_ptr<IUnknown> factory;
+        vorna::get_class_factory<Class>(IID_IUnknown, factory.put_void());
+        RunningClass running;
+        EXPECT_HR(S_OK, CoRegisterClassObject(clsid, factory.get(), context, REGCLS_MULTIPLEUSE, &running.cookie_));
+        return running;
+    }
+    RunningClass(RunningClass&& other) noexcept : cookie_(std::exchange(other.cookie_, 0)) {}
+    ~RunningClass() {
+        if (cookie_ != 0)
+            CoRevokeClassObject(cookie_);
+    }
+
+  private:
+    RunningClass() = default;
+    DWORD cookie_ = 0;
+};
+
+DWORD RunHost(const std::wstring& option) {
+    std::wstring command = L"\"" + (support::BinFolder() / "QXKeldanHost.exe").wstring() + L"\" " + option;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
+        return ~0u;
+    const vorna::unique_handle handle(process.hProcess);
+    const vorna::unique_handle thread(process.hThread);
+    WaitForSingleObject(handle.get(), INFINITE);
+    DWORD code = ~0u;
+    GetExitCodeProcess(handle.get(), &code);
+    return code;
+}
+
+std::wstring LocalText(int secondsFromNow) {
+    FILETIME file{};
+    SYSTEMTIME local{};
+    GetLocalTime(&local);
+    SystemTimeToFileTime(&local, &file);
+    ULARGE_INTEGER ticks{{file.dwLowDateTime, file.dwHighDateTime}};
+    ticks.QuadPart += static_cast<ULONGLONG>(secondsFromNow * 10'000'000LL);
+    file = {ticks.LowPart, ticks.HighPart};
+    FileTimeToSystemTime(&file, &local);
+    wchar_t text[64];
+    swprintf(text, ARRAYSIZE(text), L"%d-%d-%dT%d:%d:%d", local.wYear, local.wMonth, local.wDay, local.wHour,
+             local.wMinute, local.wSecond);
+    return text;
+}
+
+struct Document {
+    std::wstring start = LocalText(0);
+    std::wstring frequency = L"P0Y0M0DT0H0M1S";
+    std::wstring aging;
+    std::wstring mode = L"SEQUENTIAL";
+    std::wstring type = L"COM";
+    std::wstring client = RECEIVER;
+    std::wstring parameter = L"cookie";
+    std::wstring rest;
+
+    std::wstring Text() const {
+        return L"<ScheduleInfo><Schedule>\t<StartDateTime>" + start + L"</StartDateTime>\t<Frequency>" + frequency +
+               L"</Frequency>\t</Schedule>" + aging + L"<NotificationInfo Mode=\"" + mode + L"\"><Notify type=\"" +
+               type + L"\">\t<Client>" + client + L"</Client>\t<Parameter>" + parameter + L"</Parameter>" + rest +
+               L"</Notify></NotificationInfo></ScheduleInfo>";
+    }
+    // Once now, and not again while the test runs.
+    static Document Once() {
+        Document document;
+        document.frequency = L"P0Y0M1DT0H0M0S";
+        return document;
+    }
+};
+
+class Timer : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        support::RegisterPlatform();
+        com_ptr<ITypeLib> library;
+        // The interface of the callbacks marshals by it; where the component is installed it brings its own.
+        ASSERT_HR(S_OK,
+                  LoadTypeLibEx((support::BinFolder() / "VornaLib.tlb").c_str(), REGKIND_REGISTER, library.put()));
+        RegisterProgId(RECEIVER, CLSID_RECEIVER);
+    }
+    void SetUp() override {
+        inbox.Clear();
+        Connect();
+        bstr ticket;
+        ASSERT_HR(S_OK, timer_->GetTicket(ticket.put()));
+        ticket_ = ticket.str();
+    }
+    void TearDown() override {
+        timer_.reset();
+        EXPECT_EQ(0u, RunHost(L"/stop"));
+    }
+
+    void Connect() {
+        CLSID clsid{};
+        ASSERT_HR(S_OK, CLSIDFromProgID(L"QXKELDAN.ZEBTimer", &clsid));
+        ASSERT_HR(S_OK, CoCreateInstance(clsid, nullptr, CLSCTX_ALL, __uuidof(IZEBTimer), timer_.put_void()));
+    }
+    std::wstring Subscribe(const Document& document) {
+        bstr id;
+        EXPECT_HR(S_OK, TrySubscribe(ticket_, document.Text(), id));
+        return id.str();
+    }
+    HRESULT TrySubscribe(const std::wstring& ticket, const std::wstring& document, bstr& id) {
+        return timer_->Subscribe(bstr(ticket).get(), bstr(document).get(), id.put());
+    }
+    HRESULT Unsubscribe(const std::wstring& id) { return timer_->Unsubscribe(bstr(ticket_).get(), bstr(id).get()); }
+    HRESULT Modify(const std::wstring& id, const std::wstring& document) {
+        return timer_->Modify(bstr(id).get(), bstr(document).get());
+    }
+    DWORD HostId() {
+        DWORD id = 0;
+        std::ifstream(folder_.path() / "host.pid") >> id;
+        return id;
+    }
+    void KillHost() {
+        const vorna::unique_handle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, HostId()));
+        ASSERT_TRUE(process);
+        ASSERT_TRUE(TerminateProcess(process.get(), 9));
+        WaitForSingleObject(process.get(), INFINITE);
+        timer_.reset();
+    }
+    // So long that everything that is due has been delivered: two ticks of another registration.
+    void WaitForTwoTicks() {
+        const std::wstring marker = Subscribe({});
+        EXPECT_TRUE(inbox.WaitFor(marker, 2));
+        EXPECT_HR(S_OK, Unsubscribe(marker));
+    }
+
+    support::TestFolder folder_;
+    support::PlatformData data_{folder_.path()};
+    RunningClass receiver_ = RunningClass::Of<Receiver>(CLSID_RECEIVER, CLSCTX_LOCAL_SERVER);
+    com_ptr<IZEBTimer> timer_;
+    std::wstring ticket_;
+};
+
+TEST_F(Timer, CallsBackUntilItIsUnsubscribed) {
+    Document document;
+    document.parameter = L"5 &lt; 6 &amp; \"7\"";
+    const std::wstring id = Subscribe(document);
+    ASSERT_TRUE(inbox.WaitFor(id, 2));
+    EXPECT_EQ(L"<TimerEvent><SubscriptionID>" + id +
+                  L"</SubscriptionID><ClientCookie>5 &lt; 6 &amp; &quot;7&quot;</ClientCookie></TimerEvent>",
+              inbox.Last());
+    EXPECT_HR(S_OK, Unsubscribe(id));
+    const std::size_t before = inbox.Count(id);
+    WaitForTwoTicks();
+    // One may have been on its way.
+    EXPECT_LE(inbox.Count(id), before + 1);
+    EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Unsubscribe(id));
+    EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Modify(id, document.Text()));
+}
+
+TEST_F(Timer, KilledHostComesBackWithItsRegistrationsAndTickets) {
+    const std::wstring first = Subscribe({});
+    ASSERT_TRUE(inbox.WaitFor(first, 1));
+    // Killed the very moment that the answer is there.
+    const std::wstring second = Subscribe({});
+    KillHost();
+    inbox.Clear();
+    Connect();
+    EXPECT_TRUE(inbox.WaitFor(first, 2));
+    EXPECT_TRUE(inbox.WaitFor(second, 2));
+    EXPECT_HR(S_OK, Unsubscribe(first));
+    EXPECT_HR(S_OK, Unsubscribe(second));
+    KillHost();
+    Connect();
+    EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Unsubscribe(first));
+}
+
+TEST_F(Timer, TickMissedWhileNoHostRanIsDeliveredOnce) {
+    Document document = Document::Once();
+    document.start = LocalText(2);
+    const std::wstring id = Subscribe(document);
+    KillHost();
+    EXPECT_EQ(0u, inbox.Count(id));
+    const vorna::unique_handle due(CreateWaitableTimerW(nullptr, TRUE, nullptr));
+    LARGE_INTEGER later{};
+    later.QuadPart = -25'000'000;
+    ASSERT_TRUE(SetWaitableTimer(due.get(), &later, 0, nullptr, nullptr, FALSE));
+    WaitForSingleObject(due.get(), INFINITE);
+    Connect();
+    EXPECT_TRUE(inbox.WaitFor(id, 1));
+    WaitForTwoTicks();
+    EXPECT_EQ(1u, inbox.Count(id));
+    KillHost();
+    Connect();
+    WaitForTwoTicks();
+    EXPECT_EQ(1u, inbox.Count(id)) << "a delivered tick came again after a kill";
+}
+
+TEST_F(Timer, FailedDeliveryIsTriedAgainAsOftenAsTheDocumentSays) {
+    inbox.FailNext(3);
+    Document document = Document::Once();
+    document.rest = L"<Retry><RetryFrequency>P0Y0M0DT0H0M1S</RetryFrequency><RetryAttempts>2</RetryAttempts></Retry>";
+    const std::wstring id = Subscribe(document);
+    EXPECT_TRUE(inbox.WaitFor(id, 3));
+    WaitForTwoTicks();
+    EXPECT_EQ(3u, inbox.Count(id));
+}
+
+TEST_F(Timer, ClientThatCannotBeCreatedDisturbsNobody) {
+    Document absent;
+    absent.client = L"QXKELDAN.NoSuchClass";
+    Subscribe(absent);
+    const std::wstring id = Subscribe({});
+    EXPECT_TRUE(inbox.WaitFor(id, 2));
+}
+
+TEST_F(Timer, ModifiedScheduleReplacesTheOldOne) {
+    Document distant;
+    distant.start = LocalText(86400);
+    const std::wstring id = Subscribe(distant);
+    EXPECT_EQ(0u, inbox.Count(id));
+    Document close;
+    close.parameter = L"another";
+    EXPECT_HR(S_OK, Modify(id, close.Text()));
+    ASSERT_TRUE(inbox.WaitFor(id, 1));
+    EXPECT_NE(std::wstring::npos, inbox.Last().find(L"<ClientCookie>another</ClientCookie>"));
+}
+
+TEST_F(Timer, ExpiredRegistrationIsRememberedAsExpired) {
+    Document document;
+    document.aging = L"<Aging><AgingCount>2</AgingCount></Aging>";
+    const std::wstring id = Subscribe(document);
+    ASSERT_TRUE(inbox.WaitFor(id, 2));
+    WaitForTwoTicks();
+    EXPECT_EQ(2u, inbox.Count(id));
+    EXPECT_HR(vorna::PLATFORM_ID_EXPIRED, Modify(id, document.Text()));
+    KillHost();
+    Connect();
+    EXPECT_HR(vorna::PLATFORM_ID_EXPIRED, Unsubscribe(id));
+}
+
+TEST_F(Timer, RefusesWhatIsNoSchedule) {
+    struct {
+        const char* what;
+        void (*spoil)(Document&);
+    } const cases[] = {
+        {"no start", [](Document& d) { d.start.clear(); }},
+        {"a start that is no date", [](Document& d) { d.start = L"2027-2-30T0:0:0"; }},
+        {"no frequency", [](Document& d) { d.frequency.clear(); }},
+        {"a frequency of zero", [](Document& d) { d.frequency = L"P0Y0M0DT0H0M0S"; }},
+        {"a negative frequency", [](Document& d) { d.frequency = L"P0Y0M0DT0H-5M0S"; }},
+        {"an end that is no date", [](Document& d) { d.aging = L"<Aging><EndDateTime>x</EndDateTime></Aging>"; }},
+        {"a count of zero", [](Document& d) { d.aging = L"<Aging><AgingCount>0</AgingCount></Aging>"; }},
+        {"an unknown mode", [](Document& d) { d.mode = L"SIDEWAYS"; }},
+        {"an unknown type", [](Document& d) { d.type = L"FAX"; }},
+        {"an empty client", [](Document& d) { d.client.clear(); }},
+        {"negative attempts", [](Document& d) { d.rest = L"<Retry><RetryAttempts>-1</RetryAttempts></Retry>"; }},
+        {"a timeout that is none", [](Document& d) { d.rest = L"<NotifyTimeout>soon</NotifyTimeout>"; }},
+        {"markup that is not well-formed", [](Document& d) { d.rest = L"<Retry>"; }},
+    };
+    const std::wstring id = Subscribe(Document::Once());
+    for (const auto& one : cases) {
+        Document document;
+        one.spoil(document);
+        bstr none;
+        EXPECT_HR(E_INVALIDARG, TrySubscribe(ticket_, document.Text(), none)) << one.what;
+        EXPECT_EQ(nullptr, none.get()) << one.what;
+        EXPECT_HR(E_INVALIDARG, Modify(id, document.Text())) << one.what;
+    }
+    for (const wchar_t* document : {L"", L"<ScheduleInfo/>", L"<Other/>"}) {
+        bstr none;
+        EXPECT_HR(E_INVALIDARG, TrySubscribe(ticket_, document, none));
+    }
+    bstr none;
+    EXPECT_HR(vorna::PLATFORM_TICKET_UNKNOWN, TrySubscribe(L"no such ticket", Document().Text(), none));
+    EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Unsubscribe(L"no such ID"));
+    EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Modify(L"no such ID", Document().Text()));
+}
+
+TEST_F(Timer, OneHostServesAFolder) {
+    const DWORD id = HostId();
+    EXPECT_EQ(0u, RunHost(L"-Embedding"));
+    EXPECT_EQ(id, HostId());
+    EXPECT_HR(S_OK, Unsubscribe(Subscribe(Document::Once())));
+    timer_.reset();
+    EXPECT_EQ(0u, RunHost(L"/stop"));
+    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "host.pid"));
+    EXPECT_EQ(0u, RunHost(L"/stop"));
+}
+
+TEST_F(Timer, DamagedRegistrationsAreKeptAsideAndTheHostServes) {
+    Subscribe(Document::Once());
+    KillHost();
+    {
+        std::fstream file(folder_.path() / "timer.journal", std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(60);
+        file.put('?');
+    }
+    Connect();
+    bstr id;
+    EXPECT_HR(vorna::PLATFORM_TICKET_UNKNOWN, TrySubscribe(ticket_, Document().Text(), id));
+    int kept = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.path()))
+        kept += entry.path().filename().wstring().starts_with(L"timer.journal.damaged");
+    EXPECT_EQ(1, kept);
+}
+
+class Faulty : public vorna::com_object<Faulty, IComBaseClient> {
+  public:
+    STDMETHODIMP Deliver(BSTR, BSTR*) override {
+        *static_cast<volatile int*>(nullptr) = 1;
+        return S_OK;
+    }
+};
+
+class Mute : public vorna::com_object<Mute, IPersist> {
+  public:
+    STDMETHODIMP GetClassID(CLSID*) override { return E_NOTIMPL; }
+};
+
+TEST(ClientCall, ClientsThatCannotTakeADocumentAreFailuresOnly) {
+    constexpr CLSID faulty = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x02}};
+    constexpr CLSID mute = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x03}};
+    RegisterProgId(L"QXKELDAN.TimerTestFaulty", faulty);
+    RegisterProgId(L"QXKELDAN.TimerTestMute", mute);
+    const auto first = RunningClass::Of<Faulty>(faulty, CLSCTX_INPROC_SERVER);
+    const auto second = RunningClass::Of<Mute>(mute, CLSCTX_INPROC_SERVER);
+    EXPECT_HR(E_UNEXPECTED, keldan::DeliverToClient(L"QXKELDAN.TimerTestFaulty", L"<a/>"));
+    EXPECT_HR(E_NOINTERFACE, keldan::DeliverToClient(L"QXKELDAN.TimerTestMute", L"<a/>"));
+    EXPECT_HR(CO_E_CLASSSTRING, keldan::DeliverToClient(L"QXKELDAN.NoSuchClass", L"<a/>"));
+}
+
+} // namespace
