@@ -65,15 +65,15 @@ HRESULT Host::OpenClasses() {
             HRESULT result = entry.getClassFactory(IID_IUnknown, factory.put_void());
             DWORD cookie = 0;
             if (SUCCEEDED(result))
-                result = CoRegisterClassObject(entry.clsid, factory.get(), CLSCTX_LOCAL_SERVER,
-                                               REGCLS_MULTIPLEUSE | REGCLS_SUSPENDED, &cookie);
+                result =
+                    CoRegisterClassObject(entry.clsid, factory.get(), CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE, &cookie);
             if (FAILED(result))
                 return result;
             classes_.push_back(cookie);
         }
     // The factories themselves count as uses.
     usesWithoutClients_ = static_cast<long>(classes_.size());
-    return CoResumeClassObjects();
+    return S_OK;
 }
 
 void Host::CloseClasses() {

@@ -21,7 +21,7 @@ using vorna::com_ptr;
 
 constexpr wchar_t RECEIVER[] = L"QXKELDAN.TimerTestReceiver";
 constexpr CLSID CLSID_RECEIVER = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x01}};
-constexpr std::chrono::seconds PATIENCE(60);
+constexpr std::chrono::seconds PATIENCE(20);
 
 // The callbacks that reached this program.
 class Inbox {
@@ -177,15 +177,18 @@ class Timer : public testing::Test {
   protected:
     static void SetUpTestSuite() {
         support::RegisterPlatform();
+        // The interface of the callbacks marshals by its type library; where the component is installed it brings its
+        // own.
+        const std::wstring file = (support::BinFolder() / "VornaLib.tlb").wstring();
         com_ptr<ITypeLib> library;
-        // The interface of the callbacks marshals by it; where the component is installed it brings its own.
-        ASSERT_HR(S_OK,
-                  LoadTypeLibEx((support::BinFolder() / "VornaLib.tlb").c_str(), REGKIND_REGISTER, library.put()));
+        ASSERT_HR(S_OK, LoadTypeLibEx(file.c_str(), REGKIND_REGISTER, library.put()));
+        // Wine's marshaller looks for the neutral language only.
+        SetClassesText(L"TypeLib\\{3C9F4A0E-52B7-4D0B-A6BE-91D1E60F7B30}\\1.0\\0\\win32", file);
         RegisterProgId(RECEIVER, CLSID_RECEIVER);
     }
     void SetUp() override {
         inbox.Clear();
-        Connect();
+        ASSERT_NO_FATAL_FAILURE(Connect());
         bstr ticket;
         ASSERT_HR(S_OK, timer_->GetTicket(ticket.put()));
         ticket_ = ticket.str();
@@ -195,6 +198,7 @@ class Timer : public testing::Test {
         EXPECT_EQ(0u, RunHost(L"/stop"));
     }
 
+    // Starts the host where none runs.
     void Connect() {
         CLSID clsid{};
         ASSERT_HR(S_OK, CLSIDFromProgID(L"QXKELDAN.ZEBTimer", &clsid));
