@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <thread>
 
 namespace keldan {
 
@@ -18,6 +19,7 @@ using namespace std::chrono;
 // A host with no registrations and no client ends after this time.
 constexpr seconds IDLE_BEFORE_END(30);
 constexpr milliseconds IDLE_CHECK = seconds(5);
+constexpr seconds LINGER(3);
 
 void Report(const wchar_t* text, HRESULT result) {
     wchar_t code[16];
@@ -32,22 +34,28 @@ Host::Host(std::filesystem::path folder) : folder_(std::move(folder)) {
     components_.push_back(new HostedTimer());
 }
 
+std::vector<server_class> Host::Classes() const {
+    std::vector<server_class> classes;
+    for (const HostedComponent* component : components_)
+        for (const server_class& entry : component->Classes())
+            classes.push_back(entry);
+    return classes;
+}
+
 HRESULT Host::Register() const {
     const std::wstring path = vorna::this_module_path();
     HRESULT result = RegisterTypeLibrary(path);
-    for (const HostedComponent* component : components_)
-        for (const server_class& entry : component->Classes())
-            if (SUCCEEDED(result))
-                result = RegisterServerClass(entry, ServerKind::LocalServer, path);
+    for (const server_class& entry : Classes())
+        if (SUCCEEDED(result))
+            result = RegisterServerClass(entry, ServerKind::LocalServer, path);
     return result;
 }
 
 HRESULT Host::Unregister() const {
     HRESULT result = UnregisterTypeLibrary(vorna::this_module_path());
-    for (const HostedComponent* component : components_)
-        for (const server_class& entry : component->Classes())
-            if (const HRESULT one = UnregisterServerClass(entry); SUCCEEDED(result))
-                result = one;
+    for (const server_class& entry : Classes())
+        if (const HRESULT one = UnregisterServerClass(entry); SUCCEEDED(result))
+            result = one;
     return result;
 }
 
@@ -58,33 +66,8 @@ HRESULT Host::StartComponents() {
     return S_OK;
 }
 
-HRESULT Host::OpenClasses() {
-    for (const HostedComponent* component : components_)
-        for (const server_class& entry : component->Classes()) {
-            vorna::com_ptr<IUnknown> factory;
-            HRESULT result = entry.getClassFactory(IID_IUnknown, factory.put_void());
-            DWORD cookie = 0;
-            if (SUCCEEDED(result))
-                result =
-                    CoRegisterClassObject(entry.clsid, factory.get(), CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE, &cookie);
-            if (FAILED(result))
-                return result;
-            classes_.push_back(cookie);
-        }
-    // The factories themselves count as uses.
-    usesWithoutClients_ = static_cast<long>(classes_.size());
-    return S_OK;
-}
-
-void Host::CloseClasses() {
-    for (DWORD cookie : classes_)
-        CoRevokeClassObject(cookie);
-    classes_.clear();
-    usesWithoutClients_ = 0;
-}
-
-bool Host::InUse() const {
-    if (vorna::module_uses > usesWithoutClients_)
+bool Host::InUse(const ClassObjects& classes) const {
+    if (vorna::module_uses > classes.uses())
         return true;
     for (const HostedComponent* component : components_)
         if (component->HasRegistrations())
@@ -102,40 +85,53 @@ int Host::Run() {
     // A folder that cannot be made shows when the first component opens its file.
     std::filesystem::create_directories(folder_, ignored);
     HostSignals signals(folder_);
-    if (!signals.TakePlace())
+    if (!signals.TakePlace()) {
+        // A client gives up as soon as the process that COM started for it has ended: it is left the time to find the
+        // class objects of the host that serves.
+        std::this_thread::sleep_for(LINGER);
         return 0;
+    }
     WritePid();
+    ClassObjects classes(signals.renew());
     HRESULT result = StartComponents();
     if (FAILED(result))
         Report(L"a component cannot start:", result);
-    if (SUCCEEDED(result) && FAILED(result = OpenClasses()))
+    if (SUCCEEDED(result) && FAILED(result = classes.Open(Classes())))
         Report(L"the classes cannot be registered:", result);
-
-    bool ending = FAILED(result);
-    if (!ending)
+    if (SUCCEEDED(result)) {
         signals.SetServing(true);
-    auto lastUse = steady_clock::now();
-    while (!ending) {
-        const bool asked = signals.WaitForStop(static_cast<DWORD>(IDLE_CHECK.count()));
-        if (InUse())
-            lastUse = steady_clock::now();
-        if (!asked && steady_clock::now() - lastUse < IDLE_BEFORE_END)
-            continue;
+        Serve(signals, classes);
         signals.SetServing(false);
-        CloseClasses();
-        ending = true;
-        // A client that came in through the closing door is served.
-        if (!asked && InUse()) {
-            ending = FAILED(OpenClasses());
-            signals.SetServing(!ending);
-            lastUse = steady_clock::now();
-        }
     }
-    CloseClasses();
+    classes.Close();
     for (HostedComponent* component : components_)
         component->Stop();
     std::filesystem::remove(folder_ / "host.pid", ignored);
     return SUCCEEDED(result) ? 0 : 1;
+}
+
+// Until somebody wants the host to end, or nobody has needed it for a while.
+void Host::Serve(HostSignals& signals, ClassObjects& classes) const {
+    auto lastUse = steady_clock::now();
+    for (;;) {
+        const HostSignals::Wish wish = signals.WaitForWish(static_cast<DWORD>(IDLE_CHECK.count()));
+        if (wish == HostSignals::Wish::Stop)
+            return;
+        if (wish == HostSignals::Wish::Renew)
+            if (const HRESULT result = classes.Renew(); FAILED(result))
+                Report(L"the classes cannot be registered again:", result);
+        if (wish == HostSignals::Wish::Renew || InUse(classes))
+            lastUse = steady_clock::now();
+        if (steady_clock::now() - lastUse < IDLE_BEFORE_END)
+            continue;
+        signals.SetServing(false);
+        classes.Close();
+        // A client that came in through the closing door is served.
+        if (!InUse(classes) || FAILED(classes.Open(Classes())))
+            return;
+        signals.SetServing(true);
+        lastUse = steady_clock::now();
+    }
 }
 
 } // namespace keldan

@@ -2,11 +2,14 @@
 // classes, and ends when it is asked to or when nobody needs it.
 #pragma once
 
+#include "platform/host/ClassObjects.h"
 #include "platform/host/HostedComponent.h"
 
 #include <vector>
 
 namespace keldan {
+
+class HostSignals;
 
 class Host {
   public:
@@ -21,15 +24,13 @@ class Host {
 
   private:
     [[nodiscard]] HRESULT StartComponents();
-    [[nodiscard]] HRESULT OpenClasses();
-    void CloseClasses();
-    bool InUse() const;
+    std::vector<server_class> Classes() const;
+    bool InUse(const ClassObjects& classes) const;
     void WritePid() const;
+    void Serve(HostSignals& signals, ClassObjects& classes) const;
 
     const std::filesystem::path folder_;
     std::vector<HostedComponent*> components_;
-    std::vector<DWORD> classes_;
-    long usesWithoutClients_ = 0;
 };
 
 } // namespace keldan

@@ -41,7 +41,8 @@ bool Owned(DWORD wait) {
 HostSignals::HostSignals(const std::filesystem::path& folder)
     : place_(Checked(CreateMutexW(nullptr, FALSE, Name(folder, L"place").c_str()))),
       serving_(Checked(CreateEventW(nullptr, TRUE, FALSE, Name(folder, L"serving").c_str()))),
-      stop_(Checked(CreateEventW(nullptr, TRUE, FALSE, Name(folder, L"stop").c_str()))) {}
+      stop_(Checked(CreateEventW(nullptr, TRUE, FALSE, Name(folder, L"stop").c_str()))),
+      renew_(Checked(CreateEventW(nullptr, FALSE, FALSE, Name(folder, L"renew").c_str()))) {}
 
 HostSignals::~HostSignals() {
     if (taken_)
@@ -55,6 +56,8 @@ bool HostSignals::TakePlace() {
     if (taken_) {
         ResetEvent(serving_.get());
         ResetEvent(stop_.get());
+    } else {
+        SetEvent(renew_.get());
     }
     return taken_;
 }
@@ -63,8 +66,16 @@ void HostSignals::SetServing(bool serving) {
     serving ? SetEvent(serving_.get()) : ResetEvent(serving_.get());
 }
 
-bool HostSignals::WaitForStop(DWORD milliseconds) const {
-    return WaitForSingleObject(stop_.get(), milliseconds) == WAIT_OBJECT_0;
+HostSignals::Wish HostSignals::WaitForWish(DWORD milliseconds) const {
+    const HANDLE handles[] = {stop_.get(), renew_.get()};
+    switch (WaitForMultipleObjects(2, handles, FALSE, milliseconds)) {
+    case WAIT_OBJECT_0:
+        return Wish::Stop;
+    case WAIT_OBJECT_0 + 1:
+        return Wish::Renew;
+    default:
+        return Wish::None;
+    }
 }
 
 bool HostSignals::StopHost(const std::filesystem::path& folder) {

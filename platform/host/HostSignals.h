@@ -16,12 +16,16 @@ class HostSignals {
     HostSignals(const HostSignals&) = delete;
     HostSignals& operator=(const HostSignals&) = delete;
 
-    // Waits until this process has the place (true) or another one serves already, or for too long (false).
+    // Waits until this process has the place (true) or another one serves already, or for too long (false). In the
+    // second case the other one is asked to renew its class objects: COM would not have started this process if it had
+    // found them.
     bool TakePlace();
     // Whether clients reach this host.
     void SetServing(bool serving);
-    // True when somebody asked the host to end, within the time.
-    bool WaitForStop(DWORD milliseconds) const;
+    enum class Wish { None, Renew, Stop };
+    // What somebody asked of the host within the time.
+    Wish WaitForWish(DWORD milliseconds) const;
+    HANDLE renew() const { return renew_.get(); }
 
     // Asks the host of the folder to end and waits until it has. True also where there is none.
     static bool StopHost(const std::filesystem::path& folder);
@@ -30,6 +34,7 @@ class HostSignals {
     vorna::unique_handle place_;
     vorna::unique_handle serving_;
     vorna::unique_handle stop_;
+    vorna::unique_handle renew_;
     bool taken_ = false;
 };
 

@@ -1,0 +1,82 @@
+#include "platform/host/ClassObjects.h"
+
+#include "common/com_server.h"
+
+#include <objbase.h>
+
+#include <utility>
+
+namespace keldan {
+
+namespace {
+
+// A class factory that tells when it was used.
+class ObservedFactory : public vorna::com_object<ObservedFactory, IClassFactory> {
+  public:
+    ObservedFactory(vorna::com_ptr<IClassFactory> factory, HANDLE used) : factory_(std::move(factory)), used_(used) {}
+
+    STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
+        const HRESULT result = factory_->CreateInstance(outer, iid, object);
+        SetEvent(used_);
+        return result;
+    }
+    STDMETHODIMP LockServer(BOOL lock) override { return factory_->LockServer(lock); }
+
+  private:
+    const vorna::com_ptr<IClassFactory> factory_;
+    const HANDLE used_;
+};
+
+bool UnderWine() {
+    const HMODULE system = GetModuleHandleW(L"ntdll.dll");
+    return system && GetProcAddress(system, "wine_get_version") != nullptr;
+}
+
+} // namespace
+
+ClassObjects::ClassObjects(HANDLE renew) : renew_(renew), singleUse_(UnderWine()) {}
+
+HRESULT ClassObjects::Open(std::vector<server_class> classes) {
+    classes_.swap(classes);
+    return Register();
+}
+
+HRESULT ClassObjects::Renew() {
+    if (!singleUse_)
+        return S_OK;
+    Revoke();
+    return Register();
+}
+
+void ClassObjects::Close() {
+    Revoke();
+    classes_.clear();
+}
+
+HRESULT ClassObjects::Register() {
+    for (const server_class& entry : classes_) {
+        vorna::com_ptr<IClassFactory> plain;
+        HRESULT result = entry.getClassFactory(IID_IClassFactory, plain.put_void());
+        if (FAILED(result))
+            return result;
+        vorna::com_ptr<IClassFactory> observed;
+        observed.attach(new ObservedFactory(std::move(plain), renew_));
+        DWORD cookie = 0;
+        result = CoRegisterClassObject(entry.clsid, observed.get(), CLSCTX_LOCAL_SERVER,
+                                       singleUse_ ? REGCLS_SINGLEUSE : REGCLS_MULTIPLEUSE, &cookie);
+        if (FAILED(result))
+            return result;
+        cookies_.push_back(cookie);
+    }
+    // Two objects a class.
+    uses_ = 2 * static_cast<long>(cookies_.size());
+    return S_OK;
+}
+
+void ClassObjects::Revoke() {
+    for (DWORD cookie : std::exchange(cookies_, {}))
+        CoRevokeClassObject(cookie);
+    uses_ = 0;
+}
+
+} // namespace keldan

@@ -1,0 +1,41 @@
+// The class objects of this process, as COM hands them to clients.
+//
+// Wine's COM service keeps the class objects of a process that was killed, and goes on handing them to clients, who
+// then never start the process again. There each registration is good for one activation and is renewed behind it:
+// after a kill one activation fails at most, and the next one starts the process.
+#pragma once
+
+#include "common/unique_any.h"
+#include "platform/module/Registration.h"
+
+#include <vector>
+
+namespace keldan {
+
+// One thread.
+class ClassObjects {
+  public:
+    // renew: an event that is set when a registration has been used up.
+    explicit ClassObjects(HANDLE renew);
+    ~ClassObjects() { Close(); }
+    ClassObjects(const ClassObjects&) = delete;
+    ClassObjects& operator=(const ClassObjects&) = delete;
+
+    [[nodiscard]] HRESULT Open(std::vector<server_class> classes);
+    [[nodiscard]] HRESULT Renew();
+    void Close();
+    // What they add to the count of uses of this module.
+    long uses() const { return uses_; }
+
+  private:
+    [[nodiscard]] HRESULT Register();
+    void Revoke();
+
+    const HANDLE renew_;
+    const bool singleUse_;
+    std::vector<server_class> classes_;
+    std::vector<DWORD> cookies_;
+    long uses_ = 0;
+};
+
+} // namespace keldan
