@@ -7,6 +7,7 @@
 // Exit code 0: done. Nothing is shown.
 #include "common/scope_exit.h"
 #include "common/unique_any.h"
+#include "platform/data/DataFolder.h"
 #include "platform/host/Host.h"
 #include "platform/host/HostSignals.h"
 
@@ -18,16 +19,8 @@
 
 namespace {
 
-std::filesystem::path DataFolder() {
-    wchar_t text[1024];
-    DWORD size = sizeof text;
-    std::wstring folder = L"%ProgramData%\\Ostrevane\\QXKeldan";
-    if (RegGetValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Ostrevane\\QXKeldan", L"DataFolder", RRF_RT_REG_SZ, nullptr, text,
-                     &size) == ERROR_SUCCESS)
-        folder = text;
-    if (ExpandEnvironmentStringsW(folder.c_str(), text, ARRAYSIZE(text)) != 0)
-        folder = text;
-    return folder;
+std::filesystem::path Folder() {
+    return keldan::DataFolder::Configured().path();
 }
 
 // The option without its dash or slash, in lower case; empty where there is none.
@@ -46,11 +39,11 @@ std::wstring Option() {
 int Run() {
     const std::wstring option = Option();
     if (option == L"stop")
-        return keldan::HostSignals::StopHost(DataFolder()) ? 0 : 1;
+        return keldan::HostSignals::StopHost(Folder()) ? 0 : 1;
     if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)))
         return 1;
     vorna::scope_exit leave([] { CoUninitialize(); });
-    keldan::Host host(DataFolder());
+    keldan::Host host(Folder());
     if (option == L"regserver")
         return SUCCEEDED(host.Register()) ? 0 : 1;
     if (option == L"unregserver")
