@@ -14,12 +14,21 @@ constexpr LCID TYPE_LIBRARY_LOCALE = 0x409;
 // LIBID_VornaLib, as the interface definition gives it.
 constexpr GUID TYPE_LIBRARY = {0x3C9F4A0E, 0x52B7, 0x4D0B, {0xA6, 0xBE, 0x91, 0xD1, 0xE6, 0x0F, 0x7B, 0x30}};
 
+// Where marshalling looks that knows only the neutral locale (Wine does); the library itself is of locale 0x409.
+constexpr wchar_t NEUTRAL_KEY[] = L"TypeLib\\{3C9F4A0E-52B7-4D0B-A6BE-91D1E60F7B30}\\1.0\\0";
+
 HRESULT RegisterTypeLibrary(const std::wstring& modulePath) {
     vorna::com_ptr<ITypeLib> library;
-    return LoadTypeLibEx(modulePath.c_str(), REGKIND_REGISTER, library.put());
+    HRESULT result = LoadTypeLibEx(modulePath.c_str(), REGKIND_REGISTER, library.put());
+    if (FAILED(result))
+        return result;
+    return HRESULT_FROM_WIN32(RegSetKeyValueW(HKEY_CLASSES_ROOT, (std::wstring(NEUTRAL_KEY) + L"\\win32").c_str(),
+                                              nullptr, REG_SZ, modulePath.c_str(),
+                                              static_cast<DWORD>((modulePath.size() + 1) * sizeof(wchar_t))));
 }
 
 HRESULT UnregisterTypeLibrary() {
+    RegDeleteTreeW(HKEY_CLASSES_ROOT, NEUTRAL_KEY);
     HRESULT result = UnRegisterTypeLib(TYPE_LIBRARY, 1, 0, TYPE_LIBRARY_LOCALE, SYS_WIN32);
     // Not being registered is what was asked for.
     return result == TYPE_E_REGISTRYACCESS ? S_OK : result;
