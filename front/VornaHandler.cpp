@@ -1,9 +1,9 @@
 #include "front/VornaHandler.h"
 
 #include "common/Logging.h"
-#include "common/ProcessorFault.h"
 #include "common/bstr.h"
 #include "common/results.h"
+#include "front/HandlerFrame.h"
 #include "src/SubscriptionInfo.h"
 #include "subscription/Subscription.h"
 
@@ -13,20 +13,6 @@
 namespace vorna {
 
 namespace {
-
-// The frame of the three operations.
-template <typename Work>
-HRESULT Guarded(CPWStringBuffer& errorText, Work work) {
-    try {
-        return work();
-    } catch (const processor_fault&) {
-        throw;
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
-        errorText = L"Unknown Exception Occured";
-        return RESULT_EXCEPTION;
-    }
-}
 
 // Skips leading delimiters, takes the text up to the next one and moves past it.
 std::wstring_view NextToken(std::wstring_view text, size_t& position, std::wstring_view delimiters) {

@@ -1,11 +1,11 @@
 // The way of a callback: to its subscription, to the maintenance pass, or back to a sender that nobody wants to hear.
 
 #include "common/Logging.h"
-#include "common/ProcessorFault.h"
 #include "common/VornaCommon.h"
 #include "common/bstr.h"
 #include "common/platformservices.h"
 #include "common/results.h"
+#include "front/HandlerFrame.h"
 #include "front/VornaHandler.h"
 #include "subscription/RegistrationLock.h"
 #include "subscription/Subscription.h"
@@ -61,7 +61,7 @@ bool HasReachedEnd(std::wstring_view endDate) {
 
 HRESULT VornaHandler::HandleCallBack(BSTR eventInfo, CPWStringBuffer& errorText) {
     VORNA_SCOPE_TRACE("VornaHandler::HandleCallBack");
-    try {
+    return Guarded(errorText, [&]() -> HRESULT {
         CallBack callBack;
         callBack.document = view_of(eventInfo);
         if (HRESULT result = ReadCallBack(callBack, errorText); result != S_OK)
@@ -77,13 +77,7 @@ HRESULT VornaHandler::HandleCallBack(BSTR eventInfo, CPWStringBuffer& errorText)
             return E_FAIL;
         }
         return Dispatch(callBack, errorText);
-    } catch (const processor_fault&) {
-        throw;
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
-        errorText = L"Unknown Exception Occured";
-        return RESULT_EXCEPTION;
-    }
+    });
 }
 
 HRESULT VornaHandler::ReadCallBack(CallBack& callBack, CPWStringBuffer& errorText) {

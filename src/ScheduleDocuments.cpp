@@ -2,6 +2,7 @@
 
 #include "common/Logging.h"
 #include "common/XmlAccessor.h"
+#include "common/XmlEscape.h"
 
 #include <cwchar>
 
@@ -48,22 +49,6 @@ ElementText Fill(const wchar_t* format, Values... values) {
     return std::wstring(buffer, static_cast<size_t>(length));
 }
 
-// The accessor is given markup: what a text holds of it must come out as characters again.
-std::wstring EscapeText(std::wstring_view text) {
-    std::wstring escaped;
-    for (wchar_t character : text) {
-        if (character == L'&')
-            escaped += L"&amp;";
-        else if (character == L'<')
-            escaped += L"&lt;";
-        else if (character == L'>')
-            escaped += L"&gt;";
-        else
-            escaped += character;
-    }
-    return escaped;
-}
-
 // The document under construction. Once a step has failed, the rest does nothing and the result is no text.
 class ElementBuilder {
   public:
@@ -79,7 +64,7 @@ class ElementBuilder {
     }
 
     void InsertText(const wchar_t* xpath, const std::wstring& text) {
-        if (usable_ && !text.empty() && accessor_.Set(xpath, EscapeText(text), XmlChange::Insert) != S_OK) {
+        if (usable_ && !text.empty() && accessor_.Set(xpath, EscapeXmlText(text), XmlChange::Insert) != S_OK) {
             VORNA_LOG(LOG_TRACE, "XMLSet failed!! Inserting : %S at %SFailed", text.c_str(), xpath);
             usable_ = false;
         }

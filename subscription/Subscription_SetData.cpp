@@ -2,6 +2,7 @@
 
 #include "common/Logging.h"
 #include "common/ProcessorFault.h"
+#include "common/XmlEscape.h"
 #include "common/bstr.h"
 #include "common/platformservices.h"
 #include "common/results.h"
@@ -30,21 +31,6 @@ HRESULT ReadAttribute(IZEBServiceObject& service, AttributeGetter getter, std::w
 bool IsUsableIdentity(std::wstring_view value) {
     return !value.empty() && value != L"." && value != L".." && value.find_first_of(L"\\/:*?\"<>|&") == value.npos &&
            std::none_of(value.begin(), value.end(), [](wchar_t letter) { return letter < L' '; });
-}
-
-std::wstring EscapeText(std::wstring_view text) {
-    std::wstring escaped;
-    for (wchar_t letter : text) {
-        if (letter == L'&')
-            escaped += L"&amp;";
-        else if (letter == L'<')
-            escaped += L"&lt;";
-        else if (letter == L'>')
-            escaped += L"&gt;";
-        else
-            escaped += letter;
-    }
-    return escaped;
 }
 
 HRESULT ReadAttributes(IUnknown* service, ServiceAttributes& attributes, CPWStringBuffer& errorText) {
@@ -81,9 +67,9 @@ HRESULT ReadAttributes(IUnknown* service, ServiceAttributes& attributes, CPWStri
     (void)ReadAttribute(*object.get(), &IZEBServiceObject::get_friendlyName, friendlyName);
     attributes.serviceXml = L"<service><portID>" + attributes.portID + L"</portID><serviceId>" + attributes.serviceId +
                             L"</serviceId><serviceURI>" + attributes.serviceURI +
-                            L"</serviceURI><additionalInfo><model>" + EscapeText(model) + L"</model><address>" +
-                            EscapeText(address) + L"</address><addressType>" + EscapeText(addressType) +
-                            L"</addressType><friendlyName>" + EscapeText(friendlyName) +
+                            L"</serviceURI><additionalInfo><model>" + EscapeXmlText(model) + L"</model><address>" +
+                            EscapeXmlText(address) + L"</address><addressType>" + EscapeXmlText(addressType) +
+                            L"</addressType><friendlyName>" + EscapeXmlText(friendlyName) +
                             L"</friendlyName></additionalInfo></service>";
     return S_OK;
 }
