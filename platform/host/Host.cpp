@@ -1,6 +1,7 @@
 #include "platform/host/Host.h"
 
 #include "common/com_server.h"
+#include "platform/data/DataFolder.h"
 #include "platform/host/HostSignals.h"
 #include "platform/host/HostedTimer.h"
 
@@ -81,9 +82,10 @@ void Host::WritePid() const {
 }
 
 int Host::Run() {
-    std::error_code ignored;
-    // A folder that cannot be made shows when the first component opens its file.
-    std::filesystem::create_directories(folder_, ignored);
+    if (const HRESULT result = CreateFolder(folder_.wstring()); FAILED(result)) {
+        Report(L"the data folder cannot be made:", result);
+        return 1;
+    }
     HostSignals signals(folder_);
     if (!signals.TakePlace()) {
         // A client gives up as soon as the process that COM started for it has ended: it is left the time to find the
@@ -106,6 +108,7 @@ int Host::Run() {
     classes.Close();
     for (HostedComponent* component : components_)
         component->Stop();
+    std::error_code ignored;
     std::filesystem::remove(folder_ / "host.pid", ignored);
     return SUCCEEDED(result) ? 0 : 1;
 }

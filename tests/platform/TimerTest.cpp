@@ -224,7 +224,7 @@ class Timer : public testing::Test {
     }
     DWORD HostId() {
         DWORD id = 0;
-        std::ifstream(folder_.path() / "host.pid") >> id;
+        std::ifstream(dataFolder_ / "host.pid") >> id;
         return id;
     }
     void KillHost() {
@@ -242,7 +242,9 @@ class Timer : public testing::Test {
     }
 
     support::TestFolder folder_;
-    support::PlatformData data_{folder_.path()};
+    // Not there before the host makes it.
+    const std::filesystem::path dataFolder_ = folder_.path() / "platform" / "data";
+    support::PlatformData data_{dataFolder_};
     RunningClass receiver_ = RunningClass::Of<Receiver>(CLSID_RECEIVER, CLSCTX_LOCAL_SERVER);
     com_ptr<IZEBTimer> timer_;
     std::wstring ticket_;
@@ -391,7 +393,7 @@ TEST_F(Timer, OneHostServesAFolder) {
     EXPECT_HR(S_OK, Unsubscribe(Subscribe(Document::Once())));
     timer_.reset();
     EXPECT_EQ(0u, RunHost(L"/stop"));
-    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "host.pid"));
+    EXPECT_FALSE(std::filesystem::exists(dataFolder_ / "host.pid"));
     EXPECT_EQ(0u, RunHost(L"/stop"));
 }
 
@@ -399,7 +401,7 @@ TEST_F(Timer, DamagedRegistrationsAreKeptAsideAndTheHostServes) {
     Subscribe(Document::Once());
     KillHost();
     {
-        std::fstream file(folder_.path() / "timer.journal", std::ios::in | std::ios::out | std::ios::binary);
+        std::fstream file(dataFolder_ / "timer.journal", std::ios::in | std::ios::out | std::ios::binary);
         file.seekp(60);
         file.put('?');
     }
@@ -407,7 +409,7 @@ TEST_F(Timer, DamagedRegistrationsAreKeptAsideAndTheHostServes) {
     bstr id;
     EXPECT_HR(vorna::PLATFORM_TICKET_UNKNOWN, TrySubscribe(ticket_, Document().Text(), id));
     int kept = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_.path()))
+    for (const auto& entry : std::filesystem::directory_iterator(dataFolder_))
         kept += entry.path().filename().wstring().starts_with(L"timer.journal.damaged");
     EXPECT_EQ(1, kept);
 }
