@@ -167,6 +167,8 @@ bool SparseBuilder::CopyAncestor(Ancestor& ancestor) {
         VORNA_LOG(LOG_TRACE, "documentNode->appendChild failed");
         return false;
     }
+    if (auto element = copy.try_as<IXMLDOMElement>())
+        marked_.push_back(std::move(element));
     copies_.push_back({ancestor.number, std::move(copy)});
     elements_.push_back(false);
     return true;
@@ -230,21 +232,28 @@ void SparseBuilder::WriteMark(IXMLDOMElement* element, int number) const {
 }
 
 void SparseBuilder::RemoveMarks() {
-    bstr marked(L"//*[@" + mark_.str() + L"]");
+    for (const auto& element : marked_)
+        element->removeAttribute(mark_.get());
+    marked_.clear();
+}
+
+void SparseBuilder::RemoveMarks(IXMLDOMDocument2* target, std::wstring_view mark) {
+    const bstr name(mark);
+    const bstr path(L"//*[@" + name.str() + L"]");
     com_ptr<IXMLDOMNodeList> nodes;
     long count = 0;
-    if (target_->selectNodes(marked.get(), nodes.put()) != S_OK || nodes->get_length(&count) != S_OK)
+    if (target->selectNodes(path.get(), nodes.put()) != S_OK || nodes->get_length(&count) != S_OK)
         return;
     // Collected first: a list may be read from the document as it goes.
     std::vector<com_ptr<IXMLDOMElement>> elements;
     for (long i = 0; i < count; ++i) {
         com_ptr<IXMLDOMNode> node;
         nodes->get_item(i, node.put());
-        elements.push_back(node.try_as<IXMLDOMElement>());
+        if (auto element = node.try_as<IXMLDOMElement>())
+            elements.push_back(std::move(element));
     }
     for (const auto& element : elements)
-        if (element)
-            element->removeAttribute(mark_.get());
+        element->removeAttribute(name.get());
 }
 
 } // namespace vorna

@@ -27,8 +27,10 @@ class SparseBuilder {
     // S_FALSE: the node was not mounted (logged); the target is as far as it was built.
     HRESULT Mount(IXMLDOMNode* selected);
 
-    // Removes every attribute with the name of the marks from the target.
+    // Removes the marks of this builder from the target.
     void RemoveMarks();
+    // Removes every attribute of the name from the target.
+    static void RemoveMarks(IXMLDOMDocument2* target, std::wstring_view mark);
 
     // False where the node stands beside others directly under the document; such a node is not mounted (logged).
     static bool MayStandAlone(IXMLDOMNode* selected);
@@ -69,6 +71,7 @@ class SparseBuilder {
     // The node mounted last, while its parent is the bottom copy; the number that marks what lies inside it, or 0.
     com_ptr<IXMLDOMNode> last_;
     int inside_ = 0;
+    std::vector<com_ptr<IXMLDOMElement>> marked_;
     std::vector<bool> elements_;
 };
 

@@ -33,9 +33,12 @@ HRESULT CreateDocument(com_ptr<IXMLDOMDocument2>& document) {
 }
 
 // The declarations of xml as the platform's accessor gives them. Only a document's declarations bear on its list, so
-// the accessor is given a document of just these: parsing the whole text twice would double the cost.
-std::wstring NamespaceList(std::wstring_view xml) {
+// the accessor is given a document of just these: parsing the whole text twice would double the cost. An xpath without
+// a colon has no prefix that a list could explain.
+std::wstring NamespaceList(std::wstring_view xml, std::wstring_view xpath) {
     std::wstring list;
+    if (xpath.find(L':') == std::wstring_view::npos)
+        return list;
     std::wstring declarations = NamespaceDeclarations(xml);
     if (declarations.empty())
         return list;
@@ -184,7 +187,7 @@ void BuildSparseXml(std::wstring_view xml, std::wstring_view xpath, std::wstring
         VORNA_LOG(LOG_TRACE, "GetSparseXMLFromXPath: Failed in call to put_preserveWhiteSpace");
         return;
     }
-    std::wstring namespaces = NamespaceList(xml);
+    std::wstring namespaces = NamespaceList(xml, xpath);
     if (!namespaces.empty() && !SetSelectionNamespaces(source.get(), namespaces)) {
         VORNA_LOG(LOG_TRACE, "GetSparseXMLFromXPath: Failed when setting the selectionNamespaces property");
         return;
@@ -243,7 +246,7 @@ void RemoveIdNode(IXMLDOMDocument2* target) {
     if (!target)
         return;
     try {
-        SparseBuilder(com_ptr<IXMLDOMDocument2>(target), MARK).RemoveMarks();
+        SparseBuilder::RemoveMarks(target, MARK);
     } catch (...) {
         VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
     }
