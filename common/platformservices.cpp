@@ -6,6 +6,8 @@
 
 #include <objbase.h>
 
+#include <string>
+
 namespace vorna {
 
 namespace {
@@ -35,6 +37,14 @@ DWORD ServerContext(const wchar_t* progId) {
     return CLSCTX_LOCAL_SERVER;
 }
 
+bool IsServedByAProgram(const CLSID& clsid) {
+    wchar_t text[64] = L"";
+    StringFromGUID2(clsid, text, 64);
+    unique_registry_key key;
+    return RegOpenKeyExW(HKEY_CLASSES_ROOT, (L"CLSID\\" + std::wstring(text) + L"\\LocalServer32").c_str(), 0, KEY_READ,
+                         key.put()) == ERROR_SUCCESS;
+}
+
 HRESULT Create(const wchar_t* progId, const wchar_t* modulePath, REFIID iid, void** instance) {
     VORNA_LOG(LOG_ERROR, "CI 2");
     CLSID clsid{};
@@ -51,7 +61,12 @@ HRESULT Create(const wchar_t* progId, const wchar_t* modulePath, REFIID iid, voi
         return result;
     }
     VORNA_LOG(LOG_VERBOSE, "PlatformServices::CreateInstance() CLSIDFromProgID succeeded");
-    return CoCreateInstance(clsid, nullptr, ServerContext(progId), iid, instance);
+    const DWORD context = ServerContext(progId);
+    result = CoCreateInstance(clsid, nullptr, context, iid, instance);
+    // A server program that has died may still be registered as running; it is started by the next try.
+    if (FAILED(result) && IsServedByAProgram(clsid))
+        result = CoCreateInstance(clsid, nullptr, context, iid, instance);
+    return result;
 }
 
 } // namespace
