@@ -1,6 +1,13 @@
 #include "common/LogFile.h"
 
+#include <winternl.h>
+
 #include <cstring>
+
+// Not declared by the user-mode headers.
+extern "C" NTSTATUS NTAPI NtWriteFile(HANDLE file, HANDLE event, PIO_APC_ROUTINE routine, void* context,
+                                      IO_STATUS_BLOCK* status, void* data, ULONG size, LARGE_INTEGER* offset,
+                                      ULONG* key);
 
 namespace vorna {
 
@@ -49,6 +56,17 @@ LONGLONG Move(HANDLE file, LONGLONG distance, DWORD from) {
     return SetFilePointerEx(file, offset, &position, from) ? position.QuadPart : -1;
 }
 
+// Moves to the end and writes in one call of the system: SetFilePointerEx to the end alone costs more than the write.
+bool WriteAtEnd(HANDLE file, const char* line, DWORD size) {
+    LARGE_INTEGER end;
+    // FILE_WRITE_TO_END_OF_FILE
+    end.QuadPart = -1;
+    IO_STATUS_BLOCK status{};
+    const NTSTATUS result =
+        NtWriteFile(file, nullptr, nullptr, nullptr, &status, const_cast<char*>(line), size, &end, nullptr);
+    return NT_SUCCESS(result) && status.Information == size;
+}
+
 } // namespace
 
 void MakeLogMutexName(LogMutexName& name, const char* path) {
@@ -84,9 +102,7 @@ LogAppend AppendToLogFile(HANDLE file, HANDLE mutex, const char* line, DWORD siz
     const DWORD wait = WaitForSingleObject(mutex, APPEND_WAIT);
     if (wait != WAIT_OBJECT_0 && wait != WAIT_ABANDONED)
         return LogAppend::DROPPED;
-    Move(file, 0, FILE_END);
-    DWORD written = 0;
-    const bool whole = WriteFile(file, line, size, &written, nullptr) && written == size;
+    const bool whole = WriteAtEnd(file, line, size);
     ReleaseMutex(mutex);
     return whole ? LogAppend::WRITTEN : LogAppend::FAILED;
 }

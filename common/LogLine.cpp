@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -51,15 +52,76 @@ class WorkingFormat {
     size_t length_ = 0;
 };
 
-void AddDate(WorkingFormat& working, unsigned level) {
+// "<date>-<time>" of this second.
+using Stamp = char[40];
+
+void MakeStamp(Stamp& stamp) {
     SYSTEMTIME now;
     GetLocalTime(&now);
-    char text[32];
-    if (GetDateFormatA(LOCALE_SYSTEM_DEFAULT, 0, &now, "M'/'d'/'yy", text, sizeof text))
-        working.Add(text);
-    working.Add("-");
-    if (GetTimeFormatA(LOCALE_SYSTEM_DEFAULT, 0, &now, "HH':'mm':'ss", text, sizeof text))
-        working.Add(text);
+    char date[20];
+    char time[16];
+    if (!GetDateFormatA(LOCALE_SYSTEM_DEFAULT, 0, &now, "M'/'d'/'yy", date, sizeof date))
+        date[0] = '\0';
+    if (!GetTimeFormatA(LOCALE_SYSTEM_DEFAULT, 0, &now, "HH':'mm':'ss", time, sizeof time))
+        time[0] = '\0';
+    // Whole, so that no word of the cache is left unset.
+    std::memset(stamp, 0, sizeof stamp);
+    char* end = std::copy_n(date, std::strlen(date), stamp);
+    *end++ = '-';
+    std::copy_n(time, std::strlen(time), end);
+}
+
+// The stamp of the last second that had a message: making one costs more than all the rest of a line's text.
+class StampCache {
+  public:
+    void Read(Stamp& stamp) {
+        FILETIME time;
+        GetSystemTimeAsFileTime(&time);
+        const auto second = static_cast<unsigned>(
+            (static_cast<unsigned long long>(time.dwHighDateTime) << 32 | time.dwLowDateTime) / 10'000'000);
+        const unsigned version = version_.load(std::memory_order_acquire);
+        if (version % 2 == 0 && second_.load(std::memory_order_relaxed) == second) {
+            for (size_t word = 0; word < WORDS; ++word) {
+                const unsigned part = words_[word].load(std::memory_order_relaxed);
+                std::memcpy(stamp + word * sizeof part, &part, sizeof part);
+            }
+            std::atomic_thread_fence(std::memory_order_acquire);
+            if (version_.load(std::memory_order_relaxed) == version)
+                return;
+        }
+        MakeStamp(stamp);
+        Write(stamp, second);
+    }
+
+  private:
+    static constexpr size_t WORDS = sizeof(Stamp) / sizeof(unsigned);
+
+    // Readers never wait: an odd version, or one that changes, sends them to make a stamp of their own.
+    void Write(const Stamp& stamp, unsigned second) {
+        unsigned version = version_.load(std::memory_order_relaxed);
+        if (version % 2 != 0 || !version_.compare_exchange_strong(version, version + 1))
+            return;
+        std::atomic_thread_fence(std::memory_order_release);
+        second_.store(second, std::memory_order_relaxed);
+        for (size_t word = 0; word < WORDS; ++word) {
+            unsigned part;
+            std::memcpy(&part, stamp + word * sizeof part, sizeof part);
+            words_[word].store(part, std::memory_order_relaxed);
+        }
+        version_.store(version + 2, std::memory_order_release);
+    }
+
+    std::atomic<unsigned> version_ = 0;
+    std::atomic<unsigned> second_ = 0;
+    std::atomic<unsigned> words_[WORDS] = {};
+};
+
+constinit StampCache stamps;
+
+void AddOrigin(WorkingFormat& working, unsigned level) {
+    Stamp stamp;
+    stamps.Read(stamp);
+    working.Add(stamp);
     working.Add(",[");
     working.Add(GetCurrentProcessId());
     working.Add(":");
@@ -139,7 +201,7 @@ size_t FormatLogLine(char (&line)[LOG_LINE_SIZE], const char* head, bool dated, 
                      va_list arguments) {
     WorkingFormat working;
     if (dated)
-        AddDate(working, level);
+        AddOrigin(working, level);
     working.Add(head);
     AddMessage(working, format ? format : "");
 
