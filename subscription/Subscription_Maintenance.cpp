@@ -114,9 +114,9 @@ void Subscription::RemoveBaseDir() {
     const std::string path = NarrowPath(record_.ArchiveDirectory);
     if (path.empty() || !VORNAUTILITY::DeleteDirectory(path.c_str(), true))
         return;
-    // The two folders above are left where another service has archives below them.
+    // The folders above, Archives included, stay where another service has archives below them.
     std::wstring parent = record_.ArchiveDirectory;
-    for (int level = 0; level < 2; ++level) {
+    for (int level = 0; level < 3; ++level) {
         parent.erase(parent.find_last_of(L'\\'));
         if (!RemoveDirectoryW(parent.c_str()))
             return;

@@ -80,7 +80,7 @@ TEST_F(ArchiveTest, FromTheFirstCaptureToNothingLeft) {
     EXPECT_EQ(2u, fakes::scripts().timer.schedules.size());
     EXPECT_HR(S_OK, SetData(L"<Archive ID=\"A2\"><Collect>OFF</Collect></Archive>").result);
     EXPECT_TRUE(fakes::scripts().timer.schedules.empty());
-    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "Archives" / "press"));
+    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "Archives"));
     EXPECT_EQ(1u, FilesLeft()) << "only the persist archive, with its records of the past";
 }
 
