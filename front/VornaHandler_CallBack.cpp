@@ -125,7 +125,8 @@ HRESULT VornaHandler::Dispatch(const CallBack& callBack, CPWStringBuffer& errorT
                   callBack.clientCookie.c_str());
         return E_ACCESSDENIED;
     }
-    const HRESULT result = Subscription(std::move(record)).HandleCallBack(callBack.document);
+    Subscription subscription(std::move(record));
+    const HRESULT result = subscription.HandleCallBack(callBack.document);
     if (FAILED(result)) {
         errorText = L"Subscription->HandleCallBack returned failure";
         VORNA_LOG(LOG_TRACE, "Subscription->HandleCallBack returned failure");

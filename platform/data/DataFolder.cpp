@@ -52,7 +52,7 @@ std::wstring LongForm(const std::wstring& path) {
 
 } // namespace
 
-DataFolder::DataFolder(std::wstring path) : path_(LongForm(path)) {}
+DataFolder::DataFolder(const std::wstring& path) : path_(LongForm(path)) {}
 
 DataFolder DataFolder::Configured() {
     std::wstring path = ReadSetting(L"DataFolder");

@@ -13,7 +13,7 @@ class DataFolder {
     // without environment variables), read anew at every call; %ProgramData%\Ostrevane\QXKeldan where there is none.
     static DataFolder Configured();
 
-    explicit DataFolder(std::wstring path);
+    explicit DataFolder(const std::wstring& path);
 
     // A full path in the long form, without a backslash at its end. The folder may not exist yet.
     const std::wstring& path() const { return path_; }

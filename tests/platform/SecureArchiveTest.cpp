@@ -23,7 +23,7 @@ class SecureArchive : public testing::Test {
   protected:
     fs::path File(const wchar_t* name = L"A.sam") const { return folder_.path() / name; }
     // Only the archives themselves may lie in the folder.
-    void ExpectFiles(std::vector<std::wstring> expected) const {
+    void ExpectFiles(const std::vector<std::wstring>& expected) const {
         std::vector<std::wstring> found;
         for (const auto& entry : fs::directory_iterator(folder_.path()))
             found.push_back(entry.path().filename().wstring());

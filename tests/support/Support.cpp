@@ -35,6 +35,12 @@ void RunToEnd(std::wstring command) {
         throw std::runtime_error(Narrow(command) + " ended with " + std::to_string(code));
 }
 
+std::string UniqueName() {
+    static std::atomic<int> made{0};
+    return "vorna-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(GetTickCount()) + "-" +
+           std::to_string(++made);
+}
+
 } // namespace
 
 testing::AssertionResult SameResult(const char*, const char* actualText, HRESULT expected, HRESULT actual) {
@@ -66,11 +72,7 @@ std::filesystem::path BinFolder() {
     return std::filesystem::path(path).parent_path();
 }
 
-TestFolder::TestFolder() {
-    static std::atomic<int> made{0};
-    path_ = std::filesystem::temp_directory_path() /
-            ("vorna-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(GetTickCount()) + "-" +
-             std::to_string(++made));
+TestFolder::TestFolder() : path_(std::filesystem::temp_directory_path() / UniqueName()) {
     std::filesystem::create_directories(path_);
 }
 
