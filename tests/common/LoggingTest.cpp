@@ -345,6 +345,11 @@ TEST(LoggingChild, DISABLED_Writer) {
     const char* number = std::getenv("VORNA_TEST_WRITER");
     ASSERT_TRUE(number);
     ASSERT_EQ(1u, StartLogging((std::string(PROGRAM) + number).c_str()));
+    // All writers at once, or the first may be done before the second begins.
+    unique_handle ready(OpenSemaphoreA(SEMAPHORE_ALL_ACCESS, FALSE, "VORNATEST.WritersReady"));
+    unique_handle go(OpenEventA(SYNCHRONIZE, FALSE, "VORNATEST.WritersGo"));
+    ReleaseSemaphore(ready.get(), 1, nullptr);
+    ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(go.get(), 30000));
     for (int line = 0; line < 2000; ++line)
         LogMessage(1, "writer %s line %d", number, line);
 }
@@ -356,6 +361,8 @@ TEST_F(LoggingTest, TwoProcessesLoseNoLine) {
     CharLowerW(lower.data());
     support::RegistryValue first(KEY, support::Wide(PROGRAM) + L"1", L"file," + upper + L",1");
     support::RegistryValue second(KEY, support::Wide(PROGRAM) + L"2", L"file," + lower + L",1");
+    unique_handle ready(CreateSemaphoreA(nullptr, 0, 2, "VORNATEST.WritersReady"));
+    unique_handle go(CreateEventA(nullptr, TRUE, FALSE, "VORNATEST.WritersGo"));
     std::vector<unique_handle> processes;
     for (const wchar_t* number : {L"1", L"2"}) {
         wchar_t program[MAX_PATH];
@@ -372,6 +379,9 @@ TEST_F(LoggingTest, TwoProcessesLoseNoLine) {
         CloseHandle(process.hThread);
         processes.emplace_back(process.hProcess);
     }
+    for (int writer = 0; writer < 2; ++writer)
+        ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(ready.get(), 30000));
+    SetEvent(go.get());
     for (auto& process : processes) {
         DWORD code = 1;
         WaitForSingleObject(process.get(), INFINITE);
