@@ -13,7 +13,10 @@ constexpr wchar_t APPLICATION_ID[] = L"{9D0E6C57-4A3B-4F18-B2C1-6B8A5E90D374}";
 constexpr CLSID CLSID_Registrar = {0x44EC053A, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
 constexpr IID IID_IRegistrar = {0x44EC053B, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
 
-// The registrar's interface, in the order of its slots; the compiler has no header for it.
+} // namespace
+
+// The registrar's interface, in the order of its slots; the compiler has no header for it. Not in the unnamed
+// namespace: of a class in there the optimiser knows that nobody implements it, and drops the calls.
 struct IRegistrar : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE AddReplacement(LPCOLESTR key, LPCOLESTR item) = 0;
     virtual HRESULT STDMETHODCALLTYPE ClearReplacements() = 0;
@@ -26,8 +29,6 @@ struct IRegistrar : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE ResourceRegister(LPCOLESTR file, UINT id, LPCOLESTR type) = 0;
     virtual HRESULT STDMETHODCALLTYPE ResourceUnregister(LPCOLESTR file, UINT id, LPCOLESTR type) = 0;
 };
-
-} // namespace
 
 HRESULT RunRegistryScripts(const std::wstring& modulePath, bool registering) {
     com_ptr<IRegistrar> registrar;

@@ -10,7 +10,8 @@ deps_root=$build_root/deps
 # Wine reads these; the prefix is the project's own, never the one in the home folder.
 export WINEARCH=win32
 export WINEPREFIX=$build_root/wine
-export WINEDLLOVERRIDES="mscoree,mshtml="
+# Without Wine's debugger a program that crashes ends at once, instead of waiting for somebody to look at it.
+export WINEDLLOVERRIDES="mscoree,mshtml,winedbg.exe="
 export WINEDEBUG=${WINEDEBUG:--all}
 unset DISPLAY
 
