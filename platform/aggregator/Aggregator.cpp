@@ -5,8 +5,6 @@
 #include "platform/aggregator/Prefixes.h"
 #include "platform/aggregator/XmlText.h"
 #include "platform/xml/Failure.h"
-#include "platform/xml/XPathEvaluator.h"
-#include "platform/xml/XPathParser.h"
 #include "platform/xml/XmlDocument.h"
 
 #include <algorithm>
@@ -17,44 +15,38 @@ namespace keldan {
 
 namespace {
 
-void AppendNode(const XmlDocument& document, node_index node, std::wstring& markup) {
-    std::wstring value;
-    switch (document[node].kind) {
-    case NodeKind::Attribute:
-    case NodeKind::Namespace:
-        markup.append(L"<Attribute name=\"").append(document.localName(node)).append(L"\"");
-        if (const std::wstring& uri = document.namespaceUri(node); !uri.empty()) {
+void AppendNode(XmlDocument& document, const XmlNode& node, std::wstring& markup) {
+    switch (node.type()) {
+    case NODE_ATTRIBUTE:
+        markup.append(L"<Attribute name=\"").append(node.LocalName()).append(L"\"");
+        if (const std::wstring uri = node.NamespaceUri(); !uri.empty()) {
             markup.append(L" namespace=\"");
             AppendEscaped(markup, uri);
             markup.append(L"\"");
         }
         markup.append(L">");
-        document.appendText(node, value);
-        AppendEscaped(markup, value);
+        AppendEscaped(markup, node.Text());
         markup.append(L"</Attribute>");
         break;
-    case NodeKind::Text:
+    case NODE_TEXT:
+    case NODE_CDATA_SECTION:
         markup.append(L"<Text>");
-        document.appendText(node, value);
-        AppendEscaped(markup, value);
+        AppendEscaped(markup, node.Text());
         markup.append(L"</Text>");
         break;
     default:
-        document.appendMarkup(node, markup);
+        markup.append(document.Markup(node));
     }
 }
 
-std::wstring DataDocument(const XmlDocument& document, const std::vector<node_index>& nodes,
-                          std::wstring_view serviceUri) {
-    const bool whole = std::any_of(nodes.begin(), nodes.end(), [&](node_index node) {
-        return node == document.root() || document[node].kind == NodeKind::Document;
-    });
-    if (whole)
-        return std::wstring(document.text());
+std::wstring DataDocument(XmlDocument& document, const std::vector<XmlNode>& nodes, std::wstring_view serviceUri) {
+    if (std::any_of(nodes.begin(), nodes.end(),
+                    [](const XmlNode& node) { return node.type() == NODE_DOCUMENT || node.IsRoot(); }))
+        return document.text();
     std::wstring markup = L"<Data service=\"";
     AppendEscaped(markup, serviceUri);
     markup.append(L"\">");
-    for (node_index node : nodes)
+    for (const XmlNode& node : nodes)
         AppendNode(document, node, markup);
     return markup.append(L"</Data>");
 }
@@ -74,11 +66,11 @@ HRESULT Gather(IUnknown* service, std::wstring_view xpath, std::wstring_view pre
     if (const HRESULT result = GetDataModel(identity, text, name, message); FAILED(result))
         return result;
 
-    std::vector<node_index> nodes;
+    std::vector<XmlNode> nodes;
     try {
-        const XmlDocument document(std::move(text));
+        XmlDocument document(text);
         try {
-            nodes = XPathEvaluator(document).Select(*XPathParser::Compile(xpath, document, prefixes));
+            nodes = document.Select(xpath, prefixes);
         } catch (const failure& caught) {
             message = L"\"" + std::wstring(xpath) +
                       (caught.result == E_INVALIDARG ? L"\" is no XPath that selects nodes."

@@ -1,7 +1,7 @@
 // The namespace prefixes that a caller's XPath uses.
 #pragma once
 
-#include "platform/xml/XPathParser.h"
+#include "platform/xml/XmlDocument.h"
 
 #include <string>
 #include <string_view>

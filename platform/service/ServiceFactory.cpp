@@ -14,19 +14,10 @@ namespace keldan {
 
 namespace {
 
-node_index FindChild(const XmlDocument& document, node_index parent, std::wstring_view name) {
-    if (parent == NO_NODE)
-        return NO_NODE;
-    for (node_index i = parent + 1; i < document[parent].after; i = document[i].after)
-        if (document[i].kind == NodeKind::Element && document.localName(i) == name)
-            return i;
-    return NO_NODE;
-}
-
-std::wstring ValueOf(const XmlDocument& document, node_index parent, std::wstring_view name) {
-    std::wstring value;
-    if (const node_index child = FindChild(document, parent, name); child != NO_NODE)
-        document.appendText(child, value);
+// The trimmed text of the first element that the path selects.
+std::wstring ValueOf(XmlDocument& document, std::wstring_view xpath) {
+    const auto found = document.Select(xpath);
+    const std::wstring value = found.empty() ? std::wstring() : found[0].Text();
     const size_t begin = value.find_first_not_of(L" \t\r\n");
     if (begin == value.npos)
         return {};
@@ -40,16 +31,22 @@ STDMETHODIMP ServiceFactory::CreateService(BSTR serviceXml, IUnknown** service) 
         return E_POINTER;
     *service = nullptr;
     try {
-        const XmlDocument document{std::wstring(vorna::view_of(serviceXml))};
-        const node_index root = document.root();
-        if (document.localName(root) != L"service")
+        XmlDocument document(vorna::view_of(serviceXml));
+        // In whatever namespace.
+        const auto child = [](const std::wstring& parent, const wchar_t* name) {
+            return parent + L"/*[local-name()='" + name + L"'][1]";
+        };
+        if (document.Select(L"/*[local-name()='service']").empty())
             return vorna::RESULT_XML_MALFORMED;
-        const node_index more = FindChild(document, root, L"additionalInfo");
+        const std::wstring root = L"/*";
+        const std::wstring more = child(root, L"additionalInfo");
+        const auto value = [&](const std::wstring& parent, const wchar_t* name) {
+            return ValueOf(document, child(parent, name));
+        };
         vorna::com_ptr<ServiceObject> made;
-        made.attach(new ServiceObject({ValueOf(document, root, L"portID"), ValueOf(document, root, L"serviceId"),
-                                       ValueOf(document, root, L"serviceURI"), ValueOf(document, more, L"model"),
-                                       ValueOf(document, more, L"address"), ValueOf(document, more, L"addressType"),
-                                       ValueOf(document, more, L"friendlyName")}));
+        made.attach(new ServiceObject({value(root, L"portID"), value(root, L"serviceId"), value(root, L"serviceURI"),
+                                       value(more, L"model"), value(more, L"address"), value(more, L"addressType"),
+                                       value(more, L"friendlyName")}));
         *service = made.detach();
         return S_OK;
     } catch (const failure& failed) {

@@ -1,11 +1,10 @@
 #include "platform/xml/Stylesheet.h"
 
 #include "common/bstr.h"
-#include "common/com_ptr.h"
 #include "common/com_server.h"
-#include "common/msxml.h"
 #include "common/unique_any.h"
 #include "platform/xml/Failure.h"
+#include "platform/xml/Msxml.h"
 #include "platform/xml/XmlCharacters.h"
 #include "platform/xml/XmlDocument.h"
 
@@ -144,44 +143,18 @@ bool CallsOut(std::wstring_view value) {
     return false;
 }
 
-void CheckStylesheet(const XmlDocument& stylesheet) {
-    for (node_index i = 1; i < stylesheet.size(); ++i) {
-        const NodeKind kind = stylesheet[i].kind;
-        const auto name = stylesheet.localName(i);
-        if (kind == NodeKind::Element && stylesheet.namespaceUri(i) == XSLT_URI) {
-            if (std::find(std::begin(allowed_elements), std::end(allowed_elements), name) == std::end(allowed_elements))
-                throw failure{E_ACCESSDENIED};
-        } else if (kind == NodeKind::Element && stylesheet.namespaceUri(i) == L"urn:schemas-microsoft-com:xslt") {
+void CheckStylesheet(XmlDocument& stylesheet) {
+    for (const XmlNode& node : stylesheet.Select(L"//*")) {
+        const std::wstring space = node.NamespaceUri();
+        if (space == L"urn:schemas-microsoft-com:xslt")
             throw failure{E_ACCESSDENIED};
-        } else if (kind == NodeKind::Attribute) {
-            std::wstring value;
-            stylesheet.appendText(i, value);
-            if (name == L"extension-element-prefixes" || CallsOut(value))
-                throw failure{E_ACCESSDENIED};
-        }
+        if (space == XSLT_URI && std::find(std::begin(allowed_elements), std::end(allowed_elements),
+                                           node.LocalName()) == std::end(allowed_elements))
+            throw failure{E_ACCESSDENIED};
     }
-}
-
-vorna::com_ptr<IXMLDOMDocument2> LoadDocument(const std::wstring& text) {
-    CLSID clsid{};
-    if (FAILED(CLSIDFromProgID(L"MSXML2.DOMDocument.4.0", &clsid))) {
-        const HRESULT result = CLSIDFromProgID(L"MSXML2.DOMDocument.6.0", &clsid);
-        if (FAILED(result))
-            throw failure{result};
-    }
-    vorna::com_ptr<IXMLDOMDocument2> document;
-    const HRESULT result =
-        CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IXMLDOMDocument2), document.put_void());
-    if (FAILED(result))
-        throw failure{result};
-    document->put_async(VARIANT_FALSE);
-    document->put_resolveExternals(VARIANT_FALSE);
-    document->put_validateOnParse(VARIANT_FALSE);
-    document->put_preserveWhiteSpace(VARIANT_TRUE);
-    VARIANT_BOOL loaded = VARIANT_FALSE;
-    if (FAILED(document->loadXML(vorna::bstr(text).get(), &loaded)) || loaded != VARIANT_TRUE)
-        throw failure{vorna::RESULT_XML_MALFORMED};
-    return document;
+    for (const XmlNode& node : stylesheet.Select(L"//@*"))
+        if (node.LocalName() == L"extension-element-prefixes" || CallsOut(node.Text()))
+            throw failure{E_ACCESSDENIED};
 }
 
 // Shared by the caller and the thread that transforms; whoever ends last frees it.
@@ -194,8 +167,8 @@ struct transformation {
 
 void Run(transformation& work) {
     try {
-        const auto document = LoadDocument(work.document);
-        const auto stylesheet = LoadDocument(work.stylesheet);
+        const auto document = ParseXml(work.document);
+        const auto stylesheet = ParseXml(work.stylesheet);
         vorna::bstr text;
         work.status = document->transformNode(stylesheet.get(), text.put());
         work.result = text.view();
@@ -228,7 +201,7 @@ std::wstring Transform(std::wstring_view document, const std::wstring& styleshee
     work->stylesheet = Decode(ReadBytes(stylesheetFile));
     work->document = document;
     {
-        const XmlDocument stylesheet(work->stylesheet);
+        XmlDocument stylesheet(work->stylesheet);
         CheckStylesheet(stylesheet);
         work->stylesheet = stylesheet.text();
     }

@@ -3,13 +3,9 @@
 #include "common/bstr.h"
 #include "platform/xml/Failure.h"
 #include "platform/xml/Stylesheet.h"
-#include "platform/xml/XPathEvaluator.h"
-#include "platform/xml/XPathParser.h"
-#include "platform/xml/XmlChange.h"
 
 #include <new>
 #include <string>
-#include <utility>
 
 namespace keldan {
 
@@ -49,14 +45,10 @@ HRESULT Answer(BSTR* result, Function text) {
 
 } // namespace
 
-const XmlDocument& XMLSimpleAccessor::document() const {
+XmlDocument& XMLSimpleAccessor::document() {
     if (!document_)
         throw failure{E_UNEXPECTED};
     return *document_;
-}
-
-node_set XMLSimpleAccessor::select(std::wstring_view xpath) const {
-    return XPathEvaluator(document()).Select(*XPathParser::Compile(xpath, document()));
 }
 
 STDMETHODIMP XMLSimpleAccessor::get_delimiter(BSTR* text) {
@@ -66,7 +58,7 @@ STDMETHODIMP XMLSimpleAccessor::get_delimiter(BSTR* text) {
 STDMETHODIMP XMLSimpleAccessor::Load(BSTR text) {
     document_.reset();
     return Guarded([&] {
-        document_.emplace(std::wstring(vorna::view_of(text)));
+        document_.emplace(vorna::view_of(text));
         return S_OK;
     });
 }
@@ -75,16 +67,15 @@ STDMETHODIMP XMLSimpleAccessor::Query(BSTR xpath, long kind, BSTR* result) {
     return Answer(result, [&] {
         if (kind != KIND_TEXT && kind != KIND_MARKUP)
             throw failure{E_INVALIDARG};
-        const node_set nodes = select(vorna::view_of(xpath));
+        const auto nodes = document().Select(vorna::view_of(xpath));
+        // The root element alone stands for the whole document.
+        if (kind == KIND_MARKUP && nodes.size() == 1 && nodes[0].IsRoot())
+            return document().text();
         std::wstring joined;
         for (size_t i = 0; i < nodes.size(); ++i) {
             if (i > 0)
                 joined += DELIMITER;
-            if (kind == KIND_TEXT)
-                document().appendText(nodes[i], joined);
-            else
-                // The root element alone stands for the whole document.
-                document().appendMarkup(nodes.size() == 1 && nodes[i] == document().root() ? 0 : nodes[i], joined);
+            joined += kind == KIND_TEXT ? nodes[i].Text() : document().Markup(nodes[i]);
         }
         return joined;
     });
@@ -94,17 +85,16 @@ STDMETHODIMP XMLSimpleAccessor::Set(BSTR xpath, BSTR markup, long mode) {
     return Guarded([&] {
         if (mode < static_cast<long>(ChangeMode::Insert) || mode > static_cast<long>(ChangeMode::Replace))
             return E_INVALIDARG;
-        const node_set nodes = select(vorna::view_of(xpath));
+        const auto nodes = document().Select(vorna::view_of(xpath));
         if (nodes.empty())
             return vorna::result_from_win32(ERROR_NOT_FOUND);
-        XmlDocument changed(ChangedText(document(), nodes[0], vorna::view_of(markup), static_cast<ChangeMode>(mode)));
-        document_ = std::move(changed);
+        document().Change(nodes[0], vorna::view_of(markup), static_cast<ChangeMode>(mode));
         return S_OK;
     });
 }
 
 STDMETHODIMP XMLSimpleAccessor::get_RootName(BSTR* name) {
-    return Answer(name, [&] { return document().qualifiedName(document().root()); });
+    return Answer(name, [&] { return document().rootName(); });
 }
 
 STDMETHODIMP XMLSimpleAccessor::get_NamespaceList(BSTR* declarations) {

@@ -1,13 +1,11 @@
-// "QXKELDAN.XMLSimpleAccessor": one XML document in memory, queried and changed by XPath 1.0.
+// "QXKELDAN.XMLSimpleAccessor": one XML document in memory, queried and changed by XPath 1.0; MSXML's.
 #pragma once
 
 #include "QXKeldan.h"
 #include "common/com_server.h"
-#include "platform/xml/XPathValue.h"
 #include "platform/xml/XmlDocument.h"
 
 #include <optional>
-#include <string_view>
 
 namespace keldan {
 
@@ -33,8 +31,7 @@ class XMLSimpleAccessor : public vorna::dispatch_object<XMLSimpleAccessor, IXMLS
     STDMETHODIMP TransformByFile(BSTR stylesheetFile, BSTR* result) override;
 
   private:
-    const XmlDocument& document() const;
-    node_set select(std::wstring_view xpath) const;
+    XmlDocument& document();
 
     std::optional<XmlDocument> document_;
 };

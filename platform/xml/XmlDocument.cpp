@@ -1,181 +1,302 @@
 #include "platform/xml/XmlDocument.h"
 
+#include "common/bstr.h"
+#include "common/scope_exit.h"
 #include "platform/xml/Failure.h"
-#include "platform/xml/XmlParser.h"
+#include "platform/xml/Msxml.h"
+#include "platform/xml/XPathCheck.h"
+#include "platform/xml/XmlCharacters.h"
 
-#include <algorithm>
-#include <unordered_map>
 #include <utility>
 
 namespace keldan {
 
-XmlDocument::XmlDocument(std::wstring text) : text_(std::move(text)) {
-    XmlParser(*this, XmlParser::Scope::Document).Parse();
+using vorna::bstr;
+using vorna::com_ptr;
+
+namespace {
+
+void Check(HRESULT result) {
+    if (FAILED(result))
+        throw failure{result};
 }
 
-bool XmlDocument::IsContent(std::wstring_view text) {
-    XmlDocument content;
-    content.text_ = text;
+VARIANT Reference(IUnknown* object) {
+    VARIANT value{};
+    value.vt = VT_UNKNOWN;
+    value.punkVal = object;
+    return value;
+}
+
+std::wstring Escape(std::wstring_view text) {
+    std::wstring escaped;
+    for (wchar_t c : text) {
+        if (c == L'&')
+            escaped += L"&amp;";
+        else if (c == L'<')
+            escaped += L"&lt;";
+        else if (c == L'>')
+            escaped += L"&gt;";
+        else
+            escaped += c;
+    }
+    return escaped;
+}
+
+// An XML declaration before inserted markup says nothing about the document around it.
+std::wstring_view WithoutDeclaration(std::wstring_view markup) {
+    if (!markup.starts_with(L"<?xml") || markup.size() < 6 || !IsXmlSpace(markup[5]))
+        return markup;
+    const size_t end = markup.find(L"?>");
+    return end == markup.npos ? markup : markup.substr(end + 2);
+}
+
+// A declaration whose encoding MSXML does not know is as good as any other.
+void CheckDeclaration(std::wstring_view head) {
+    if (head.starts_with(L'\xFEFF'))
+        head.remove_prefix(1);
+    if (head.empty())
+        return;
+    std::wstring declaration(head);
+    if (const size_t name = declaration.find(L"encoding"); name != declaration.npos) {
+        const size_t quote = declaration.find_first_of(L"\"'", name);
+        const size_t end = quote == declaration.npos ? quote : declaration.find(declaration[quote], quote + 1);
+        if (end == declaration.npos)
+            throw failure{vorna::RESULT_XML_MALFORMED};
+        declaration.erase(name, end + 1 - name);
+    }
+    (void)ParseXml(declaration + L"<r/>");
+}
+
+std::wstring Xml(IXMLDOMNode* node) {
+    bstr xml;
+    Check(node->get_xml(xml.put()));
+    // MSXML writes every line end as two characters; a carriage return of the document's own is a reference.
+    std::wstring text;
+    text.reserve(xml.view().size());
+    const auto view = xml.view();
+    for (size_t i = 0; i < view.size(); ++i)
+        if (view[i] != L'\r' || i + 1 == view.size() || view[i + 1] != L'\n')
+            text += view[i];
+    return text;
+}
+
+} // namespace
+
+XmlDocument::XmlDocument(std::wstring_view text) : outline_(ScanXml(text)) {
+    CheckDeclaration(text.substr(0, outline_.bodyBegin));
+    text_ = text.substr(outline_.bodyBegin);
+    (void)parsed();
+}
+
+IXMLDOMDocument2* XmlDocument::parsed() {
+    if (!dom_) {
+        selectionNamespaces_.clear();
+        emptyText_.reset();
+        dom_ = ParseXml(text_);
+    }
+    return dom_.get();
+}
+
+std::vector<XmlNode> XmlDocument::Select(std::wstring_view xpath) {
+    return SelectWith(xpath, outline_.namespaceList);
+}
+
+std::vector<XmlNode> XmlDocument::Select(std::wstring_view xpath, const prefix_map& prefixes) {
+    std::wstring namespaces;
+    for (const auto& [prefix, uri] : prefixes) {
+        const wchar_t quote = uri.find(L'\'') == uri.npos ? L'\'' : L'"';
+        namespaces.append(namespaces.empty() ? L"xmlns:" : L" xmlns:").append(prefix).append(L"=");
+        namespaces.append(1, quote).append(uri).append(1, quote);
+    }
+    return SelectWith(xpath, namespaces);
+}
+
+std::vector<XmlNode> XmlDocument::SelectWith(std::wstring_view xpath, const std::wstring& namespaces) {
+    CheckXPath(xpath, outline_.elements);
+    IXMLDOMDocument2* document = parsed();
+    if (namespaces != selectionNamespaces_ && xpath.find(L':') != xpath.npos) {
+        const bstr value(namespaces);
+        VARIANT property{};
+        property.vt = VT_BSTR;
+        property.bstrVal = value.get();
+        // Declarations that it does not take are missed by the paths that use them.
+        (void)document->setProperty(bstr(L"SelectionNamespaces").get(), property);
+        selectionNamespaces_ = namespaces;
+    }
+    com_ptr<IXMLDOMNodeList> list;
+    const HRESULT result = document->selectNodes(bstr(xpath).get(), list.put());
+    if (result == E_OUTOFMEMORY)
+        throw failure{result};
+    long count = 0;
+    if (result != S_OK || !list || FAILED(list->get_length(&count)))
+        throw failure{E_INVALIDARG};
+    std::vector<XmlNode> nodes;
+    nodes.reserve(static_cast<size_t>(count));
+    for (long i = 0; i < count; ++i) {
+        com_ptr<IXMLDOMNode> node;
+        Check(list->get_item(i, node.put()));
+        nodes.emplace_back(std::move(node));
+    }
+    return nodes;
+}
+
+// Some editions of MSXML indent elements that hold no text: with a text node in front, though an empty one, all that
+// lies below is mixed content to them and is written as it is.
+std::wstring XmlDocument::UnindentedXml(IXMLDOMNode* node) {
+    com_ptr<IXMLDOMNode> first;
+    Check(node->get_firstChild(first.put()));
+    if (!first || XmlNode(first).type() == NODE_TEXT)
+        return Xml(node);
+    if (!emptyText_) {
+        com_ptr<IXMLDOMText> created;
+        Check(parsed()->createTextNode(bstr(std::wstring_view()).get(), created.put()));
+        emptyText_ = created.try_as<IXMLDOMNode>();
+    }
+    Check(node->insertBefore(emptyText_.get(), Reference(first.get()), nullptr));
+    const vorna::scope_exit removed([&] { node->removeChild(emptyText_.get(), nullptr); });
+    return Xml(node);
+}
+
+std::wstring XmlDocument::Markup(const XmlNode& node) {
+    if (node.type() == NODE_DOCUMENT)
+        return text_;
+    if (node.type() != NODE_ELEMENT)
+        return Xml(node.get());
+    if (!outline_.hasNamespaces || node.IsRoot())
+        return UnindentedXml(node.get());
+    // A copy carries the declarations that it needs; not every edition writes them for the node itself.
+    com_ptr<IXMLDOMNode> copy;
+    Check(node.get()->cloneNode(VARIANT_TRUE, copy.put()));
+    return UnindentedXml(copy.get());
+}
+
+std::wstring XmlDocument::SerializedDocument() {
+    std::wstring text;
+    com_ptr<IXMLDOMNode> child;
+    Check(parsed()->get_firstChild(child.put()));
+    while (child) {
+        text += XmlNode(child).type() == NODE_ELEMENT ? UnindentedXml(child.get()) : Xml(child.get());
+        com_ptr<IXMLDOMNode> next;
+        Check(child->get_nextSibling(next.put()));
+        child = std::move(next);
+    }
+    return text;
+}
+
+bool XmlDocument::IsContent(std::wstring_view markup) const {
+    std::wstring wrapped = L"<r ";
+    wrapped.append(outline_.namespaceList).append(L">").append(markup).append(L"</r>");
     try {
-        XmlParser(content, XmlParser::Scope::Content).Parse();
+        (void)ScanXml(wrapped);
+        (void)ParseXml(wrapped);
         return true;
-    } catch (const failure&) {
+    } catch (const failure& failed) {
+        if (failed.result != vorna::RESULT_XML_MALFORMED)
+            throw;
         return false;
     }
 }
 
-std::wstring_view XmlDocument::qualifiedName(node_index node) const {
-    return raw(nodes_[node].nameBegin, nodes_[node].nameBegin + nodes_[node].nameLength);
+std::wstring XmlDocument::AsContent(std::wstring_view markup) const {
+    markup = WithoutDeclaration(markup);
+    if (markup.empty() || IsContent(markup))
+        return std::wstring(markup);
+    const std::wstring escaped = Escape(markup);
+    if (markup.find(L'<') != markup.npos || !IsContent(escaped))
+        throw failure{vorna::RESULT_XML_MALFORMED};
+    return escaped;
 }
 
-std::wstring_view XmlDocument::prefix(node_index node) const {
-    return qualifiedName(node).substr(0, nodes_[node].prefixLength);
+std::wstring XmlDocument::AsAttributeValue(std::wstring_view value) const {
+    // References in it are resolved where all of them can be.
+    const std::wstring markup =
+        value.find(L'<') == value.npos && IsContent(value) ? std::wstring(value) : Escape(value);
+    XmlDocument holder(L"<r>" + markup + L"</r>");
+    return holder.Select(L"/r").at(0).Text();
 }
 
-std::wstring_view XmlDocument::localName(node_index node) const {
-    const auto name = qualifiedName(node);
-    return nodes_[node].prefixLength ? name.substr(nodes_[node].prefixLength + 1) : name;
-}
-
-void XmlDocument::appendDecoded(std::wstring_view raw, bool attribute, std::wstring& out) const {
-    const wchar_t* special = attribute ? L"&\r\n\t" : L"&\r<";
-    size_t position = 0;
-    for (;;) {
-        const size_t found = raw.find_first_of(special, position);
-        out.append(raw.substr(position, found - position));
-        if (found == raw.npos)
-            return;
-        position = found + 1;
-        switch (raw[found]) {
-        case L'&': {
-            const size_t semicolon = raw.find(L';', position);
-            const unsigned long value = XmlParser::ResolveReference(raw.substr(position, semicolon - position));
-            if (value >= 0x10000) {
-                out.push_back(static_cast<wchar_t>(0xD800 + ((value - 0x10000) >> 10)));
-                out.push_back(static_cast<wchar_t>(0xDC00 + ((value - 0x10000) & 0x3FF)));
-            } else {
-                out.push_back(static_cast<wchar_t>(value));
-            }
-            position = semicolon + 1;
-            break;
-        }
-        case L'<': {
-            // Only a CDATA section begins so within text.
-            const size_t begin = found + 9;
-            const size_t end = raw.find(L"]]>", begin);
-            for (size_t i = begin; i < end; ++i)
-                if (raw[i] != L'\r')
-                    out.push_back(raw[i]);
-                else if (raw[i + 1] != L'\n')
-                    out.push_back(L'\n');
-            position = end + 3;
-            break;
-        }
-        default:
-            // A line end is one character, and in an attribute white space is a blank.
-            if (raw[found] == L'\r' && position < raw.size() && raw[position] == L'\n')
-                ++position;
-            out.push_back(attribute ? L' ' : L'\n');
-        }
+void XmlDocument::ChangeAttribute(const XmlNode& attribute, std::wstring_view value) {
+    if (!value.empty()) {
+        Check(attribute.get()->put_text(bstr(AsAttributeValue(value)).get()));
+    } else {
+        com_ptr<IXMLDOMNodeList> list;
+        Check(attribute.get()->selectNodes(bstr(L"..").get(), list.put()));
+        com_ptr<IXMLDOMNode> owner;
+        Check(list->get_item(0, owner.put()));
+        com_ptr<IXMLDOMNamedNodeMap> attributes;
+        if (!owner || FAILED(owner->get_attributes(attributes.put())) || !attributes)
+            throw failure{E_INVALIDARG};
+        Check(attributes->removeQualifiedItem(bstr(attribute.LocalName()).get(), bstr(attribute.NamespaceUri()).get(),
+                                              nullptr));
     }
+    std::wstring changed = SerializedDocument();
+    outline_ = ScanXml(changed);
+    text_ = std::move(changed);
 }
 
-void XmlDocument::appendText(node_index node, std::wstring& out) const {
-    const xml_node& asked = nodes_[node];
-    switch (asked.kind) {
-    case NodeKind::Document:
-    case NodeKind::Element:
-        for (node_index i = node + 1; i < asked.after; ++i)
-            if (nodes_[i].kind == NodeKind::Text)
-                appendDecoded(raw(nodes_[i].contentBegin, nodes_[i].contentEnd), false, out);
-        return;
-    case NodeKind::Attribute:
-    case NodeKind::Namespace:
-        return appendDecoded(raw(asked.contentBegin, asked.contentEnd), true, out);
-    case NodeKind::Text:
-        return appendDecoded(raw(asked.contentBegin, asked.contentEnd), false, out);
-    case NodeKind::Comment:
-    case NodeKind::Instruction:
-        out.append(raw(asked.contentBegin, asked.contentEnd));
+std::wstring XmlDocument::MarkPlace(const XmlNode& node, ChangeMode mode, size_t& place, size_t& length) {
+    // A mark that occurs nowhere else in the document.
+    std::wstring mark = L"here";
+    for (int i = 0; text_.find(mark) != text_.npos; ++i)
+        mark = L"here" + std::to_wstring(i);
+    com_ptr<IXMLDOMComment> comment;
+    Check(parsed()->createComment(bstr(mark).get(), comment.put()));
+    if (mode == ChangeMode::Append) {
+        Check(node.get()->appendChild(comment.get(), nullptr));
+    } else if (mode == ChangeMode::Insert) {
+        com_ptr<IXMLDOMNode> first;
+        Check(node.get()->get_firstChild(first.put()));
+        if (first)
+            Check(node.get()->insertBefore(comment.get(), Reference(first.get()), nullptr));
+        else
+            Check(node.get()->appendChild(comment.get(), nullptr));
+    } else {
+        com_ptr<IXMLDOMNode> parent;
+        Check(node.get()->get_parentNode(parent.put()));
+        if (!parent)
+            throw failure{E_INVALIDARG};
+        Check(parent->replaceChild(comment.get(), node.get(), nullptr));
     }
+    std::wstring marked = SerializedDocument();
+    mark = L"<!--" + mark + L"-->";
+    place = marked.find(mark);
+    length = mark.size();
+    if (place == marked.npos)
+        throw failure{E_UNEXPECTED};
+    return marked;
 }
 
-void XmlDocument::appendMarkup(node_index node, std::wstring& out) const {
-    const xml_node& asked = nodes_[node];
-    if (node == 0) {
-        out.append(text());
+void XmlDocument::Change(const XmlNode& node, std::wstring_view markup, ChangeMode mode) {
+    // Whatever fails, or leaves the parsed form behind the text: the text is parsed again when it is asked.
+    vorna::scope_exit outdated([&] { dom_.reset(); });
+    if (node.type() == NODE_ATTRIBUTE && mode == ChangeMode::Replace) {
+        ChangeAttribute(node, markup);
+        outdated.release();
         return;
     }
-    if (asked.kind != NodeKind::Element || asked.parent == 0) {
-        out.append(raw(asked.begin, asked.end));
+    if (mode != ChangeMode::Replace && node.type() != NODE_ELEMENT && node.type() != NODE_DOCUMENT)
+        throw failure{E_INVALIDARG};
+    const std::wstring content = AsContent(markup);
+    if (node.type() == NODE_DOCUMENT && mode == ChangeMode::Replace) {
+        *this = XmlDocument(content);
         return;
     }
-    // Declarations of the ancestors, the nearest of each prefix, that the element does not make itself.
-    std::unordered_map<std::wstring_view, node_index> outer;
-    const auto prefixOf = [&](node_index i) { return nodes_[i].prefixLength ? localName(i) : std::wstring_view(); };
-    for (node_index ancestor = asked.parent; ancestor != 0; ancestor = nodes_[ancestor].parent)
-        for (node_index i = ancestor + 1; i < size() && nodes_[i].parent == ancestor; ++i) {
-            if (nodes_[i].kind == NodeKind::Namespace)
-                outer.try_emplace(prefixOf(i), i);
-            else if (nodes_[i].kind != NodeKind::Attribute)
-                break;
-        }
-    for (node_index i = node + 1; i < asked.after && !outer.empty(); ++i) {
-        if (nodes_[i].kind == NodeKind::Namespace)
-            outer.erase(prefixOf(i));
-        else if (nodes_[i].kind != NodeKind::Attribute)
-            break;
-    }
-    const std::uint32_t nameEnd = asked.nameBegin + asked.nameLength;
-    out.append(raw(asked.begin, nameEnd));
-    for (node_index i = node; i < asked.after && !outer.empty(); ++i) {
-        const bool named = nodes_[i].kind == NodeKind::Element ||
-                           (nodes_[i].kind == NodeKind::Attribute && nodes_[i].prefixLength != 0);
-        if (!named || nodes_[i].space == 0)
-            continue;
-        const auto found = outer.find(prefix(i));
-        if (found == outer.end() || nodes_[found->second].space != nodes_[i].space)
-            continue;
-        const xml_node& declaration = nodes_[found->second];
-        out.append(L" ").append(raw(declaration.begin, declaration.end));
-        outer.erase(found);
-    }
-    out.append(raw(nameEnd, asked.end));
-}
-
-std::wstring XmlDocument::namespaceList() const {
-    std::wstring list;
-    for (node_index i : declarations_) {
-        if (!list.empty())
-            list += L' ';
-        list.append(qualifiedName(i)).append(L"='");
-        // As written, but for the quote that the list uses.
-        for (wchar_t c : raw(nodes_[i].contentBegin, nodes_[i].contentEnd))
-            if (c == L'\'')
-                list += L"&apos;";
-            else
-                list += c;
-        list += L'\'';
-    }
-    return list;
-}
-
-bool XmlDocument::findPrefix(std::wstring_view prefix, std::uint32_t& space) const {
-    if (prefix == L"xml") {
-        space = 1;
-        return true;
-    }
-    for (node_index i : declarations_)
-        if (localName(i) == prefix) {
-            space = nodes_[i].space;
-            return true;
-        }
-    return false;
-}
-
-std::uint32_t XmlDocument::findNamespace(std::wstring_view uri) const {
-    const auto found = std::find(spaces_.begin(), spaces_.end(), uri);
-    return found == spaces_.end() ? 0xFFFFFFFF : static_cast<std::uint32_t>(found - spaces_.begin());
+    com_ptr<IXMLDOMNode> parent;
+    const bool outside = node.type() == NODE_DOCUMENT ||
+                         (mode == ChangeMode::Replace && node.get()->get_parentNode(parent.put()) == S_OK &&
+                          XmlNode(parent).type() == NODE_DOCUMENT);
+    size_t place = 0;
+    size_t length = 0;
+    std::wstring changed = MarkPlace(node, mode, place, length);
+    changed.replace(place, length, content);
+    xml_outline outline = ScanXml(changed);
+    // In an element, content that is well-formed by itself leaves the document well-formed; what a prefix means there,
+    // and what may stand beside the root, is seen in the whole alone.
+    if (outside || outline_.hasNamespaces)
+        (void)ParseXml(changed);
+    outline_ = std::move(outline);
+    text_ = std::move(changed);
 }
 
 } // namespace keldan

@@ -1,101 +1,78 @@
-// A parsed XML document that keeps its text: every node knows where it stands in it, so what nobody changed comes back
-// letter for letter.
+// An XML document in memory, backed by MSXML: loaded, selected from by XPath 1.0, read as text or markup, changed.
 //
-// Nodes lie in document order in one array: an element is followed by its attributes and namespace declarations, then
-// by its content. Node 0 is the document. Names of nodes are views into the text. A const document may be read by
-// several threads.
+// The platform's components share this one class; nobody else talks to MSXML's documents. It keeps the document's text,
+// and a parsed form of it only while somebody asks by path, so what nobody changed comes back letter for letter and
+// several changes in a row parse little. After a change the text is MSXML's: attributes in double quotes, empty
+// elements as <name/>, no CDATA section or white space gained or lost. One thread at a time.
 #pragma once
 
-#include <cstdint>
+#include "common/com_ptr.h"
+#include "common/msxml.h"
+#include "platform/xml/XmlNode.h"
+#include "platform/xml/XmlScan.h"
+
+#include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace keldan {
 
-enum class NodeKind : std::uint8_t { Document, Element, Attribute, Namespace, Text, Comment, Instruction };
+// What each prefix of a path means.
+using prefix_map = std::map<std::wstring, std::wstring, std::less<>>;
 
-using node_index = std::uint32_t;
-inline constexpr node_index NO_NODE = 0xFFFFFFFF;
-
-// Offsets count UTF-16 units in the document's text.
-struct xml_node {
-    NodeKind kind = NodeKind::Document;
-    // Elements only: false where the element was written as <name/>.
-    bool hasEndTag = false;
-    std::uint16_t prefixLength = 0;
-    // The whole node as written.
-    std::uint32_t begin = 0;
-    std::uint32_t end = 0;
-    std::uint32_t nameBegin = 0;
-    std::uint32_t nameLength = 0;
-    // Between the tags, the quotes or the marks.
-    std::uint32_t contentBegin = 0;
-    std::uint32_t contentEnd = 0;
-    node_index parent = NO_NODE;
-    // The first node behind this one and all that it holds.
-    node_index after = 0;
-    // The namespace of the name, an index for NamespaceUri; 0 is none.
-    std::uint32_t space = 0;
-};
+// As the modes of the accessor's Set.
+enum class ChangeMode : long { Insert = 1, Append = 2, Replace = 3 };
 
 class XmlDocument {
   public:
-    // Elements nest no deeper than this: readers of the markup may recurse, on stacks that are not theirs.
-    static constexpr size_t MaximumDepth = 256;
-
     // Parses a whole document; throws failure with 0x8000012D where it is not well-formed, has a document type
     // definition or nests too deep. A byte order mark and the encoding of an XML declaration are passed over: the
     // text has been decoded.
-    explicit XmlDocument(std::wstring text);
+    explicit XmlDocument(std::wstring_view text);
 
-    // True where the text is what an element may hold: any number of balanced nodes. Prefixes need not be declared.
-    static bool IsContent(std::wstring_view text);
-
-    const xml_node& operator[](node_index node) const { return nodes_[node]; }
-    node_index size() const { return static_cast<node_index>(nodes_.size()); }
-    node_index root() const { return root_; }
-
-    // The document as written, without its XML declaration.
-    std::wstring_view text() const { return std::wstring_view(text_).substr(bodyBegin_); }
-    // Where an offset of a node lies in text().
-    size_t position(std::uint32_t offset) const { return offset - bodyBegin_; }
-
-    std::wstring_view raw(std::uint32_t begin, std::uint32_t end) const {
-        return std::wstring_view(text_).substr(begin, end - begin);
-    }
-    std::wstring_view qualifiedName(node_index node) const;
-    std::wstring_view prefix(node_index node) const;
-    std::wstring_view localName(node_index node) const;
-    const std::wstring& namespaceUri(node_index node) const { return spaces_[nodes_[node].space]; }
-
-    // Appends the value of the node: an attribute's value, the text in an element, references resolved.
-    void appendText(node_index node, std::wstring& out) const;
-    // Appends the node as written. An element gets the namespace declarations of its ancestors that it needs to stand
-    // alone; node 0 gives the whole document without its XML declaration.
-    void appendMarkup(node_index node, std::wstring& out) const;
-
+    // The document without its XML declaration.
+    const std::wstring& text() const { return text_; }
+    // As written, with its prefix.
+    const std::wstring& rootName() const { return outline_.rootName; }
     // Every declaration with a prefix, as SelectionNamespaces takes it; the first URI of a prefix counts.
-    std::wstring namespaceList() const;
-    // The namespace that namespaceList() gives the prefix; false where it has none.
-    bool findPrefix(std::wstring_view prefix, std::uint32_t& space) const;
-    // The index of a namespace; one that no node has where the document does not use it.
-    std::uint32_t findNamespace(std::wstring_view uri) const;
+    const std::wstring& namespaceList() const { return outline_.namespaceList; }
+
+    // The nodes in document order. Prefixes mean what namespaceList() says, or what the map says. Throws failure:
+    // E_INVALIDARG where the path is none or selects no nodes by its nature, ERROR_NOT_ENOUGH_QUOTA's result where it
+    // would take too long.
+    std::vector<XmlNode> Select(std::wstring_view xpath);
+    std::vector<XmlNode> Select(std::wstring_view xpath, const prefix_map& prefixes);
+
+    // The node's markup; an element gets the namespace declarations of its ancestors that it needs to stand alone.
+    // The document node gives the whole document without its XML declaration.
+    std::wstring Markup(const XmlNode& node);
+
+    // Changes the document at a node that Select gave. Inserted markup becomes the first child; empty markup with
+    // Replace deletes the node; the markup for an attribute is its new value. Markup without a "<" that is not
+    // well-formed by itself is taken as plain text. Throws failure, and has changed nothing then: 0x8000012D where
+    // the markup or the document with it is not well-formed, E_INVALIDARG where the node cannot hold children.
+    void Change(const XmlNode& node, std::wstring_view markup, ChangeMode mode);
 
   private:
-    friend class XmlParser;
-    XmlDocument() = default;
-
-    void appendDecoded(std::wstring_view raw, bool attribute, std::wstring& out) const;
+    IXMLDOMDocument2* parsed();
+    std::vector<XmlNode> SelectWith(std::wstring_view xpath, const std::wstring& namespaces);
+    std::wstring UnindentedXml(IXMLDOMNode* node);
+    std::wstring SerializedDocument();
+    bool IsContent(std::wstring_view markup) const;
+    std::wstring AsContent(std::wstring_view markup) const;
+    std::wstring AsAttributeValue(std::wstring_view value) const;
+    void ChangeAttribute(const XmlNode& attribute, std::wstring_view value);
+    // The document's text with a comment at the place of the change, and where that lies.
+    std::wstring MarkPlace(const XmlNode& node, ChangeMode mode, size_t& place, size_t& length);
 
     std::wstring text_;
-    std::uint32_t bodyBegin_ = 0;
-    node_index root_ = NO_NODE;
-    std::vector<xml_node> nodes_;
-    // 0 none, 1 that of xml:, 2 that of xmlns:.
-    std::vector<std::wstring> spaces_;
-    // Prefixed declarations, in document order, the first of each prefix.
-    std::vector<node_index> declarations_;
+    xml_outline outline_;
+    // Null after a change, until somebody asks.
+    vorna::com_ptr<IXMLDOMDocument2> dom_;
+    std::wstring selectionNamespaces_;
+    vorna::com_ptr<IXMLDOMNode> emptyText_;
 };
 
 } // namespace keldan

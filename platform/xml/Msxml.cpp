@@ -1,0 +1,54 @@
+#include "platform/xml/Msxml.h"
+
+#include "common/bstr.h"
+#include "platform/xml/Failure.h"
+
+namespace keldan {
+
+namespace {
+
+void Check(HRESULT result) {
+    if (FAILED(result))
+        throw failure{result};
+}
+
+vorna::com_ptr<IClassFactory> FindClass() {
+    vorna::com_ptr<IClassFactory> found;
+    HRESULT result = REGDB_E_CLASSNOTREG;
+    // Systems of today come without 4.0.
+    for (const wchar_t* progId : {L"MSXML2.DOMDocument.4.0", L"MSXML2.DOMDocument.6.0"}) {
+        CLSID clsid{};
+        result = CLSIDFromProgID(progId, &clsid);
+        if (SUCCEEDED(result))
+            result = CoGetClassObject(clsid, CLSCTX_INPROC_SERVER, nullptr, __uuidof(IClassFactory), found.put_void());
+        if (SUCCEEDED(result))
+            break;
+    }
+    Check(result);
+    // The class object outlives every apartment, so its module has to as well: COM frees modules with the last one.
+    HMODULE module = nullptr;
+    if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                            *reinterpret_cast<LPCWSTR*>(found.get()), &module))
+        Check(vorna::result_from_last_error());
+    return found;
+}
+
+} // namespace
+
+vorna::com_ptr<IXMLDOMDocument2> ParseXml(std::wstring_view text) {
+    // Looking the class up by its name costs more than parsing a small document. Kept for the process's life: at its
+    // end there may be no COM left to release it in.
+    static IClassFactory* const factory = FindClass().detach();
+    vorna::com_ptr<IXMLDOMDocument2> document;
+    Check(factory->CreateInstance(nullptr, __uuidof(IXMLDOMDocument2), document.put_void()));
+    Check(document->put_async(VARIANT_FALSE));
+    Check(document->put_resolveExternals(VARIANT_FALSE));
+    Check(document->put_validateOnParse(VARIANT_FALSE));
+    Check(document->put_preserveWhiteSpace(VARIANT_TRUE));
+    VARIANT_BOOL loaded = VARIANT_FALSE;
+    if (FAILED(document->loadXML(vorna::bstr(text).get(), &loaded)) || loaded != VARIANT_TRUE)
+        throw failure{vorna::RESULT_XML_MALFORMED};
+    return document;
+}
+
+} // namespace keldan

@@ -1,0 +1,46 @@
+#include "platform/xml/XmlNode.h"
+
+#include "common/bstr.h"
+#include "platform/xml/Failure.h"
+
+#include <utility>
+
+namespace keldan {
+
+namespace {
+
+// S_FALSE is MSXML's way of saying that there is no such text.
+std::wstring Read(IXMLDOMNode* node, HRESULT (STDMETHODCALLTYPE IXMLDOMNode::*get)(BSTR*)) {
+    vorna::bstr text;
+    if (const HRESULT result = (node->*get)(text.put()); FAILED(result))
+        throw failure{result};
+    return text.str();
+}
+
+} // namespace
+
+XmlNode::XmlNode(vorna::com_ptr<IXMLDOMNode> node) : node_(std::move(node)) {
+    if (!node_ || FAILED(node_->get_nodeType(&type_)))
+        throw failure{E_FAIL};
+}
+
+bool XmlNode::IsRoot() const {
+    if (type_ != NODE_ELEMENT)
+        return false;
+    vorna::com_ptr<IXMLDOMNode> parent;
+    return node_->get_parentNode(parent.put()) == S_OK && XmlNode(parent).type() == NODE_DOCUMENT;
+}
+
+std::wstring XmlNode::LocalName() const {
+    return Read(node_.get(), &IXMLDOMNode::get_baseName);
+}
+
+std::wstring XmlNode::NamespaceUri() const {
+    return Read(node_.get(), &IXMLDOMNode::get_namespaceURI);
+}
+
+std::wstring XmlNode::Text() const {
+    return Read(node_.get(), &IXMLDOMNode::get_text);
+}
+
+} // namespace keldan

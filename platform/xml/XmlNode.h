@@ -1,0 +1,30 @@
+// A node of an XmlDocument; it stays valid until the document is changed.
+#pragma once
+
+#include "common/com_ptr.h"
+#include "common/msxml.h"
+
+#include <string>
+
+namespace keldan {
+
+class XmlNode {
+  public:
+    explicit XmlNode(vorna::com_ptr<IXMLDOMNode> node);
+
+    DOMNodeType type() const { return type_; }
+    // Whether this is the document's root element.
+    bool IsRoot() const;
+    std::wstring LocalName() const;
+    std::wstring NamespaceUri() const;
+    // An attribute's value, the text in an element; references resolved.
+    std::wstring Text() const;
+
+    IXMLDOMNode* get() const { return node_.get(); }
+
+  private:
+    vorna::com_ptr<IXMLDOMNode> node_;
+    DOMNodeType type_ = NODE_INVALID;
+};
+
+} // namespace keldan
