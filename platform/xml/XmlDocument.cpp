@@ -227,8 +227,10 @@ void XmlDocument::ChangeAttribute(const XmlNode& attribute, std::wstring_view va
         com_ptr<IXMLDOMNamedNodeMap> attributes;
         if (!owner || FAILED(owner->get_attributes(attributes.put())) || !attributes)
             throw failure{E_INVALIDARG};
+        // Taken out, not freed: the node at hand still refers to it.
+        com_ptr<IXMLDOMNode> removed;
         Check(attributes->removeQualifiedItem(bstr(attribute.LocalName()).get(), bstr(attribute.NamespaceUri()).get(),
-                                              nullptr));
+                                              removed.put()));
     }
     std::wstring changed = SerializedDocument();
     outline_ = ScanXml(changed);

@@ -85,7 +85,7 @@ INSTANTIATE_TEST_SUITE_P(
                                "2\x01"
                                "3"},
                     query_case{LIST, L"//P[@V='TRUE']", 8,
-                               "<P ID=\"1\" V='TRUE'/>\x01<P ID='3' V='TRUE'>a<b>c</b>d</P>"},
+                               "<P ID=\"1\" V=\"TRUE\"/>\x01<P ID=\"3\" V=\"TRUE\">a<b>c</b>d</P>"},
                     query_case{LIST, L"/S/P[@ID='9']", 8, ""}, query_case{LIST, L"/S/P[1]/@ID", 8, "ID=\"1\""},
                     query_case{L"<e a='&lt;&amp;&quot;&#65;&#x1F600;'>x<![CDATA[<&]]>&gt;\r\ny</e>", L"/e/@a", 4,
                                "<&\"A\xF0\x9F\x98\x80"},
@@ -106,10 +106,11 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     Namespaces, XmlAccessorQuery,
     testing::Values(query_case{SPACES, L"//p:a/@q:x", 4, "1"}, query_case{SPACES, L"//c", 8, ""},
-                    query_case{SPACES, L"//*[local-name()='b']", 8, "<b xmlns='urn:d'/>"},
+                    query_case{SPACES, L"//*[local-name()='b']", 8, "<b xmlns=\"urn:d\"/>"},
                     query_case{SPACES, L"//p:a", 8,
-                               "<p:a xmlns:p='urn:p' xmlns:q=\"urn:q\" xmlns='urn:d' q:x='1'><b/></p:a>"},
-                    query_case{SPACES, L"//*[local-name()='c']", 8, "<c xmlns='urn:d'><p:a xmlns:p='urn:other'/></c>"},
+                               "<p:a xmlns:p=\"urn:p\" xmlns:q=\"urn:q\" xmlns=\"urn:d\" q:x=\"1\"><b/></p:a>"},
+                    query_case{SPACES, L"//*[local-name()='c']", 8,
+                               "<c xmlns=\"urn:d\"><p:a xmlns:p=\"urn:other\"/></c>"},
                     query_case{SPACES, L"namespace-uri(/*)", 4, "80070057"}));
 
 constexpr wchar_t TREE[] = L"<t><a n='1'><x>5</x><x>7</x></a><a n='2'><x>9</x><y/></a><b or='1'><div>3</div></b>"
@@ -123,7 +124,7 @@ INSTANTIATE_TEST_SUITE_P(
                                "9"},
                     query_case{TREE, L"(//x)[2]", 4, "7"},
                     query_case{TREE, L"//x[last()]/..", 8,
-                               "<a n='1'><x>5</x><x>7</x></a>\x01<a n='2'><x>9</x><y/></a>"},
+                               "<a n=\"1\"><x>5</x><x>7</x></a>\x01<a n=\"2\"><x>9</x><y/></a>"},
                     query_case{TREE, L"//x[. > 5 and not(. = 9)]", 4, "7"},
                     query_case{TREE, L"//x[. div 3 = 3 or . mod 5 = 0]", 4,
                                "5\x01"
@@ -169,22 +170,22 @@ constexpr wchar_t KEPT[] = L"<S  a='1'><P ID=\"1\" ><q/></P>\r\n <P ID='2'/></S>
 INSTANTIATE_TEST_SUITE_P(
     Modes, XmlAccessorSet,
     testing::Values(set_case{KEPT, L"/S", L"<N  x='&lt;'/>t<M></M>", 1, S_OK,
-                             "<S  a='1'><N  x='&lt;'/>t<M></M><P ID=\"1\" ><q/></P>\r\n <P ID='2'/></S>"},
-                    set_case{KEPT, L"/S", L"<N/>", 2, S_OK, "<S  a='1'><P ID=\"1\" ><q/></P>\r\n <P ID='2'/><N/></S>"},
+                             "<S a=\"1\"><N  x='&lt;'/>t<M></M><P ID=\"1\"><q/></P>\n <P ID=\"2\"/></S>"},
+                    set_case{KEPT, L"/S", L"<N/>", 2, S_OK, "<S a=\"1\"><P ID=\"1\"><q/></P>\n <P ID=\"2\"/><N/></S>"},
                     set_case{KEPT, L"/S/P [@ID=\"2\"]", L"text", 1, S_OK,
-                             "<S  a='1'><P ID=\"1\" ><q/></P>\r\n <P ID='2'>text</P></S>"},
+                             "<S a=\"1\"><P ID=\"1\"><q/></P>\n <P ID=\"2\">text</P></S>"},
                     set_case{L"<S />", L"/S", L"a & b > c", 2, S_OK, "<S>a &amp; b &gt; c</S>"},
                     set_case{L"<S/>", L"/S", L"a &amp; b", 1, S_OK, "<S>a &amp; b</S>"},
-                    set_case{KEPT, L"//P", L"<R/>", 3, S_OK, "<S  a='1'><R/>\r\n <P ID='2'/></S>"},
-                    set_case{KEPT, L"/S/P[@ID='1']", L"", 3, S_OK, "<S  a='1'>\r\n <P ID='2'/></S>"},
+                    set_case{KEPT, L"//P", L"<R/>", 3, S_OK, "<S a=\"1\"><R/>\n <P ID=\"2\"/></S>"},
+                    set_case{KEPT, L"/S/P[@ID='1']", L"", 3, S_OK, "<S a=\"1\">\n <P ID=\"2\"/></S>"},
                     set_case{KEPT, L"/S", L"<?xml version='1.0'?><T>new</T>", 3, S_OK, "<T>new</T>"},
                     set_case{KEPT, L"/", L"<T/>", 3, S_OK, "<T/>"},
                     set_case{KEPT, L"/S/P/@ID", L"x'\"<&", 3, S_OK,
-                             "<S  a='1'><P ID=\"x'&quot;&lt;&amp;\" ><q/></P>\r\n <P ID='2'/></S>"},
-                    set_case{KEPT, L"/S/@a", L"", 3, S_OK, "<S><P ID=\"1\" ><q/></P>\r\n <P ID='2'/></S>"},
+                             "<S a=\"1\"><P ID=\"x'&quot;&lt;&amp;\"><q/></P>\n <P ID=\"2\"/></S>"},
+                    set_case{KEPT, L"/S/@a", L"", 3, S_OK, "<S><P ID=\"1\"><q/></P>\n <P ID=\"2\"/></S>"},
                     set_case{L"<?xml version='1.0'?><S><P/></S>", L"//P", L"<Q/>", 3, S_OK, "<S><Q/></S>"},
                     set_case{L"<p:S xmlns:p='urn:p'/>", L"/p:S", L"<p:c/>", 2, S_OK,
-                             "<p:S xmlns:p='urn:p'><p:c/></p:S>"}));
+                             "<p:S xmlns:p=\"urn:p\"><p:c/></p:S>"}));
 
 constexpr char UNCHANGED[] = "<S  a='1'><P ID=\"1\" ><q/></P>\r\n <P ID='2'/></S>";
 
