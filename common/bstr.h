@@ -16,8 +16,7 @@ class bstr {
   public:
     bstr() = default;
     // Copies the text; throws std::bad_alloc.
-    explicit bstr(std::wstring_view text)
-        : value_(SysAllocStringLen(text.data(), static_cast<UINT>(text.size()))) {
+    explicit bstr(std::wstring_view text) : value_(SysAllocStringLen(text.data(), static_cast<UINT>(text.size()))) {
         if (!value_)
             throw std::bad_alloc();
     }
@@ -46,6 +45,8 @@ class bstr {
 };
 
 // A BSTR argument as a view; null reads as empty.
-inline std::wstring_view view_of(BSTR text) { return {text ? text : L"", SysStringLen(text)}; }
+inline std::wstring_view view_of(BSTR text) {
+    return {text ? text : L"", SysStringLen(text)};
+}
 
 } // namespace vorna

@@ -6,7 +6,9 @@
 
 namespace vorna {
 
-constexpr HRESULT result_code(unsigned long value) { return static_cast<HRESULT>(value); }
+constexpr HRESULT result_code(unsigned long value) {
+    return static_cast<HRESULT>(value);
+}
 
 // Subscription documents.
 constexpr HRESULT RESULT_XML_MALFORMED = result_code(0x8000012D);
@@ -47,7 +49,11 @@ constexpr HRESULT PLATFORM_ID_UNKNOWN = result_code(0x800000D3);
 constexpr HRESULT PLATFORM_ID_EXPIRED = result_code(0x800000D4);
 
 // The one place that turns a Win32 error into a result; never a success.
-inline HRESULT result_from_win32(DWORD error) { return error == ERROR_SUCCESS ? E_FAIL : HRESULT_FROM_WIN32(error); }
-inline HRESULT result_from_last_error() { return result_from_win32(GetLastError()); }
+inline HRESULT result_from_win32(DWORD error) {
+    return error == ERROR_SUCCESS ? E_FAIL : HRESULT_FROM_WIN32(error);
+}
+inline HRESULT result_from_last_error() {
+    return result_from_win32(GetLastError());
+}
 
 } // namespace vorna
