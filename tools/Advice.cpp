@@ -28,7 +28,8 @@ const advice table[] = {
     {RESULT_XML_MALFORMED, nullptr,
      L"Make the document well-formed XML without a document type definition; the root of a subscription is Archive, "
      L"that of a service is service."},
-    {RESULT_ARCHIVE_ID, nullptr, L"Give the Archive element an ID attribute that is not blank."},
+    {RESULT_ARCHIVE_ID, nullptr,
+     L"Give the Archive element an ID attribute that is not blank and has none of the characters that the text names."},
     {RESULT_COLLECT, nullptr, L"Write <Collect>ON</Collect> to keep the archive or <Collect>OFF</Collect> to end it."},
     {RESULT_LIFETIME_BEFORE_READ, nullptr, DURATIONS},
     {RESULT_LIFETIME_AFTER_READ, nullptr, DURATIONS},
@@ -72,13 +73,21 @@ const advice table[] = {
     {PLATFORM_ID_UNKNOWN, nullptr, L"The platform does not know the registration any more. Subscribe again."},
     {PLATFORM_ID_EXPIRED, nullptr, L"The registration has reached its end date. Subscribe again."},
     {E_FAIL, L"No Data Present in the Archive",
-     L"Nothing has been captured yet, or everything has outlived its lifetime. Wait for the next tick and look at "
-     L"\"vornactl list\"."},
+     L"Nothing has been captured yet, or everything has outlived its lifetime: wait for the next tick. Where "
+     L"\"vornactl "
+     L"list\" shows snapshots, the file that holds them could not be read: put it back from a backup of this machine, "
+     L"or "
+     L"unsubscribe the archive and subscribe it again."},
     {E_FAIL, L"Could not find the required data in the archive",
      L"There are snapshots, but the XPath selects nothing in them. Read with /Archive[@ID='...']/* to see what they "
      L"hold; names with a namespace need a prefix that the archived data declare."},
     {E_FAIL, L"Directory creation failed",
      L"See that you may write to the folder of Vorna.dll and that the service's identity makes a valid folder name."},
+    // What GetData answers where the service object names no folder.
+    {E_FAIL, L"",
+     L"Give the service document portID, serviceId and serviceURI, each fit to be a folder's name. If they are, turn "
+     L"the "
+     L"component's log on (README, \"Settings\")."},
     {E_FAIL, nullptr, L"This is the general code. Turn the component's log on (README, \"Settings\") to see the step."},
 
     // The operating system's.
@@ -93,9 +102,10 @@ const advice table[] = {
     {HRESULT_FROM_WIN32(RPC_S_CALL_FAILED), nullptr,
      L"The host process ended while it was asked. Try again: it starts by itself and has lost nothing."},
     {HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), nullptr,
-     L"An archive on disk is damaged, or is not the one that was written there. Put the file back from a backup of "
-     L"this "
-     L"machine, or unsubscribe the archive and subscribe it again; other archives are not affected."},
+     L"A file on disk is damaged, or is not the one that was written there. Put it back from a backup of this machine; "
+     L"nothing can be read from it or changed in it before. Other archives are not affected, unless it is the file "
+     L"Vorna "
+     L"beside Vorna.dll, which records them all."},
     {HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION), nullptr,
      L"Another process holds the archive. Try again when it is done."},
     {HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION), nullptr,

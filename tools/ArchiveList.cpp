@@ -69,7 +69,9 @@ archive_entry ReadArchive(SubscriptionPersistance& persistance, const Subscripti
     if (result == S_OK)
         archive.snapshots = whole.SnapShots.size();
     else
-        archive.problem = failure(result, L"reading the archive " + archive.archiveId + L" of " + archive.service);
+        archive.problem = failure(result, L"reading the archive " + archive.archiveId + L" of " + archive.service,
+                                  L"Its configuration cannot be read: " +
+                                      ConfigArchivePath(ArchiveDirectory(archive.service), record.SubscriptionId));
     return archive;
 }
 
@@ -85,7 +87,9 @@ std::vector<archive_entry> ReadArchives(bool withEnded) {
     const HRESULT result = persistance.GetSubscriptionsList(list);
     // No valid one is a list all the same.
     if (result != S_OK && result != RESULT_NO_SUBSCRIPTION)
-        throw failure(result, READING);
+        throw failure(result, READING,
+                      L"The record of all archives cannot be read: " + VORNAUTILITY::GetComponentDirectory() +
+                          L"Vorna");
     std::vector<archive_entry> archives;
     for (const SubscriptionListEntry& record : list)
         if (record.Valid || withEnded)
