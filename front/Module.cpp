@@ -30,8 +30,8 @@ HRESULT RegisterTypeLibrary(const std::wstring& modulePath) {
 HRESULT UnregisterTypeLibrary() {
     RegDeleteTreeW(HKEY_CLASSES_ROOT, NEUTRAL_KEY);
     HRESULT result = UnRegisterTypeLib(TYPE_LIBRARY, 1, 0, TYPE_LIBRARY_LOCALE, SYS_WIN32);
-    // Not being registered is what was asked for.
-    return result == TYPE_E_REGISTRYACCESS ? S_OK : result;
+    // Not being registered is what was asked for; Wine calls the arguments invalid then, and they are constants.
+    return result == TYPE_E_REGISTRYACCESS || result == E_INVALIDARG ? S_OK : result;
 }
 
 // COM for the length of a registration, in whatever apartment the thread is or is not yet.
