@@ -1,5 +1,6 @@
 #include "platform/xml/XmlDocument.h"
 
+#include "common/XmlEscape.h"
 #include "common/bstr.h"
 #include "common/scope_exit.h"
 #include "platform/xml/Failure.h"
@@ -26,21 +27,6 @@ VARIANT Reference(IUnknown* object) {
     value.vt = VT_UNKNOWN;
     value.punkVal = object;
     return value;
-}
-
-std::wstring Escape(std::wstring_view text) {
-    std::wstring escaped;
-    for (wchar_t c : text) {
-        if (c == L'&')
-            escaped += L"&amp;";
-        else if (c == L'<')
-            escaped += L"&lt;";
-        else if (c == L'>')
-            escaped += L"&gt;";
-        else
-            escaped += c;
-    }
-    return escaped;
 }
 
 // An XML declaration before inserted markup says nothing about the document around it.
@@ -202,7 +188,7 @@ std::wstring XmlDocument::AsContent(std::wstring_view markup) const {
     markup = WithoutDeclaration(markup);
     if (markup.empty() || IsContent(markup))
         return std::wstring(markup);
-    const std::wstring escaped = Escape(markup);
+    const std::wstring escaped = vorna::EscapeXmlText(markup);
     if (markup.find(L'<') != markup.npos || !IsContent(escaped))
         throw failure{vorna::RESULT_XML_MALFORMED};
     return escaped;
@@ -211,7 +197,7 @@ std::wstring XmlDocument::AsContent(std::wstring_view markup) const {
 std::wstring XmlDocument::AsAttributeValue(std::wstring_view value) const {
     // References in it are resolved where all of them can be.
     const std::wstring markup =
-        value.find(L'<') == value.npos && IsContent(value) ? std::wstring(value) : Escape(value);
+        value.find(L'<') == value.npos && IsContent(value) ? std::wstring(value) : vorna::EscapeXmlText(value);
     XmlDocument holder(L"<r>" + markup + L"</r>");
     return holder.Select(L"/r").at(0).Text();
 }
