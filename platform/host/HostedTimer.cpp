@@ -1,6 +1,6 @@
 #include "platform/host/HostedTimer.h"
 
-#include "platform/timer/ClientCall.h"
+#include "platform/delivery/ClientCall.h"
 #include "platform/timer/ZEBTimer.h"
 
 namespace keldan {

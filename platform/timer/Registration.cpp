@@ -1,6 +1,6 @@
 #include "platform/timer/Registration.h"
 
-#include <cstring>
+#include "platform/journal/Record.h"
 
 namespace keldan {
 
@@ -9,59 +9,7 @@ namespace {
 // The first byte of a record: a later layout gets another number.
 constexpr std::int64_t LAYOUT = 1;
 
-class Writer {
-  public:
-    void Number(std::int64_t value) { bytes_.append(reinterpret_cast<const char*>(&value), sizeof value); }
-    void Text(const std::wstring& text) {
-        Number(static_cast<std::int64_t>(text.size()));
-        bytes_.append(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
-    }
-    std::string Take() { return std::move(bytes_); }
-
-  private:
-    std::string bytes_;
-};
-
-// Once something is missing every further read gives nothing, and Complete is false.
-class Reader {
-  public:
-    explicit Reader(std::string_view bytes) : bytes_(bytes) {}
-
-    std::int64_t Number() {
-        std::int64_t value = 0;
-        if (Has(sizeof value)) {
-            std::memcpy(&value, bytes_.data(), sizeof value);
-            bytes_.remove_prefix(sizeof value);
-        }
-        return value;
-    }
-    std::wstring Text() {
-        const std::int64_t size = Number();
-        if (size < 0 || size > static_cast<std::int64_t>(bytes_.size()) || !Has(size * sizeof(wchar_t)))
-            return Fail();
-        std::wstring text(static_cast<std::size_t>(size), L'\0');
-        std::memcpy(text.data(), bytes_.data(), text.size() * sizeof(wchar_t));
-        bytes_.remove_prefix(text.size() * sizeof(wchar_t));
-        return text;
-    }
-    bool Complete() const { return good_ && bytes_.empty(); }
-    bool Good() const { return good_; }
-
-  private:
-    bool Has(std::uint64_t size) {
-        good_ = good_ && bytes_.size() >= size;
-        return good_;
-    }
-    std::wstring Fail() {
-        good_ = false;
-        return {};
-    }
-
-    std::string_view bytes_;
-    bool good_ = true;
-};
-
-void Write(Writer& writer, const Progress& progress) {
+void Write(RecordWriter& writer, const Progress& progress) {
     writer.Number(progress.next);
     writer.Number(progress.anchor.time_since_epoch().count());
     writer.Number(progress.ticked);
@@ -69,7 +17,7 @@ void Write(Writer& writer, const Progress& progress) {
     writer.Number(static_cast<std::int64_t>(progress.reached));
 }
 
-Progress ReadProgressFields(Reader& reader) {
+Progress ReadProgressFields(RecordReader& reader) {
     Progress progress;
     progress.next = reader.Number();
     progress.anchor = Instant(Milliseconds(reader.Number()));
@@ -83,7 +31,7 @@ Progress ReadProgressFields(Reader& reader) {
 
 std::string WriteRegistration(const Registration& registration) {
     const Schedule& schedule = registration.schedule;
-    Writer writer;
+    RecordWriter writer;
     writer.Number(LAYOUT);
     writer.Text(registration.id);
     writer.Text(registration.ticket);
@@ -109,7 +57,7 @@ std::string WriteRegistration(const Registration& registration) {
 }
 
 std::optional<Registration> ReadRegistration(std::string_view bytes) {
-    Reader reader(bytes);
+    RecordReader reader(bytes);
     if (reader.Number() != LAYOUT)
         return std::nullopt;
     Registration registration;
@@ -146,14 +94,14 @@ std::optional<Registration> ReadRegistration(std::string_view bytes) {
 }
 
 std::string WriteProgress(const Progress& progress) {
-    Writer writer;
+    RecordWriter writer;
     writer.Number(LAYOUT);
     Write(writer, progress);
     return writer.Take();
 }
 
 std::optional<Progress> ReadProgress(std::string_view bytes) {
-    Reader reader(bytes);
+    RecordReader reader(bytes);
     if (reader.Number() != LAYOUT)
         return std::nullopt;
     const Progress progress = ReadProgressFields(reader);
@@ -161,13 +109,13 @@ std::optional<Progress> ReadProgress(std::string_view bytes) {
 }
 
 std::string WriteInstant(Instant instant) {
-    Writer writer;
+    RecordWriter writer;
     writer.Number(instant.time_since_epoch().count());
     return writer.Take();
 }
 
 std::optional<Instant> ReadInstant(std::string_view bytes) {
-    Reader reader(bytes);
+    RecordReader reader(bytes);
     const Instant instant(Milliseconds(reader.Number()));
     return reader.Complete() ? std::optional(instant) : std::nullopt;
 }

@@ -2,6 +2,7 @@
 
 #include "common/results.h"
 #include "common/scope_exit.h"
+#include "platform/delivery/NewName.h"
 #include "platform/timer/ScheduleDocument.h"
 
 #include <objbase.h>
@@ -25,16 +26,6 @@ constexpr Milliseconds EXPIRED_FORGOTTEN_AFTER = days(30);
 
 void Report(const std::wstring& text) {
     OutputDebugStringW((L"QXKeldanHost: " + text + L"\n").c_str());
-}
-
-// A name that was never given before: hexadecimal digits and dashes.
-std::wstring MakeName() {
-    GUID guid{};
-    if (FAILED(CoCreateGuid(&guid)))
-        return {};
-    wchar_t text[40];
-    StringFromGUID2(guid, text, ARRAYSIZE(text));
-    return std::wstring(text + 1, 36);
 }
 
 } // namespace
@@ -95,7 +86,7 @@ HRESULT TimerService::CheckId(const std::wstring& id) const {
 
 HRESULT TimerService::GetTicket(std::wstring& ticket) {
     ticket.clear();
-    std::wstring made = MakeName();
+    std::wstring made = MakeNewName();
     if (made.empty())
         return E_FAIL;
     std::lock_guard lock(mutex_);
@@ -111,7 +102,7 @@ HRESULT TimerService::Subscribe(const std::wstring& ticket, std::wstring_view do
     id.clear();
     Schedule schedule;
     const HRESULT parsed = ParseScheduleDocument(document, schedule);
-    std::wstring made = MakeName();
+    std::wstring made = MakeNewName();
     if (made.empty())
         return E_FAIL;
     std::lock_guard lock(mutex_);

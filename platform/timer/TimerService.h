@@ -9,7 +9,7 @@
 #pragma once
 
 #include "common/unique_any.h"
-#include "platform/timer/DeliveryPool.h"
+#include "platform/delivery/DeliveryPool.h"
 #include "platform/timer/Scheduler.h"
 #include "platform/timer/TimerStore.h"
 

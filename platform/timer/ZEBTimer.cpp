@@ -1,28 +1,14 @@
 #include "platform/timer/ZEBTimer.h"
 
 #include "common/bstr.h"
+#include "platform/delivery/ServiceSlot.h"
 #include "platform/timer/TimerService.h"
 
 namespace keldan {
 
 namespace {
 
-std::atomic<TimerService*> served{nullptr};
-
-// The closed door of every operation.
-template <typename Work>
-HRESULT WithService(Work work) {
-    TimerService* service = served;
-    if (!service)
-        return CO_E_SERVER_STOPPING;
-    try {
-        return work(*service);
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
-}
+ServiceSlot<TimerService> served;
 
 std::wstring Text(BSTR text) {
     return std::wstring(vorna::view_of(text));
@@ -31,14 +17,14 @@ std::wstring Text(BSTR text) {
 } // namespace
 
 void ZEBTimer::Serve(TimerService* service) {
-    served = service;
+    served.Set(service);
 }
 
 STDMETHODIMP ZEBTimer::GetTicket(BSTR* ticket) {
     if (!ticket)
         return E_POINTER;
     *ticket = nullptr;
-    return WithService([&](TimerService& service) {
+    return served.With([&](TimerService& service) {
         std::wstring made;
         const HRESULT result = service.GetTicket(made);
         if (SUCCEEDED(result))
@@ -51,7 +37,7 @@ STDMETHODIMP ZEBTimer::Subscribe(BSTR ticket, BSTR schedule, BSTR* subscriptionI
     if (!subscriptionId)
         return E_POINTER;
     *subscriptionId = nullptr;
-    return WithService([&](TimerService& service) {
+    return served.With([&](TimerService& service) {
         std::wstring made;
         const HRESULT result = service.Subscribe(Text(ticket), vorna::view_of(schedule), made);
         if (SUCCEEDED(result))
@@ -61,11 +47,11 @@ STDMETHODIMP ZEBTimer::Subscribe(BSTR ticket, BSTR schedule, BSTR* subscriptionI
 }
 
 STDMETHODIMP ZEBTimer::Unsubscribe(BSTR ticket, BSTR subscriptionId) {
-    return WithService([&](TimerService& service) { return service.Unsubscribe(Text(ticket), Text(subscriptionId)); });
+    return served.With([&](TimerService& service) { return service.Unsubscribe(Text(ticket), Text(subscriptionId)); });
 }
 
 STDMETHODIMP ZEBTimer::Modify(BSTR subscriptionId, BSTR schedule) {
-    return WithService(
+    return served.With(
         [&](TimerService& service) { return service.Modify(Text(subscriptionId), vorna::view_of(schedule)); });
 }
 

@@ -5,7 +5,7 @@
 #include "common/com_server.h"
 #include "common/results.h"
 #include "common/unique_any.h"
-#include "platform/timer/ClientCall.h"
+#include "platform/delivery/ClientCall.h"
 #include "support/Support.h"
 
 #include <chrono>

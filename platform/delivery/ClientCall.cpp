@@ -1,4 +1,4 @@
-#include "platform/timer/ClientCall.h"
+#include "platform/delivery/ClientCall.h"
 
 #include "VornaLib.h"
 #include "common/ProcessorFault.h"

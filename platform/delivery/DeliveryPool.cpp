@@ -1,4 +1,4 @@
-#include "platform/timer/DeliveryPool.h"
+#include "platform/delivery/DeliveryPool.h"
 
 #include <objbase.h>
 

@@ -1,0 +1,63 @@
+// The values of a journal: numbers and texts in a row, as bytes of this machine's order.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace keldan {
+
+class RecordWriter {
+  public:
+    void Number(std::int64_t value) { bytes_.append(reinterpret_cast<const char*>(&value), sizeof value); }
+    void Text(const std::wstring& text) {
+        Number(static_cast<std::int64_t>(text.size()));
+        bytes_.append(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
+    }
+    std::string Take() { return std::move(bytes_); }
+
+  private:
+    std::string bytes_;
+};
+
+// Once something is missing every further read gives nothing, and Complete is false.
+class RecordReader {
+  public:
+    explicit RecordReader(std::string_view bytes) : bytes_(bytes) {}
+
+    std::int64_t Number() {
+        std::int64_t value = 0;
+        if (Has(sizeof value)) {
+            std::memcpy(&value, bytes_.data(), sizeof value);
+            bytes_.remove_prefix(sizeof value);
+        }
+        return value;
+    }
+    std::wstring Text() {
+        const std::int64_t size = Number();
+        if (size < 0 || size > static_cast<std::int64_t>(bytes_.size()) || !Has(size * sizeof(wchar_t)))
+            return Fail();
+        std::wstring text(static_cast<std::size_t>(size), L'\0');
+        std::memcpy(text.data(), bytes_.data(), text.size() * sizeof(wchar_t));
+        bytes_.remove_prefix(text.size() * sizeof(wchar_t));
+        return text;
+    }
+    bool Complete() const { return good_ && bytes_.empty(); }
+    bool Good() const { return good_; }
+
+  private:
+    bool Has(std::uint64_t size) {
+        good_ = good_ && bytes_.size() >= size;
+        return good_;
+    }
+    std::wstring Fail() {
+        good_ = false;
+        return {};
+    }
+
+    std::string_view bytes_;
+    bool good_ = true;
+};
+
+} // namespace keldan
