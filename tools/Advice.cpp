@@ -1,5 +1,6 @@
 #include "Advice.h"
 
+#include "EventClient.h"
 #include "common/results.h"
 #include "common/unique_any.h"
 
@@ -16,11 +17,12 @@ struct advice {
     const wchar_t* words;
 };
 
-constexpr wchar_t EVENT_KINDS[] =
-    L"Give the archive a Timer element; this version of the component does not serve event subscriptions.";
 constexpr wchar_t DURATIONS[] = L"Write durations with every designator, as P0Y0M1DT0H0M0S for one day.";
 constexpr wchar_t REGISTER[] = L"Run \"vornactl register\" as an administrator, from the folder with all modules.";
 constexpr wchar_t DATA_MODEL[] = L"Give XMLDataModel both an XPath and an XDMPrefixes element, neither of them empty.";
+constexpr wchar_t EVENT_SOURCE[] =
+    L"Give the event element an EventPayload, which archives what came with the event, or an XMLDataModel, which "
+    L"archives data of the service.";
 
 // Entries with a text stand before the one without.
 const advice table[] = {
@@ -36,20 +38,22 @@ const advice table[] = {
     {RESULT_AGING, nullptr, DURATIONS},
     {RESULT_STORAGE_UNITS, nullptr, L"Give MaxStorageSize the attribute Units=\"NUMFILES\" or Units=\"KB\"."},
     {RESULT_STORAGE_SIZE, nullptr, L"Write MaxStorageSize with digits alone: no sign, no blanks."},
-    {RESULT_EVENT_TYPE, nullptr, L"Give the archive a Timer element that is not empty."},
+    {RESULT_EVENT_TYPE, nullptr,
+     L"Give the archive one of the elements Timer, KROEvent and XDMEvent, and let it not be empty."},
     {RESULT_TIMER_FREQUENCY, nullptr,
      L"Give Timer a Frequency with every designator, as P0Y0M0DT0H5M0S for five minutes."},
     {RESULT_TIMER_RETRIES, nullptr, L"Write Retries with digits alone, or leave it out."},
-    {RESULT_KRO_NAME, nullptr, EVENT_KINDS},
-    {RESULT_KRO_FILTERS, nullptr, EVENT_KINDS},
-    {RESULT_KRO_ARCHIVE_TYPE, nullptr, EVENT_KINDS},
+    {RESULT_KRO_NAME, nullptr, L"Give KROEvent one Name element, which holds the name of the event."},
+    {RESULT_KRO_FILTERS, nullptr, L"Write each filter inside Filter as <Property Name=\"name\">value</Property>."},
+    {RESULT_KRO_ARCHIVE_TYPE, nullptr, EVENT_SOURCE},
     {RESULT_DATA_MODEL, nullptr, DATA_MODEL},
-    {RESULT_XDM_EVENTS, nullptr, EVENT_KINDS},
-    {RESULT_XDM_EVENT_XPATH, nullptr, EVENT_KINDS},
-    {RESULT_XDM_PAYLOAD, nullptr, EVENT_KINDS},
-    {RESULT_XDM_XPATH, nullptr, EVENT_KINDS},
-    {RESULT_XDM_PREFIXES, nullptr, EVENT_KINDS},
-    {E_NOTIMPL, nullptr, EVENT_KINDS},
+    {RESULT_XDM_EVENTS, nullptr, L"Give XDMEvent at least one Event element, and each of them an XPath."},
+    {RESULT_XDM_EVENT_XPATH, nullptr, L"Give every Event of XDMEvent one XPath element that is not empty."},
+    {RESULT_XDM_PAYLOAD, nullptr, EVENT_SOURCE},
+    {RESULT_XDM_XPATH, nullptr, DATA_MODEL},
+    {RESULT_XDM_PREFIXES, nullptr, DATA_MODEL},
+    {E_NOTIMPL, nullptr,
+     L"A component does not know this operation. Register modules of one version (\"vornactl register\")."},
 
     // Requests.
     {RESULT_SERVICE_OBJECT, nullptr,
@@ -120,7 +124,20 @@ const advice table[] = {
      L"The file is no registrable module: copy the right one there."},
     {HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT), nullptr, L"All modules are 32-bit: copy the 32-bit file there."},
     {HRESULT_FROM_WIN32(ERROR_NOT_FOUND), nullptr,
-     L"The service has no data model: use serviceURI \"host\", or store a model for the service."},
+     L"The service has no data model: use serviceURI \"host\", or store one with \"vornactl model put\"."},
+    {HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA), QUEUE_FULL,
+     L"What waits is delivered one after the other. End the subscriptions whose receiver does not take its events any "
+     L"more, let the others catch up, and raise the event again; those for which it was queued get it once more then."},
+    {HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA), nullptr,
+     L"This XPath would take too long on these data. Name the steps of the path instead of writing //."},
+    {HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE), nullptr,
+     L"Make it smaller: a payload may have 8,388,608 characters, a data model 64 megabytes."},
+    {HRESULT_FROM_WIN32(ERROR_INVALID_DATA), nullptr, L"Put a document into the file, or name another one."},
+    {HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION), nullptr, L"Save the file as UTF-8 or UTF-16."},
+    {E_INVALIDARG, L"",
+     L"A name, an XPath, a trigger, a reset or a duration in what was handed in is not what it should be. An event and "
+     L"each of its properties needs a name that is not blank."},
+    {E_INVALIDARG, nullptr, L"Change the value that the text names."},
     {E_OUTOFMEMORY, nullptr, L"There was not enough memory. Close programs, or read less at once with a longer XPath."},
 };
 

@@ -26,14 +26,4 @@ class ArchiveClient {
     vorna::com_ptr<IXDMAccessEx> component_;
 };
 
-// What a subscription document asks for, as far as it can be read.
-struct subscription_summary {
-    std::wstring archiveId;
-    bool collect = false;
-};
-subscription_summary Summarise(std::wstring_view document);
-
-// The document that ends an archive which is there.
-std::wstring EndingDocument(std::wstring_view archiveId);
-
 } // namespace vornactl

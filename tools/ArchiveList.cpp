@@ -4,10 +4,13 @@
 #include "common/results.h"
 #include "common/unique_any.h"
 #include "persist/SubscriptionPersistance.h"
+#include "src/SubscriptionInfo.h"
 #include "subscription/ArchiveNames.h"
 
+#include <algorithm>
 #include <array>
 #include <cwchar>
+#include <cwctype>
 
 namespace vornactl {
 
@@ -54,6 +57,28 @@ const wchar_t* StateText(ArchiveState state) {
     return L"ended";
 }
 
+std::wstring Awaited(const std::wstring& subscriptionDocument) {
+    const SubscriptionInfo info(subscriptionDocument);
+    std::wstring text;
+    if (const TimerInfo* timer = info.TimerEvent()) {
+        text = L"every " + FormatDuration(timer->frequency);
+    } else if (const KROEventInfo* event = info.KROEvent()) {
+        text = L"event " + event->name;
+        for (const EventFilter& filter : event->filters)
+            if (!filter.name.empty())
+                text += L", " + filter.name + L"=" + filter.value;
+    } else if (const XDMEventInfo* changes = info.XDMEvent()) {
+        for (const DataModelEvent& change : changes->events) {
+            text += text.empty() ? L"" : L"; ";
+            text += change.trigger.empty() ? L"change of " + change.xpath : change.xpath + L" when " + change.trigger;
+        }
+    }
+    // One line, however it was written.
+    std::replace_if(
+        text.begin(), text.end(), [](wchar_t letter) { return std::iswcntrl(letter) != 0; }, L' ');
+    return text;
+}
+
 archive_entry ReadArchive(SubscriptionPersistance& persistance, const SubscriptionListEntry& record) {
     archive_entry archive;
     const size_t split = record.ClientCookie.find_last_of(L'\\');
@@ -66,12 +91,14 @@ archive_entry ReadArchive(SubscriptionPersistance& persistance, const Subscripti
         return archive;
     SubscriptionRecord whole;
     const HRESULT result = persistance.GetSubscription(record.SubscriptionId, whole);
-    if (result == S_OK)
+    if (result == S_OK) {
         archive.snapshots = whole.SnapShots.size();
-    else
+        archive.awaited = Awaited(whole.SubscriptionText);
+    } else {
         archive.problem = failure(result, L"reading the archive " + archive.archiveId + L" of " + archive.service,
                                   L"Its configuration cannot be read: " +
                                       ConfigArchivePath(ArchiveDirectory(archive.service), record.SubscriptionId));
+    }
     return archive;
 }
 
@@ -98,16 +125,17 @@ std::vector<archive_entry> ReadArchives(bool withEnded) {
 }
 
 std::vector<std::wstring> FormatArchives(const std::vector<archive_entry>& archives) {
-    using row = std::array<std::wstring, 6>;
-    std::vector<row> rows{{L"ARCHIVE", L"SERVICE", L"STATE", L"ENDS", L"SNAPSHOTS", L"KB"}};
+    using row = std::array<std::wstring, 7>;
+    std::vector<row> rows{{L"ARCHIVE", L"SERVICE", L"STATE", L"ENDS", L"SNAPSHOTS", L"KB", L"WAITS FOR"}};
     for (const archive_entry& archive : archives)
         rows.push_back({archive.archiveId, archive.service, StateText(archive.state),
                         archive.endDate.empty() ? L"-" : archive.endDate,
                         archive.snapshots ? std::to_wstring(*archive.snapshots)
                         : archive.problem ? L"?"
                                           : L"-",
-                        std::to_wstring((archive.bytes + 1023) / 1024)});
-    std::array<size_t, 6> widths{};
+                        std::to_wstring((archive.bytes + 1023) / 1024),
+                        archive.awaited.empty() ? L"-" : archive.awaited});
+    std::array<size_t, 7> widths{};
     for (const row& cells : rows)
         for (size_t i = 0; i < cells.size(); ++i)
             widths[i] = std::max(widths[i], cells[i].size());
@@ -115,11 +143,13 @@ std::vector<std::wstring> FormatArchives(const std::vector<archive_entry>& archi
     for (const row& cells : rows) {
         std::wstring line;
         for (size_t i = 0; i < cells.size(); ++i) {
+            if (i + 1 == cells.size()) {
+                line += cells[i];
+                break;
+            }
             // Numbers stand at the right.
             const std::wstring padding(widths[i] - cells[i].size(), L' ');
-            line += i >= 4 ? padding + cells[i] : cells[i] + padding;
-            if (i + 1 < cells.size())
-                line += L"  ";
+            line += (i >= 4 ? padding + cells[i] : cells[i] + padding) + L"  ";
         }
         lines.push_back(std::move(line));
     }

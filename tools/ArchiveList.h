@@ -22,6 +22,8 @@ struct archive_entry {
     // Absent for an ended archive, and where the archive could not be read.
     std::optional<size_t> snapshots;
     std::uint64_t bytes = 0;
+    // What makes it take a snapshot, for people; empty where snapshots is absent.
+    std::wstring awaited;
     // Why the archive could not be read.
     std::optional<failure> problem;
 };

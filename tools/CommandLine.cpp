@@ -28,7 +28,7 @@ CommandLine::CommandLine(std::span<const std::wstring> arguments, const syntax& 
                                         [&](const option& entry) { return name == entry.name; });
         if (known == allowed.options.end())
             throw usage_error{L"unknown option: \"" + name + L"\""};
-        if (values_.contains(name))
+        if (!known->repeated && values_.contains(name))
             throw usage_error{L"given twice: \"" + name + L"\""};
         std::wstring value;
         if (!known->value) {
@@ -43,7 +43,7 @@ CommandLine::CommandLine(std::span<const std::wstring> arguments, const syntax& 
         }
         if (known->value && value.empty())
             throw usage_error{L"\"" + name + L"\" is followed by an empty " + known->value};
-        values_.emplace(name, std::move(value));
+        values_[name].push_back(std::move(value));
     }
     if (words_.size() < allowed.mandatoryWords)
         throw usage_error{std::wstring(allowed.words[words_.size()]) + L" is missing"};
@@ -55,7 +55,12 @@ CommandLine::CommandLine(std::span<const std::wstring> arguments, const syntax& 
 
 std::wstring CommandLine::Value(std::wstring_view option) const {
     const auto found = values_.find(option);
-    return found == values_.end() ? std::wstring() : found->second;
+    return found == values_.end() ? std::wstring() : found->second.front();
+}
+
+std::vector<std::wstring> CommandLine::Values(std::wstring_view option) const {
+    const auto found = values_.find(option);
+    return found == values_.end() ? std::vector<std::wstring>() : found->second;
 }
 
 } // namespace vornactl

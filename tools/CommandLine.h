@@ -15,6 +15,8 @@ struct option {
     // What stands behind it, for messages; null: nothing does.
     const wchar_t* value = nullptr;
     bool mandatory = false;
+    // It may be given more than once.
+    bool repeated = false;
 };
 
 // What a command takes.
@@ -35,11 +37,13 @@ class CommandLine {
     // Empty where it was not given.
     std::wstring Word(size_t index) const { return index < words_.size() ? words_[index] : std::wstring(); }
     std::wstring Value(std::wstring_view option) const;
+    // Every value of an option that may be repeated, in order.
+    std::vector<std::wstring> Values(std::wstring_view option) const;
     bool Has(std::wstring_view option) const { return values_.contains(option); }
 
   private:
     std::vector<std::wstring> words_;
-    std::map<std::wstring, std::wstring, std::less<>> values_;
+    std::map<std::wstring, std::vector<std::wstring>, std::less<>> values_;
 };
 
 } // namespace vornactl

@@ -3,7 +3,10 @@
 #include "ArchiveClient.h"
 #include "ArchiveList.h"
 #include "Console.h"
+#include "DataModel.h"
+#include "EventClient.h"
 #include "ModuleRegistration.h"
+#include "SubscriptionFile.h"
 #include "TextFile.h"
 #include "common/results.h"
 
@@ -14,6 +17,7 @@ namespace vornactl {
 namespace {
 
 const option SERVICE{L"--service", L"FILE", true};
+const option OUTPUT{L"--output", L"FILE"};
 
 std::filesystem::path ModuleFolder(const CommandLine& line) {
     if (line.Word(0).empty())
@@ -35,7 +39,7 @@ exit_code Unregister(const CommandLine& line) {
 
 exit_code Subscribe(const CommandLine& line) {
     const std::wstring file = line.Word(0);
-    const std::wstring document = ReadDocument(file);
+    const std::wstring document = ReadSubscription(file);
     ArchiveClient(line.Value(SERVICE.name)).SetData(document, L"subscribing " + file);
     const subscription_summary summary = Summarise(document);
     Console::Line(L"archive " + summary.archiveId + (summary.collect ? L": collecting" : L": ended"));
@@ -49,14 +53,17 @@ exit_code Unsubscribe(const CommandLine& line) {
     return EXIT_DONE;
 }
 
-exit_code Get(const CommandLine& line) {
-    const std::wstring document =
-        ArchiveClient(line.Value(SERVICE.name)).GetData(line.Word(0), line.Value(L"--prefixes"));
-    if (line.Has(L"--output"))
-        WriteDocument(line.Value(L"--output"), document + L"\n");
+// To the file that was asked for, or to standard output.
+exit_code Deliver(const CommandLine& line, const std::wstring& document) {
+    if (line.Has(OUTPUT.name))
+        WriteDocument(line.Value(OUTPUT.name), document + L"\n");
     else
         Console::Line(document);
     return EXIT_DONE;
+}
+
+exit_code Get(const CommandLine& line) {
+    return Deliver(line, ArchiveClient(line.Value(SERVICE.name)).GetData(line.Word(0), line.Value(L"--prefixes")));
 }
 
 exit_code List(const CommandLine& line) {
@@ -76,9 +83,30 @@ exit_code List(const CommandLine& line) {
     return result;
 }
 
+exit_code Raise(const CommandLine& line) {
+    const std::wstring name = line.Word(0);
+    const std::wstring properties = PropertiesDocument(line.Values(L"--property"));
+    const long subscriptions = RaiseEvent(name, properties, line.Value(L"--payload"));
+    Console::Line(L"event " + name +
+                  (subscriptions == 0   ? L": no subscription waits for it"
+                   : subscriptions == 1 ? L": queued for 1 subscription"
+                                        : L": queued for " + std::to_wstring(subscriptions) + L" subscriptions"));
+    return EXIT_DONE;
+}
+
+exit_code ModelPut(const CommandLine& line) {
+    Console::Line(L"data model written: " + PutModel(line.Word(0), line.Word(1)));
+    return EXIT_DONE;
+}
+
+exit_code ModelShow(const CommandLine& line) {
+    return Deliver(line, GetModel(line.Word(0)));
+}
+
 exit_code Help(const CommandLine&);
 
 struct command {
+    // One word, or two with a blank between them.
     const wchar_t* name;
     syntax takes;
     exit_code (*run)(const CommandLine&);
@@ -95,19 +123,34 @@ const std::vector<command>& AllCommands() {
         {L"subscribe",
          {{L"FILE"}, 1, {SERVICE}},
          Subscribe,
-         L"hand in the subscription document FILE for the service of the service document"},
+         L"hand in the subscription document FILE for the service of the service document; a relative TransformFile in "
+         L"it is looked for in the folder of FILE"},
         {L"unsubscribe",
          {{L"ID"}, 1, {SERVICE}},
          Unsubscribe,
          L"end the archive ID of the service and delete its data"},
         {L"get",
-         {{L"XPATH"}, 1, {SERVICE, {L"--output", L"FILE"}, {L"--prefixes", L"TEXT"}}},
+         {{L"XPATH"}, 1, {SERVICE, OUTPUT, {L"--prefixes", L"TEXT"}}},
          Get,
          L"read an archive, as /Archive[@ID='...']/path; what is read begins its lifetime after read"},
         {L"list",
          {{}, 0, {{L"--all"}}},
          List,
-         L"show all archives: state, end date, snapshots, kilobytes on disk; --all: also those that ended"},
+         L"show all archives: state, end date, snapshots, kilobytes on disk, what they wait for; --all: also those "
+         L"that "
+         L"ended"},
+        {L"raise",
+         {{L"NAME"}, 1, {{.name = L"--property", .value = L"NAME=VALUE", .repeated = true}, {L"--payload", L"FILE"}}},
+         Raise,
+         L"raise the event NAME at the event manager, with properties and with the XML document FILE as its payload"},
+        {L"model put",
+         {{L"SERVICE", L"FILE"}, 2, {}},
+         ModelPut,
+         L"store the XML document FILE as the data model of the service in the service document SERVICE"},
+        {L"model show",
+         {{L"SERVICE"}, 1, {OUTPUT}},
+         ModelShow,
+         L"show the data model, stored or live, of the service in the service document SERVICE"},
         {L"help", {}, Help, L"show this text"},
     };
     return commands;
@@ -122,6 +165,8 @@ std::wstring Usage(const command& entry) {
     for (const option& each : entry.takes.options) {
         const std::wstring text = each.name + (each.value ? L" " + std::wstring(each.value) : std::wstring());
         usage += each.mandatory ? L" " + text : L" [" + text + L"]";
+        if (each.repeated)
+            usage += L"...";
     }
     return usage;
 }
@@ -138,23 +183,40 @@ exit_code Help(const CommandLine&) {
     return EXIT_DONE;
 }
 
+struct choice {
+    const command* chosen = nullptr;
+    // How many words its name has.
+    size_t words = 0;
+};
+
+choice Choose(std::span<const std::wstring> arguments) {
+    std::wstring name = arguments.front();
+    if (name == L"--help" || name == L"-h" || name == L"/?")
+        name = L"help";
+    const std::wstring both = arguments.size() > 1 ? name + L" " + arguments[1] : name;
+    std::wstring longer;
+    for (const command& entry : AllCommands()) {
+        const std::wstring_view known = entry.name;
+        if (known == name)
+            return {&entry, 1};
+        if (known == both)
+            return {&entry, 2};
+        if (known.starts_with(name + L" "))
+            longer += (longer.empty() ? L"; there is \"" : L", \"") + std::wstring(known) + L"\"";
+    }
+    throw usage_error{L"unknown command: \"" + (longer.empty() ? name : both) + L"\"" + longer};
+}
+
 } // namespace
 
 exit_code Run(std::span<const std::wstring> arguments) {
     if (arguments.empty())
         throw usage_error{L"no command"};
-    std::wstring name = arguments.front();
-    if (name == L"--help" || name == L"-h" || name == L"/?")
-        name = L"help";
-    const auto& commands = AllCommands();
-    const auto found =
-        std::find_if(commands.begin(), commands.end(), [&](const command& entry) { return name == entry.name; });
-    if (found == commands.end())
-        throw usage_error{L"unknown command: \"" + name + L"\""};
+    const auto [chosen, words] = Choose(arguments);
     try {
-        return found->run(CommandLine(arguments.subspan(1), found->takes));
+        return chosen->run(CommandLine(arguments.subspan(words), chosen->takes));
     } catch (const usage_error& wrong) {
-        throw usage_error{wrong.message + L"\n  usage: " + Usage(*found)};
+        throw usage_error{wrong.message + L"\n  usage: " + Usage(*chosen)};
     }
 }
 

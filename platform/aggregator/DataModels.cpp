@@ -16,7 +16,7 @@ struct live_model {
     std::wstring_view serviceUri;
     LiveModel& model;
 };
-const live_model liveModels[] = {{L"host", hostModel}};
+const live_model liveModels[] = {{SERVICE_URI_HOST, hostModel}};
 
 } // namespace
 

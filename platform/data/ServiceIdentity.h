@@ -4,8 +4,12 @@
 #include <unknwn.h>
 
 #include <string>
+#include <string_view>
 
 namespace keldan {
+
+// The serviceURI of the live data model of this machine. No service with it has a stored one.
+inline constexpr std::wstring_view SERVICE_URI_HOST = L"host";
 
 struct ServiceIdentity {
     std::wstring portId;

@@ -46,6 +46,7 @@ TEST(ArchiveList, ColumnsAlign) {
     active.endDate = L"2027-01-02 03:04:05";
     active.snapshots = 5;
     active.bytes = 1025;
+    active.awaited = L"event Door";
     archive_entry damaged;
     damaged.archiveId = L"longer";
     damaged.service = L"s";
@@ -53,9 +54,9 @@ TEST(ArchiveList, ColumnsAlign) {
     damaged.problem = failure(E_FAIL, L"");
     const auto lines = FormatArchives({active, damaged});
     ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[0], L"ARCHIVE  SERVICE  STATE   ENDS                 SNAPSHOTS  KB");
-    EXPECT_EQ(lines[1], L"a        s\\u\\p    active  2027-01-02 03:04:05          5   2");
-    EXPECT_EQ(lines[2], L"longer   s        aged    -                            ?   0");
+    EXPECT_EQ(lines[0], L"ARCHIVE  SERVICE  STATE   ENDS                 SNAPSHOTS  KB  WAITS FOR");
+    EXPECT_EQ(lines[1], L"a        s\\u\\p    active  2027-01-02 03:04:05          5   2  event Door");
+    EXPECT_EQ(lines[2], L"longer   s        aged    -                            ?   0  -");
 }
 
 } // namespace

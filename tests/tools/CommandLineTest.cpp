@@ -36,6 +36,12 @@ TEST(CommandLine, TakesOptionsAnywhereAndInBothForms) {
     EXPECT_EQ(CommandLine(words{L"/A", L"--service=a=b"}, GET).Value(L"--service"), L"a=b");
 }
 
+TEST(CommandLine, KeepsTheValuesOfARepeatedOptionInOrder) {
+    const syntax raise{{L"NAME"}, 1, {{.name = L"--property", .value = L"NAME=VALUE", .repeated = true}}};
+    EXPECT_EQ(CommandLine(words{L"--property", L"b=1", L"N", L"--property=a=2"}, raise).Values(L"--property"),
+              (words{L"b=1", L"a=2"}));
+}
+
 TEST(CommandLine, NamesTheWrongWord) {
     const struct {
         words arguments;
@@ -56,11 +62,25 @@ TEST(CommandLine, NamesTheWrongWord) {
 }
 
 TEST(CommandLine, ACommandThatIsNoneIsNamed) {
-    try {
-        vornactl::Run(words{L"subscibe", L"a.xml"});
-        FAIL() << "accepted";
-    } catch (const usage_error& wrong) {
-        EXPECT_EQ(wrong.message, L"unknown command: \"subscibe\"");
+    const struct {
+        words arguments;
+        std::wstring refusal;
+    } cases[] = {
+        {{L"subscibe", L"a.xml"}, L"unknown command: \"subscibe\""},
+        {{L"model"}, L"unknown command: \"model\"; there is \"model put\", \"model show\""},
+        {{L"model", L"get"}, L"unknown command: \"model get\"; there is \"model put\", \"model show\""},
+        {{L"model", L"put", L"s.xml"}, L"FILE is missing\n  usage: vornactl model put SERVICE FILE"},
+        {{L"raise", L"N", L"--property", L"Door"},
+         L"the property \"Door\" is not of the form NAME=VALUE\n"
+         L"  usage: vornactl raise NAME [--property NAME=VALUE]... [--payload FILE]"},
+    };
+    for (const auto& each : cases) {
+        try {
+            vornactl::Run(each.arguments);
+            ADD_FAILURE() << "accepted";
+        } catch (const usage_error& wrong) {
+            EXPECT_EQ(wrong.message, each.refusal);
+        }
     }
 }
 

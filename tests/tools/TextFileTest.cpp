@@ -2,7 +2,6 @@
 
 #include "tools/TextFile.h"
 #include "support/Support.h"
-#include "tools/ArchiveClient.h"
 #include "tools/Failure.h"
 
 #include <fstream>
@@ -70,10 +69,6 @@ TEST(TextFile, ReplacesAFileByUtf8) {
     std::ifstream file(path, std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(file), {}};
     EXPECT_EQ(bytes, "<a>\xE2\x82\xAC</a>");
-}
-
-TEST(ArchiveClient, AnIdOfMarkupEndsNothingElse) {
-    EXPECT_EQ(EndingDocument(L"a\"b<c&d"), L"<Archive ID=\"a&quot;b&lt;c&amp;d\"><Collect>OFF</Collect></Archive>");
 }
 
 } // namespace

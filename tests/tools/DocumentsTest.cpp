@@ -1,0 +1,104 @@
+// The documents that commands hand to the component and to the platform.
+
+#include "common/results.h"
+#include "support/Support.h"
+#include "tools/DataModel.h"
+#include "tools/EventClient.h"
+#include "tools/Failure.h"
+#include "tools/SubscriptionFile.h"
+#include "tools/TextFile.h"
+
+using namespace vornactl;
+
+namespace {
+
+TEST(PropertiesDocument, HoldsNamesAndValuesLetterForLetter) {
+    const struct {
+        std::vector<std::wstring> properties;
+        std::wstring document;
+    } cases[] = {
+        {{}, L""},
+        {{L"Door=", L"Time=7=8"},
+         L"<EventProperties><Property Name=\"Door\"></Property><Property "
+         L"Name=\"Time\">7=8</Property></EventProperties>"},
+        {{L"a\"<&\n=]]>&<\"\r"},
+         L"<EventProperties><Property Name=\"a&quot;&lt;&amp;&#10;\">]]&gt;&amp;&lt;&quot;&#13;</Property>"
+         L"</EventProperties>"},
+    };
+    for (const auto& each : cases)
+        EXPECT_EQ(PropertiesDocument(each.properties), each.document);
+    EXPECT_THROW(PropertiesDocument(std::vector<std::wstring>{L"=front"}), usage_error);
+    EXPECT_THROW(PropertiesDocument(std::vector<std::wstring>{L"a=1", L"a=2"}), usage_error);
+}
+
+TEST(EndingDocument, AnIdOfMarkupEndsNothingElse) {
+    EXPECT_EQ(EndingDocument(L"a\"b<c&d"), L"<Archive ID=\"a&quot;b&lt;c&amp;d\"><Collect>OFF</Collect></Archive>");
+}
+
+class Documents : public testing::Test {
+  protected:
+    void SetUp() override { support::RegisterPlatform(); }
+    std::wstring File(const wchar_t* name, std::wstring_view text) {
+        const std::wstring path = (folder_.path() / name).wstring();
+        WriteDocument(path, text);
+        return path;
+    }
+    // The result of a failure that names the text; S_OK where nothing failed.
+    template <typename Work>
+    HRESULT Refusal(std::wstring_view named, Work work) {
+        try {
+            work();
+            return S_OK;
+        } catch (const failure& failed) {
+            EXPECT_NE((failed.doing + failed.text).find(named), std::wstring::npos) << support::Narrow(failed.text);
+            return failed.code;
+        }
+    }
+
+    support::TestFolder folder_;
+};
+
+TEST_F(Documents, ARelativeStylesheetIsNamedByItsFullPath) {
+    const std::wstring head = L"<Archive ID=\"a\"><KROEvent><EventPayload><TransformFile>";
+    const std::wstring tail = L"</TransformFile></EventPayload></KROEvent><!-- kept --></Archive>";
+    const std::wstring full = File(L"a & b.xslt", L"<x/>");
+    const std::wstring escaped = (folder_.path() / L"a &amp; b.xslt").wstring();
+    const struct {
+        std::wstring given;
+        std::wstring read;
+    } cases[] = {{L"a &amp; b.xslt", escaped},
+                 {L"\n .\\a &amp; b.xslt ", escaped},
+                 {L"C:\\nowhere\\b.xslt", L"C:\\nowhere\\b.xslt"},
+                 {L"", L""}};
+    for (const auto& each : cases)
+        EXPECT_EQ(ReadSubscription(File(L"s.xml", head + each.given + tail)), head + each.read + tail);
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND),
+              Refusal(L"missing.xslt", [&] { ReadSubscription(File(L"s.xml", head + L"missing.xslt" + tail)); }));
+}
+
+TEST_F(Documents, AStoredModelIsReplacedByAWellFormedOneOnly) {
+    const support::PlatformData data(folder_.path());
+    const std::wstring model = File(L"model.xml", L"<Gauge>412</Gauge>");
+    const std::wstring broken = File(L"broken.xml", L"<Gauge>");
+    const auto service = [&](const wchar_t* serviceId, const wchar_t* uri) {
+        return File(L"service.xml", support::ServiceDocument(L"p1", serviceId, uri));
+    };
+    const std::wstring written = PutModel(service(L"gauge", L"pressure"), model);
+    EXPECT_EQ(written, (folder_.path() / L"models" / L"gauge+pressure+p1.xml").wstring());
+    const struct {
+        const wchar_t* serviceId;
+        const wchar_t* uri;
+        const std::wstring& file;
+        HRESULT result;
+        std::wstring named;
+    } cases[] = {{L"gauge", L"pressure", broken, vorna::RESULT_XML_MALFORMED, L"broken.xml"},
+                 {L"gauge", L"host", model, E_INVALIDARG, L"\"host\""},
+                 {L"", L"pressure", model, vorna::RESULT_SERVICE_OBJECT, L"serviceId"}};
+    for (const auto& each : cases)
+        EXPECT_HR(each.result, Refusal(each.named, [&] { PutModel(service(each.serviceId, each.uri), each.file); }));
+    EXPECT_EQ(GetModel(service(L"gauge", L"pressure")), L"<Gauge>412</Gauge>");
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_NOT_FOUND),
+              Refusal(L"other\\pressure\\p1", [&] { GetModel(service(L"other", L"pressure")); }));
+}
+
+} // namespace

@@ -1,0 +1,29 @@
+// The components that commands ask, and the documents that are handed to them. Needs COM on the thread.
+#pragma once
+
+#include "Failure.h"
+#include "common/com_ptr.h"
+#include "common/platformservices.h"
+
+#include <string>
+
+namespace vornactl {
+
+// An object of the component that progId names. Throws failure.
+template <typename Interface>
+vorna::com_ptr<Interface> Create(const wchar_t* progId) {
+    vorna::com_ptr<Interface> object;
+    const HRESULT result = vorna::PlatformServices::CreateInstance(progId, nullptr, object);
+    if (FAILED(result))
+        throw failure(result, L"creating " + std::wstring(progId));
+    return object;
+}
+
+// The service object of the service document in a file. Throws failure with the file's name.
+vorna::com_ptr<IUnknown> MakeService(const std::wstring& file);
+
+// The document in a file, as ReadDocument gives it. Throws failure with the file's name, also where the XML accessor
+// does not take the text for a document.
+std::wstring ReadXml(const std::wstring& file);
+
+} // namespace vornactl

@@ -1,0 +1,65 @@
+#include "EventClient.h"
+
+#include "Components.h"
+#include "Failure.h"
+#include "QXKeldan.h"
+#include "common/XmlEscape.h"
+#include "common/bstr.h"
+#include "common/results.h"
+
+#include <set>
+
+namespace vornactl {
+
+namespace {
+
+failure Refusal(HRESULT result, std::wstring doing, long subscriptions, size_t payloadSize) {
+    if (result == HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA))
+        return failure(result, doing + L": queued for " + std::to_wstring(subscriptions) + L" of its subscriptions",
+                       QUEUE_FULL);
+    if (result == HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE))
+        return failure(result, std::move(doing),
+                       L"The payload has " + std::to_wstring(payloadSize) +
+                           L" characters, more than the event manager takes. No subscription got the event.");
+    return failure(result, std::move(doing));
+}
+
+} // namespace
+
+std::wstring PropertiesDocument(std::span<const std::wstring> properties) {
+    if (properties.empty())
+        return {};
+    std::set<std::wstring> names;
+    std::wstring document = L"<EventProperties>";
+    for (const std::wstring& property : properties) {
+        const size_t equals = property.find(L'=');
+        if (equals == property.npos)
+            throw usage_error{L"the property \"" + property + L"\" is not of the form NAME=VALUE"};
+        const std::wstring name = property.substr(0, equals);
+        if (name.empty())
+            throw usage_error{L"the property \"" + property + L"\" has no name"};
+        if (!names.insert(name).second)
+            throw usage_error{L"the property \"" + name + L"\" is given twice"};
+        document += L"<Property Name=\"" + vorna::EscapeXmlAttribute(name) + L"\">" +
+                    vorna::EscapeXmlAttribute(property.substr(equals + 1)) + L"</Property>";
+    }
+    return document + L"</EventProperties>";
+}
+
+long RaiseEvent(const std::wstring& name, const std::wstring& properties, const std::wstring& payloadFile) {
+    std::wstring doing = L"raising " + name;
+    std::wstring payload;
+    if (!payloadFile.empty()) {
+        payload = ReadXml(payloadFile);
+        doing += L" with the payload " + payloadFile;
+    }
+    const auto manager = Create<IZEBEventManager>(vorna::PROGID_EVENT_MANAGER);
+    long subscriptions = 0;
+    const HRESULT result = manager->Raise(vorna::bstr(name).get(), vorna::bstr(properties).get(),
+                                          vorna::bstr(payload).get(), &subscriptions);
+    if (FAILED(result))
+        throw Refusal(result, std::move(doing), subscriptions, payload.size());
+    return subscriptions;
+}
+
+} // namespace vornactl

@@ -1,0 +1,76 @@
+#include "SubscriptionFile.h"
+
+#include "Failure.h"
+#include "TextFile.h"
+#include "common/XmlAccessor.h"
+#include "common/XmlEscape.h"
+#include "common/results.h"
+
+#include <filesystem>
+
+namespace vornactl {
+
+namespace {
+
+constexpr const wchar_t* STYLESHEETS[] = {L"/Archive/KROEvent/EventPayload/TransformFile",
+                                          L"/Archive/XDMEvent/EventPayload/TransformFile"};
+
+std::wstring Trimmed(const std::wstring& text) {
+    constexpr wchar_t BLANKS[] = L" \t\r\n";
+    const size_t first = text.find_first_not_of(BLANKS);
+    return first == text.npos ? std::wstring() : text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
+}
+
+std::filesystem::path FullPath(const std::wstring& name, const std::wstring& file) {
+    std::error_code failed;
+    const auto document = std::filesystem::absolute(file, failed);
+    const auto path = (document.parent_path() / name).lexically_normal().make_preferred();
+    if (failed || !std::filesystem::is_regular_file(path, failed))
+        throw failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"subscribing " + file,
+                      L"The TransformFile \"" + name + L"\" is not there: " + path.wstring());
+    return path;
+}
+
+} // namespace
+
+std::wstring ReadSubscription(const std::wstring& file) {
+    std::wstring document = ReadDocument(file);
+    vorna::XmlAccessor accessor;
+    // What cannot be loaded has no paths; the component refuses it with its own words.
+    if (accessor.Create() != S_OK || accessor.Load(document) != S_OK)
+        return document;
+    for (const std::wstring element : STYLESHEETS) {
+        std::wstring value;
+        if (accessor.QueryText(element, value) != S_OK)
+            continue;
+        const std::wstring name = Trimmed(value);
+        if (name.empty() || std::filesystem::path(name).is_absolute())
+            continue;
+        const std::wstring markup =
+            L"<TransformFile>" + vorna::EscapeXmlText(FullPath(name, file).wstring()) + L"</TransformFile>";
+        HRESULT result = accessor.Set(element, markup, vorna::XmlChange::Replace);
+        if (result == S_OK)
+            result = accessor.QueryMarkup(L"/", document);
+        if (result != S_OK)
+            throw failure(FAILED(result) ? result : E_FAIL, L"subscribing " + file,
+                          L"The TransformFile \"" + name + L"\" cannot be written as a full path.");
+    }
+    return document;
+}
+
+subscription_summary Summarise(std::wstring_view document) {
+    subscription_summary summary;
+    vorna::XmlAccessor accessor;
+    std::wstring collect;
+    if (accessor.Create() == S_OK && accessor.Load(document) == S_OK &&
+        accessor.QueryText(L"/Archive/@ID", summary.archiveId) == S_OK &&
+        accessor.QueryText(L"/Archive/Collect", collect) == S_OK)
+        summary.collect = collect == L"ON";
+    return summary;
+}
+
+std::wstring EndingDocument(std::wstring_view archiveId) {
+    return L"<Archive ID=\"" + vorna::EscapeXmlAttribute(archiveId) + L"\"><Collect>OFF</Collect></Archive>";
+}
+
+} // namespace vornactl
