@@ -49,6 +49,7 @@ class VornaHandler {
     HRESULT Dispatch(const CallBack& callBack, CPWStringBuffer& errorText);
     HRESULT Unsubscribe(const CallBack& callBack, SubscriptionPersistance& persistance, CPWStringBuffer& errorText);
     HRESULT RunMaintenance();
+    void Maintain(const SubscriptionListEntry& entry, SubscriptionPersistance& persistance);
 };
 
 } // namespace vorna

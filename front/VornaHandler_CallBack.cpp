@@ -3,12 +3,17 @@
 #include "common/Logging.h"
 #include "common/VornaCommon.h"
 #include "common/bstr.h"
-#include "common/platformservices.h"
 #include "common/results.h"
 #include "front/HandlerFrame.h"
 #include "front/VornaHandler.h"
+#include "subscription/ArchiveNames.h"
+#include "subscription/EventAccessSender.h"
+#include "subscription/EventManagerSender.h"
 #include "subscription/RegistrationLock.h"
 #include "subscription/Subscription.h"
+#include "subscription/TimerSender.h"
+
+#include <memory>
 
 namespace vorna {
 
@@ -18,43 +23,67 @@ constexpr wchar_t ROOT_TIMER[] = L"TimerEvent";
 constexpr wchar_t ROOT_EVENT_ACCESS[] = L"EventPayload";
 constexpr wchar_t ROOT_EVENT_MANAGER[] = L"Event";
 
-HRESULT UnsubscribeFromTimer(SubscriptionPersistance& persistance, const std::wstring& subscriptionId) {
-    com_ptr<IZEBTimer> timer;
-    HRESULT result = PlatformServices::CreateInstance(PROGID_TIMER, nullptr, timer);
-    if (result != S_OK)
-        return result;
+// The sender of a callback document by the name of its root element, and the texts about it.
+struct SenderKind {
+    const wchar_t* root;
+    const char* passed;
+    const wchar_t* failed;
+    bool (*serves)(const SubscriptionInfo& info);
+    std::unique_ptr<Sender> (*make)(SubscriptionPersistance& persistance, const std::wstring& subscriptionId);
+};
+
+std::unique_ptr<Sender> MakeTimer(SubscriptionPersistance& persistance, const std::wstring&) {
     std::wstring clientId;
     (void)persistance.GetClientID(clientId);
-    return timer->Unsubscribe(bstr(clientId).get(), bstr(subscriptionId).get());
+    return std::make_unique<TimerSender>(nullptr, clientId);
 }
 
-HRESULT UnsubscribeFromEventAccess(SubscriptionPersistance& persistance, const std::wstring& subscriptionId) {
-    com_ptr<IZEBEventAccess> eventAccess;
-    HRESULT result = PlatformServices::CreateInstance(PROGID_EVENT_ACCESS, nullptr, eventAccess);
-    if (result != S_OK)
-        return result;
+std::unique_ptr<Sender> MakeEventAccess(SubscriptionPersistance& persistance, const std::wstring& subscriptionId) {
     std::wstring serviceXml;
     com_ptr<IUnknown> service;
     CPWStringBuffer ignoredText;
     if (persistance.GetServiceXML(subscriptionId, serviceXml) != S_OK ||
         VORNAUTILITY::GetServiceObject(serviceXml, service, ignoredText) != S_OK)
         VORNA_LOG(LOG_TRACE, "Failed to create service object");
-    return eventAccess->Unsubscribe(service.get(), bstr(subscriptionId).get());
+    return std::make_unique<EventAccessSender>(nullptr, service);
 }
 
-HRESULT UnsubscribeFromEventManager(const std::wstring& subscriptionId) {
-    com_ptr<IZEBEventManager> eventManager;
-    HRESULT result = PlatformServices::CreateInstance(PROGID_EVENT_MANAGER, nullptr, eventManager);
-    return result == S_OK ? eventManager->Unsubscribe(bstr(subscriptionId).get()) : result;
+std::unique_ptr<Sender> MakeEventManager(SubscriptionPersistance&, const std::wstring&) {
+    return std::make_unique<EventManagerSender>(nullptr);
 }
 
-bool HasReachedEnd(std::wstring_view endDate) {
-    const SYSTEMTIME now = LocalNow();
-    SYSTEMTIME end{};
-    // A year that is over does not parse, and has certainly been reached.
-    if (!ParseDateTime(endDate, end))
-        return end.wYear > 0 && end.wYear < now.wYear;
-    return IsLaterOrEqual(now, end);
+constexpr SenderKind TIMER{L"TimerEvent", "Unsubscription with timer Passed", L"Unsubscription with timer Failed",
+                           [](const SubscriptionInfo& info) { return info.TimerEvent() != nullptr; }, MakeTimer};
+constexpr SenderKind EVENT_ACCESS{
+    L"EventPayload", "Unsubscription with Event Access passed", L"Unsubscription with Event Access Failed",
+    [](const SubscriptionInfo& info) { return info.XDMEvent() != nullptr; }, MakeEventAccess};
+constexpr SenderKind EVENT_MANAGER{
+    L"Event", "Unsubscription with Event Manager Passed", L"Unsubscription with Event Manager failed",
+    [](const SubscriptionInfo& info) { return info.KROEvent() != nullptr; }, MakeEventManager};
+
+const SenderKind* FindSender(std::wstring_view root) {
+    for (const SenderKind* kind : {&TIMER, &EVENT_ACCESS, &EVENT_MANAGER})
+        if (root == kind->root)
+            return kind;
+    return nullptr;
+}
+
+// The text of an element of the sender's own. What a payload holds of the same name is not meant, so only where the
+// root has no such child the first one anywhere counts.
+std::wstring ReadOwnText(XmlAccessor& callBack, const std::wstring& name) {
+    std::wstring markup, text, delimiter;
+    const std::wstring own = L"/*/" + name;
+    (void)callBack.GetDelimiter(delimiter);
+    if (callBack.QueryText(callBack.QueryMarkup(own, markup) == S_OK ? own : L"//" + name, text) != S_OK)
+        return {};
+    const auto all = SplitAtDelimiter(text, delimiter);
+    return all.empty() ? std::wstring() : all.front();
+}
+
+// The folder of the archives of an entry; empty where its cookie is none.
+std::wstring DirectoryOf(const SubscriptionListEntry& entry) {
+    const size_t end = entry.ClientCookie.find_last_of(L'\\');
+    return end == std::wstring::npos ? std::wstring() : ArchiveDirectory(entry.ClientCookie.substr(0, end));
 }
 
 } // namespace
@@ -67,7 +96,7 @@ HRESULT VornaHandler::HandleCallBack(BSTR eventInfo, CPWStringBuffer& errorText)
         if (HRESULT result = ReadCallBack(callBack, errorText); result != S_OK)
             return result;
         // Ordinary cookies are never empty; an event without a cookie is not the timer's maintenance tick.
-        if (callBack.root == ROOT_TIMER && callBack.clientCookie == Subscription::MAINTENANCE_COOKIE) {
+        if (callBack.root == TIMER.root && callBack.clientCookie == Subscription::MAINTENANCE_COOKIE) {
             VORNA_LOG(LOG_TRACE, "Maintainance Callback. Going to start Maintainance");
             return RunMaintenance();
         }
@@ -96,8 +125,8 @@ HRESULT VornaHandler::ReadCallBack(CallBack& callBack, CPWStringBuffer& errorTex
         errorText = L"Failed to Get the root of call back XML";
         return E_FAIL;
     }
-    (void)accessor.QueryText(L"//SubscriptionID", callBack.subscriptionId);
-    (void)accessor.QueryText(L"//ClientCookie", callBack.clientCookie);
+    callBack.subscriptionId = ReadOwnText(accessor, L"SubscriptionID");
+    callBack.clientCookie = ReadOwnText(accessor, L"ClientCookie");
     VORNA_LOG(LOG_TRACE, "The client cookie is :%S", callBack.clientCookie.c_str());
     return S_OK;
 }
@@ -126,6 +155,13 @@ HRESULT VornaHandler::Dispatch(const CallBack& callBack, CPWStringBuffer& errorT
         return E_ACCESSDENIED;
     }
     Subscription subscription(std::move(record));
+    const SenderKind* sender = FindSender(callBack.root);
+    if (subscription.Status() == S_OK && (!sender || !sender->serves(subscription.Info()))) {
+        errorText = L"The root of the Call back XML is not that of the subscription's sender";
+        VORNA_LOG(LOG_TRACE, "The root of the Call back XML is not that of the subscription's sender : \"%S\"",
+                  callBack.root.c_str());
+        return E_ACCESSDENIED;
+    }
     const HRESULT result = subscription.HandleCallBack(callBack.document);
     if (FAILED(result)) {
         errorText = L"Subscription->HandleCallBack returned failure";
@@ -138,36 +174,27 @@ HRESULT VornaHandler::Dispatch(const CallBack& callBack, CPWStringBuffer& errorT
 HRESULT VornaHandler::Unsubscribe(const CallBack& callBack, SubscriptionPersistance& persistance,
                                   CPWStringBuffer& errorText) {
     VORNA_LOG(LOG_TRACE, "No data found for the Callback proc. Going to unsubscribe with corresponding event");
-    const std::wstring& id = callBack.subscriptionId;
-    HRESULT answer;
-    const wchar_t* failed;
-    const char* passed;
-    if (callBack.root == ROOT_TIMER) {
-        answer = UnsubscribeFromTimer(persistance, id);
-        passed = "Unsubscription with timer Passed";
-        failed = L"Unsubscription with timer Failed";
-    } else if (callBack.root == ROOT_EVENT_ACCESS) {
-        answer = UnsubscribeFromEventAccess(persistance, id);
-        passed = "Unsubscription with Event Access passed";
-        failed = L"Unsubscription with Event Access Failed";
-    } else if (callBack.root == ROOT_EVENT_MANAGER) {
-        answer = UnsubscribeFromEventManager(id);
-        passed = "Unsubscription with Event Manager Passed";
-        failed = L"Unsubscription with Event Manager failed";
-    } else {
+    const SenderKind* kind = FindSender(callBack.root);
+    if (!kind) {
         errorText =
             L"Invalid callback string. Root doesnt match with timer, eventmanager or event access callback root";
         VORNA_LOG(LOG_TRACE, "Invalid callback string. Root doesnt match with timer, eventmanager or event access "
                              "callback root");
         return E_FAIL;
     }
+    const std::wstring& id = callBack.subscriptionId;
+    const auto sender = kind->make(persistance, id);
+    CPWStringBuffer ignoredText;
+    HRESULT answer = sender->Create(ignoredText);
+    if (answer == S_OK)
+        answer = sender->Unsubscribe(id);
     if (answer != S_OK) {
-        errorText = failed;
-        VORNA_LOG(LOG_TRACE, "%S", failed);
+        errorText = kind->failed;
+        VORNA_LOG(LOG_TRACE, "%S", kind->failed);
         return FAILED(answer) ? answer : E_FAIL;
     }
     (void)persistance.DeleteSubscription(id);
-    VORNA_LOG(LOG_TRACE, "%s", passed);
+    VORNA_LOG(LOG_TRACE, "%s", kind->passed);
     return S_OK;
 }
 
@@ -179,25 +206,29 @@ HRESULT VornaHandler::RunMaintenance() {
         return S_OK;
     if (listed != S_OK)
         return listed;
-    for (const SubscriptionListEntry& entry : list) {
-        if (!entry.Valid || entry.Aged || entry.EndDate.empty() || !HasReachedEnd(entry.EndDate))
-            continue;
-        VORNA_LOG(LOG_TRACE, "Subscription Aged. Going to unregister %S with the Event Manager",
-                  entry.SubscriptionId.c_str());
-        com_ptr<IZEBEventManager> eventManager;
-        if (PlatformServices::CreateInstance(PROGID_EVENT_MANAGER, nullptr, eventManager) != S_OK) {
-            VORNA_LOG(LOG_TRACE, "Unable to create instance of Event Manager");
-            continue;
-        }
-        if (eventManager->Unsubscribe(bstr(entry.SubscriptionId).get()) != S_OK) {
-            VORNA_LOG(LOG_TRACE, "Unsubscription with Event Manager failed");
-            continue;
-        }
-        VORNA_LOG(LOG_TRACE, "Unsubscription with Event Manager Passed");
-        if (persistance.SetAgingForSubscription(entry.SubscriptionId) != S_OK)
-            VORNA_LOG(LOG_TRACE, "Failed to Set aging flag for the subscription");
-    }
+    for (const SubscriptionListEntry& entry : list)
+        if (entry.Valid && !entry.Aged)
+            Maintain(entry, persistance);
     return S_OK;
+}
+
+// Event-manager subscriptions end here when their time has come, and come back where the event manager has lost them.
+// The other senders end theirs by themselves.
+void VornaHandler::Maintain(const SubscriptionListEntry& entry, SubscriptionPersistance& persistance) {
+    std::wstring text;
+    if (persistance.GetSubscriptionText(DirectoryOf(entry), entry.SubscriptionId, text) != S_OK ||
+        !SubscriptionInfo(text).KROEvent())
+        return;
+    SubscriptionRecord record;
+    if (persistance.GetSubscription(entry.SubscriptionId, record) != S_OK)
+        return;
+    Subscription subscription(std::move(record));
+    const HRESULT result = !entry.EndDate.empty() && Subscription::HasReachedEnd(entry.EndDate)
+                               ? subscription.UnregisterAged(entry.EndDate)
+                               : subscription.RestoreRegistration();
+    if (FAILED(result))
+        VORNA_LOG(LOG_TRACE, "The maintenance of subscription %S failed (hr: %#x)", entry.SubscriptionId.c_str(),
+                  static_cast<unsigned>(result));
 }
 
 } // namespace vorna

@@ -140,8 +140,9 @@ HRESULT SubscriptionPersistance::UpdateRecord(XmlAccessor& accessor, const Subsc
         return E_FAIL;
     }
     std::wstring endDate;
-    if (!record.Lifetime.IsZero() && (record.Kind != RegistrationKind::New ||
-                                      accessor.QueryText(ByVornaId(record.VornaId) + L"/@ENDDATE", endDate) != S_OK))
+    const bool keepsEndDate = record.Kind == RegistrationKind::New || record.Kind == RegistrationKind::Restoration;
+    if (!record.Lifetime.IsZero() &&
+        !(keepsEndDate && accessor.QueryText(ByVornaId(record.VornaId) + L"/@ENDDATE", endDate) == S_OK))
         endDate = FormatDateTime(AddDuration(now, record.Lifetime));
 
     const std::wstring node = L"<Subscription PATH=\"" + record.ClientCookie + L"\" VORNAID=\"" + record.VornaId +
@@ -275,13 +276,22 @@ HRESULT SubscriptionPersistance::ReadSubscription(SubscriptionRecord& record) {
         // The record stands in the persist document, so this is never "no such subscription".
         return IsMissing(result) ? E_FAIL : result;
     }
-    return ReadSnapShotList(record);
+    return ReadSnapShotList(record.ArchiveDirectory, record.SubscriptionId, record.SnapShots);
 }
 
-HRESULT SubscriptionPersistance::ReadSnapShotList(SubscriptionRecord& record) {
+HRESULT SubscriptionPersistance::GetSnapShots(std::wstring_view directory, std::wstring_view subscriptionId,
+                                              std::vector<SnapShot>& snapShots) {
+    snapShots.clear();
+    return TracedOperation("SubscriptionPersistance::GetSnapShots", "Unknown Exception Occured", [&]() -> HRESULT {
+        scoped_lock lock(locks_, ArchiveLockName(subscriptionId));
+        return lock.held() ? ReadSnapShotList(directory, subscriptionId, snapShots) : lock.result();
+    });
+}
+
+HRESULT SubscriptionPersistance::ReadSnapShotList(std::wstring_view directory, std::wstring_view subscriptionId,
+                                                  std::vector<SnapShot>& snapShots) {
     std::wstring text;
-    HRESULT result = ReadStream(ConfigArchivePath(record.ArchiveDirectory, record.SubscriptionId),
-                                SnapShotInfoStream(record.SubscriptionId), text);
+    HRESULT result = ReadStream(ConfigArchivePath(directory, subscriptionId), SnapShotInfoStream(subscriptionId), text);
     // No capture yet.
     if (IsMissing(result))
         return S_OK;
@@ -308,7 +318,7 @@ HRESULT SubscriptionPersistance::ReadSnapShotList(SubscriptionRecord& record) {
     }
     // The index accessor has given all it has; it reads the pieces too.
     for (const std::wstring& piece : SplitAtDelimiter(nodes, delimiter))
-        record.SnapShots.emplace_back(piece, index);
+        snapShots.emplace_back(piece, index);
     return S_OK;
 }
 
@@ -334,7 +344,8 @@ HRESULT SubscriptionPersistance::DeleteSubscription(std::wstring_view subscripti
     });
 }
 
-HRESULT SubscriptionPersistance::SetAgingForSubscription(std::wstring_view subscriptionId) {
+HRESULT SubscriptionPersistance::SetAgingForSubscription(std::wstring_view subscriptionId,
+                                                         std::wstring_view expectedEndDate) {
     const std::wstring id(subscriptionId);
     VORNA_LOG(LOG_TRACE, "Setting Aging flag for the Subscription with ID = %S", id.c_str());
     static constexpr Texts texts{"SubscriptionPersistance::SetAgingForSubscription",
@@ -360,6 +371,8 @@ HRESULT SubscriptionPersistance::SetAgingForSubscription(std::wstring_view subsc
                 return E_FAIL;
             }
         }
+        if (endDate != expectedEndDate)
+            return S_FALSE;
         const std::wstring node = L"<Subscription PATH=\"" + cookie + L"\" VORNAID=\"" + vornaId + L"\" ID=\"" + id +
                                   L"\" ENDDATE=\"" + endDate + L"\" AGED=\"TRUE\" VALID=\"TRUE\">" + service +
                                   L"</Subscription>";
@@ -402,6 +415,18 @@ HRESULT SubscriptionPersistance::GetEndDateForSubscription(std::wstring_view vor
               std::wstring(vornaId).c_str());
     static constexpr Texts texts{"SubscriptionPersistance::GetEndDateForSubscription", "Failed to Load: ", ""};
     return ReadValue(texts, ByVornaId(vornaId) + L"/@ENDDATE", "Failed to get the end date", endDate);
+}
+
+HRESULT SubscriptionPersistance::GetSubscriptionText(std::wstring_view directory, std::wstring_view subscriptionId,
+                                                     std::wstring& text) {
+    text.clear();
+    return TracedOperation(
+        "SubscriptionPersistance::GetSubscriptionText", "Unknown Exception Occured", [&]() -> HRESULT {
+            scoped_lock lock(locks_, ArchiveLockName(subscriptionId));
+            if (!lock.held())
+                return lock.result();
+            return ReadStream(ConfigArchivePath(directory, subscriptionId), SubscriptionStream(subscriptionId), text);
+        });
 }
 
 bool SubscriptionPersistance::IsSubscriptionAged(std::wstring_view vornaId) {

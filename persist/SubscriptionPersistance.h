@@ -36,11 +36,15 @@ class SubscriptionPersistance {
     [[nodiscard]] HRESULT GetSubscription(std::wstring_view key, SubscriptionRecord& record);
     // Marks the node as ended; it stays as a record of the past.
     [[nodiscard]] HRESULT DeleteSubscription(std::wstring_view subscriptionId);
-    [[nodiscard]] HRESULT SetAgingForSubscription(std::wstring_view subscriptionId);
+    // Marks the node as aged, where its end date is still the expected one; S_FALSE where it was given another.
+    [[nodiscard]] HRESULT SetAgingForSubscription(std::wstring_view subscriptionId, std::wstring_view expectedEndDate);
 
     // Single values.
     [[nodiscard]] HRESULT GetServiceXML(std::wstring_view subscriptionId, std::wstring& serviceXml);
     [[nodiscard]] HRESULT GetEndDateForSubscription(std::wstring_view vornaId, std::wstring& endDate);
+    // The document of a subscription, without the rest of its record.
+    [[nodiscard]] HRESULT GetSubscriptionText(std::wstring_view directory, std::wstring_view subscriptionId,
+                                              std::wstring& text);
     [[nodiscard]] bool IsSubscriptionAged(std::wstring_view vornaId);
     [[nodiscard]] HRESULT GetClientID(std::wstring& clientId);
     [[nodiscard]] HRESULT GetMaintainanceID(std::wstring& maintenanceId);
@@ -54,6 +58,9 @@ class SubscriptionPersistance {
     // Brings the entries of many snapshots up to date in one write; entries that are gone stay gone.
     [[nodiscard]] HRESULT RefreshSnapShots(std::wstring_view directory, std::wstring_view subscriptionId,
                                            std::span<const SnapShot> snapShots);
+    // In order of capture; none where there is no index yet.
+    [[nodiscard]] HRESULT GetSnapShots(std::wstring_view directory, std::wstring_view subscriptionId,
+                                       std::vector<SnapShot>& snapShots);
     // 1 on success, 0 on failure.
     [[nodiscard]] int DeleteSnapShot(std::wstring_view directory, std::wstring_view subscriptionId,
                                      std::wstring_view snapShotId);
@@ -85,7 +92,8 @@ class SubscriptionPersistance {
                                 std::wstring_view maintenanceId);
     HRESULT FindSubscription(XmlAccessor& accessor, std::wstring_view key, SubscriptionRecord& record);
     HRESULT ReadSubscription(SubscriptionRecord& record);
-    HRESULT ReadSnapShotList(SubscriptionRecord& record);
+    static HRESULT ReadSnapShotList(std::wstring_view directory, std::wstring_view subscriptionId,
+                                    std::vector<SnapShot>& snapShots);
 
     GlobalLocks locks_;
     std::wstring componentDirectory_;

@@ -18,6 +18,8 @@ enum class RegistrationKind {
     Modification,
     // A subscription that is known, registered anew with the platform: its life begins again.
     Renewal,
+    // Registered anew because the platform had lost the registration: its life goes on to the end date that stands.
+    Restoration,
 };
 
 // One subscription, whole. A value.

@@ -16,12 +16,21 @@ struct EventFilter {
     bool operator==(const EventFilter&) const = default;
 };
 
+// What the event manager wants to see; both texts are empty where they could not be built.
+struct KROEventDocuments {
+    std::wstring subscription;
+    std::wstring filter;
+};
+
 struct KROEventInfo {
     std::wstring name;
     DataSource source;
     // In document order; an entry without a name filters nothing.
     std::vector<EventFilter> filters;
     std::wstring clientCookie;
+
+    // Names, values and the cookie are put in as character data. Never throws.
+    KROEventDocuments ToXML() const;
 };
 
 } // namespace vorna

@@ -25,6 +25,10 @@ struct XDMEventInfo {
     // The subscription's aging.
     Duration duration;
     std::wstring clientCookie;
+
+    // The subscription document of event access; empty where there is nothing to watch or the document is not
+    // well-formed. XPaths, triggers, resets and the cookie are put in as character data. Never throws.
+    std::wstring ToXML() const;
 };
 
 } // namespace vorna

@@ -31,6 +31,8 @@ struct ServiceAttributes {
     std::wstring serviceXml;
 };
 
+class Sender;
+
 class Subscription {
   public:
     // A new subscription. clientCookie: service path, backslash, archive ID.
@@ -50,6 +52,15 @@ class Subscription {
 
     // Captures what a callback is about.
     [[nodiscard]] HRESULT HandleCallBack(std::wstring_view callbackXml);
+
+    // Whether the text of an end date has come; false for no date.
+    [[nodiscard]] static bool HasReachedEnd(std::wstring_view endDate);
+    // Unregisters an event-manager subscription that has reached this end date and marks it as aged. S_FALSE: it was
+    // given another end date meanwhile, and is registered.
+    [[nodiscard]] HRESULT UnregisterAged(std::wstring_view endDate);
+    // Registers an event-manager subscription again where the event manager does not know it any more. Its end date
+    // and its snapshots stay. S_FALSE: it was registered.
+    [[nodiscard]] HRESULT RestoreRegistration();
 
     // Every snapshot, cut down to the nodes that xpath selects, in one document; prefixes of the xpath are those that
     // the archived documents declare. What is returned becomes read. result is set on success only.
@@ -83,20 +94,29 @@ class Subscription {
 
   private:
     HRESULT HandleSetDataforTimerEvent(SetDataOperation operation, CPWStringBuffer& errorText);
-    HRESULT RegisterTimerEvent(CPWStringBuffer& errorText);
-    HRESULT ModifyTimerEvent(CPWStringBuffer& errorText);
-    HRESULT UnregisterTimerEvent(CPWStringBuffer& errorText);
-    HRESULT SubscribeWithTimer(IZEBTimer& timer, std::wstring& clientId, std::wstring& subscriptionId);
-    static HRESULT UnsubscribeFromTimer(IZEBTimer& timer, std::wstring_view clientId, std::wstring_view subscriptionId);
+    HRESULT HandleSetDataforKROEvent(SetDataOperation operation, CPWStringBuffer& errorText);
+    HRESULT HandleSetDataforXDMEvent(SetDataOperation operation, CPWStringBuffer& errorText);
+    HRESULT HandleSetDataWith(Sender& sender, SetDataOperation operation, CPWStringBuffer& errorText);
+    HRESULT Register(Sender& sender, CPWStringBuffer& errorText);
+    HRESULT Modify(Sender& sender, CPWStringBuffer& errorText);
+    HRESULT Renew(Sender& sender, RegistrationKind kind, CPWStringBuffer& errorText);
+    HRESULT Unregister(Sender& sender, CPWStringBuffer& errorText);
+    HRESULT GatherFirstData(std::wstring& data);
+    std::wstring RecordedClientId();
+    static HRESULT EndMaintenanceTimer(std::wstring_view clientId, std::wstring_view maintenanceId);
     void DropMaintenanceTimer();
     HRESULT CopyArchives(std::wstring_view fromId, std::wstring_view toId);
+    void MoveLateSnapShots(std::wstring_view fromId, std::wstring_view toId);
     void RemoveArchives(std::wstring_view subscriptionId);
 
     // Removes this subscription's archives, and the service's folder where no other subscription has archives in it.
     void RemoveBaseDir();
     bool CreateBaseDir();
 
+    HRESULT Capture(const DataSource& source, std::wstring_view callbackXml);
     HRESULT HandleCallbackforXDMData(std::wstring_view xpath, std::wstring_view argument);
+    HRESULT HandleCallbackforEventPayloadData(std::wstring_view callbackXml, std::wstring_view xpath,
+                                              std::wstring_view transformFile);
     HRESULT GetDataFromAggregator(IUnknown* service, std::wstring_view xpath, std::wstring_view argument,
                                   std::wstring& data);
     HRESULT StoreSnapShot(const SnapShot& snapShot, std::wstring_view data);

@@ -12,7 +12,7 @@
 
 namespace vorna {
 
-HRESULT Subscription::HandleCallBack(std::wstring_view) {
+HRESULT Subscription::HandleCallBack(std::wstring_view callbackXml) {
     VORNA_SCOPE_TRACE("Subscription::HandleCallBack");
     try {
         VORNA_LOG(LOG_TRACE,
@@ -23,6 +23,18 @@ HRESULT Subscription::HandleCallBack(std::wstring_view) {
             VORNA_LOG(LOG_TRACE, "No subscriptionInfo");
             return E_FAIL;
         }
+        if (const KROEventInfo* event = info_.KROEvent()) {
+            std::wstring endDate;
+            if (persistance_.GetEndDateForSubscription(record_.VornaId, endDate) == S_OK && HasReachedEnd(endDate)) {
+                const HRESULT aged = UnregisterAged(endDate);
+                // It came back to life in this very moment; what this callback brings is still its own.
+                if (aged != S_FALSE)
+                    return aged;
+            }
+            return Capture(event->source, callbackXml);
+        }
+        if (const XDMEventInfo* event = info_.XDMEvent())
+            return Capture(event->source, callbackXml);
         if (const TimerInfo* timer = info_.TimerEvent())
             return HandleCallbackforXDMData(timer->source.xpath, timer->source.prefixes);
         VORNA_LOG(LOG_TRACE, "Invalid subscriptionInfo");
@@ -31,6 +43,12 @@ HRESULT Subscription::HandleCallBack(std::wstring_view) {
         VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
         return E_FAIL;
     }
+}
+
+HRESULT Subscription::Capture(const DataSource& source, std::wstring_view callbackXml) {
+    return source.kind == DataSourceKind::DataModel
+               ? HandleCallbackforXDMData(source.xpath, source.prefixes)
+               : HandleCallbackforEventPayloadData(callbackXml, source.xpath, source.transformFile);
 }
 
 // data is empty where the answer is not S_OK, and may be empty where it is.
@@ -98,6 +116,10 @@ HRESULT Subscription::StoreSnapShot(const SnapShot& snapShot, std::wstring_view 
     scoped_lock lock(locks, ArchiveLockName(record_.SubscriptionId));
     if (!lock.held())
         return lock.result();
+    // A subscription that was ended since its index was written takes nothing more: no archive would be left to end.
+    const std::wstring config = ConfigArchivePath(record_.ArchiveDirectory, record_.SubscriptionId);
+    if (GetFileAttributesW(config.c_str()) == INVALID_FILE_ATTRIBUTES)
+        return RESULT_NO_SUBSCRIPTION;
     SamAccessor archive(SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId), snapShot.Id);
     const HRESULT result = archive.addStreamToArchive(data);
     const bool known = std::any_of(record_.SnapShots.begin(), record_.SnapShots.end(),

@@ -10,7 +10,9 @@
 #include "subscription/ArchiveNames.h"
 #include "subscription/RegistrationLock.h"
 #include "subscription/Subscription.h"
+#include "subscription/TimerSender.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace vorna {
@@ -93,6 +95,16 @@ HRESULT Subscription::RegisterforMaintananceEvent(std::wstring& maintenanceId) {
     }
 }
 
+HRESULT Subscription::EndMaintenanceTimer(std::wstring_view clientId, std::wstring_view maintenanceId) {
+    TimerSender timer(nullptr, std::wstring(clientId));
+    CPWStringBuffer ignoredText;
+    if (HRESULT result = timer.Create(ignoredText); result != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Failed to create an instance of Timer");
+        return result;
+    }
+    return timer.Unsubscribe(maintenanceId);
+}
+
 bool Subscription::CreateBaseDir() {
     const std::string path = NarrowPath(record_.ArchiveDirectory);
     if (!path.empty())
@@ -145,13 +157,23 @@ HRESULT Subscription::CopyArchives(std::wstring_view fromId, std::wstring_view t
         return lock.result();
     const std::wstring& directory = record_.ArchiveDirectory;
     std::wstring text;
+    // The document too, so that the archives are whole under either name.
+    HRESULT result = ReadStream(ConfigArchivePath(directory, fromId), SubscriptionStream(fromId), text);
+    if (result == S_OK)
+        result = WriteStream(ConfigArchivePath(directory, toId), SubscriptionStream(toId), text);
+    if (result != S_OK)
+        return result;
     // The index goes over as it stands: it may hold times that only its text can express.
-    HRESULT result = ReadStream(ConfigArchivePath(directory, fromId), SnapShotInfoStream(fromId), text);
+    result = ReadStream(ConfigArchivePath(directory, fromId), SnapShotInfoStream(fromId), text);
     if (IsMissing(result))
         return S_OK;
     if (result == S_OK)
         result = WriteStream(ConfigArchivePath(directory, toId), SnapShotInfoStream(toId), text);
-    for (const SnapShot& snapShot : record_.SnapShots) {
+    // Read anew under the lock: captures came in since the record was read.
+    std::vector<SnapShot> snapShots;
+    if (result == S_OK)
+        result = persistance_.GetSnapShots(directory, fromId, snapShots);
+    for (const SnapShot& snapShot : snapShots) {
         if (result != S_OK)
             break;
         result = ReadStream(SnapshotArchivePath(directory, fromId), snapShot.Id, text);
@@ -161,6 +183,29 @@ HRESULT Subscription::CopyArchives(std::wstring_view fromId, std::wstring_view t
             result = WriteStream(SnapshotArchivePath(directory, toId), snapShot.Id, text);
     }
     return result;
+}
+
+// What a callback stored under the old name after everything was copied. Then the old archives go.
+void Subscription::MoveLateSnapShots(std::wstring_view fromId, std::wstring_view toId) {
+    const std::wstring& directory = record_.ArchiveDirectory;
+    GlobalLocks locks;
+    scoped_lock lock(locks, ArchiveLockName(fromId));
+    std::vector<SnapShot> late, known;
+    if (!lock.held() || persistance_.GetSnapShots(directory, fromId, late) != S_OK ||
+        persistance_.GetSnapShots(directory, toId, known) != S_OK)
+        return;
+    for (const SnapShot& snapShot : late) {
+        const auto same = [&](const SnapShot& other) { return other.Id == snapShot.Id; };
+        std::wstring text;
+        if (std::any_of(known.begin(), known.end(), same) ||
+            ReadStream(SnapshotArchivePath(directory, fromId), snapShot.Id, text) != S_OK)
+            continue;
+        // Where it cannot be moved, the old archives stay: nobody reads them, and nothing is lost.
+        if (persistance_.AddSnapShot(directory, toId, snapShot) != S_OK ||
+            WriteStream(SnapshotArchivePath(directory, toId), snapShot.Id, text) != S_OK)
+            return;
+    }
+    RemoveArchives(fromId);
 }
 
 } // namespace vorna

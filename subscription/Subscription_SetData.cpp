@@ -4,7 +4,6 @@
 #include "common/ProcessorFault.h"
 #include "common/XmlEscape.h"
 #include "common/bstr.h"
-#include "common/platformservices.h"
 #include "common/results.h"
 #include "subscription/ArchiveNames.h"
 #include "subscription/RegistrationLock.h"
@@ -151,12 +150,10 @@ HRESULT Subscription::HandleSetData(IUnknown* service, SetDataOperation operatio
             result = HandleSetDataforTimerEvent(operation, errorText);
         } else if (info_.XDMEvent()) {
             VORNA_LOG(LOG_TRACE, "Subscription::HandleSetData.. Case of XDM Event");
-            errorText = L"XDM event subscriptions are not served by this version of the component";
-            result = E_NOTIMPL;
+            result = HandleSetDataforXDMEvent(operation, errorText);
         } else if (info_.KROEvent()) {
             VORNA_LOG(LOG_TRACE, "Subscription::HandleSetData.. Case of KRO Event");
-            errorText = L"KRO event subscriptions are not served by this version of the component";
-            result = E_NOTIMPL;
+            result = HandleSetDataforKROEvent(operation, errorText);
         } else {
             errorText = L"No Event Type Specified for the subscription";
             VORNA_LOG(LOG_TRACE, "No Event Type Specified for the subscription");
@@ -198,12 +195,7 @@ void Subscription::DropMaintenanceTimer() {
     (void)persistance_.GetClientID(clientId);
     if (persistance_.GetMaintainanceID(maintenanceId) != S_OK)
         return;
-    com_ptr<IZEBTimer> timer;
-    if (PlatformServices::CreateInstance(PROGID_TIMER, nullptr, timer) != S_OK) {
-        VORNA_LOG(LOG_TRACE, "Failed to create an instance of Timer");
-        return;
-    }
-    if (UnsubscribeFromTimer(*timer.get(), clientId, maintenanceId) != S_OK) {
+    if (EndMaintenanceTimer(clientId, maintenanceId) != S_OK) {
         VORNA_LOG(LOG_TRACE, "Failed to unsubscribe the Maintainance event from timer");
         return;
     }

@@ -2,6 +2,8 @@
 
 #include "common/results.h"
 
+#include <utility>
+
 namespace fakes {
 
 namespace {
@@ -54,31 +56,88 @@ STDMETHODIMP ScriptedTimer::GetTicket(BSTR* ticket) {
     return Give(ticket, L"ticket-" + std::to_wstring(++current.timer.tickets));
 }
 
-STDMETHODIMP ScriptedTimer::Subscribe(BSTR, BSTR schedule, BSTR* subscriptionId) {
+HRESULT SenderScript::Subscribe(const std::wstring& document, std::wstring& id) {
     static int made = 0;
-    *subscriptionId = nullptr;
-    if (HRESULT answer = Next(current.timer.subscribe); answer != S_OK)
+    if (HRESULT answer = Next(subscribe); answer != S_OK)
         return answer;
-    const std::wstring id = L"id-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++made);
-    current.timer.schedules[id] = vorna::view_of(schedule);
-    if (current.timer.onSubscribed)
-        current.timer.onSubscribed(id);
-    return Give(subscriptionId, id);
+    id = L"id-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++made);
+    schedules[id] = document;
+    if (onSubscribed)
+        onSubscribed(id);
+    return S_OK;
+}
+
+HRESULT SenderScript::Modify(BSTR id, const std::wstring& document) {
+    if (HRESULT answer = Next(modify); answer != S_OK)
+        return answer;
+    const auto found = schedules.find(std::wstring(vorna::view_of(id)));
+    if (found == schedules.end())
+        return vorna::PLATFORM_ID_UNKNOWN;
+    found->second = document;
+    return S_OK;
+}
+
+HRESULT SenderScript::Unsubscribe(BSTR id) {
+    unsubscribed.emplace_back(vorna::view_of(id));
+    if (HRESULT answer = Next(unsubscribe); answer != S_OK)
+        return answer;
+    if (!schedules.erase(unsubscribed.back()))
+        return vorna::PLATFORM_ID_UNKNOWN;
+    if (auto run = std::exchange(onUnsubscribed, nullptr))
+        run();
+    return S_OK;
+}
+
+STDMETHODIMP ScriptedTimer::Subscribe(BSTR, BSTR schedule, BSTR* subscriptionId) {
+    *subscriptionId = nullptr;
+    std::wstring id;
+    const HRESULT answer = current.timer.Subscribe(std::wstring(vorna::view_of(schedule)), id);
+    return answer == S_OK ? Give(subscriptionId, id) : answer;
 }
 
 STDMETHODIMP ScriptedTimer::Unsubscribe(BSTR, BSTR subscriptionId) {
-    const std::wstring id(vorna::view_of(subscriptionId));
-    current.timer.unsubscribed.push_back(id);
-    if (HRESULT answer = Next(current.timer.unsubscribe); answer != S_OK)
-        return answer;
-    return current.timer.schedules.erase(id) ? S_OK : vorna::PLATFORM_ID_UNKNOWN;
+    return current.timer.Unsubscribe(subscriptionId);
 }
 
 STDMETHODIMP ScriptedTimer::Modify(BSTR subscriptionId, BSTR schedule) {
-    if (HRESULT answer = Next(current.timer.modify); answer != S_OK)
-        return answer;
-    current.timer.schedules[std::wstring(vorna::view_of(subscriptionId))] = vorna::view_of(schedule);
-    return S_OK;
+    return current.timer.Modify(subscriptionId, schedule);
+}
+
+STDMETHODIMP ScriptedEventManager::Subscribe(BSTR subscription, BSTR filter, BSTR receiver, BSTR* subscriptionId) {
+    *subscriptionId = nullptr;
+    EXPECT_EQ(L"progID:QXKELDAN.Vorna.1", vorna::view_of(receiver));
+    std::wstring id;
+    const HRESULT answer = current.eventManager.Subscribe(std::wstring(subscription) + filter, id);
+    return answer == S_OK ? Give(subscriptionId, id) : answer;
+}
+
+STDMETHODIMP ScriptedEventManager::Modify(BSTR subscriptionId, BSTR subscription, BSTR filter) {
+    return current.eventManager.Modify(subscriptionId, std::wstring(subscription) + filter);
+}
+
+STDMETHODIMP ScriptedEventManager::Unsubscribe(BSTR subscriptionId) {
+    return current.eventManager.Unsubscribe(subscriptionId);
+}
+
+STDMETHODIMP ScriptedEventAccess::Subscribe(IUnknown* service, BSTR subscription, BSTR* answer) {
+    *answer = nullptr;
+    EXPECT_NE(nullptr, service);
+    std::wstring id;
+    if (HRESULT result = current.eventAccess.Subscribe(subscription, id); result != S_OK)
+        return result;
+    std::wstring text = current.eventAccess.answer;
+    if (const size_t place = text.find(L'%'); place != std::wstring::npos)
+        text.replace(place, 1, id);
+    return Give(answer, text);
+}
+
+STDMETHODIMP ScriptedEventAccess::Modify(IUnknown* service, BSTR subscriptionId, BSTR subscription) {
+    EXPECT_NE(nullptr, service);
+    return current.eventAccess.Modify(subscriptionId, subscription);
+}
+
+STDMETHODIMP ScriptedEventAccess::Unsubscribe(IUnknown*, BSTR subscriptionId) {
+    return current.eventAccess.Unsubscribe(subscriptionId);
 }
 
 STDMETHODIMP ScriptedAggregator::GetData(IUnknown*, BSTR, BSTR, BSTR* data, BSTR* secondResult) {

@@ -47,18 +47,33 @@ class installed_class {
     DWORD cookie_ = 0;
 };
 
-// What the scripted timer answers and what it was asked.
-struct TimerScript {
+// What a scripted sender of callbacks answers and what it was asked.
+struct SenderScript {
     // Answers taken in order, then S_OK.
     std::vector<HRESULT> subscribe;
     std::vector<HRESULT> unsubscribe;
     std::vector<HRESULT> modify;
     // Runs inside a successful subscribe, with the new ID.
     std::function<void(const std::wstring&)> onSubscribed;
+    // Runs inside a successful unsubscribe.
+    std::function<void()> onUnsubscribed;
 
-    int tickets = 0;
     std::vector<std::wstring> unsubscribed;
+    // The registrations that stand: schedules, or subscription and filter documents one after the other.
     std::map<std::wstring, std::wstring> schedules;
+
+    HRESULT Subscribe(const std::wstring& document, std::wstring& id);
+    HRESULT Modify(BSTR id, const std::wstring& document);
+    HRESULT Unsubscribe(BSTR id);
+};
+
+struct TimerScript : SenderScript {
+    int tickets = 0;
+};
+
+struct EventAccessScript : SenderScript {
+    // The answer to a subscription, with "%" for the ID.
+    std::wstring answer = L"<R><SubscriptionResults><SubscriptionID>%</SubscriptionID></SubscriptionResults></R>";
 };
 
 struct AggregatorScript {
@@ -75,6 +90,8 @@ struct ArchiveScript {
 // Fresh scripts for one test.
 struct Scripts {
     TimerScript timer;
+    SenderScript eventManager;
+    EventAccessScript eventAccess;
     AggregatorScript aggregator;
     ArchiveScript archive;
 };
@@ -90,6 +107,21 @@ class ScriptedTimer : public vorna::dispatch_object<ScriptedTimer, IZEBTimer> {
     STDMETHODIMP Reserved5() override { return E_NOTIMPL; }
     STDMETHODIMP Reserved6() override { return E_NOTIMPL; }
     STDMETHODIMP Modify(BSTR subscriptionId, BSTR schedule) override;
+};
+
+class ScriptedEventManager : public vorna::dispatch_object<ScriptedEventManager, IZEBEventManager> {
+  public:
+    STDMETHODIMP Subscribe(BSTR subscription, BSTR filter, BSTR receiver, BSTR* subscriptionId) override;
+    STDMETHODIMP Modify(BSTR subscriptionId, BSTR subscription, BSTR filter) override;
+    STDMETHODIMP Unsubscribe(BSTR subscriptionId) override;
+    STDMETHODIMP Raise(BSTR, BSTR, BSTR, long*) override { return E_NOTIMPL; }
+};
+
+class ScriptedEventAccess : public vorna::dispatch_object<ScriptedEventAccess, IZEBEventAccess> {
+  public:
+    STDMETHODIMP Subscribe(IUnknown* service, BSTR subscription, BSTR* answer) override;
+    STDMETHODIMP Modify(IUnknown* service, BSTR subscriptionId, BSTR subscription) override;
+    STDMETHODIMP Unsubscribe(IUnknown* service, BSTR subscriptionId) override;
 };
 
 class ScriptedAggregator : public vorna::dispatch_object<ScriptedAggregator, IAggregator> {

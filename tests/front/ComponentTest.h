@@ -24,6 +24,8 @@ class ComponentTest : public testing::Test {
         fakes::ResetScripts();
         support::InstallComponent(folder_.path());
         timer_.emplace(vorna::PROGID_TIMER);
+        eventManager_.emplace(vorna::PROGID_EVENT_MANAGER);
+        eventAccess_.emplace(vorna::PROGID_EVENT_ACCESS);
         aggregator_.emplace(vorna::PROGID_AGGREGATOR);
         archive_.emplace(vorna::PROGID_ARCHIVE_MANAGER);
         CLSID classId{};
@@ -36,6 +38,8 @@ class ComponentTest : public testing::Test {
         component_.reset();
         archive_.reset();
         aggregator_.reset();
+        eventAccess_.reset();
+        eventManager_.reset();
         timer_.reset();
         EXPECT_EQ(live_, vorna::module_uses) << "objects of the test were not released";
     }
@@ -75,9 +79,16 @@ class ComponentTest : public testing::Test {
                             L"press\\press-7\\7\\" + std::wstring(archiveId), record));
         return record;
     }
-    Answer Tick(const vorna::SubscriptionRecord& record) {
-        return Deliver(L"<TimerEvent><SubscriptionID>" + record.SubscriptionId + L"</SubscriptionID><ClientCookie>" +
-                       record.ClientCookie + L"</ClientCookie></TimerEvent>");
+    // A callback of any sender. body follows the subscription's ID and cookie.
+    static std::wstring CallBack(std::wstring_view root, const vorna::SubscriptionRecord& record,
+                                 std::wstring_view body = L"") {
+        const std::wstring name(root);
+        return L"<" + name + L"><SubscriptionID>" + record.SubscriptionId + L"</SubscriptionID><ClientCookie>" +
+               record.ClientCookie + L"</ClientCookie>" + std::wstring(body) + L"</" + name + L">";
+    }
+    Answer Tick(const vorna::SubscriptionRecord& record) { return Deliver(CallBack(L"TimerEvent", record)); }
+    Answer MaintenanceTick() {
+        return Deliver(L"<TimerEvent><SubscriptionID>m</SubscriptionID><ClientCookie></ClientCookie></TimerEvent>");
     }
 
     static std::wstring Document(std::wstring_view id, std::wstring_view collect = L"ON",
@@ -99,6 +110,8 @@ class ComponentTest : public testing::Test {
     support::TestFolder folder_;
     long live_ = vorna::module_uses;
     std::optional<fakes::installed_class<fakes::ScriptedTimer>> timer_;
+    std::optional<fakes::installed_class<fakes::ScriptedEventManager>> eventManager_;
+    std::optional<fakes::installed_class<fakes::ScriptedEventAccess>> eventAccess_;
     std::optional<fakes::installed_class<fakes::ScriptedAggregator>> aggregator_;
     std::optional<fakes::installed_class<fakes::ScriptedArchiveManager>> archive_;
     vorna::com_ptr<IUnknown> service_ = fakes::MakeService();

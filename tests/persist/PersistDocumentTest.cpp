@@ -71,7 +71,11 @@ TEST_F(PersistDocument, NodesAreRewrittenByTheirTemplates) {
     ASSERT_HR(S_OK, persistance_->AddSubscription(record_, L"T2", L""));
     ExpectHolds(Document(), head + L"ENDDATE=\"" + std::to_wstring(LocalNow().wYear + 5) + L"-");
 
-    ASSERT_HR(S_OK, persistance_->SetAgingForSubscription(L"S1"));
+    std::wstring endDate;
+    ASSERT_HR(S_OK, persistance_->GetEndDateForSubscription(L"{V}", endDate));
+    EXPECT_HR(S_FALSE, persistance_->SetAgingForSubscription(L"S1", L"2026-1-1T0:0:0")) << "it was renewed meanwhile";
+    EXPECT_FALSE(persistance_->IsSubscriptionAged(L"{V}"));
+    ASSERT_HR(S_OK, persistance_->SetAgingForSubscription(L"S1", endDate));
     ExpectHolds(Document(), L"\" AGED=\"TRUE\" VALID=\"TRUE\">" + record_.ServiceXml);
     EXPECT_TRUE(persistance_->IsSubscriptionAged(L"{V}"));
     EXPECT_HR(E_FAIL, persistance_->AddSubscription(record_, L"T2", L"")) << "the aged node has lost the time";

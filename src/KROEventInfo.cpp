@@ -1,0 +1,37 @@
+#include "src/KROEventInfo.h"
+
+#include "common/Logging.h"
+#include "common/XmlAccessor.h"
+#include "common/XmlEscape.h"
+
+namespace vorna {
+
+KROEventDocuments KROEventInfo::ToXML() const {
+    VORNA_SCOPE_TRACE("KROEventInfo::ToXML");
+    try {
+        KROEventDocuments documents;
+        // The tabs are part of the document.
+        documents.subscription =
+            L"<SubscriptionInfo>\t\t\t<EventName>" + EscapeXmlText(name) +
+            L"</EventName>\t\t\t<ReliabilityOption>Dont care</ReliabilityOption>\t\t\t<ClientCookie>" +
+            EscapeXmlText(clientCookie) + L"</ClientCookie>\t\t\t</SubscriptionInfo>";
+        documents.filter = L"<FilterProperties>";
+        for (const EventFilter& entry : filters) {
+            if (entry.name.empty())
+                continue;
+            documents.filter += L"<FilterOn><Name>" + EscapeXmlText(entry.name) + L"</Name><Value>" +
+                                EscapeXmlText(entry.value) + L"</Value></FilterOn>";
+        }
+        documents.filter += L"</FilterProperties>";
+        XmlAccessor accessor;
+        // Handed out all the same: the event manager refuses what it cannot read, and says why.
+        if (accessor.Create() == S_OK && accessor.Load(documents.filter) != S_OK)
+            VORNA_LOG(LOG_TRACE, "The filter document is not well-formed : %S", documents.filter.c_str());
+        return documents;
+    } catch (...) {
+        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
+        return {};
+    }
+}
+
+} // namespace vorna

@@ -1,0 +1,45 @@
+#include "src/XDMEventInfo.h"
+
+#include "common/Logging.h"
+#include "common/XmlAccessor.h"
+#include "common/XmlEscape.h"
+#include "common/platformservices.h"
+
+namespace vorna {
+
+std::wstring XDMEventInfo::ToXML() const {
+    VORNA_SCOPE_TRACE("XDMEventInfo::ToXML");
+    try {
+        if (events.empty())
+            return {};
+        std::wstring document = L"<EventSubscription ignoreErrors=\"false\">";
+        document += L"<Notification method=\"kro:IBaseClient\"><Input><URI>progID:";
+        document += PROGID_VORNA;
+        document += L"</URI></Input></Notification><Duration>" + FormatDuration(duration) + L"</Duration>";
+        if (!clientCookie.empty())
+            document += L"<ClientCookie>" + EscapeXmlText(clientCookie) + L"</ClientCookie>";
+        for (const DataModelEvent& event : events) {
+            if (event.xpath.empty())
+                continue;
+            document += L"<Event><XPath>" + EscapeXmlText(event.xpath) + L"</XPath>";
+            if (!event.trigger.empty())
+                document += L"<Trigger>" + EscapeXmlText(event.trigger) + L"</Trigger>";
+            if (!event.reset.empty())
+                document += L"<Reset>" + EscapeXmlText(event.reset) + L"</Reset>";
+            document += L"</Event>";
+        }
+        document += L"</EventSubscription>";
+        XmlAccessor accessor;
+        // Without an accessor the document goes out unchecked.
+        if (accessor.Create() == S_OK && accessor.Load(document) != S_OK) {
+            VORNA_LOG(LOG_TRACE, "The event subscription document is not well-formed : %S", document.c_str());
+            document.clear();
+        }
+        return document;
+    } catch (...) {
+        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
+        return {};
+    }
+}
+
+} // namespace vorna

@@ -1,0 +1,31 @@
+// The event manager as the sender of a subscription's callbacks.
+#pragma once
+
+#include "QXKeldan.h"
+#include "common/com_ptr.h"
+#include "src/KROEventInfo.h"
+#include "subscription/Sender.h"
+
+namespace vorna {
+
+class EventManagerSender : public Sender {
+  public:
+    // event: what to register, alive as long as this object; null for one that only ends registrations.
+    explicit EventManagerSender(const KROEventInfo* event, std::wstring clientId = {})
+        : Sender(std::move(clientId)), info_(event) {}
+
+    const Texts& texts() const override;
+    [[nodiscard]] HRESULT Modify(std::wstring_view id) override;
+    [[nodiscard]] HRESULT Unsubscribe(std::wstring_view id) override;
+    // Whatever the refusal was, a fresh subscription may still come about.
+    bool SubscribesAgainAfter(HRESULT) const override { return true; }
+
+  private:
+    HRESULT CreateComponent() override;
+    HRESULT SubscribeWithComponent(std::wstring& id) override;
+
+    const KROEventInfo* const info_;
+    com_ptr<IZEBEventManager> eventManager_;
+};
+
+} // namespace vorna

@@ -1,0 +1,69 @@
+// The end of event-manager subscriptions that have reached their end date, and the return of those that the event
+// manager has lost.
+
+#include "common/Logging.h"
+#include "common/VornaCommon.h"
+#include "common/platformservices.h"
+#include "common/results.h"
+#include "subscription/EventManagerSender.h"
+#include "subscription/Subscription.h"
+
+namespace vorna {
+
+bool Subscription::HasReachedEnd(std::wstring_view endDate) {
+    const SYSTEMTIME now = LocalNow();
+    SYSTEMTIME end{};
+    // A year that is over does not parse, and has certainly been reached.
+    if (!ParseDateTime(endDate, end))
+        return end.wYear > 0 && end.wYear < now.wYear;
+    return IsLaterOrEqual(now, end);
+}
+
+HRESULT Subscription::UnregisterAged(std::wstring_view endDate) {
+    VORNA_LOG(LOG_TRACE, "Subscription Aged. Going to unregister %S with the Event Manager",
+              record_.SubscriptionId.c_str());
+    EventManagerSender eventManager(nullptr);
+    CPWStringBuffer ignoredText;
+    if (HRESULT created = eventManager.Create(ignoredText); created != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Unable to create instance of Event Manager");
+        return created;
+    }
+    // A registration that is not there any more is as good as ended.
+    if (HRESULT answer = eventManager.Unsubscribe(record_.SubscriptionId); answer != S_OK && !Sender::IsGone(answer)) {
+        VORNA_LOG(LOG_TRACE, "Unsubscription with Event Manager failed");
+        return S_OK;
+    }
+    VORNA_LOG(LOG_TRACE, "Unsubscription with Event Manager Passed");
+    const HRESULT marked = persistance_.SetAgingForSubscription(record_.SubscriptionId, endDate);
+    if (marked == S_FALSE)
+        return SUCCEEDED(RestoreRegistration()) ? S_FALSE : E_FAIL;
+    if (marked != S_OK)
+        VORNA_LOG(LOG_TRACE, "Failed to Set aging flag for the subscription");
+    return S_OK;
+}
+
+HRESULT Subscription::RestoreRegistration() {
+    VORNA_SCOPE_TRACE("Subscription::RestoreRegistration");
+    const KROEventInfo* event = info_.KROEvent();
+    if (!event || event->ToXML().subscription.empty()) {
+        VORNA_LOG(LOG_TRACE, "Failed to create subscription Ticket for subscribing");
+        return E_FAIL;
+    }
+    CPWStringBuffer errorText;
+    if (HRESULT result = VORNAUTILITY::GetServiceObject(record_.ServiceXml, service_, errorText); result != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Failed to Create Service Object from the Service XML");
+        return result;
+    }
+    EventManagerSender eventManager(event, RecordedClientId());
+    if (HRESULT created = eventManager.Create(errorText); created != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Failed to Create an instance of event manager");
+        return created;
+    }
+    // A modification that changes nothing tells whether the registration is there.
+    const HRESULT known = eventManager.Modify(record_.SubscriptionId);
+    if (!Sender::IsGone(known))
+        return known == S_OK ? S_FALSE : known;
+    return Renew(eventManager, RegistrationKind::Restoration, errorText);
+}
+
+} // namespace vorna

@@ -1,0 +1,98 @@
+// From an event's payload to the data of a snapshot: narrowed by an XPath, turned by a stylesheet.
+
+#include "common/Logging.h"
+#include "common/VornaCommon.h"
+#include "common/XmlAccessor.h"
+#include "common/results.h"
+#include "subscription/Subscription.h"
+
+namespace vorna {
+
+namespace {
+
+// The text that the callback brings, in an element that names it; empty where there is none.
+HRESULT ReadPayload(XmlAccessor& callback, std::wstring& data) {
+    std::wstring root;
+    if (callback.GetRootName(root) != S_OK || root.empty()) {
+        VORNA_LOG(LOG_TRACE, "Failed to get the root of input XML");
+        return E_FAIL;
+    }
+    if (root == L"EventPayload") {
+        VORNA_LOG(LOG_TRACE, "Going to get the Event data from the eventaccess callback");
+        std::wstring events;
+        if (callback.QueryMarkup(L"/EventPayload/Event", events) != S_OK) {
+            VORNA_LOG(LOG_TRACE, "Failed to get /EventPayload/Event from input XML");
+            return E_FAIL;
+        }
+        std::wstring delimiter;
+        if (callback.GetDelimiter(delimiter) != S_OK) {
+            VORNA_LOG(LOG_TRACE, "get_delimiter() failed");
+            return E_FAIL;
+        }
+        data = L"<EventPayload>";
+        for (const std::wstring& event : SplitAtDelimiter(events, delimiter))
+            data += event;
+        data += L"</EventPayload>";
+        return S_OK;
+    }
+    if (root == L"Event") {
+        VORNA_LOG(LOG_TRACE, "Going to get the Payload data from the eventmanager callback");
+        if (callback.QueryMarkup(L"/Event/Payload", data) == S_OK)
+            return S_OK;
+        VORNA_LOG(LOG_TRACE, "Failed to get /Event/Payload from input XML");
+    }
+    return E_FAIL;
+}
+
+// What a stylesheet makes of the data, fit to be read back by XPath: a document, without its XML declaration.
+bool Transform(XmlAccessor& accessor, std::wstring_view transformFile, std::wstring& output) {
+    std::wstring transformed;
+    return accessor.TransformByFile(transformFile, transformed) == S_OK && accessor.Load(transformed) == S_OK &&
+           accessor.QueryMarkup(L"/", output) == S_OK;
+}
+
+} // namespace
+
+HRESULT Subscription::HandleCallbackforEventPayloadData(std::wstring_view callbackXml, std::wstring_view xpath,
+                                                        std::wstring_view transformFile) {
+    VORNA_SCOPE_TRACE("Subscription::HandleCallbackforEventPayloadData");
+    XmlAccessor accessor;
+    if (HRESULT created = accessor.Create(); created != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
+        return FAILED(created) ? created : E_FAIL;
+    }
+    if (HRESULT loaded = accessor.Load(callbackXml); loaded != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Load XML Failed for the following XML %S", std::wstring(callbackXml).c_str());
+        return FAILED(loaded) ? loaded : RESULT_XML_MALFORMED;
+    }
+    std::wstring data;
+    if (HRESULT read = ReadPayload(accessor, data); read != S_OK)
+        return read;
+    VORNA_LOG(LOG_TRACE, "Going to Archive the data : %S", data.c_str());
+
+    if (!xpath.empty()) {
+        std::wstring narrowed;
+        VORNAUTILITY::GetSparseXMLFromXPath(data, xpath, narrowed);
+        if (narrowed.empty())
+            VORNA_LOG(LOG_TRACE, "Failed to apply xPath to result data. Going ahead to log complete data");
+        else
+            data = std::move(narrowed);
+    }
+    if (!transformFile.empty()) {
+        if (accessor.Load(data) != S_OK) {
+            VORNA_LOG(LOG_TRACE, "Failed to Load PayLoad XML");
+            return RESULT_XML_MALFORMED;
+        }
+        std::wstring output;
+        if (Transform(accessor, transformFile, output))
+            data = std::move(output);
+        else
+            VORNA_LOG(LOG_TRACE, "Failed to apply xslt to result data. Going ahead to log complete data");
+    }
+    const HRESULT result = AddSnapShotToArchive(data);
+    if (result != S_OK)
+        VORNA_LOG(LOG_TRACE, "Adding snapshot data to archive failed");
+    return result;
+}
+
+} // namespace vorna

@@ -1,0 +1,235 @@
+// How subscriptions of every kind are registered with their sender, modified and ended, and what a failure undoes.
+
+#include "common/Logging.h"
+#include "common/ProcessorFault.h"
+#include "common/results.h"
+#include "subscription/EventAccessSender.h"
+#include "subscription/EventManagerSender.h"
+#include "subscription/RegistrationLock.h"
+#include "subscription/Subscription.h"
+#include "subscription/TimerSender.h"
+
+namespace vorna {
+
+HRESULT Subscription::HandleSetDataforTimerEvent(SetDataOperation operation, CPWStringBuffer& errorText) {
+    VORNA_SCOPE_TRACE("Subscription::HandleSetDataforTimerEvent");
+    TimerSender sender(info_.TimerEvent(), RecordedClientId());
+    return HandleSetDataWith(sender, operation, errorText);
+}
+
+HRESULT Subscription::HandleSetDataforKROEvent(SetDataOperation operation, CPWStringBuffer& errorText) {
+    VORNA_SCOPE_TRACE("Subscription::HandleSetDataforKROEvent");
+    EventManagerSender sender(info_.KROEvent(), RecordedClientId());
+    return HandleSetDataWith(sender, operation, errorText);
+}
+
+HRESULT Subscription::HandleSetDataforXDMEvent(SetDataOperation operation, CPWStringBuffer& errorText) {
+    VORNA_SCOPE_TRACE("Subscription::HandleSetDataforXDMEvent");
+    EventAccessSender sender(info_.XDMEvent(), service_, RecordedClientId());
+    return HandleSetDataWith(sender, operation, errorText);
+}
+
+std::wstring Subscription::RecordedClientId() {
+    std::wstring clientId;
+    (void)persistance_.GetClientID(clientId);
+    return clientId;
+}
+
+HRESULT Subscription::HandleSetDataWith(Sender& sender, SetDataOperation operation, CPWStringBuffer& errorText) {
+    try {
+        switch (operation) {
+        case SetDataOperation::Register:
+            return Register(sender, errorText);
+        case SetDataOperation::Modify:
+            return Modify(sender, errorText);
+        case SetDataOperation::Unregister:
+            return Unregister(sender, errorText);
+        }
+        return E_INVALIDARG;
+    } catch (const processor_fault&) {
+        throw;
+    } catch (...) {
+        errorText = L"Unknown Exception Occured";
+        VORNA_LOG(LOG_TRACE, "%s", sender.texts().unspecified);
+        return E_FAIL;
+    }
+}
+
+HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
+    const Sender::Texts& texts = sender.texts();
+    if (HRESULT created = sender.Create(errorText); created != S_OK)
+        return created;
+
+    // A timer's first snapshot is of the moment of its registration; an event brings its own.
+    std::wstring data;
+    const HRESULT gathered = info_.TimerEvent() ? GatherFirstData(data) : S_FALSE;
+
+    VORNA_LOG(LOG_TRACE, "%s", texts.subscribing);
+    RegistrationLock registration;
+    if (!registration.held()) {
+        errorText = L"Another registration did not end in time";
+        return E_FAIL;
+    }
+    if (HRESULT result = sender.Subscribe(record_.SubscriptionId, errorText); result != S_OK)
+        return result;
+
+    if (!CreateBaseDir()) {
+        registration.unlock();
+        (void)sender.Unsubscribe(record_.SubscriptionId);
+        errorText = L"Directory creation failed";
+        VORNA_LOG(LOG_TRACE, "%s", texts.noDirectory);
+        return E_FAIL;
+    }
+
+    std::wstring maintenanceId;
+    const bool maintained = persistance_.GetMaintainanceID(maintenanceId) == S_OK;
+    if (maintained || RegisterforMaintananceEvent(maintenanceId) != S_OK)
+        maintenanceId.clear();
+
+    record_.Kind = RegistrationKind::New;
+    if (HRESULT added = persistance_.AddSubscription(record_, sender.clientId(), maintenanceId); added != S_OK) {
+        VORNA_LOG(LOG_TRACE, "%s", texts.addRefused);
+        errorText = texts.addFailed;
+        VORNA_LOG(LOG_TRACE, "%S", texts.addFailed);
+        registration.unlock();
+        (void)sender.Unsubscribe(record_.SubscriptionId);
+        RemoveBaseDir();
+        // A maintenance timer that nobody recorded would never be found again; a recorded one is for others too.
+        std::wstring recorded;
+        if (!maintenanceId.empty() && persistance_.GetMaintainanceID(recorded) != S_OK)
+            (void)EndMaintenanceTimer(sender.clientId(), maintenanceId);
+        else
+            DropMaintenanceTimer();
+        return added;
+    }
+    registration.unlock();
+
+    if (!data.empty())
+        (void)AddSnapShotToArchive(data);
+    else if (gathered == S_OK)
+        VORNA_LOG(LOG_TRACE, "Error - Aggregator's GetData returned S_OK, but output data was NULL");
+    VORNA_LOG(LOG_TRACE,
+              "Returning from the SetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
+              "ServiceObject :\"%S\"",
+              record_.SubscriptionId.c_str(), record_.VornaId.c_str(), record_.ServiceXml.c_str());
+    return S_OK;
+}
+
+HRESULT Subscription::GatherFirstData(std::wstring& data) {
+    VORNA_LOG(LOG_TRACE,
+              "Subscription::HandleSetDataforTimerEvent~~~Going to do GetData with Aggregator as it is timer event .");
+    const DataSource& source = info_.TimerEvent()->source;
+    const HRESULT gathered = GetDataFromAggregator(service_.get(), source.xpath, source.prefixes, data);
+    if (FAILED(gathered))
+        VORNA_LOG(LOG_TRACE, "Error - Aggregator's GetData returned failure");
+    return gathered;
+}
+
+HRESULT Subscription::Modify(Sender& sender, CPWStringBuffer& errorText) {
+    const Sender::Texts& texts = sender.texts();
+    if (HRESULT created = sender.Create(errorText); created != S_OK)
+        return created;
+    VORNA_LOG(LOG_TRACE, "%s", texts.modifying);
+    if (persistance_.IsSubscriptionAged(record_.VornaId)) {
+        VORNA_LOG(LOG_TRACE, "The subscription has already aged. Going to subscribe again");
+        return Renew(sender, RegistrationKind::Renewal, errorText);
+    }
+    const HRESULT answer = sender.Modify(record_.SubscriptionId);
+    if (answer == S_OK) {
+        record_.Kind = RegistrationKind::Modification;
+        const HRESULT stored = persistance_.AddSubscription(record_, sender.clientId(), {});
+        if (stored == S_OK)
+            return S_OK;
+        // It may have aged a moment ago; then the registration is gone, and a fresh one brings it back to life.
+        if (!persistance_.IsSubscriptionAged(record_.VornaId)) {
+            VORNA_LOG(LOG_TRACE, "%s", texts.storeRefused);
+            errorText = texts.storeFailed;
+            return stored;
+        }
+    } else if (!sender.SubscribesAgainAfter(answer)) {
+        errorText = texts.modifyFailed;
+        VORNA_LOG(LOG_TRACE, "%S (hr: %#x)", texts.modifyFailed, static_cast<unsigned>(answer));
+        return FAILED(answer) ? answer : E_FAIL;
+    }
+    VORNA_LOG(LOG_TRACE, "Modification is failed.Subscribing Again");
+    const HRESULT renewed = Renew(sender, RegistrationKind::Renewal, errorText);
+    if (renewed == S_OK)
+        VORNA_LOG(LOG_TRACE, "%s", texts.resubscribed);
+    return renewed;
+}
+
+// A fresh registration in place of the recorded one. The archives are named after the registration, so what was
+// captured so far goes over to the new name before the record changes.
+HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuffer& errorText) {
+    const Sender::Texts& texts = sender.texts();
+    RegistrationLock registration;
+    if (!registration.held()) {
+        errorText = L"Another registration did not end in time";
+        return E_FAIL;
+    }
+    // Whoever had the lock before may have done the same; its archives are the ones that count now.
+    SubscriptionRecord current;
+    if (HRESULT found = persistance_.GetSubscription(record_.ClientCookie, current); found != S_OK) {
+        errorText = found == RESULT_NO_SUBSCRIPTION ? L"The subscription was ended meanwhile" : texts.storeFailed;
+        return found;
+    }
+    const std::wstring oldId = current.SubscriptionId;
+    std::wstring newId;
+    if (HRESULT result = sender.Subscribe(newId, errorText); result != S_OK) {
+        if (kind == RegistrationKind::Restoration)
+            VORNA_LOG(LOG_TRACE, "Failed to Subscribe with event manager");
+        return result;
+    }
+    HRESULT result = CopyArchives(oldId, newId);
+    if (result == S_OK) {
+        record_.Kind = kind;
+        record_.SubscriptionId = newId;
+        result = persistance_.AddSubscription(record_, sender.clientId(), {});
+    }
+    registration.unlock();
+    if (result != S_OK) {
+        errorText = texts.storeFailed;
+        VORNA_LOG(LOG_TRACE, "%s",
+                  kind == RegistrationKind::Restoration ? "Failed to add the subscription to the archive"
+                                                        : texts.storeRefused);
+        (void)sender.Unsubscribe(newId);
+        SubscriptionRecord recorded;
+        // Only when the record still names the old archives are the new ones nobody's.
+        if (persistance_.GetSubscription(newId, recorded) == RESULT_NO_SUBSCRIPTION)
+            RemoveArchives(newId);
+        return result;
+    }
+    // Mostly it is gone already; where it is not, nobody would end it.
+    (void)sender.Unsubscribe(oldId);
+    MoveLateSnapShots(oldId, newId);
+    return S_OK;
+}
+
+HRESULT Subscription::Unregister(Sender& sender, CPWStringBuffer& errorText) {
+    const Sender::Texts& texts = sender.texts();
+    VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribing);
+    VORNA_LOG(LOG_TRACE, "Unregistering the subscription id :%S", record_.SubscriptionId.c_str());
+    HRESULT answer = sender.Create(errorText);
+    if (answer == S_OK)
+        answer = sender.Unsubscribe(record_.SubscriptionId);
+    // A registration that is not there any more is as good as ended.
+    if (answer != S_OK && !Sender::IsGone(answer)) {
+        if (texts.unsubscribeRefused)
+            VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribeRefused);
+        VORNA_LOG(LOG_TRACE, "%s (hr: %#x)", texts.unsubscribeFailed, static_cast<unsigned>(answer));
+        (void)persistance_.DeleteSubscription(record_.SubscriptionId);
+        VORNA_LOG(LOG_TRACE, "%s", texts.invalidated);
+        errorText = texts.invalidatedText;
+        return FAILED(answer) ? answer : E_FAIL;
+    }
+    VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribed);
+    if (HRESULT deleted = persistance_.DeleteSubscription(record_.SubscriptionId); deleted != S_OK) {
+        errorText = L"The subscription could not be deleted from the Persist file";
+        return deleted;
+    }
+    VORNA_LOG(LOG_TRACE, "Subscription Deleted from Persist file successfully");
+    RemoveBaseDir();
+    return S_OK;
+}
+
+} // namespace vorna

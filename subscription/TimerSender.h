@@ -1,0 +1,30 @@
+// The timer as the sender of a subscription's callbacks.
+#pragma once
+
+#include "QXKeldan.h"
+#include "common/com_ptr.h"
+#include "src/TimerInfo.h"
+#include "subscription/Sender.h"
+
+namespace vorna {
+
+class TimerSender : public Sender {
+  public:
+    // timer: what to register, alive as long as this object; null for one that only ends registrations.
+    TimerSender(const TimerInfo* timer, std::wstring clientId) : Sender(std::move(clientId)), info_(timer) {}
+
+    const Texts& texts() const override;
+    [[nodiscard]] HRESULT Modify(std::wstring_view id) override;
+    [[nodiscard]] HRESULT Unsubscribe(std::wstring_view id) override;
+
+  private:
+    HRESULT CreateComponent() override;
+    HRESULT SubscribeWithComponent(std::wstring& id) override;
+    HRESULT ResultOfRefusal(HRESULT answer) const override;
+    HRESULT GetTicket(std::wstring& ticket);
+
+    const TimerInfo* const info_;
+    com_ptr<IZEBTimer> timer_;
+};
+
+} // namespace vorna
