@@ -9,7 +9,8 @@
 //
 // The queue is bounded, and who posts is told: nothing is dropped to make room.
 //
-// Thread-safe. Operations do file work; no client is called inside them.
+// Thread-safe. Operations do file work; no client is called inside them. How often a client has failed is not written
+// down: a new process begins to count anew.
 #pragma once
 
 #include "platform/delivery/DeliveryPool.h"
@@ -58,14 +59,17 @@ class Outbox {
 
     // root: the name of the callback documents' root element.
     Outbox(std::wstring root, Deliver deliver, OutboxPolicy policy = {});
-    // Stops. Where a client hangs for good, its thread comes back to an object that is gone: who cannot rule that out
-    // stops, and lets the process end before the object does.
+    // Stops, and closes the file. What a client has that still hangs then counts as not delivered.
     ~Outbox();
     Outbox(const Outbox&) = delete;
     Outbox& operator=(const Outbox&) = delete;
 
-    // Takes up what the file holds and begins to deliver.
-    [[nodiscard]] HRESULT Start(const std::filesystem::path& file);
+    // Whether there is a subscription of this ID.
+    using Known = std::function<bool(const std::wstring& subscriptionId)>;
+    // Takes up what the file holds and begins to deliver. With known, what waits for subscriptions that are not is
+    // forgotten: they were ended, and the process before Forget was done. A damaged file is moved aside, which is
+    // reported to the debugger output. Once; before it, Post fails.
+    [[nodiscard]] HRESULT Start(const std::filesystem::path& file, const Known& known = {});
     // No callback begins after this; those that run are waited for, for a few seconds at most. Posts are still written
     // down.
     void Stop();
@@ -74,7 +78,7 @@ class Outbox {
     //   <root><SubscriptionID>id</SubscriptionID><ClientCookie>cookie</ClientCookie>body</root>
     // with id and cookie escaped and body, which is markup, as it is.
     // S_OK: on disk for all. 0x80070718 (ERROR_NOT_ENOUGH_QUOTA): for those in refused (their IDs, in order) there was
-    // no room; it is queued for the others. Any other failure: for nobody.
+    // no room; it is queued for the others. Any other failure, and std::bad_alloc: for nobody.
     [[nodiscard]] HRESULT Post(std::wstring_view body, const std::vector<Recipient>& recipients,
                                std::vector<std::wstring>& refused);
 
@@ -86,7 +90,8 @@ class Outbox {
 
   private:
     struct State;
-    std::shared_ptr<State> state_;
+    // Shared with the threads that hang in clients.
+    const std::shared_ptr<State> state_;
 };
 
 } // namespace keldan

@@ -15,6 +15,7 @@ namespace {
 constexpr std::string_view SIGNATURE = "QXKELDAN JOURNAL 1\r\n";
 // Below this size writing the file anew gains nothing.
 constexpr std::uint64_t SMALLEST_TO_COMPACT = 64 * 1024;
+constexpr int MOST_ASIDE_AT_ONCE = 100;
 
 std::uint32_t Checksum(std::string_view bytes) {
     static const std::array<std::uint32_t, 256> table = [] {
@@ -47,27 +48,39 @@ std::uint32_t NumberAt(std::string_view bytes, std::size_t offset) {
 // from a commit that was cut off.
 constexpr std::size_t FRAME = 3 * sizeof(std::uint32_t);
 
-std::string SizeBytes(std::uint32_t size) {
-    std::string bytes;
-    PutNumber(bytes, size);
-    return bytes;
-}
-
-std::string Framed(const std::vector<Journal::Change>& changes) {
-    std::string content;
-    for (const Journal::Change& change : changes) {
-        PutNumber(content, static_cast<std::uint32_t>(change.name.size()));
-        content += change.name;
-        PutNumber(content, change.value ? static_cast<std::uint32_t>(change.value->size()) : ~0u);
-        content += change.value.value_or("");
+// Builds one commit behind what the bytes begin with, in place: contents may be large.
+class FrameBuilder {
+  public:
+    FrameBuilder(std::string_view before, std::size_t content) : begin_(before.size()) {
+        bytes_.reserve(begin_ + FRAME + content);
+        bytes_.append(before).append(FRAME, '\0');
     }
-    std::string framed = SizeBytes(static_cast<std::uint32_t>(content.size()));
-    PutNumber(framed, Checksum(framed));
-    PutNumber(framed, Checksum(content));
-    return framed + content;
-}
+    void Put(const std::string& name, const std::string* value) {
+        PutNumber(bytes_, static_cast<std::uint32_t>(name.size()));
+        bytes_ += name;
+        PutNumber(bytes_, value ? static_cast<std::uint32_t>(value->size()) : ~0u);
+        if (value)
+            bytes_ += *value;
+    }
+    std::string Take() {
+        const std::string_view content = std::string_view(bytes_).substr(begin_ + FRAME);
+        std::string frame;
+        PutNumber(frame, static_cast<std::uint32_t>(content.size()));
+        PutNumber(frame, Checksum(frame));
+        PutNumber(frame, Checksum(content));
+        bytes_.replace(begin_, FRAME, frame);
+        return std::move(bytes_);
+    }
 
-// Nothing where the content is not what Framed makes.
+  private:
+    const std::size_t begin_;
+    std::string bytes_;
+};
+
+// The two sizes in front of a name and its value.
+constexpr std::size_t CHANGE = 2 * sizeof(std::uint32_t);
+
+// Nothing where the content is not what FrameBuilder makes.
 std::optional<std::vector<Journal::Change>> ReadContent(std::string_view content) {
     std::vector<Journal::Change> changes;
     const auto take = [&](std::uint32_t size) -> std::optional<std::string> {
@@ -141,7 +154,7 @@ HRESULT Journal::ReadWhole(std::string& bytes) {
 // False where the bytes are damaged. A last commit that was cut off has not happened.
 bool Journal::Parse(const std::string& bytes) {
     const std::string_view whole(bytes);
-    table_.clear();
+    Clear();
     size_ = 0;
     if (whole.size() < SIGNATURE.size())
         return whole == SIGNATURE.substr(0, whole.size());
@@ -162,22 +175,33 @@ bool Journal::Parse(const std::string& bytes) {
         const std::string_view content = whole.substr(offset + FRAME, size);
         if (NumberAt(frame, 8) != Checksum(content))
             return false;
-        const auto changes = ReadContent(content);
+        auto changes = ReadContent(content);
         if (!changes)
             return false;
-        Apply(*changes);
+        Apply(std::move(*changes));
         offset += FRAME + size;
     }
     size_ = offset;
     return true;
 }
 
-void Journal::Apply(const std::vector<Change>& changes) {
-    for (const Change& change : changes)
-        if (change.value)
-            table_[change.name] = *change.value;
-        else
-            table_.erase(change.name);
+void Journal::Apply(std::vector<Change> changes) {
+    for (Change& change : changes) {
+        if (const auto known = table_.find(change.name); known != table_.end()) {
+            content_ -= known->first.size() + known->second.size();
+            if (!change.value)
+                table_.erase(known);
+        }
+        if (change.value) {
+            content_ += change.name.size() + change.value->size();
+            table_[std::move(change.name)] = std::move(*change.value);
+        }
+    }
+}
+
+void Journal::Clear() {
+    table_.clear();
+    content_ = 0;
 }
 
 HRESULT Journal::Open(const std::filesystem::path& file) {
@@ -200,18 +224,37 @@ HRESULT Journal::Open(const std::filesystem::path& file) {
     return S_OK;
 }
 
+HRESULT Journal::Open(const std::filesystem::path& file, const std::wstring& what, const Reader& read) {
+    if (HRESULT result = Open(file); FAILED(result))
+        return result;
+    if (!read(table_)) {
+        if (HRESULT result = Discard(); FAILED(result))
+            return result;
+        (void)read(table_);
+    }
+    if (state_ == State::Damaged)
+        OutputDebugStringW(
+            (L"QXKeldanHost: " + what + L" were damaged; the file was kept as " + setAside_.wstring() + L"\n").c_str());
+    return S_OK;
+}
+
 HRESULT Journal::Discard() {
-    table_.clear();
+    Clear();
     file_.reset();
     SYSTEMTIME now{};
     GetSystemTime(&now);
     wchar_t suffix[64];
     swprintf(suffix, std::size(suffix), L".damaged-%04u%02u%02u-%02u%02u%02u-%03u", now.wYear, now.wMonth, now.wDay,
              now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
-    setAside_ = path_;
-    setAside_ += suffix;
-    if (!MoveFileExW(path_.c_str(), setAside_.c_str(), MOVEFILE_WRITE_THROUGH))
-        return result_from_last_error();
+    // Several may be set aside within a millisecond.
+    for (int taken = 0;; ++taken) {
+        setAside_ = path_;
+        setAside_ += suffix + (taken == 0 ? std::wstring() : L"-" + std::to_wstring(taken));
+        if (MoveFileExW(path_.c_str(), setAside_.c_str(), MOVEFILE_WRITE_THROUGH))
+            break;
+        if (GetLastError() != ERROR_ALREADY_EXISTS || taken == MOST_ASIDE_AT_ONCE)
+            return result_from_last_error();
+    }
     state_ = State::Damaged;
     if (HRESULT result = OpenFile(); FAILED(result))
         return result;
@@ -234,27 +277,29 @@ HRESULT Journal::Append(const std::string& bytes) {
     return S_OK;
 }
 
-HRESULT Journal::Commit(const std::vector<Change>& changes) {
+HRESULT Journal::Commit(std::vector<Change> changes) {
     if (changes.empty())
         return S_OK;
-    if (HRESULT result = Append(Framed(changes)); FAILED(result))
+    std::size_t size = 0;
+    for (const Change& change : changes)
+        size += CHANGE + change.name.size() + (change.value ? change.value->size() : 0);
+    FrameBuilder frame({}, size);
+    for (const Change& change : changes)
+        frame.Put(change.name, change.value ? &*change.value : nullptr);
+    if (HRESULT result = Append(frame.Take()); FAILED(result))
         return result;
-    Apply(changes);
-    std::uint64_t content = 0;
-    if (size_ > SMALLEST_TO_COMPACT)
-        for (const auto& [name, value] : table_)
-            content += name.size() + value.size();
+    Apply(std::move(changes));
     // The commit stands already; a file that cannot be written anew only stays larger.
-    if (size_ > SMALLEST_TO_COMPACT && size_ / 4 > content)
+    if (size_ > SMALLEST_TO_COMPACT && size_ / 4 > content_)
         (void)Compact();
     return S_OK;
 }
 
 HRESULT Journal::Compact() {
-    std::vector<Change> all;
+    FrameBuilder frame(SIGNATURE, static_cast<std::size_t>(content_) + CHANGE * table_.size());
     for (const auto& [name, value] : table_)
-        all.push_back({name, value});
-    const std::string bytes = std::string(SIGNATURE) + Framed(all);
+        frame.Put(name, &value);
+    const std::string bytes = frame.Take();
     std::filesystem::path fresh = path_;
     fresh += L".new";
     {

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -39,12 +40,19 @@ class Journal {
     // Reads the file, or begins one where there is none. On failure nothing was changed.
     [[nodiscard]] HRESULT Open(const std::filesystem::path& file);
 
+    // Takes the table over into what the caller makes of it, replacing what it held; false where the values make no
+    // sense.
+    using Reader = std::function<bool(const Table&)>;
+    // The same, and has the table read. A file that is damaged or makes no sense is moved aside, which is reported to
+    // the debugger output (what: the plural that names its records); the table that was read last is then empty.
+    [[nodiscard]] HRESULT Open(const std::filesystem::path& file, const std::wstring& what, const Reader& read);
+
     const Table& table() const { return table_; }
     State state() const { return state_; }
     const std::filesystem::path& setAside() const { return setAside_; }
 
     // On failure the table and the file are as before.
-    [[nodiscard]] HRESULT Commit(const std::vector<Change>& changes);
+    [[nodiscard]] HRESULT Commit(std::vector<Change> changes);
 
     // The caller found that the values make no sense: the file is moved aside as if it were damaged.
     [[nodiscard]] HRESULT Discard();
@@ -55,7 +63,8 @@ class Journal {
     HRESULT OpenFile();
     HRESULT ReadWhole(std::string& bytes);
     bool Parse(const std::string& bytes);
-    void Apply(const std::vector<Change>& changes);
+    void Apply(std::vector<Change> changes);
+    void Clear();
     HRESULT Append(const std::string& bytes);
     HRESULT Compact();
 
@@ -63,6 +72,7 @@ class Journal {
     vorna::unique_file file_;
     std::uint64_t size_ = 0;
     Table table_;
+    std::uint64_t content_ = 0; // bytes of all names and values
     State state_ = State::Good;
     std::filesystem::path setAside_;
 };

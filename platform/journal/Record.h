@@ -11,7 +11,8 @@ namespace keldan {
 class RecordWriter {
   public:
     void Number(std::int64_t value) { bytes_.append(reinterpret_cast<const char*>(&value), sizeof value); }
-    void Text(const std::wstring& text) {
+    void Text(std::wstring_view text) {
+        bytes_.reserve(bytes_.size() + sizeof(std::int64_t) + text.size() * sizeof(wchar_t));
         Number(static_cast<std::int64_t>(text.size()));
         bytes_.append(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
     }
@@ -35,13 +36,21 @@ class RecordReader {
         return value;
     }
     std::wstring Text() {
-        const std::int64_t size = Number();
-        if (size < 0 || size > static_cast<std::int64_t>(bytes_.size()) || !Has(size * sizeof(wchar_t)))
-            return Fail();
-        std::wstring text(static_cast<std::size_t>(size), L'\0');
-        std::memcpy(text.data(), bytes_.data(), text.size() * sizeof(wchar_t));
-        bytes_.remove_prefix(text.size() * sizeof(wchar_t));
+        std::wstring text;
+        AppendText(text);
         return text;
+    }
+    // Appends the text that follows to another one.
+    void AppendText(std::wstring& text) {
+        const std::int64_t size = Number();
+        if (size < 0 || size > static_cast<std::int64_t>(bytes_.size()) || !Has(size * sizeof(wchar_t))) {
+            good_ = false;
+            return;
+        }
+        const std::size_t before = text.size();
+        text.resize(before + static_cast<std::size_t>(size));
+        std::memcpy(text.data() + before, bytes_.data(), static_cast<std::size_t>(size) * sizeof(wchar_t));
+        bytes_.remove_prefix(static_cast<std::size_t>(size) * sizeof(wchar_t));
     }
     bool Complete() const { return good_ && bytes_.empty(); }
     bool Good() const { return good_; }
@@ -50,10 +59,6 @@ class RecordReader {
     bool Has(std::uint64_t size) {
         good_ = good_ && bytes_.size() >= size;
         return good_;
-    }
-    std::wstring Fail() {
-        good_ = false;
-        return {};
     }
 
     std::string_view bytes_;

@@ -3,6 +3,7 @@
 #include "common/results.h"
 #include "common/scope_exit.h"
 #include "platform/delivery/NewName.h"
+#include "platform/delivery/Report.h"
 #include "platform/timer/ScheduleDocument.h"
 
 #include <objbase.h>
@@ -23,10 +24,6 @@ constexpr Milliseconds TIDYING_INTERVAL = minutes(5);
 constexpr Milliseconds TICKET_STALE_AFTER = days(30);
 constexpr Milliseconds TICKET_FORGOTTEN_AFTER = days(90);
 constexpr Milliseconds EXPIRED_FORGOTTEN_AFTER = days(30);
-
-void Report(const std::wstring& text) {
-    OutputDebugStringW((L"QXKeldanHost: " + text + L"\n").c_str());
-}
 
 } // namespace
 

@@ -88,19 +88,10 @@ bool TimerStore::Read(const Journal::Table& table, Content& content) {
 }
 
 HRESULT TimerStore::Open(const std::filesystem::path& folder, Content& content) {
-    content = {};
-    if (HRESULT result = journal_.Open(folder / L"timer.journal"); FAILED(result))
-        return result;
-    if (!Read(journal_.table(), content)) {
+    return journal_.Open(folder / L"timer.journal", L"the timer's registrations", [&](const Journal::Table& table) {
         content = {};
-        if (HRESULT result = journal_.Discard(); FAILED(result))
-            return result;
-    }
-    if (journal_.state() == Journal::State::Damaged)
-        OutputDebugStringW((L"QXKeldanHost: the timer's registrations were damaged; the file was kept as " +
-                            journal_.setAside().wstring() + L"\n")
-                               .c_str());
-    return S_OK;
+        return Read(table, content);
+    });
 }
 
 } // namespace keldan
