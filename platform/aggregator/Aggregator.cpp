@@ -2,6 +2,7 @@
 
 #include "common/bstr.h"
 #include "platform/aggregator/DataModels.h"
+#include "platform/aggregator/NodeMarkup.h"
 #include "platform/aggregator/Prefixes.h"
 #include "platform/aggregator/XmlText.h"
 #include "platform/xml/Failure.h"
@@ -14,30 +15,6 @@
 namespace keldan {
 
 namespace {
-
-void AppendNode(XmlDocument& document, const XmlNode& node, std::wstring& markup) {
-    switch (node.type()) {
-    case NODE_ATTRIBUTE:
-        markup.append(L"<Attribute name=\"").append(node.LocalName()).append(L"\"");
-        if (const std::wstring uri = node.NamespaceUri(); !uri.empty()) {
-            markup.append(L" namespace=\"");
-            AppendEscaped(markup, uri);
-            markup.append(L"\"");
-        }
-        markup.append(L">");
-        AppendEscaped(markup, node.Text());
-        markup.append(L"</Attribute>");
-        break;
-    case NODE_TEXT:
-    case NODE_CDATA_SECTION:
-        markup.append(L"<Text>");
-        AppendEscaped(markup, node.Text());
-        markup.append(L"</Text>");
-        break;
-    default:
-        markup.append(document.Markup(node));
-    }
-}
 
 std::wstring DataDocument(XmlDocument& document, const std::vector<XmlNode>& nodes, std::wstring_view serviceUri) {
     if (std::any_of(nodes.begin(), nodes.end(),

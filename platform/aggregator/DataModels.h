@@ -13,4 +13,7 @@ namespace keldan {
 [[nodiscard]] HRESULT GetDataModel(const ServiceIdentity& service, std::wstring& document, std::wstring& name,
                                    std::wstring& message);
 
+// Whether the service has a live model, which is another one at every reading.
+[[nodiscard]] bool HasLiveModel(const ServiceIdentity& service);
+
 } // namespace keldan

@@ -4,6 +4,7 @@
 #include "common/com_ptr.h"
 #include "platform/service/ServiceObject.h"
 #include "platform/xml/Failure.h"
+#include "platform/xml/XmlCharacters.h"
 #include "platform/xml/XmlDocument.h"
 
 #include <new>
@@ -17,11 +18,7 @@ namespace {
 // The trimmed text of the first element that the path selects.
 std::wstring ValueOf(XmlDocument& document, std::wstring_view xpath) {
     const auto found = document.Select(xpath);
-    const std::wstring value = found.empty() ? std::wstring() : found[0].Text();
-    const size_t begin = value.find_first_not_of(L" \t\r\n");
-    if (begin == value.npos)
-        return {};
-    return value.substr(begin, value.find_last_not_of(L" \t\r\n") + 1 - begin);
+    return found.empty() ? std::wstring() : std::wstring(Trimmed(found[0].Text()));
 }
 
 } // namespace

@@ -1,8 +1,7 @@
 // When a registration ticks, whom it notifies, and when it ends.
 #pragma once
 
-#include "platform/timer/Instants.h"
-#include "platform/timer/LocalZone.h"
+#include "platform/calendar/CalendarStep.h"
 
 #include <cstdint>
 #include <optional>
@@ -10,27 +9,6 @@
 #include <vector>
 
 namespace keldan {
-
-// A calendar duration; the fields are not carried into each other.
-struct CalendarStep {
-    std::int64_t years = 0;
-    std::int64_t months = 0;
-    std::int64_t days = 0;
-    std::int64_t hours = 0;
-    std::int64_t minutes = 0;
-    std::int64_t seconds = 0;
-
-    bool IsZero() const { return !HasCalendarPart() && Elapsed() == Milliseconds(0); }
-    bool HasCalendarPart() const { return years != 0 || months != 0 || days != 0; }
-    // The part that is real elapsed time.
-    Milliseconds Elapsed() const {
-        return std::chrono::hours(hours) + std::chrono::minutes(minutes) + std::chrono::seconds(seconds);
-    }
-    // The whole, with months and years of average length.
-    Milliseconds RoughLength() const;
-
-    bool operator==(const CalendarStep&) const = default;
-};
 
 // Whom a tick is delivered to.
 struct NotifyEntry {

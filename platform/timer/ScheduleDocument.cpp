@@ -2,8 +2,10 @@
 
 #include "common/bstr.h"
 #include "common/com_ptr.h"
+#include "platform/calendar/Digits.h"
 #include "platform/timer/Registration.h"
 #include "platform/xml/XMLSimpleAccessor.h"
+#include "platform/xml/XmlCharacters.h"
 
 #include <string>
 
@@ -13,40 +15,12 @@ namespace {
 
 using namespace std::chrono;
 
-constexpr std::int64_t LARGEST_COMPONENT = 65534;
 // What holds where the document says nothing.
 constexpr Milliseconds DEFAULT_TIMEOUT = minutes(10);
 constexpr Milliseconds DEFAULT_RETRY_FREQUENCY = seconds(5);
 
 constexpr long KIND_TEXT = 4;
 constexpr long KIND_MARKUP = 8;
-
-std::wstring_view Trimmed(std::wstring_view text) {
-    constexpr std::wstring_view blank = L" \t\r\n";
-    const auto first = text.find_first_not_of(blank);
-    if (first == std::wstring_view::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(blank) - first + 1);
-}
-
-// Takes one to nine digits off the front.
-std::optional<std::int64_t> TakeNumber(std::wstring_view& text) {
-    std::size_t length = 0;
-    std::int64_t value = 0;
-    while (length < text.size() && text[length] >= L'0' && text[length] <= L'9' && length < 10)
-        value = value * 10 + (text[length++] - L'0');
-    if (length == 0 || length == 10)
-        return std::nullopt;
-    text.remove_prefix(length);
-    return value;
-}
-
-bool Take(std::wstring_view& text, wchar_t character) {
-    if (text.empty() || text.front() != character)
-        return false;
-    text.remove_prefix(1);
-    return true;
-}
 
 std::optional<std::int32_t> ParseWhole(std::wstring_view text) {
     const bool negative = Take(text, L'-');
@@ -128,41 +102,6 @@ std::optional<LocalTime> ParseLocalTime(std::wstring_view text) {
     if (!date.ok())
         return std::nullopt;
     return local_days(date) + hours(hour) + minutes(minute) + seconds(second);
-}
-
-std::optional<CalendarStep> ParseStep(std::wstring_view text) {
-    CalendarStep step;
-    struct component {
-        wchar_t designator;
-        std::int64_t CalendarStep::*field;
-    };
-    constexpr component dateComponents[] = {
-        {L'Y', &CalendarStep::years}, {L'M', &CalendarStep::months}, {L'D', &CalendarStep::days}};
-    constexpr component timeComponents[] = {
-        {L'H', &CalendarStep::hours}, {L'M', &CalendarStep::minutes}, {L'S', &CalendarStep::seconds}};
-    int found = 0;
-    // Components stand in this order, each at most once.
-    const auto takeAll = [&](const component* next, const component* last) {
-        while (!text.empty() && text.front() != L'T') {
-            const auto value = TakeNumber(text);
-            if (!value || *value > LARGEST_COMPONENT || text.empty())
-                return false;
-            while (next != last && next->designator != text.front())
-                ++next;
-            if (next == last)
-                return false;
-            step.*next->field = *value;
-            ++next;
-            ++found;
-            text.remove_prefix(1);
-        }
-        return true;
-    };
-    if (!Take(text, L'P') || !takeAll(std::begin(dateComponents), std::end(dateComponents)))
-        return std::nullopt;
-    if (Take(text, L'T') && !takeAll(std::begin(timeComponents), std::end(timeComponents)))
-        return std::nullopt;
-    return found > 0 && text.empty() ? std::optional(step) : std::nullopt;
 }
 
 HRESULT ParseScheduleDocument(std::wstring_view text, Schedule& schedule) {

@@ -16,7 +16,5 @@ namespace keldan {
 
 // "2006-1-5T7:3:9", padded or not; nothing for anything else, and for a day that the calendar does not have.
 std::optional<LocalTime> ParseLocalTime(std::wstring_view text);
-// "P0Y0M1DT0H0M0S"; components may be missing, but not all. Values up to 65534.
-std::optional<CalendarStep> ParseStep(std::wstring_view text);
 
 } // namespace keldan

@@ -1,6 +1,8 @@
 // What XML 1.0 says about characters.
 #pragma once
 
+#include <string_view>
+
 namespace keldan {
 
 constexpr bool IsXmlSpace(wchar_t c) {
@@ -26,6 +28,15 @@ constexpr bool IsNameCharacter(wchar_t c) {
 constexpr bool IsXmlCharacter(unsigned long c) {
     return c == 9 || c == 10 || c == 13 || (c >= 0x20 && c <= 0xD7FF) || (c >= 0xE000 && c <= 0xFFFD) ||
            (c >= 0x10000 && c <= 0x10FFFF);
+}
+
+// Without the white space around it.
+constexpr std::wstring_view Trimmed(std::wstring_view text) {
+    while (!text.empty() && IsXmlSpace(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && IsXmlSpace(text.back()))
+        text.remove_suffix(1);
+    return text;
 }
 
 } // namespace keldan

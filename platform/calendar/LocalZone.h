@@ -3,7 +3,7 @@
 // Thread-safe. Years 1601 to 9999.
 #pragma once
 
-#include "platform/timer/Instants.h"
+#include "platform/calendar/Instants.h"
 
 #include <windows.h>
 

@@ -1,4 +1,4 @@
-#include "platform/timer/LocalZone.h"
+#include "platform/calendar/LocalZone.h"
 
 namespace keldan {
 

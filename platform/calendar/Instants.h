@@ -1,5 +1,5 @@
-// The two kinds of time that the timer works with: instants that real time moves through, and what the local calendar
-// and clock call them.
+// The two kinds of time that the platform works with: instants that real time moves through, and what the local
+// calendar and clock call them.
 #pragma once
 
 #include <chrono>
