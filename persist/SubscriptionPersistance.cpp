@@ -316,9 +316,23 @@ HRESULT SubscriptionPersistance::ReadSnapShotList(std::wstring_view directory, s
         VORNA_LOG(LOG_TRACE, "Failed to get /SnapShots/SnapShot from the SnapShotInfo data");
         return E_FAIL;
     }
-    // The index accessor has given all it has; it reads the pieces too.
-    for (const std::wstring& piece : SplitAtDelimiter(nodes, delimiter))
-        snapShots.emplace_back(piece, index);
+    const std::vector<std::wstring> pieces = SplitAtDelimiter(nodes, delimiter);
+    // All values of a kind at once; where an entry lacks one, each entry is read by itself.
+    const auto values = [&](std::wstring_view xpath) {
+        std::wstring joined;
+        (void)index.QueryText(xpath, joined);
+        return SplitAtDelimiter(joined, delimiter);
+    };
+    const auto ids = values(L"/SnapShots/SnapShot/@Id");
+    const auto times = values(L"/SnapShots/SnapShot/AccessTime");
+    const auto flags = values(L"/SnapShots/SnapShot/AlreadyRead");
+    const bool complete = ids.size() == pieces.size() && times.size() == pieces.size() && flags.size() == pieces.size();
+    for (size_t i = 0; i < pieces.size(); ++i) {
+        if (complete)
+            snapShots.emplace_back(ids[i], times[i], flags[i]);
+        else
+            snapShots.emplace_back(pieces[i], index);
+    }
     return S_OK;
 }
 

@@ -34,6 +34,12 @@ SnapShot::SnapShot(std::wstring_view xml, XmlAccessor& accessor) {
     }
 }
 
+SnapShot::SnapShot(std::wstring_view id, std::wstring_view accessTime, std::wstring_view alreadyRead)
+    : Id(id), AlreadyRead(alreadyRead == L"TRUE" ? 1 : 0) {
+    // A time of last year does not parse; what was read of it stays, and such a snapshot never ages.
+    (void)ParseDateTime(accessTime, AccessTime);
+}
+
 void SnapShot::Read(std::wstring_view xml, XmlAccessor& accessor) {
     VORNA_LOG(LOG_TRACE, "Input XML to SnapShot Constructor: %S", std::wstring(xml).c_str());
     if (accessor.Load(xml) != S_OK) {
@@ -44,18 +50,15 @@ void SnapShot::Read(std::wstring_view xml, XmlAccessor& accessor) {
         VORNA_LOG(LOG_TRACE, "Failed to get /SnapShot/@Id from input XML");
         return;
     }
-    std::wstring text;
-    if (accessor.QueryText(L"/SnapShot/AccessTime", text) != S_OK) {
+    std::wstring time, flag;
+    if (accessor.QueryText(L"/SnapShot/AccessTime", time) != S_OK) {
         VORNA_LOG(LOG_TRACE, "Failed to get /SnapShot/AccessTime from input XML");
         return;
     }
-    // A time of last year does not parse; what was read of it stays, and such a snapshot never ages.
-    (void)ParseDateTime(text, AccessTime);
-    if (accessor.QueryText(L"/SnapShot/AlreadyRead", text) != S_OK) {
+    // Without a flag the time still counts.
+    if (accessor.QueryText(L"/SnapShot/AlreadyRead", flag) != S_OK)
         VORNA_LOG(LOG_TRACE, "Failed to Get /SnapShot/AlreadyRead from input XML");
-        return;
-    }
-    AlreadyRead = text == L"TRUE" ? 1 : 0;
+    *this = SnapShot(std::wstring(Id), time, flag);
 }
 
 void SnapShot::ToXML(std::wstring& xml) const {

@@ -20,6 +20,8 @@ class SnapShot {
     explicit SnapShot(std::wstring_view xml);
     // The same with an accessor that the caller has created, for reading many.
     SnapShot(std::wstring_view xml, XmlAccessor& accessor);
+    // From the texts of the fields, as the XML form holds them.
+    SnapShot(std::wstring_view id, std::wstring_view accessTime, std::wstring_view alreadyRead);
 
     // <SnapShot Id="..."><AccessTime>...</AccessTime><AlreadyRead>TRUE|FALSE</AlreadyRead></SnapShot>
     void ToXML(std::wstring& xml) const;

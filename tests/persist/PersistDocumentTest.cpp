@@ -1,6 +1,7 @@
 // The persist document and the snapshot index as they lie on disk.
 #include "common/VornaCommon.h"
 #include "common/results.h"
+#include "persist/PersistFrame.h"
 #include "persist/SubscriptionPersistance.h"
 #include "subscription/ArchiveNames.h"
 #include "subscription/SamAccessor.h"
@@ -127,6 +128,10 @@ TEST_F(PersistDocument, SnapshotIndex) {
         return L"<SnapShot Id=\"" + std::wstring(id) + L"\"><AccessTime>" + time + L"</AccessTime><AlreadyRead>" +
                read + L"</AlreadyRead></SnapShot>";
     };
+    SubscriptionRecord whole;
+    ASSERT_HR(S_OK, persistance_->GetSubscription(L"S1", whole));
+    ASSERT_EQ(2u, whole.SnapShots.size());
+    EXPECT_EQ(second.Id, whole.SnapShots[1].Id);
     const std::wstring firstEntry = entry(L"2005-3-7T14_5_9", L"2005-3-7T14:5:9", L"FALSE");
     EXPECT_EQ(L"<SnapShots>" + firstEntry + entry(L"2005-3-7T14_5_10", L"2005-3-7T14:5:10", L"FALSE") + L"</SnapShots>",
               index());
@@ -145,8 +150,17 @@ TEST_F(PersistDocument, SnapshotIndex) {
     EXPECT_EQ(0, persistance_->DeleteSnapShot(record_.ArchiveDirectory, L"S1", gone.Id));
     EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.ArchiveDirectory, L"S1", second.Id));
     EXPECT_EQ(L"<SnapShots>" + firstEntry + L"</SnapShots>", index());
-    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.ArchiveDirectory, L"S1", first.Id));
     SubscriptionRecord found;
+    EXPECT_HR(S_OK,
+              WriteStream(ConfigArchivePath(record_.ArchiveDirectory, L"S1"), L"S1_SnapShotInfo",
+                          L"<SnapShots><SnapShot Id=\"a\"><AccessTime/><AlreadyRead>TRUE</AlreadyRead></SnapShot>" +
+                              firstEntry + L"</SnapShots>"));
+    ASSERT_HR(S_OK, persistance_->GetSubscription(L"S1", found));
+    ASSERT_EQ(2u, found.SnapShots.size()) << "an entry without a time does not shift the others";
+    EXPECT_EQ(0, found.SnapShots[0].AlreadyRead);
+    EXPECT_EQ(first.Id, found.SnapShots[1].Id);
+    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.ArchiveDirectory, L"S1", L"a"));
+    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.ArchiveDirectory, L"S1", first.Id));
     EXPECT_HR(S_OK, persistance_->GetSubscription(L"S1", found)) << "an empty index is an empty list";
     EXPECT_TRUE(found.SnapShots.empty());
 }
