@@ -132,10 +132,12 @@ HRESULT VornaHandler::SetData(IUnknown* service, std::wstring_view document, CPW
     const std::wstring key = servicePath + L"\\" + request.ArchiveID();
     SubscriptionRecord record;
     const HRESULT found = SubscriptionPersistance().GetSubscription(key, record);
+    // Only Collect and Aging of the request count for an archive that is there. Where one of them is not valid, ending
+    // the archive for it would lose data over a slip of the pen.
+    const bool usable =
+        request.Status() != RESULT_COLLECT && request.Status() != RESULT_AGING && request.Status() != E_FAIL;
     if (found == S_OK) {
-        // Only Collect and Aging of the request count here. Where one of them is not valid, ending the archive for it
-        // would lose data over a slip of the pen.
-        if (request.Status() == RESULT_COLLECT || request.Status() == RESULT_AGING || request.Status() == E_FAIL) {
+        if (!usable) {
             errorText = request.ErrorText();
             return request.Status();
         }
@@ -153,6 +155,9 @@ HRESULT VornaHandler::SetData(IUnknown* service, std::wstring_view document, CPW
         return subscription.HandleSetData(service, operation, errorText);
     }
     if (found != RESULT_NO_SUBSCRIPTION) {
+        // What is damaged beyond reading can still be ended, or its name would be taken for ever.
+        if (usable && !request.Collect() && Subscription::IsBeyondReading(found, record))
+            return Subscription(std::move(record)).EndUnread(errorText);
         errorText = ReadFailureText(found);
         return found;
     }

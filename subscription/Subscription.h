@@ -50,6 +50,12 @@ class Subscription {
     // says what failed.
     [[nodiscard]] HRESULT HandleSetData(IUnknown* service, SetDataOperation operation, CPWStringBuffer& errorText);
 
+    // Whether GetSubscription failed like this because the archive of the record is damaged or gone.
+    [[nodiscard]] static bool IsBeyondReading(HRESULT result, const SubscriptionRecord& record);
+    // Ends such a subscription without its sender, which nobody knows any more; its next callback ends the
+    // registration.
+    [[nodiscard]] HRESULT EndUnread(CPWStringBuffer& errorText);
+
     // Captures what a callback is about.
     [[nodiscard]] HRESULT HandleCallBack(std::wstring_view callbackXml);
 
@@ -101,6 +107,7 @@ class Subscription {
     HRESULT Modify(Sender& sender, CPWStringBuffer& errorText);
     HRESULT Renew(Sender& sender, RegistrationKind kind, CPWStringBuffer& errorText);
     HRESULT Unregister(Sender& sender, CPWStringBuffer& errorText);
+    HRESULT DeleteRecordAndArchives(CPWStringBuffer& errorText);
     HRESULT GatherFirstData(std::wstring& data);
     std::wstring RecordedClientId();
     static HRESULT EndMaintenanceTimer(std::wstring_view clientId, std::wstring_view maintenanceId);

@@ -3,6 +3,7 @@
 #include "common/Logging.h"
 #include "common/ProcessorFault.h"
 #include "common/results.h"
+#include "subscription/ArchiveNames.h"
 #include "subscription/EventAccessSender.h"
 #include "subscription/EventManagerSender.h"
 #include "subscription/RegistrationLock.h"
@@ -223,6 +224,10 @@ HRESULT Subscription::Unregister(Sender& sender, CPWStringBuffer& errorText) {
         return FAILED(answer) ? answer : E_FAIL;
     }
     VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribed);
+    return DeleteRecordAndArchives(errorText);
+}
+
+HRESULT Subscription::DeleteRecordAndArchives(CPWStringBuffer& errorText) {
     if (HRESULT deleted = persistance_.DeleteSubscription(record_.SubscriptionId); deleted != S_OK) {
         errorText = L"The subscription could not be deleted from the Persist file";
         return deleted;
@@ -230,6 +235,23 @@ HRESULT Subscription::Unregister(Sender& sender, CPWStringBuffer& errorText) {
     VORNA_LOG(LOG_TRACE, "Subscription Deleted from Persist file successfully");
     RemoveBaseDir();
     return S_OK;
+}
+
+bool Subscription::IsBeyondReading(HRESULT result, const SubscriptionRecord& record) {
+    if (record.SubscriptionId.empty() || record.ArchiveDirectory.empty())
+        return false;
+    const std::wstring config = ConfigArchivePath(record.ArchiveDirectory, record.SubscriptionId);
+    return result == HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT) || result == RESULT_XML_MALFORMED ||
+           GetFileAttributesW(config.c_str()) == INVALID_FILE_ATTRIBUTES;
+}
+
+HRESULT Subscription::EndUnread(CPWStringBuffer& errorText) {
+    VORNA_LOG(LOG_WARNING, "The subscription %S is ended without having been read : its archive is damaged",
+              record_.SubscriptionId.c_str());
+    const HRESULT result = DeleteRecordAndArchives(errorText);
+    if (result == S_OK)
+        DropMaintenanceTimer();
+    return result;
 }
 
 } // namespace vorna

@@ -293,7 +293,7 @@ TEST_F(ArchiveTest, UnreadableSnapshotsLeaveNoGapInTheNumbers) {
 TEST_F(ArchiveTest, DamagedArchivesAreNamedAndNotTakenForMissing) {
     EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
     EXPECT_HR(S_OK, SetData(Document(L"A2")).result);
-    const SubscriptionRecord record = Record(L"A1");
+    SubscriptionRecord record = Record(L"A1");
     const auto damage = [](const std::filesystem::path& file) {
         std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
         stream.seekp(5000);
@@ -308,6 +308,16 @@ TEST_F(ArchiveTest, DamagedArchivesAreNamedAndNotTakenForMissing) {
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), Tick(record).result);
     EXPECT_TRUE(fakes::scripts().timer.unsubscribed.empty()) << "damage never ends a registration";
     EXPECT_HR(S_OK, GetData(L"/Archive[@ID='A2']/*").result);
+    // It can still be ended, and its sender learns of it with the next tick.
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), SetData(Document(L"A1", L"Off")).result);
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), SetData(Document(L"A1")).result);
+    EXPECT_HR(S_OK, SetData(Document(L"A1", L"OFF")).result);
+    EXPECT_FALSE(std::filesystem::exists(ConfigArchivePath(record.ArchiveDirectory, record.SubscriptionId)));
+    EXPECT_HR(S_OK, Tick(record).result);
+    EXPECT_EQ(0u, fakes::scripts().timer.schedules.count(record.SubscriptionId));
+    EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
+    record = Record(L"A1");
+    fakes::scripts().timer.unsubscribed.clear();
 
     damage(folder_.path() / "Vorna");
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), SetData(Document(L"A3")).result);
