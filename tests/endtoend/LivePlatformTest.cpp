@@ -1,69 +1,12 @@
-// The whole way on real parts: the registered component, the host process, encrypted archives, live data.
-#include "VornaLib.h"
-#include "common/bstr.h"
-#include "common/platformservices.h"
-#include "common/results.h"
-#include "common/unique_any.h"
-#include "persist/SubscriptionPersistance.h"
-#include "subscription/ArchiveNames.h"
-#include "subscription/SamAccessor.h"
-#include "support/Support.h"
+// Archives on a schedule, on real parts: live data of this machine.
+#include "LivePlatform.h"
 
-#include <algorithm>
-#include <chrono>
-#include <fstream>
-#include <thread>
+#include <cstdlib>
 
 using namespace vorna;
+using namespace vorna::endtoend;
 
 namespace {
-
-constexpr auto PATIENCE = std::chrono::seconds(60);
-
-// Wakes at every change below a folder, so that a test waits for what happens and not for a time.
-class FolderWatch {
-  public:
-    explicit FolderWatch(const std::filesystem::path& folder)
-        : handle_(FindFirstChangeNotificationW(folder.c_str(), TRUE,
-                                               FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE |
-                                                   FILE_NOTIFY_CHANGE_LAST_WRITE)) {}
-    ~FolderWatch() { FindCloseChangeNotification(handle_); }
-    FolderWatch(const FolderWatch&) = delete;
-    FolderWatch& operator=(const FolderWatch&) = delete;
-
-    // True once condition() holds, which is asked again after every change.
-    template <typename Condition>
-    bool WaitUntil(Condition condition) {
-        const auto until = std::chrono::steady_clock::now() + PATIENCE;
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > until)
-                return false;
-            WaitForSingleObject(handle_, 1000);
-            FindNextChangeNotification(handle_);
-        }
-        return true;
-    }
-
-  private:
-    HANDLE handle_;
-};
-
-DWORD Launch(std::wstring command, std::vector<unique_handle>* running = nullptr) {
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-        return GetLastError();
-    unique_handle handle(process.hProcess), thread(process.hThread);
-    if (running) {
-        running->push_back(std::move(handle));
-        return 0;
-    }
-    DWORD code = 1;
-    WaitForSingleObject(handle.get(), INFINITE);
-    GetExitCodeProcess(handle.get(), &code);
-    return code;
-}
 
 std::wstring Document(std::wstring_view id, std::wstring_view collect, int seconds, std::wstring_view more = L"") {
     return L"<Archive ID=\"" + std::wstring(id) + L"\"><Collect>" + std::wstring(collect) + L"</Collect>" +
@@ -72,81 +15,6 @@ std::wstring Document(std::wstring_view id, std::wstring_view collect, int secon
            L"<Frequency>P0Y0M0DT0H0M" +
            std::to_wstring(seconds) + L"S</Frequency></Timer></Archive>";
 }
-
-class LivePlatform : public testing::Test {
-  protected:
-    void SetUp() override {
-        support::RegisterPlatform();
-        StopHost();
-        support::InstallComponent(folder_.path());
-        com_ptr<IZEBServiceFactory> factory;
-        ASSERT_HR(S_OK, PlatformServices::CreateInstance(PROGID_SERVICE_FACTORY, nullptr, factory));
-        ASSERT_HR(S_OK, factory->CreateService(bstr(support::ServiceDocument(L"0", L"machine", L"host")).get(),
-                                               service_.put()));
-    }
-    void TearDown() override { StopHost(); }
-
-    static void StopHost() {
-        EXPECT_EQ(0u, Launch(L"\"" + (support::BinFolder() / "QXKeldanHost.exe").wstring() + L"\" /stop"));
-    }
-
-    HRESULT SetData(const std::wstring& document, std::wstring* text = nullptr) {
-        com_ptr<IXDMAccessEx> component;
-        if (HRESULT created = PlatformServices::CreateInstance(PROGID_VORNA, nullptr, component); created != S_OK)
-            return created;
-        bstr info;
-        HRESULT result = component->SetData(service_.get(), bstr(document).get(), 0, info.put());
-        if (text)
-            *text = info.str();
-        return result;
-    }
-    std::wstring GetData(const std::wstring& xpath) {
-        com_ptr<IXDMAccessEx> component;
-        EXPECT_HR(S_OK, PlatformServices::CreateInstance(PROGID_VORNA, nullptr, component));
-        bstr info, document;
-        EXPECT_HR(S_OK,
-                  component->GetData(service_.get(), bstr(xpath).get(), bstr(L"").get(), info.put(), document.put()))
-            << support::Narrow(info.view());
-        return document.str();
-    }
-    SubscriptionRecord Record(const std::wstring& id) {
-        SubscriptionRecord record;
-        EXPECT_HR(S_OK, SubscriptionPersistance().GetSubscription(L"machine\\host\\0\\" + id, record));
-        return record;
-    }
-    std::vector<std::wstring> Ids(const std::wstring& id) {
-        std::vector<std::wstring> ids;
-        for (const SnapShot& snapShot : Record(id).SnapShots)
-            ids.push_back(snapShot.Id);
-        return ids;
-    }
-    // Every snapshot of the index can be read, and there are no others.
-    void ExpectWhole(const std::wstring& id) {
-        const SubscriptionRecord record = Record(id);
-        SamAccessor archive(SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId));
-        long count = 0;
-        EXPECT_HR(S_OK, archive.getNumberOfFilesInArchive(count));
-        EXPECT_EQ(static_cast<long>(record.SnapShots.size()), count);
-        for (const SnapShot& snapShot : record.SnapShots) {
-            bstr data;
-            archive.SetFileName(snapShot.Id);
-            EXPECT_HR(S_OK, archive.getStreamFromArchive(data)) << support::Narrow(snapShot.Id);
-            EXPECT_NE(std::wstring_view::npos, data.view().find(L"Memory"));
-        }
-    }
-    void KillHost() {
-        DWORD id = 0;
-        std::ifstream(folder_.path() / "host.pid") >> id;
-        unique_handle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
-        ASSERT_TRUE(process);
-        ASSERT_TRUE(TerminateProcess(process.get(), 9));
-        WaitForSingleObject(process.get(), INFINITE);
-    }
-
-    support::TestFolder folder_;
-    support::PlatformData data_{folder_.path()};
-    com_ptr<IUnknown> service_;
-};
 
 } // namespace
 
@@ -192,7 +60,7 @@ TEST_F(LivePlatform, KilledHostLosesNothing) {
     EXPECT_TRUE(watch.WaitUntil([&] { return Ids(L"Mem").size() > before.size(); }));
     EXPECT_HR(S_OK, SetData(Document(L"Mem", L"ON", 1)));
     StopHost();
-    ExpectWhole(L"Mem");
+    ExpectWhole(L"Mem", L"Memory");
 }
 
 // Started by the test below: captures until the given number has been stored.
@@ -231,7 +99,7 @@ TEST_F(LivePlatform, TwoProcessesOnOneArchive) {
         GetExitCodeProcess(child.get(), &code);
         EXPECT_EQ(0u, code);
     }
-    ExpectWhole(L"Two");
+    ExpectWhole(L"Two", L"Memory");
     EXPECT_LE(Ids(L"Two").size(), 4u);
     EXPECT_HR(S_OK, SetData(Document(L"Two", L"OFF", 1)));
 }

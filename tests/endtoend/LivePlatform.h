@@ -1,0 +1,150 @@
+// The whole platform on real parts: the registered component, the host process, encrypted archives.
+#pragma once
+
+#include "VornaLib.h"
+#include "common/bstr.h"
+#include "common/platformservices.h"
+#include "common/results.h"
+#include "common/unique_any.h"
+#include "persist/SubscriptionPersistance.h"
+#include "subscription/ArchiveNames.h"
+#include "subscription/SamAccessor.h"
+#include "support/Support.h"
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <vector>
+
+namespace vorna::endtoend {
+
+inline constexpr auto PATIENCE = std::chrono::seconds(60);
+
+// Wakes at every change below a folder, so that a test waits for what happens and not for a time.
+class FolderWatch {
+  public:
+    explicit FolderWatch(const std::filesystem::path& folder)
+        : handle_(FindFirstChangeNotificationW(folder.c_str(), TRUE,
+                                               FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE |
+                                                   FILE_NOTIFY_CHANGE_LAST_WRITE)) {}
+    ~FolderWatch() { FindCloseChangeNotification(handle_); }
+    FolderWatch(const FolderWatch&) = delete;
+    FolderWatch& operator=(const FolderWatch&) = delete;
+
+    // True once condition() holds, which is asked again after every change.
+    template <typename Condition>
+    bool WaitUntil(Condition condition) {
+        const auto until = std::chrono::steady_clock::now() + PATIENCE;
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > until)
+                return false;
+            WaitForSingleObject(handle_, 1000);
+            FindNextChangeNotification(handle_);
+        }
+        return true;
+    }
+
+  private:
+    HANDLE handle_;
+};
+
+// The exit code of a command, or 0 at once where it is to go on in running.
+inline DWORD Launch(std::wstring command, std::vector<unique_handle>* running = nullptr) {
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
+        return GetLastError();
+    unique_handle handle(process.hProcess), thread(process.hThread);
+    if (running) {
+        running->push_back(std::move(handle));
+        return 0;
+    }
+    DWORD code = 1;
+    WaitForSingleObject(handle.get(), INFINITE);
+    GetExitCodeProcess(handle.get(), &code);
+    return code;
+}
+
+// A service with the given URI; "host" is the live model of this machine.
+class LivePlatform : public testing::Test {
+  protected:
+    explicit LivePlatform(std::wstring uri = L"host") : uri_(std::move(uri)), path_(L"machine\\" + uri_ + L"\\0\\") {}
+
+    void SetUp() override {
+        support::RegisterPlatform();
+        StopHost();
+        support::InstallComponent(folder_.path());
+        com_ptr<IZEBServiceFactory> factory;
+        ASSERT_HR(S_OK, PlatformServices::CreateInstance(PROGID_SERVICE_FACTORY, nullptr, factory));
+        ASSERT_HR(S_OK,
+                  factory->CreateService(bstr(support::ServiceDocument(L"0", L"machine", uri_)).get(), service_.put()));
+    }
+    void TearDown() override { StopHost(); }
+
+    static void StopHost() {
+        EXPECT_EQ(0u, Launch(L"\"" + (support::BinFolder() / "QXKeldanHost.exe").wstring() + L"\" /stop"));
+    }
+
+    HRESULT SetData(const std::wstring& document, std::wstring* text = nullptr) {
+        com_ptr<IXDMAccessEx> component;
+        if (HRESULT created = PlatformServices::CreateInstance(PROGID_VORNA, nullptr, component); created != S_OK)
+            return created;
+        bstr info;
+        HRESULT result = component->SetData(service_.get(), bstr(document).get(), 0, info.put());
+        if (text)
+            *text = info.str();
+        return result;
+    }
+    std::wstring GetData(const std::wstring& xpath) {
+        com_ptr<IXDMAccessEx> component;
+        EXPECT_HR(S_OK, PlatformServices::CreateInstance(PROGID_VORNA, nullptr, component));
+        bstr info, document;
+        EXPECT_HR(S_OK,
+                  component->GetData(service_.get(), bstr(xpath).get(), bstr(L"").get(), info.put(), document.put()))
+            << support::Narrow(info.view());
+        return document.str();
+    }
+    SubscriptionRecord Record(const std::wstring& id) {
+        SubscriptionRecord record;
+        EXPECT_HR(S_OK, SubscriptionPersistance().GetSubscription(path_ + id, record));
+        return record;
+    }
+    std::vector<std::wstring> Ids(const std::wstring& id) {
+        std::vector<std::wstring> ids;
+        for (const SnapShot& snapShot : Record(id).SnapShots)
+            ids.push_back(snapShot.Id);
+        return ids;
+    }
+    // Every snapshot of the index can be read and holds the text, and there are no others.
+    void ExpectWhole(const std::wstring& id, std::wstring_view text) {
+        const SubscriptionRecord record = Record(id);
+        SamAccessor archive(SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId));
+        long count = 0;
+        EXPECT_HR(S_OK, archive.getNumberOfFilesInArchive(count));
+        EXPECT_EQ(static_cast<long>(record.SnapShots.size()), count);
+        for (const SnapShot& snapShot : record.SnapShots) {
+            bstr data;
+            archive.SetFileName(snapShot.Id);
+            EXPECT_HR(S_OK, archive.getStreamFromArchive(data)) << support::Narrow(snapShot.Id);
+            EXPECT_NE(std::wstring_view::npos, data.view().find(text));
+        }
+    }
+    void KillHost() {
+        DWORD id = 0;
+        std::ifstream(folder_.path() / "host.pid") >> id;
+        unique_handle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
+        ASSERT_TRUE(process);
+        ASSERT_TRUE(TerminateProcess(process.get(), 9));
+        WaitForSingleObject(process.get(), INFINITE);
+    }
+
+    const std::wstring uri_;
+    // The service's path, with a backslash at its end.
+    const std::wstring path_;
+    support::TestFolder folder_;
+    support::PlatformData data_{folder_.path()};
+    com_ptr<IUnknown> service_;
+};
+
+} // namespace vorna::endtoend
