@@ -5,134 +5,15 @@
 #include "common/com_server.h"
 #include "common/results.h"
 #include "common/unique_any.h"
+#include "platform/HostTest.h"
 #include "platform/delivery/ClientCall.h"
-#include "support/Support.h"
 
-#include <chrono>
-#include <condition_variable>
-#include <fstream>
-#include <mutex>
 #include <optional>
 
 namespace {
 
 using vorna::bstr;
 using vorna::com_ptr;
-
-constexpr wchar_t RECEIVER[] = L"QXKELDAN.TimerTestReceiver";
-constexpr CLSID CLSID_RECEIVER = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x01}};
-constexpr std::chrono::seconds PATIENCE(20);
-
-// The callbacks that reached this program.
-class Inbox {
-  public:
-    HRESULT Take(BSTR document) {
-        std::lock_guard lock(mutex_);
-        documents_.push_back(std::wstring(vorna::view_of(document)));
-        arrived_.notify_all();
-        if (failures_ == 0)
-            return S_OK;
-        --failures_;
-        return E_FAIL;
-    }
-    void FailNext(int times) {
-        std::lock_guard lock(mutex_);
-        failures_ = times;
-    }
-    void Clear() {
-        std::lock_guard lock(mutex_);
-        documents_.clear();
-        failures_ = 0;
-    }
-    std::size_t Count(const std::wstring& id) {
-        std::lock_guard lock(mutex_);
-        return CountLocked(id);
-    }
-    // Waits until so many callbacks of the registration have come.
-    bool WaitFor(const std::wstring& id, std::size_t count) {
-        std::unique_lock lock(mutex_);
-        return arrived_.wait_for(lock, PATIENCE, [&] { return CountLocked(id) >= count; });
-    }
-    std::wstring Last() {
-        std::lock_guard lock(mutex_);
-        return documents_.empty() ? L"" : documents_.back();
-    }
-
-  private:
-    std::size_t CountLocked(const std::wstring& id) const {
-        std::size_t count = 0;
-        for (const std::wstring& document : documents_)
-            if (document.find(L"<SubscriptionID>" + id + L"</SubscriptionID>") != std::wstring::npos)
-                ++count;
-        return count;
-    }
-
-    std::mutex mutex_;
-    std::condition_variable arrived_;
-    std::vector<std::wstring> documents_;
-    int failures_ = 0;
-};
-
-Inbox inbox;
-
-class Receiver : public vorna::com_object<Receiver, IComBaseClient> {
-  public:
-    STDMETHODIMP Deliver(BSTR document, BSTR* error) override {
-        if (error)
-            *error = nullptr;
-        return inbox.Take(document);
-    }
-};
-
-void SetClassesText(const std::wstring& key, const std::wstring& text) {
-    RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), nullptr, REG_SZ, text.c_str(),
-                    static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
-}
-
-void RegisterProgId(const std::wstring& progId, const CLSID& clsid) {
-    wchar_t guid[40];
-    StringFromGUID2(clsid, guid, ARRAYSIZE(guid));
-    SetClassesText(progId + L"\\CLSID", guid);
-    // Only a class that runs already can be had.
-    SetClassesText(std::wstring(L"CLSID\\") + guid + L"\\LocalServer32", L"C:\\no-such-program.exe");
-}
-
-// A class of this program that other processes reach, for the life of the object.
-class RunningClass {
-  public:
-    template <typename Class>
-    static RunningClass Of(const CLSID& clsid, DWORD context) {
-        com_ptr<IUnknown> factory;
-        vorna::get_class_factory<Class>(IID_IUnknown, factory.put_void());
-        RunningClass running;
-        EXPECT_HR(S_OK, CoRegisterClassObject(clsid, factory.get(), context, REGCLS_MULTIPLEUSE, &running.cookie_));
-        return running;
-    }
-    RunningClass(RunningClass&& other) noexcept : cookie_(std::exchange(other.cookie_, 0)) {}
-    ~RunningClass() {
-        if (cookie_ != 0)
-            CoRevokeClassObject(cookie_);
-    }
-
-  private:
-    RunningClass() = default;
-    DWORD cookie_ = 0;
-};
-
-DWORD RunHost(const std::wstring& option) {
-    std::wstring command = L"\"" + (support::BinFolder() / "QXKeldanHost.exe").wstring() + L"\" " + option;
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-        return ~0u;
-    const vorna::unique_handle handle(process.hProcess);
-    const vorna::unique_handle thread(process.hThread);
-    WaitForSingleObject(handle.get(), INFINITE);
-    DWORD code = ~0u;
-    GetExitCodeProcess(handle.get(), &code);
-    return code;
-}
 
 std::wstring LocalText(int secondsFromNow) {
     FILETIME file{};
@@ -173,19 +54,8 @@ struct Document {
     }
 };
 
-class Timer : public testing::Test {
+class Timer : public HostTest {
   protected:
-    static void SetUpTestSuite() {
-        support::RegisterPlatform();
-        // The interface of the callbacks marshals by its type library; where the component is installed it brings its
-        // own.
-        const std::wstring file = (support::BinFolder() / "VornaLib.tlb").wstring();
-        com_ptr<ITypeLib> library;
-        ASSERT_HR(S_OK, LoadTypeLibEx(file.c_str(), REGKIND_REGISTER, library.put()));
-        // Wine's marshaller looks for the neutral language only.
-        SetClassesText(L"TypeLib\\{3C9F4A0E-52B7-4D0B-A6BE-91D1E60F7B30}\\1.0\\0\\win32", file);
-        RegisterProgId(RECEIVER, CLSID_RECEIVER);
-    }
     void SetUp() override {
         inbox.Clear();
         ASSERT_NO_FATAL_FAILURE(Connect());
@@ -195,20 +65,12 @@ class Timer : public testing::Test {
     }
     void TearDown() override {
         timer_.reset();
-        EXPECT_EQ(0u, RunHost(L"/stop"));
+        HostTest::TearDown();
     }
-
-    // Starts the host where none runs. Wine goes on handing out the class of a killed host for a moment, and tells
-    // nobody when it has noticed.
-    void Connect() {
-        CLSID clsid{};
-        ASSERT_HR(S_OK, CLSIDFromProgID(L"QXKELDAN.ZEBTimer", &clsid));
-        const auto until = std::chrono::steady_clock::now() + PATIENCE;
-        HRESULT result = E_FAIL;
-        do {
-            result = CoCreateInstance(clsid, nullptr, CLSCTX_ALL, __uuidof(IZEBTimer), timer_.put_void());
-        } while (FAILED(result) && std::chrono::steady_clock::now() < until);
-        ASSERT_HR(S_OK, result);
+    void Connect() { ConnectTo(L"QXKELDAN.ZEBTimer", timer_); }
+    void KillHost() {
+        HostTest::KillHost();
+        timer_.reset();
     }
     std::wstring Subscribe(const Document& document) {
         bstr id;
@@ -222,18 +84,6 @@ class Timer : public testing::Test {
     HRESULT Modify(const std::wstring& id, const std::wstring& document) {
         return timer_->Modify(bstr(id).get(), bstr(document).get());
     }
-    DWORD HostId() {
-        DWORD id = 0;
-        std::ifstream(dataFolder_ / "host.pid") >> id;
-        return id;
-    }
-    void KillHost() {
-        const vorna::unique_handle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, HostId()));
-        ASSERT_TRUE(process);
-        ASSERT_TRUE(TerminateProcess(process.get(), 9));
-        WaitForSingleObject(process.get(), INFINITE);
-        timer_.reset();
-    }
     // So long that everything that is due has been delivered: two ticks of another registration.
     void WaitForTwoTicks() {
         const std::wstring marker = Subscribe({});
@@ -241,11 +91,6 @@ class Timer : public testing::Test {
         EXPECT_HR(S_OK, Unsubscribe(marker));
     }
 
-    support::TestFolder folder_;
-    // Not there before the host makes it.
-    const std::filesystem::path dataFolder_ = folder_.path() / "platform" / "data";
-    support::PlatformData data_{dataFolder_};
-    RunningClass receiver_ = RunningClass::Of<Receiver>(CLSID_RECEIVER, CLSCTX_LOCAL_SERVER);
     com_ptr<IZEBTimer> timer_;
     std::wstring ticket_;
 };
@@ -400,18 +245,11 @@ TEST_F(Timer, OneHostServesAFolder) {
 TEST_F(Timer, DamagedRegistrationsAreKeptAsideAndTheHostServes) {
     Subscribe(Document::Once());
     KillHost();
-    {
-        std::fstream file(dataFolder_ / "timer.journal", std::ios::in | std::ios::out | std::ios::binary);
-        file.seekp(60);
-        file.put('?');
-    }
+    Damage(L"timer.journal");
     ASSERT_NO_FATAL_FAILURE(Connect());
     bstr id;
     EXPECT_HR(vorna::PLATFORM_TICKET_UNKNOWN, TrySubscribe(ticket_, Document().Text(), id));
-    int kept = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(dataFolder_))
-        kept += entry.path().filename().wstring().starts_with(L"timer.journal.damaged");
-    EXPECT_EQ(1, kept);
+    EXPECT_EQ(1, FilesNamed(L"timer.journal.damaged"));
 }
 
 class Faulty : public vorna::com_object<Faulty, IComBaseClient> {

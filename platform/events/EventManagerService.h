@@ -1,0 +1,69 @@
+// The event manager of the platform: registrations and what waits to be delivered are on disk.
+//
+// Guarantee. An operation that returned S_OK is on disk. Events that were raised one after the other reach each
+// subscription in that order, and none is lost by the end of the process; see Outbox. When Unsubscribe has returned,
+// no callback of the registration begins any more.
+//
+// Thread-safe. Documents are read, and events written down, without holding up other operations; only Unsubscribe waits
+// for raises that are under way, and raises that come after it wait for it.
+#pragma once
+
+#include "platform/delivery/Outbox.h"
+#include "platform/events/EventRegistration.h"
+#include "platform/journal/Journal.h"
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <string>
+#include <string_view>
+
+namespace keldan {
+
+class EventManagerService {
+  public:
+    // deliver: DeliverToClient, or what a test puts in its place.
+    explicit EventManagerService(Outbox::Deliver deliver);
+    EventManagerService(const EventManagerService&) = delete;
+    EventManagerService& operator=(const EventManagerService&) = delete;
+
+    // Loads what the folder holds and begins to deliver.
+    [[nodiscard]] HRESULT Start(const std::filesystem::path& folder);
+    // No callback begins after this; operations go on working.
+    void Stop() { outbox_.Stop(); }
+
+    // The operations of the interface; failures are its result codes, or that of a disk that cannot be written.
+    [[nodiscard]] HRESULT Subscribe(std::wstring_view subscription, std::wstring_view filter,
+                                    std::wstring_view receiver, std::wstring& id);
+    [[nodiscard]] HRESULT Modify(const std::wstring& id, std::wstring_view subscription, std::wstring_view filter);
+    [[nodiscard]] HRESULT Unsubscribe(const std::wstring& id);
+    // subscriptions: how many the event was queued for, on failure too.
+    [[nodiscard]] HRESULT Raise(const std::wstring& name, std::wstring_view properties, std::wstring_view payload,
+                                long& subscriptions);
+
+    // Callbacks that wait or are being delivered.
+    std::size_t pending() const { return outbox_.pending(); }
+
+  private:
+    using Registrations = std::map<std::wstring, EventRegistration>;
+
+    bool Read(const Journal::Table& table);
+    void Put(EventRegistration registration);
+    void Remove(Registrations::iterator place);
+    HRESULT Write(const EventRegistration& registration);
+    std::vector<Recipient> Recipients(const std::wstring& name, const EventProperties& properties) const;
+
+    // Held shared from the choice of the recipients to the post, so that nothing is posted behind an Unsubscribe.
+    // Taken before mutex_.
+    std::shared_mutex gate_;
+    mutable std::mutex mutex_;
+    Journal journal_;
+    Registrations registrations_;
+    // The registrations of each event, by their IDs.
+    std::map<std::wstring, std::map<std::wstring, const EventRegistration*>> byEvent_;
+    Outbox outbox_;
+};
+
+} // namespace keldan

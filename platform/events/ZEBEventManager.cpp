@@ -1,0 +1,56 @@
+#include "platform/events/ZEBEventManager.h"
+
+#include "common/bstr.h"
+#include "platform/delivery/ServiceSlot.h"
+#include "platform/events/EventManagerService.h"
+
+namespace keldan {
+
+namespace {
+
+ServiceSlot<EventManagerService> served;
+
+std::wstring Text(BSTR text) {
+    return std::wstring(vorna::view_of(text));
+}
+
+} // namespace
+
+void ZEBEventManager::Serve(EventManagerService* service) {
+    served.Set(service);
+}
+
+STDMETHODIMP ZEBEventManager::Subscribe(BSTR subscription, BSTR filter, BSTR receiver, BSTR* subscriptionId) {
+    if (!subscriptionId)
+        return E_POINTER;
+    *subscriptionId = nullptr;
+    return served.With([&](EventManagerService& service) {
+        std::wstring made;
+        const HRESULT result =
+            service.Subscribe(vorna::view_of(subscription), vorna::view_of(filter), vorna::view_of(receiver), made);
+        if (SUCCEEDED(result))
+            *subscriptionId = vorna::bstr(made).release();
+        return result;
+    });
+}
+
+STDMETHODIMP ZEBEventManager::Modify(BSTR subscriptionId, BSTR subscription, BSTR filter) {
+    return served.With([&](EventManagerService& service) {
+        return service.Modify(Text(subscriptionId), vorna::view_of(subscription), vorna::view_of(filter));
+    });
+}
+
+STDMETHODIMP ZEBEventManager::Unsubscribe(BSTR subscriptionId) {
+    return served.With([&](EventManagerService& service) { return service.Unsubscribe(Text(subscriptionId)); });
+}
+
+STDMETHODIMP ZEBEventManager::Raise(BSTR name, BSTR eventProperties, BSTR payload, long* subscriptions) {
+    if (!subscriptions)
+        return E_POINTER;
+    *subscriptions = 0;
+    return served.With([&](EventManagerService& service) {
+        return service.Raise(Text(name), vorna::view_of(eventProperties), vorna::view_of(payload), *subscriptions);
+    });
+}
+
+} // namespace keldan

@@ -1,0 +1,135 @@
+// The real host process over COM, and this program as the client that it calls back.
+#pragma once
+
+#include "VornaLib.h"
+#include "common/bstr.h"
+#include "common/com_server.h"
+#include "support/Support.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+constexpr std::chrono::seconds PATIENCE(20);
+
+// The class of this program that takes callbacks and puts them into the inbox; it can be had while a HostTest lives.
+constexpr wchar_t RECEIVER[] = L"QXKELDAN.TestReceiver";
+
+// The callbacks that reached this program.
+class Inbox {
+  public:
+    HRESULT Take(BSTR document) {
+        std::lock_guard lock(mutex_);
+        documents_.push_back(std::wstring(vorna::view_of(document)));
+        arrived_.notify_all();
+        if (failures_ == 0)
+            return S_OK;
+        --failures_;
+        return E_FAIL;
+    }
+    void FailNext(int times) {
+        std::lock_guard lock(mutex_);
+        failures_ = times;
+    }
+    void Clear() {
+        std::lock_guard lock(mutex_);
+        documents_.clear();
+        failures_ = 0;
+    }
+    // The callbacks of a registration, in the order in which they came.
+    std::vector<std::wstring> Of(const std::wstring& id) {
+        std::lock_guard lock(mutex_);
+        return OfLocked(id);
+    }
+    std::size_t Count(const std::wstring& id) { return Of(id).size(); }
+    // Waits until so many callbacks of the registration have come.
+    bool WaitFor(const std::wstring& id, std::size_t count) {
+        std::unique_lock lock(mutex_);
+        return arrived_.wait_for(lock, PATIENCE, [&] { return OfLocked(id).size() >= count; });
+    }
+    std::wstring Last() {
+        std::lock_guard lock(mutex_);
+        return documents_.empty() ? L"" : documents_.back();
+    }
+
+  private:
+    std::vector<std::wstring> OfLocked(const std::wstring& id) const {
+        std::vector<std::wstring> found;
+        for (const std::wstring& document : documents_)
+            if (document.find(L"<SubscriptionID>" + id + L"</SubscriptionID>") != std::wstring::npos)
+                found.push_back(document);
+        return found;
+    }
+
+    std::mutex mutex_;
+    std::condition_variable arrived_;
+    std::vector<std::wstring> documents_;
+    int failures_ = 0;
+};
+
+inline Inbox inbox;
+
+// Makes a class of this program known by a ProgID; it can be had only while it runs.
+void RegisterProgId(const std::wstring& progId, const CLSID& clsid);
+
+// A class of this program that other processes reach, for the life of the object.
+class RunningClass {
+  public:
+    template <typename Class>
+    static RunningClass Of(const CLSID& clsid, DWORD context) {
+        vorna::com_ptr<IUnknown> factory;
+        vorna::get_class_factory<Class>(IID_IUnknown, factory.put_void());
+        RunningClass running;
+        EXPECT_HR(S_OK, CoRegisterClassObject(clsid, factory.get(), context, REGCLS_MULTIPLEUSE, &running.cookie_));
+        return running;
+    }
+    RunningClass(RunningClass&& other) noexcept : cookie_(std::exchange(other.cookie_, 0)) {}
+    ~RunningClass() {
+        if (cookie_ != 0)
+            CoRevokeClassObject(cookie_);
+    }
+
+  private:
+    RunningClass() = default;
+    DWORD cookie_ = 0;
+};
+
+// Runs QXKeldanHost.exe to its end; its exit code.
+DWORD RunHost(const std::wstring& option);
+
+// A host of a data folder of its own, started by COM when a test connects, and ended with the test.
+class HostTest : public testing::Test {
+  protected:
+    static void SetUpTestSuite();
+    HostTest();
+    void TearDown() override;
+
+    // Starts the host where none runs. Wine goes on handing out the class of a killed host for a moment, and tells
+    // nobody when it has noticed.
+    template <typename Interface>
+    void ConnectTo(const wchar_t* progId, vorna::com_ptr<Interface>& object) {
+        CLSID clsid{};
+        ASSERT_HR(S_OK, CLSIDFromProgID(progId, &clsid));
+        const auto until = std::chrono::steady_clock::now() + PATIENCE;
+        HRESULT result = E_FAIL;
+        do {
+            result = CoCreateInstance(clsid, nullptr, CLSCTX_ALL, __uuidof(Interface), object.put_void());
+        } while (FAILED(result) && std::chrono::steady_clock::now() < until);
+        ASSERT_HR(S_OK, result);
+    }
+    DWORD HostId() const;
+    void KillHost();
+    // Spoils a file of the data folder; the host does not run.
+    void Damage(const wchar_t* name) const;
+    // Files of the data folder whose names begin so.
+    int FilesNamed(std::wstring_view begin) const;
+
+    support::TestFolder folder_;
+    // Not there before the host makes it.
+    const std::filesystem::path dataFolder_ = folder_.path() / "platform" / "data";
+    support::PlatformData data_{dataFolder_};
+    RunningClass receiver_;
+};
