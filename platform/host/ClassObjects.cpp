@@ -1,6 +1,7 @@
 #include "platform/host/ClassObjects.h"
 
 #include "common/com_server.h"
+#include "common/scope_exit.h"
 
 #include <objbase.h>
 
@@ -9,6 +10,9 @@
 namespace keldan {
 
 namespace {
+
+// Of one class; after that many kills in a row clients have to try more often.
+constexpr int MOST_LEFT_OVER = 64;
 
 // A class factory that tells when it was used.
 class ObservedFactory : public vorna::com_object<ObservedFactory, IClassFactory> {
@@ -38,7 +42,28 @@ ClassObjects::ClassObjects(HANDLE renew) : renew_(renew), singleUse_(UnderWine()
 
 HRESULT ClassObjects::Open(std::vector<server_class> classes) {
     classes_.swap(classes);
-    return Register();
+    const HRESULT result = Register();
+    if (SUCCEEDED(result) && singleUse_) {
+        closing_ = false;
+        sweep_ = std::thread([this] { UseUpLeftOvers(); });
+    }
+    return result;
+}
+
+// Creates objects as a client does: class objects of killed hosts are used up first, then this host's. In an apartment
+// of its own, since in theirs no other class objects than this host's are looked for.
+void ClassObjects::UseUpLeftOvers() {
+    if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)))
+        return;
+    vorna::scope_exit leave([] { CoUninitialize(); });
+    for (const server_class& entry : classes_)
+        for (int attempt = 0; attempt < MOST_LEFT_OVER && !closing_; ++attempt) {
+            vorna::com_ptr<IUnknown> object;
+            const bool ours =
+                SUCCEEDED(CoCreateInstance(entry.clsid, nullptr, CLSCTX_LOCAL_SERVER, IID_IUnknown, object.put_void()));
+            if (ours)
+                break;
+        }
 }
 
 HRESULT ClassObjects::Renew() {
@@ -49,6 +74,9 @@ HRESULT ClassObjects::Renew() {
 }
 
 void ClassObjects::Close() {
+    closing_ = true;
+    if (sweep_.joinable())
+        sweep_.join();
     Revoke();
     classes_.clear();
 }

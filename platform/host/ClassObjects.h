@@ -2,12 +2,15 @@
 //
 // Wine's COM service keeps the class objects of a process that was killed, and goes on handing them to clients, who
 // then never start the process again. There each registration is good for one activation and is renewed behind it:
-// after a kill one activation fails at most, and the next one starts the process.
+// after a kill one activation of a class fails at most, and the next one starts the process, which uses up what was
+// left of its other classes.
 #pragma once
 
 #include "common/unique_any.h"
 #include "platform/module/Registration.h"
 
+#include <atomic>
+#include <thread>
 #include <vector>
 
 namespace keldan {
@@ -30,12 +33,15 @@ class ClassObjects {
   private:
     [[nodiscard]] HRESULT Register();
     void Revoke();
+    void UseUpLeftOvers();
 
     const HANDLE renew_;
     const bool singleUse_;
     std::vector<server_class> classes_;
     std::vector<DWORD> cookies_;
     long uses_ = 0;
+    std::atomic<bool> closing_{false};
+    std::thread sweep_;
 };
 
 } // namespace keldan

@@ -181,6 +181,20 @@ TEST_F(EventManager, KillBetweenRaiseAndDeliveryLosesNothing) {
     EXPECT_EQ(0u, inbox.Count(ended));
 }
 
+TEST_F(EventManager, KilledHostsLeaveNothingBehindForClassesThatWereNotUsed) {
+    for (int i = 0; i < 4; ++i) {
+        KillHost();
+        com_ptr<IZEBTimer> timer;
+        ASSERT_NO_FATAL_FAILURE(ConnectTo(L"QXKELDAN.ZEBTimer", timer));
+    }
+    // The first may still meet what the host has not come to yet.
+    HRESULT result = E_FAIL;
+    for (int attempt = 0; attempt < 2 && FAILED(result); ++attempt)
+        result = CoCreateInstance(__uuidof(::ZEBEventManager), nullptr, CLSCTX_ALL, __uuidof(IZEBEventManager),
+                                  manager_.put_void());
+    EXPECT_HR(S_OK, result);
+}
+
 TEST_F(EventManager, FullQueueIsToldToWhoRaises) {
     Subscribe(Info(L"e"));
     inbox.FailNext(1'000'000);
