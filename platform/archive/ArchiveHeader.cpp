@@ -1,9 +1,8 @@
 #include "platform/archive/ArchiveHeader.h"
 
 #include "common/results.h"
-#include "common/unique_any.h"
+#include "platform/data/HashHandles.h"
 
-#include <bcrypt.h>
 #include <wincrypt.h>
 
 #include <cstring>
@@ -26,20 +25,6 @@ constexpr size_t tag_offset = ArchiveHeader::size - tag_size;
 constexpr size_t keys_size = 64;
 
 using Tag = std::array<BYTE, tag_size>;
-
-struct algorithm_traits {
-    using type = BCRYPT_ALG_HANDLE;
-    static type invalid() { return nullptr; }
-    static void close(type value) { BCryptCloseAlgorithmProvider(value, 0); }
-};
-using unique_algorithm = vorna::unique_any<algorithm_traits>;
-
-struct hash_traits {
-    using type = BCRYPT_HASH_HANDLE;
-    static type invalid() { return nullptr; }
-    static void close(type value) { BCryptDestroyHash(value); }
-};
-using unique_hash = vorna::unique_any<hash_traits>;
 
 // What the name is bound in as, to the protected keys and to the tag.
 std::wstring BoundName(std::wstring_view name) {

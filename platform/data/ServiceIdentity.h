@@ -3,6 +3,7 @@
 
 #include <unknwn.h>
 
+#include <compare>
 #include <string>
 #include <string_view>
 
@@ -15,6 +16,8 @@ struct ServiceIdentity {
     std::wstring portId;
     std::wstring serviceId;
     std::wstring serviceUri;
+
+    auto operator<=>(const ServiceIdentity&) const = default;
 
     // Reads the three properties of a service object. 0x80000142: no service object, or one that does not answer;
     // identity is then empty.

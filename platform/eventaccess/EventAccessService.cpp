@@ -1,0 +1,462 @@
+#include "platform/eventaccess/EventAccessService.h"
+
+#include "common/results.h"
+#include "common/scope_exit.h"
+#include "platform/aggregator/DataModels.h"
+#include "platform/calendar/LocalZone.h"
+#include "platform/delivery/NewName.h"
+#include "platform/delivery/Report.h"
+#include "platform/eventaccess/EventPayload.h"
+#include "platform/eventaccess/ModelSubscriptionDocument.h"
+#include "platform/xml/Failure.h"
+
+#include <objbase.h>
+
+#include <algorithm>
+
+namespace keldan {
+
+namespace {
+
+using namespace std::chrono;
+
+// Live models are read this often.
+constexpr seconds LIVE_INTERVAL(1);
+// Stored models are looked at this often even where no change was noticed.
+constexpr seconds POLL_INTERVAL(5);
+// A model that could not be read is tried once more after this, a callback that found no room each time.
+constexpr seconds SECOND_LOOK(1);
+constexpr seconds PAUSE_WITHOUT_ROOM(5);
+// A change of the wall clock is noticed within this time.
+constexpr seconds LONGEST_SLEEP(10);
+constexpr minutes FORGETTING_INTERVAL(5);
+constexpr days EXPIRED_FORGOTTEN_AFTER(30);
+// Readings of a file that has not changed, after which it is left alone.
+constexpr int MOST_FAILURES = 2;
+
+Instant WallNow() {
+    return floor<Milliseconds>(system_clock::now());
+}
+
+Instant EndOf(const ModelSubscription& subscription) {
+    const Instant now = WallNow();
+    const LocalZone zone;
+    return subscription.duration ? subscription.duration->After(zone.ToLocal(now), now, 1, zone) : NEVER;
+}
+
+} // namespace
+
+EventAccessService::EventAccessService(Outbox::Deliver deliver, const DataFolder& models)
+    : models_(models), wake_(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
+      outbox_(L"EventPayload", std::move(deliver)) {}
+
+HRESULT EventAccessService::Start(const std::filesystem::path& folder) {
+    if (!wake_)
+        return E_OUTOFMEMORY;
+    std::lock_guard lock(mutex_);
+    EventAccessStore::Content content;
+    if (HRESULT result = store_.Open(folder, content); FAILED(result))
+        return result;
+    for (auto& [id, registration] : content.registrations)
+        Put(id, {std::move(registration), 0, std::nullopt, {}});
+    expired_ = std::move(content.expired);
+    // Where registrations were lost, what fired for them still goes to its clients; so does what fired before an end.
+    Outbox::Known known;
+    if (store_.whole())
+        known = [this](const std::wstring& id) { return registrations_.contains(id) || expired_.contains(id); };
+    if (HRESULT result = outbox_.Start(folder / L"eventaccess-outbox.journal", known); FAILED(result))
+        return result;
+    thread_ = std::thread([this] { Run(); });
+    return S_OK;
+}
+
+void EventAccessService::Stop() {
+    {
+        std::lock_guard lock(mutex_);
+        if (std::exchange(stopping_, true))
+            return;
+    }
+    SetEvent(wake_.get());
+    if (thread_.joinable())
+        thread_.join();
+    outbox_.Stop();
+    std::lock_guard lock(mutex_);
+    WriteStates();
+}
+
+bool EventAccessService::InUse() const {
+    std::lock_guard lock(mutex_);
+    return !registrations_.empty() || outbox_.pending() > 0;
+}
+
+void EventAccessService::Put(const std::wstring& id, Watched watched) {
+    watched.revision = ++lastRevision_;
+    byService_[watched.registration.service].insert(id);
+    registrations_.insert_or_assign(id, std::move(watched));
+}
+
+void EventAccessService::Remove(const std::wstring& id) {
+    const auto place = registrations_.find(id);
+    const auto service = byService_.find(place->second.registration.service);
+    service->second.erase(id);
+    if (service->second.empty())
+        byService_.erase(service);
+    registrations_.erase(place);
+    unwritten_.erase(id);
+}
+
+HRESULT EventAccessService::CheckId(const std::wstring& id) const {
+    const auto found = registrations_.find(id);
+    if (found == registrations_.end())
+        return expired_.contains(id) ? vorna::PLATFORM_ID_EXPIRED : vorna::PLATFORM_ID_UNKNOWN;
+    return found->second.registration.end <= WallNow() ? vorna::PLATFORM_ID_EXPIRED : S_OK;
+}
+
+// What is true at this moment. Without a model nothing has been seen, and seen stays empty.
+HRESULT EventAccessService::ReadFirstStates(const ServiceIdentity& service, const std::vector<WatchedEvent>& events,
+                                            std::vector<EventState>& states, std::optional<ModelStamp>& seen) const {
+    states.assign(events.size(), {});
+    seen.reset();
+    // Before the model: what changes in between is read again.
+    const ModelStamp stamp = models_.StampOf(service);
+    std::wstring text;
+    std::wstring message;
+    if (FAILED(models_.Read(service, text, message)))
+        return S_OK;
+    std::optional<ModelReading> reading;
+    try {
+        reading.emplace(text);
+    } catch (const failure& failed) {
+        return failed.result == vorna::RESULT_XML_MALFORMED ? S_OK : failed.result;
+    }
+    try {
+        for (std::size_t i = 0; i < events.size(); ++i)
+            states[i] = FirstState(events[i], *reading);
+    } catch (const failure& failed) {
+        return failed.result;
+    }
+    seen = stamp;
+    return S_OK;
+}
+
+HRESULT EventAccessService::Subscribe(const ServiceIdentity& service, std::wstring_view document, std::wstring& id) {
+    id.clear();
+    Watched watched;
+    ModelRegistration& registration = watched.registration;
+    if (HRESULT result = ParseModelSubscription(document, registration.subscription); FAILED(result))
+        return result;
+    registration.service = service;
+    if (HRESULT result =
+            ReadFirstStates(service, registration.subscription.events, registration.states, watched.seen);
+        FAILED(result))
+        return result;
+    registration.end = EndOf(registration.subscription);
+    std::wstring made = MakeNewName();
+    if (made.empty())
+        return E_FAIL;
+    std::lock_guard lock(mutex_);
+    if (HRESULT result = store_.Commit(EventAccessStore::Batch().Put(made, registration)); FAILED(result))
+        return result;
+    Put(made, std::move(watched));
+    id = std::move(made);
+    SetEvent(wake_.get());
+    return S_OK;
+}
+
+HRESULT EventAccessService::Modify(const ServiceIdentity* service, const std::wstring& id,
+                                   std::wstring_view document) {
+    ServiceIdentity own;
+    {
+        std::lock_guard lock(mutex_);
+        if (HRESULT result = CheckId(id); FAILED(result))
+            return result;
+        own = registrations_.find(id)->second.registration.service;
+    }
+    if (service && *service != own)
+        return E_INVALIDARG;
+    Watched watched;
+    ModelRegistration& registration = watched.registration;
+    if (HRESULT result = ParseModelSubscription(document, registration.subscription); FAILED(result))
+        return result;
+    registration.service = std::move(own);
+    const std::vector<WatchedEvent>& events = registration.subscription.events;
+    if (HRESULT result = ReadFirstStates(registration.service, events, registration.states, watched.seen);
+        FAILED(result))
+        return result;
+    registration.end = EndOf(registration.subscription);
+
+    std::lock_guard lock(mutex_);
+    if (HRESULT result = CheckId(id); FAILED(result))
+        return result;
+    const Watched& before = registrations_.find(id)->second;
+    const std::vector<WatchedEvent>& earlier = before.registration.subscription.events;
+    for (std::size_t i = 0; i < events.size(); ++i)
+        if (const auto same = std::find(earlier.begin(), earlier.end(), events[i]); same != earlier.end())
+            registration.states[i] = before.registration.states[same - earlier.begin()];
+    // What changed since is news to the events that were there before.
+    watched.seen = before.seen;
+    watched.notBefore = before.notBefore;
+    if (HRESULT result = store_.Commit(EventAccessStore::Batch().Put(id, registration)); FAILED(result))
+        return result;
+    unwritten_.erase(id);
+    Put(id, std::move(watched));
+    SetEvent(wake_.get());
+    return S_OK;
+}
+
+HRESULT EventAccessService::Unsubscribe(const std::wstring& id) {
+    std::lock_guard lock(mutex_);
+    if (HRESULT result = CheckId(id); FAILED(result))
+        return result;
+    if (HRESULT result = store_.Commit(EventAccessStore::Batch().Remove(id)); FAILED(result))
+        return result;
+    Remove(id);
+    outbox_.Forget(id);
+    SetEvent(wake_.get());
+    return S_OK;
+}
+
+void EventAccessService::Run() {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    vorna::scope_exit leave([] { CoUninitialize(); });
+    for (;;) {
+        Steady next = steady_clock::now() + SECOND_LOOK;
+        try {
+            {
+                std::lock_guard lock(mutex_);
+                if (stopping_)
+                    return;
+            }
+            next = TakeTurn();
+        } catch (const std::exception&) {
+            Report(L"out of memory; the event access tries again");
+        } catch (const failure& failed) {
+            Report(L"the event access tries again after " + ResultText(failed.result));
+        }
+        const auto sleep = std::clamp<milliseconds>(ceil<milliseconds>(next - steady_clock::now()), milliseconds(0),
+                                                    LONGEST_SLEEP);
+        const HANDLE signals[] = {wake_.get(), models_.changes()};
+        if (WaitForMultipleObjects(signals[1] ? 2 : 1, signals, FALSE, static_cast<DWORD>(sleep.count())) ==
+            WAIT_OBJECT_0 + 1)
+            models_.Continue();
+    }
+}
+
+// Looks at everything that is watched; when the next turn is due.
+EventAccessService::Steady EventAccessService::TakeTurn() {
+    const Steady now = steady_clock::now();
+    const Instant wall = WallNow();
+    std::vector<ServiceIdentity> services;
+    Instant end = NEVER;
+    {
+        std::lock_guard lock(mutex_);
+        Tidy(wall);
+        for (const auto& [service, ids] : byService_)
+            services.push_back(service);
+        for (const auto& [id, watched] : registrations_)
+            end = std::min(end, watched.registration.end);
+    }
+    std::erase_if(readings_, [&](const auto& entry) {
+        return !std::binary_search(services.begin(), services.end(), entry.first);
+    });
+    const bool live = std::any_of(services.begin(), services.end(), HasLiveModel);
+    const bool stored = !std::all_of(services.begin(), services.end(), HasLiveModel);
+    if (!stored)
+        models_.EndWatch();
+    else if (now >= nextPoll_ || !models_.changes())
+        models_.Watch();
+    if (now >= nextPoll_)
+        nextPoll_ = now + POLL_INTERVAL;
+    const bool liveIsDue = now >= nextLive_;
+    if (liveIsDue)
+        nextLive_ = now + LIVE_INTERVAL;
+
+    Steady next = now + LONGEST_SLEEP;
+    if (end - wall < LONGEST_SLEEP)
+        next = now + (end - wall);
+    if (stored)
+        next = std::min(next, nextPoll_);
+    if (live)
+        next = std::min(next, nextLive_);
+    for (const ServiceIdentity& service : services)
+        if ((liveIsDue || !HasLiveModel(service)) && !Look(service, now))
+            next = std::min(next, now + SECOND_LOOK);
+    std::lock_guard lock(mutex_);
+    WriteStates();
+    return next;
+}
+
+// What has come to its end, and the memory of what came to it long ago.
+void EventAccessService::Tidy(Instant now) {
+    EventAccessStore::Batch batch;
+    std::vector<std::wstring> ended;
+    for (const auto& [id, watched] : registrations_)
+        if (watched.registration.end <= now) {
+            ended.push_back(id);
+            batch.Remove(id).PutExpired(id, now);
+        }
+    std::vector<std::wstring> forgotten;
+    if (const Steady steady = steady_clock::now(); steady >= nextForgetting_) {
+        nextForgetting_ = steady + FORGETTING_INTERVAL;
+        for (const auto& [id, when] : expired_)
+            if (now - when > EXPIRED_FORGOTTEN_AFTER) {
+                forgotten.push_back(id);
+                batch.RemoveExpired(id);
+            }
+    }
+    if (const HRESULT result = store_.Commit(std::move(batch)); FAILED(result)) {
+        Report(L"the end of registrations with the event access cannot be written: " + ResultText(result));
+        return;
+    }
+    for (const std::wstring& id : ended) {
+        Remove(id);
+        expired_[id] = now;
+    }
+    for (const std::wstring& id : forgotten)
+        expired_.erase(id);
+}
+
+// False where the model is to be looked at again soon.
+bool EventAccessService::Look(const ServiceIdentity& service, Steady now) {
+    const bool live = HasLiveModel(service);
+    const ModelStamp stamp = live ? ModelStamp() : models_.StampOf(service);
+    const Model& model = readings_[service];
+    if (!live && model.failed == stamp && model.failures >= MOST_FAILURES)
+        return true;
+    std::vector<Due> due = WhoIsDue(service, stamp, now);
+    if (due.empty())
+        return true;
+    std::optional<ModelReading> reading = Read(service, stamp);
+    if (!reading)
+        return live || model.failures >= MOST_FAILURES;
+    const Bodies bodies = Evaluate(*reading, due);
+    Apply(due, stamp, bodies);
+    return true;
+}
+
+std::vector<EventAccessService::Due> EventAccessService::WhoIsDue(const ServiceIdentity& service,
+                                                                  const ModelStamp& stamp, Steady now) const {
+    std::vector<Due> due;
+    std::lock_guard lock(mutex_);
+    const auto ids = byService_.find(service);
+    if (ids == byService_.end())
+        return due;
+    const bool live = HasLiveModel(service);
+    for (const std::wstring& id : ids->second) {
+        const Watched& watched = registrations_.at(id);
+        if ((live || watched.seen != stamp) && now >= watched.notBefore)
+            due.push_back({id, watched.revision, watched.registration.subscription.events,
+                           watched.registration.states, false, {}});
+    }
+    return due;
+}
+
+// Nothing where there is no well-formed model; the first time in a row that is reported.
+std::optional<ModelReading> EventAccessService::Read(const ServiceIdentity& service, const ModelStamp& stamp) {
+    Model& model = readings_[service];
+    std::wstring text;
+    std::wstring message;
+    if (SUCCEEDED(models_.Read(service, text, message))) {
+        try {
+            std::optional<ModelReading> reading(std::in_place, text);
+            model = {};
+            return reading;
+        } catch (const failure& failed) {
+            if (failed.result != vorna::RESULT_XML_MALFORMED)
+                throw;
+            message = L"The data model of the service \"" + service.serviceId + L"\", \"" + service.serviceUri +
+                      L"\", \"" + service.portId +
+                      L"\" is not well-formed, nests too deep or has a document type definition.";
+        }
+    }
+    model.failures = model.failed == stamp ? model.failures + 1 : 1;
+    model.failed = stamp;
+    if (!std::exchange(model.reported, true))
+        Report(message + L" The event access waits for one.");
+    return std::nullopt;
+}
+
+// Moves the states on; the bodies that the events which fired make.
+EventAccessService::Bodies EventAccessService::Evaluate(ModelReading& reading, std::vector<Due>& due) {
+    Bodies bodies;
+    for (Due& one : due) {
+        for (std::size_t i = 0; i < one.events.size(); ++i) {
+            const EventState before = one.states[i];
+            try {
+                if (Advance(one.events[i], reading, one.states[i]))
+                    one.fired.push_back(one.events[i].xpath);
+            } catch (const failure& failed) {
+                if (failed.result == E_OUTOFMEMORY)
+                    throw;
+                Report(L"the event \"" + one.events[i].xpath + L"\" of " + one.id + L" cannot be evaluated: " +
+                       ResultText(failed.result));
+            }
+            one.changed = one.changed || one.states[i] != before;
+        }
+        if (!one.fired.empty() && !bodies.contains(one.fired))
+            bodies[one.fired] = MakeEventBody(reading, one.fired);
+    }
+    return bodies;
+}
+
+// Posts first and writes then: what ends in between is posted again.
+void EventAccessService::Apply(const std::vector<Due>& due, const ModelStamp& stamp, const Bodies& bodies) {
+    std::lock_guard lock(mutex_);
+    std::vector<Due> wanted;
+    for (const Due& one : due)
+        if (const auto found = registrations_.find(one.id);
+            found != registrations_.end() && found->second.revision == one.revision)
+            wanted.push_back(one);
+    const std::set<std::wstring> refused = Post(wanted, bodies);
+    for (const Due& one : wanted) {
+        Watched& watched = registrations_.at(one.id);
+        if (refused.contains(one.id)) {
+            watched.notBefore = steady_clock::now() + PAUSE_WITHOUT_ROOM;
+            continue;
+        }
+        watched.registration.states = one.states;
+        watched.seen = stamp;
+        if (one.changed)
+            unwritten_.insert(one.id);
+    }
+    WriteStates();
+}
+
+// Events that fired alike are one body for many clients. Those that got nothing.
+std::set<std::wstring> EventAccessService::Post(const std::vector<Due>& due, const Bodies& bodies) {
+    std::set<std::wstring> without;
+    for (const auto& [fired, body] : bodies) {
+        std::vector<Recipient> recipients;
+        for (const Due& one : due)
+            if (one.fired == fired) {
+                const ModelSubscription& subscription = registrations_.at(one.id).registration.subscription;
+                recipients.push_back({one.id, subscription.client, subscription.cookie});
+            }
+        if (recipients.empty())
+            continue;
+        std::vector<std::wstring> refused;
+        const HRESULT result = outbox_.Post(body, recipients, refused);
+        if (SUCCEEDED(result))
+            continue;
+        if (result != HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA)) {
+            Report(L"callbacks of the event access cannot be written: " + ResultText(result));
+            for (const Recipient& recipient : recipients)
+                without.insert(recipient.subscriptionId);
+        }
+        without.insert(refused.begin(), refused.end());
+    }
+    return without;
+}
+
+// All at once: many registrations that a reading moved on cost one flush.
+void EventAccessService::WriteStates() {
+    EventAccessStore::Batch batch;
+    for (const std::wstring& id : unwritten_)
+        batch.PutStates(id, registrations_.at(id).registration.states);
+    if (const HRESULT result = store_.Commit(std::move(batch)); SUCCEEDED(result))
+        unwritten_.clear();
+    else
+        Report(L"what the event access has seen cannot be written: " + ResultText(result));
+}
+
+} // namespace keldan

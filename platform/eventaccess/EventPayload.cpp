@@ -1,0 +1,41 @@
+#include "platform/eventaccess/EventPayload.h"
+
+#include "common/DateTime.h"
+#include "platform/aggregator/XmlText.h"
+#include "platform/delivery/Report.h"
+#include "platform/xml/Failure.h"
+
+namespace keldan {
+
+namespace {
+
+// Whether readers with this platform's limit of depth take the data where they will stand.
+bool IsReadable(const std::wstring& data) {
+    try {
+        (void)ScanXml(L"<EventPayload><Event><Data>" + data + L"</Data></Event></EventPayload>");
+        return true;
+    } catch (const failure&) {
+        return false;
+    }
+}
+
+} // namespace
+
+std::wstring MakeEventBody(ModelReading& reading, const std::vector<std::wstring>& xpaths) {
+    const std::wstring time = vorna::FormatDateTime(vorna::LocalNow());
+    std::wstring body;
+    for (const std::wstring& xpath : xpaths) {
+        body.append(L"<Event><XPath>");
+        AppendEscaped(body, xpath);
+        body.append(L"</XPath><Time>").append(time).append(L"</Time><Data>");
+        if (const std::wstring& data = reading.Data(xpath);
+            body.size() + data.size() <= LONGEST_EVENT_BODY && IsReadable(data))
+            body.append(data);
+        else
+            Report(L"the data of an event are too large or nest too deep and are left out: \"" + xpath + L"\"");
+        body.append(L"</Data></Event>");
+    }
+    return body;
+}
+
+} // namespace keldan

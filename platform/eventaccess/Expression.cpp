@@ -1,0 +1,116 @@
+#include "platform/eventaccess/Expression.h"
+
+#include "platform/xml/Failure.h"
+#include "platform/xml/XmlCharacters.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+
+namespace keldan {
+
+namespace {
+
+// What may stand before an opening parenthesis: the functions of XPath 1.0, its node tests, its operators. MSXML looks
+// for functions only where it comes to call them.
+constexpr std::wstring_view CALLED[] = {
+    L"last",        L"position",     L"count",         L"id",
+    L"local-name",  L"namespace-uri", L"name",         L"string",
+    L"concat",      L"starts-with",  L"contains",      L"substring-before",
+    L"substring",   L"substring-after", L"string-length", L"normalize-space",
+    L"translate",   L"boolean",      L"not",           L"true",
+    L"false",       L"lang",         L"number",        L"sum",
+    L"floor",       L"ceiling",      L"round",         L"node",
+    L"text",        L"comment",      L"processing-instruction", L"and",
+    L"or",          L"div",          L"mod"};
+
+bool IsNameUnit(wchar_t c) {
+    return c != L':' && IsNameCharacter(c);
+}
+
+// Steps over the expression, name by name; literals are passed over. use(name, at): at is the place behind the name.
+template <typename Use>
+void ForEachName(std::wstring_view expression, Use use) {
+    for (std::size_t i = 0; i < expression.size(); ++i) {
+        const wchar_t c = expression[i];
+        if (c == L'"' || c == L'\'') {
+            i = std::min(expression.find(c, i + 1), expression.size());
+        } else if (IsNameUnit(c)) {
+            // Numbers come along; nobody asks for them.
+            const std::size_t begin = i;
+            while (i < expression.size() && IsNameUnit(expression[i]))
+                ++i;
+            use(expression.substr(begin, i - begin), i);
+            --i;
+        }
+    }
+}
+
+// Quotes, brackets and parentheses are closed in the order in which they were opened, none before it was.
+bool IsClosed(std::wstring_view expression) {
+    std::wstring open;
+    for (std::size_t i = 0; i < expression.size(); ++i) {
+        const wchar_t c = expression[i];
+        if (c == L'\0')
+            return false;
+        if (c == L'"' || c == L'\'') {
+            i = expression.find(c, i + 1);
+            if (i == expression.npos)
+                return false;
+        } else if (c == L'(' || c == L'[') {
+            open += c == L'(' ? L')' : L']';
+        } else if (c == L')' || c == L']') {
+            if (open.empty() || open.back() != c)
+                return false;
+            open.pop_back();
+        }
+    }
+    return open.empty();
+}
+
+bool CallsOnlyKnownFunctions(std::wstring_view expression) {
+    bool known = true;
+    ForEachName(expression, [&](std::wstring_view name, std::size_t at) {
+        while (at < expression.size() && IsXmlSpace(expression[at]))
+            ++at;
+        if (at < expression.size() && expression[at] == L'(')
+            known = known && std::find(std::begin(CALLED), std::end(CALLED), name) != std::end(CALLED);
+    });
+    return known;
+}
+
+// Whether MSXML takes the question, asked of a document in which it finds hardly anything.
+bool IsTaken(std::wstring_view expression, const std::wstring& question) {
+    if (Trimmed(expression).empty() || !IsClosed(expression) || !CallsOnlyKnownFunctions(expression))
+        return false;
+    try {
+        prefix_map prefixes;
+        AddUnknownPrefixes(expression, prefixes);
+        (void)XmlDocument(L"<r/>").Select(question, prefixes);
+        return true;
+    } catch (const failure& failed) {
+        if (failed.result == E_OUTOFMEMORY)
+            throw;
+        return false;
+    }
+}
+
+} // namespace
+
+bool IsSelection(std::wstring_view expression) {
+    return IsTaken(expression, L"(" + std::wstring(expression) + L")");
+}
+
+bool IsCondition(std::wstring_view expression) {
+    return IsTaken(expression, L"(/)[boolean(" + std::wstring(expression) + L")]");
+}
+
+void AddUnknownPrefixes(std::wstring_view expression, prefix_map& prefixes) {
+    ForEachName(expression, [&](std::wstring_view name, std::size_t at) {
+        const bool isPrefix = expression.substr(at).starts_with(L":") && !expression.substr(at).starts_with(L"::");
+        if (isPrefix && name != L"xml" && IsNameStart(name.front()) && !prefixes.contains(name))
+            prefixes.emplace(name, L"urn:undeclared:" + std::wstring(name));
+    });
+}
+
+} // namespace keldan

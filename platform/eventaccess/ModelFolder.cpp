@@ -1,0 +1,49 @@
+#include "platform/eventaccess/ModelFolder.h"
+
+#include "platform/aggregator/DataModels.h"
+
+namespace keldan {
+
+namespace {
+
+std::uint64_t Joined(DWORD high, DWORD low) {
+    return static_cast<std::uint64_t>(high) << 32 | low;
+}
+
+} // namespace
+
+void ModelFolder::Watch() {
+    // Where it cannot be made, somebody else may make it.
+    (void)CreateFolder(store_.folder());
+    // Renamed files, and those written in place.
+    changes_ = vorna::unique_any<changes_traits>(FindFirstChangeNotificationW(
+        store_.folder().c_str(), FALSE,
+        FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE));
+}
+
+void ModelFolder::Continue() {
+    if (changes_ && !FindNextChangeNotification(changes_.get()))
+        changes_.reset();
+}
+
+ModelStamp ModelFolder::StampOf(const ServiceIdentity& service) const {
+    // No access to the content: writers are not in the way.
+    const vorna::unique_file file(CreateFileW(store_.PathOf(service).c_str(), FILE_READ_ATTRIBUTES,
+                                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    BY_HANDLE_FILE_INFORMATION found{};
+    if (!file || !GetFileInformationByHandle(file.get(), &found))
+        return {};
+    return {true, Joined(found.nFileSizeHigh, found.nFileSizeLow),
+            Joined(found.ftLastWriteTime.dwHighDateTime, found.ftLastWriteTime.dwLowDateTime),
+            Joined(found.nFileIndexHigh, found.nFileIndexLow)};
+}
+
+HRESULT ModelFolder::Read(const ServiceIdentity& service, std::wstring& document, std::wstring& message) const {
+    if (!HasLiveModel(service))
+        return store_.Read(service, document, message);
+    std::wstring name;
+    return GetDataModel(service, document, name, message);
+}
+
+} // namespace keldan

@@ -1,0 +1,31 @@
+// One registration as it lies on disk, and the records of the store.
+#pragma once
+
+#include "platform/calendar/Instants.h"
+#include "platform/data/ServiceIdentity.h"
+#include "platform/eventaccess/Evaluation.h"
+#include "platform/eventaccess/ModelSubscription.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace keldan {
+
+struct ModelRegistration {
+    ServiceIdentity service;
+    // Its duration is not written down: what counts from there on is the end.
+    ModelSubscription subscription;
+    Instant end = NEVER;
+    // One for each event.
+    std::vector<EventState> states;
+};
+
+// Reading gives nothing where the bytes are not such a record, whole and in range. States lie in a record of their own,
+// so that a reading writes little.
+std::string WriteModelRegistration(const ModelRegistration& registration);
+std::optional<ModelRegistration> ReadModelRegistration(std::string_view registration, std::string_view states);
+std::string WriteEventStates(const std::vector<EventState>& states);
+
+} // namespace keldan

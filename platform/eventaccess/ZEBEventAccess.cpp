@@ -1,0 +1,54 @@
+#include "platform/eventaccess/ZEBEventAccess.h"
+
+#include "common/bstr.h"
+#include "platform/delivery/ServiceSlot.h"
+#include "platform/eventaccess/EventAccessService.h"
+
+namespace keldan {
+
+namespace {
+
+ServiceSlot<EventAccessService> served;
+
+} // namespace
+
+void ZEBEventAccess::Serve(EventAccessService* service) {
+    served.Set(service);
+}
+
+STDMETHODIMP ZEBEventAccess::Subscribe(IUnknown* service, BSTR subscription, BSTR* answer) {
+    if (!answer)
+        return E_POINTER;
+    *answer = nullptr;
+    return served.With([&](EventAccessService& access) {
+        ServiceIdentity identity;
+        if (const HRESULT result = ServiceIdentity::Of(service, identity); FAILED(result))
+            return result;
+        std::wstring id;
+        const HRESULT result = access.Subscribe(identity, vorna::view_of(subscription), id);
+        if (SUCCEEDED(result))
+            *answer = vorna::bstr(L"<SubscriptionResults><SubscriptionID>" + id +
+                                  L"</SubscriptionID></SubscriptionResults>")
+                          .release();
+        return result;
+    });
+}
+
+STDMETHODIMP ZEBEventAccess::Modify(IUnknown* service, BSTR subscriptionId, BSTR subscription) {
+    return served.With([&](EventAccessService& access) {
+        ServiceIdentity identity;
+        if (service)
+            if (const HRESULT result = ServiceIdentity::Of(service, identity); FAILED(result))
+                return result;
+        return access.Modify(service ? &identity : nullptr, std::wstring(vorna::view_of(subscriptionId)),
+                             vorna::view_of(subscription));
+    });
+}
+
+STDMETHODIMP ZEBEventAccess::Unsubscribe(IUnknown*, BSTR subscriptionId) {
+    return served.With([&](EventAccessService& access) {
+        return access.Unsubscribe(std::wstring(vorna::view_of(subscriptionId)));
+    });
+}
+
+} // namespace keldan

@@ -1,0 +1,22 @@
+// "QXKELDAN.ZEBEventAccess": the COM face of the process's event access. Free-threaded; objects hold no state.
+#pragma once
+
+#include "QXKeldan.h"
+#include "common/com_server.h"
+
+namespace keldan {
+
+class EventAccessService;
+
+class ZEBEventAccess : public vorna::dispatch_object<ZEBEventAccess, IZEBEventAccess> {
+  public:
+    // The service that all objects of this process speak for; set before the class is registered, and alive for as long
+    // as there are objects.
+    static void Serve(EventAccessService* service);
+
+    STDMETHODIMP Subscribe(IUnknown* service, BSTR subscription, BSTR* answer) override;
+    STDMETHODIMP Modify(IUnknown* service, BSTR subscriptionId, BSTR subscription) override;
+    STDMETHODIMP Unsubscribe(IUnknown* service, BSTR subscriptionId) override;
+};
+
+} // namespace keldan
