@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <cstring>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -51,7 +52,10 @@ class com_object : public Interfaces... {
         if (!object)
             return E_POINTER;
         *object = nullptr;
-        (void)(find_interface<Interfaces>(iid, object) || ...);
+        // Marshallers pass IIDs from the middle of their tables, at any address.
+        IID wanted;
+        std::memcpy(&wanted, &iid, sizeof wanted);
+        (void)(find_interface<Interfaces>(wanted, object) || ...);
         if (!*object)
             return E_NOINTERFACE;
         this->AddRef();

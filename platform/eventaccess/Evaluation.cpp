@@ -45,8 +45,8 @@ bool Advance(const WatchedEvent& event, ModelReading& reading, EventState& state
         state.armed = !reading.Holds(event.xpath, event.trigger);
         return !state.armed;
     }
-    state.armed = event.reset.empty() ? !reading.Holds(event.xpath, event.trigger)
-                                      : reading.Holds(event.xpath, event.reset);
+    state.armed =
+        event.reset.empty() ? !reading.Holds(event.xpath, event.trigger) : reading.Holds(event.xpath, event.reset);
     return false;
 }
 

@@ -24,9 +24,8 @@ using namespace std::chrono;
 constexpr seconds LIVE_INTERVAL(1);
 // Stored models are looked at this often even where no change was noticed.
 constexpr seconds POLL_INTERVAL(5);
-// A model that could not be read is tried once more after this, a callback that found no room each time.
+// A model that could not be read is tried once more after this, and a callback that found no room each time.
 constexpr seconds SECOND_LOOK(1);
-constexpr seconds PAUSE_WITHOUT_ROOM(5);
 // A change of the wall clock is noticed within this time.
 constexpr seconds LONGEST_SLEEP(10);
 constexpr minutes FORGETTING_INTERVAL(5);
@@ -46,9 +45,9 @@ Instant EndOf(const ModelSubscription& subscription) {
 
 } // namespace
 
-EventAccessService::EventAccessService(Outbox::Deliver deliver, const DataFolder& models)
+EventAccessService::EventAccessService(Outbox::Deliver deliver, const DataFolder& models, OutboxPolicy policy)
     : models_(models), wake_(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
-      outbox_(L"EventPayload", std::move(deliver)) {}
+      outbox_(L"EventPayload", std::move(deliver), std::move(policy)) {}
 
 HRESULT EventAccessService::Start(const std::filesystem::path& folder) {
     if (!wake_)
@@ -146,8 +145,7 @@ HRESULT EventAccessService::Subscribe(const ServiceIdentity& service, std::wstri
     if (HRESULT result = ParseModelSubscription(document, registration.subscription); FAILED(result))
         return result;
     registration.service = service;
-    if (HRESULT result =
-            ReadFirstStates(service, registration.subscription.events, registration.states, watched.seen);
+    if (HRESULT result = ReadFirstStates(service, registration.subscription.events, registration.states, watched.seen);
         FAILED(result))
         return result;
     registration.end = EndOf(registration.subscription);
@@ -163,8 +161,7 @@ HRESULT EventAccessService::Subscribe(const ServiceIdentity& service, std::wstri
     return S_OK;
 }
 
-HRESULT EventAccessService::Modify(const ServiceIdentity* service, const std::wstring& id,
-                                   std::wstring_view document) {
+HRESULT EventAccessService::Modify(const ServiceIdentity* service, const std::wstring& id, std::wstring_view document) {
     ServiceIdentity own;
     {
         std::lock_guard lock(mutex_);
@@ -233,8 +230,8 @@ void EventAccessService::Run() {
         } catch (const failure& failed) {
             Report(L"the event access tries again after " + ResultText(failed.result));
         }
-        const auto sleep = std::clamp<milliseconds>(ceil<milliseconds>(next - steady_clock::now()), milliseconds(0),
-                                                    LONGEST_SLEEP);
+        const auto sleep =
+            std::clamp<milliseconds>(ceil<milliseconds>(next - steady_clock::now()), milliseconds(0), LONGEST_SLEEP);
         const HANDLE signals[] = {wake_.get(), models_.changes()};
         if (WaitForMultipleObjects(signals[1] ? 2 : 1, signals, FALSE, static_cast<DWORD>(sleep.count())) ==
             WAIT_OBJECT_0 + 1)
@@ -330,8 +327,7 @@ bool EventAccessService::Look(const ServiceIdentity& service, Steady now) {
     if (!reading)
         return live || model.failures >= MOST_FAILURES;
     const Bodies bodies = Evaluate(*reading, due);
-    Apply(due, stamp, bodies);
-    return true;
+    return Apply(due, stamp, bodies, now);
 }
 
 std::vector<EventAccessService::Due> EventAccessService::WhoIsDue(const ServiceIdentity& service,
@@ -345,8 +341,12 @@ std::vector<EventAccessService::Due> EventAccessService::WhoIsDue(const ServiceI
     for (const std::wstring& id : ids->second) {
         const Watched& watched = registrations_.at(id);
         if ((live || watched.seen != stamp) && now >= watched.notBefore)
-            due.push_back({id, watched.revision, watched.registration.subscription.events,
-                           watched.registration.states, false, {}});
+            due.push_back({id,
+                           watched.revision,
+                           watched.registration.subscription.events,
+                           watched.registration.states,
+                           false,
+                           {}});
     }
     return due;
 }
@@ -399,8 +399,8 @@ EventAccessService::Bodies EventAccessService::Evaluate(ModelReading& reading, s
     return bodies;
 }
 
-// Posts first and writes then: what ends in between is posted again.
-void EventAccessService::Apply(const std::vector<Due>& due, const ModelStamp& stamp, const Bodies& bodies) {
+// Posts first and writes then: what ends in between is posted again. False where somebody has to wait for room.
+bool EventAccessService::Apply(const std::vector<Due>& due, const ModelStamp& stamp, const Bodies& bodies, Steady now) {
     std::lock_guard lock(mutex_);
     std::vector<Due> wanted;
     for (const Due& one : due)
@@ -411,7 +411,7 @@ void EventAccessService::Apply(const std::vector<Due>& due, const ModelStamp& st
     for (const Due& one : wanted) {
         Watched& watched = registrations_.at(one.id);
         if (refused.contains(one.id)) {
-            watched.notBefore = steady_clock::now() + PAUSE_WITHOUT_ROOM;
+            watched.notBefore = now + SECOND_LOOK;
             continue;
         }
         watched.registration.states = one.states;
@@ -420,6 +420,7 @@ void EventAccessService::Apply(const std::vector<Due>& due, const ModelStamp& st
             unwritten_.insert(one.id);
     }
     WriteStates();
+    return refused.empty();
 }
 
 // Events that fired alike are one body for many clients. Those that got nothing.

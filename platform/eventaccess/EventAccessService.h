@@ -20,7 +20,7 @@ namespace keldan {
 class EventAccessService {
   public:
     // deliver: DeliverToClient, or what a test puts in its place. models: where stored data models lie.
-    EventAccessService(Outbox::Deliver deliver, const DataFolder& models);
+    EventAccessService(Outbox::Deliver deliver, const DataFolder& models, OutboxPolicy policy = {});
     ~EventAccessService() { Stop(); }
     EventAccessService(const EventAccessService&) = delete;
     EventAccessService& operator=(const EventAccessService&) = delete;
@@ -84,7 +84,7 @@ class EventAccessService {
     std::vector<Due> WhoIsDue(const ServiceIdentity& service, const ModelStamp& stamp, Steady now) const;
     std::optional<ModelReading> Read(const ServiceIdentity& service, const ModelStamp& stamp);
     static Bodies Evaluate(ModelReading& reading, std::vector<Due>& due);
-    void Apply(const std::vector<Due>& due, const ModelStamp& stamp, const Bodies& bodies);
+    bool Apply(const std::vector<Due>& due, const ModelStamp& stamp, const Bodies& bodies, Steady now);
     std::set<std::wstring> Post(const std::vector<Due>& due, const Bodies& bodies);
     void WriteStates();
 

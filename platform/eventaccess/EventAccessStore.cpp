@@ -22,8 +22,7 @@ bool Read(const Journal::Table& table, EventAccessStore::Content& content) {
         const std::wstring id(name.begin() + std::min<std::size_t>(name.size(), 2), name.end());
         if (name.starts_with(REGISTRATION)) {
             const auto states = table.find(Name(STATES, id));
-            auto registration =
-                states == table.end() ? std::nullopt : ReadModelRegistration(value, states->second);
+            auto registration = states == table.end() ? std::nullopt : ReadModelRegistration(value, states->second);
             if (!registration)
                 return false;
             content.registrations.emplace(id, std::move(*registration));

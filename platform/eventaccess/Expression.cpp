@@ -4,7 +4,6 @@
 #include "platform/xml/XmlCharacters.h"
 
 #include <algorithm>
-#include <iterator>
 #include <string>
 
 namespace keldan {
@@ -13,16 +12,10 @@ namespace {
 
 // What may stand before an opening parenthesis: the functions of XPath 1.0, its node tests, its operators. MSXML looks
 // for functions only where it comes to call them.
-constexpr std::wstring_view CALLED[] = {
-    L"last",        L"position",     L"count",         L"id",
-    L"local-name",  L"namespace-uri", L"name",         L"string",
-    L"concat",      L"starts-with",  L"contains",      L"substring-before",
-    L"substring",   L"substring-after", L"string-length", L"normalize-space",
-    L"translate",   L"boolean",      L"not",           L"true",
-    L"false",       L"lang",         L"number",        L"sum",
-    L"floor",       L"ceiling",      L"round",         L"node",
-    L"text",        L"comment",      L"processing-instruction", L"and",
-    L"or",          L"div",          L"mod"};
+constexpr std::wstring_view CALLED =
+    L" last position count id local-name namespace-uri name string concat starts-with contains substring-before "
+    L"substring-after substring string-length normalize-space translate boolean not true false lang number sum floor "
+    L"ceiling round node text comment processing-instruction and or div mod ";
 
 bool IsNameUnit(wchar_t c) {
     return c != L':' && IsNameCharacter(c);
@@ -74,7 +67,7 @@ bool CallsOnlyKnownFunctions(std::wstring_view expression) {
         while (at < expression.size() && IsXmlSpace(expression[at]))
             ++at;
         if (at < expression.size() && expression[at] == L'(')
-            known = known && std::find(std::begin(CALLED), std::end(CALLED), name) != std::end(CALLED);
+            known = known && CALLED.find(L" " + std::wstring(name) + L" ") != CALLED.npos;
     });
     return known;
 }

@@ -34,8 +34,8 @@ std::string WriteModelRegistration(const ModelRegistration& registration) {
     const ServiceIdentity& service = registration.service;
     RecordWriter writer;
     writer.Number(LAYOUT);
-    WriteTexts(writer, {&service.portId, &service.serviceId, &service.serviceUri, &subscription.client,
-                        &subscription.cookie});
+    WriteTexts(writer,
+               {&service.portId, &service.serviceId, &service.serviceUri, &subscription.client, &subscription.cookie});
     writer.Number(registration.end.time_since_epoch().count());
     writer.Number(static_cast<std::int64_t>(subscription.events.size()));
     for (const WatchedEvent& event : subscription.events)
@@ -62,8 +62,8 @@ std::optional<ModelRegistration> ReadModelRegistration(std::string_view registra
     RecordReader states(stateBytes);
     if (reader.Number() != LAYOUT || states.Number() != LAYOUT)
         return std::nullopt;
-    ReadTexts(reader, {&service.portId, &service.serviceId, &service.serviceUri, &subscription.client,
-                       &subscription.cookie});
+    ReadTexts(reader,
+              {&service.portId, &service.serviceId, &service.serviceUri, &subscription.client, &subscription.cookie});
     registration.end = Instant(Milliseconds(reader.Number()));
     const std::int64_t count = reader.Number();
     if (count < 1 || count > static_cast<std::int64_t>(MAXIMUM_WATCHED_EVENTS))

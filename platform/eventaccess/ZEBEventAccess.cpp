@@ -27,9 +27,9 @@ STDMETHODIMP ZEBEventAccess::Subscribe(IUnknown* service, BSTR subscription, BST
         std::wstring id;
         const HRESULT result = access.Subscribe(identity, vorna::view_of(subscription), id);
         if (SUCCEEDED(result))
-            *answer = vorna::bstr(L"<SubscriptionResults><SubscriptionID>" + id +
-                                  L"</SubscriptionID></SubscriptionResults>")
-                          .release();
+            *answer =
+                vorna::bstr(L"<SubscriptionResults><SubscriptionID>" + id + L"</SubscriptionID></SubscriptionResults>")
+                    .release();
         return result;
     });
 }
@@ -46,9 +46,8 @@ STDMETHODIMP ZEBEventAccess::Modify(IUnknown* service, BSTR subscriptionId, BSTR
 }
 
 STDMETHODIMP ZEBEventAccess::Unsubscribe(IUnknown*, BSTR subscriptionId) {
-    return served.With([&](EventAccessService& access) {
-        return access.Unsubscribe(std::wstring(vorna::view_of(subscriptionId)));
-    });
+    return served.With(
+        [&](EventAccessService& access) { return access.Unsubscribe(std::wstring(vorna::view_of(subscriptionId))); });
 }
 
 } // namespace keldan

@@ -3,6 +3,7 @@
 #include "common/com_server.h"
 #include "platform/data/DataFolder.h"
 #include "platform/host/HostSignals.h"
+#include "platform/host/HostedEventAccess.h"
 #include "platform/host/HostedEventManager.h"
 #include "platform/host/HostedTimer.h"
 
@@ -35,6 +36,7 @@ Host::Host(std::filesystem::path folder) : folder_(std::move(folder)) {
     // Components are never destroyed: a client that hangs keeps a thread in them to the end of the process.
     components_.push_back(new HostedTimer());
     components_.push_back(new HostedEventManager());
+    components_.push_back(new HostedEventAccess());
 }
 
 std::vector<server_class> Host::Classes() const {
