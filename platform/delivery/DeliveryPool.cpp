@@ -46,14 +46,17 @@ void DeliveryPool::Add(std::uint64_t number, Work work) {
     shared_->wake.notify_one();
 }
 
-void DeliveryPool::Abandon(std::uint64_t number) {
+bool DeliveryPool::Abandon(std::uint64_t number) {
     std::lock_guard lock(shared_->mutex);
-    if (!shared_->running.contains(number) || shared_->abandoned.size() >= MOST_ABANDONED ||
-        !shared_->abandoned.insert(number).second)
-        return;
+    if (!shared_->running.contains(number) || shared_->abandoned.contains(number))
+        return true;
+    if (shared_->abandoned.size() >= MOST_ABANDONED)
+        return false;
+    shared_->abandoned.insert(number);
     --shared_->threads;
     if (!shared_->queue.empty() && shared_->idle == 0)
         StartThread();
+    return true;
 }
 
 void DeliveryPool::Run(const std::shared_ptr<Shared>& shared) {

@@ -26,8 +26,9 @@ class DeliveryPool {
     // number names the piece of work; work must not throw. Throws std::system_error where not even one thread can be
     // started.
     void Add(std::uint64_t number, Work work);
-    // The piece of work is waited for no longer: another thread may run in its place.
-    void Abandon(std::uint64_t number);
+    // The piece of work is waited for no longer: another thread may run in its place. False where too many hang already
+    // for that; it keeps its place then.
+    bool Abandon(std::uint64_t number);
 
   private:
     struct Item {

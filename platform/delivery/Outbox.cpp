@@ -138,8 +138,8 @@ struct Outbox::State : std::enable_shared_from_this<State> {
     std::size_t bytes = 0;
     std::size_t callbacks = 0;
     std::multimap<Clock::time_point, std::wstring> retries;
-    // When a call that runs has had its time.
-    std::set<std::pair<Clock::time_point, std::uint64_t>> running;
+    // The calls that run, by when they have had their time; with their clients.
+    std::map<std::pair<Clock::time_point, std::uint64_t>, std::wstring> running;
     Clock::time_point nextTidying = Clock::now() + TIDYING_INTERVAL;
     bool called = false;
     std::unique_ptr<DeliveryPool> pool;
@@ -261,7 +261,7 @@ void Outbox::State::CarryOut(const std::wstring& id, std::uint64_t number) {
                 client = queue.front().client;
                 document = Compose(id, queue.front());
                 deadline = Clock::now() + policy.slow;
-                running.insert({deadline, number});
+                running.emplace(std::pair(deadline, number), client);
                 called = true;
             }
         }
@@ -339,10 +339,13 @@ Clock::time_point Outbox::State::DoWhatIsDue(Clock::time_point now) {
         if (const auto line = lines.find(id); line != lines.end())
             Pump(id, line->second);
     }
-    while (!running.empty() && running.begin()->first <= now) {
-        const std::uint64_t number = running.begin()->second;
-        running.erase(running.begin());
-        pool->Abandon(number);
+    for (auto call = running.begin(); call != running.end() && call->first.first <= now;) {
+        // Where too many hang it is looked at again.
+        if (!pool->Abandon(call->first.second))
+            break;
+        Report(L"the client " + call->second + L" has had a callback for " + std::to_wstring(policy.slow.count()) +
+               L" milliseconds; what else it is to get waits for it");
+        call = running.erase(call);
     }
     if (now >= nextTidying) {
         nextTidying = now + TIDYING_INTERVAL;
@@ -358,8 +361,8 @@ Clock::time_point Outbox::State::DoWhatIsDue(Clock::time_point now) {
         next = std::min(next, now + PAUSE_AFTER_OWN_FAILURE);
     if (!retries.empty())
         next = std::min(next, retries.begin()->first);
-    if (!running.empty())
-        next = std::min(next, running.begin()->first);
+    if (!running.empty() && running.begin()->first.first > now)
+        next = std::min(next, running.begin()->first.first);
     return next;
 }
 

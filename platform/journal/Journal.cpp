@@ -13,8 +13,6 @@ using vorna::result_from_last_error;
 namespace {
 
 constexpr std::string_view SIGNATURE = "QXKELDAN JOURNAL 1\r\n";
-// Below this size writing the file anew gains nothing.
-constexpr std::uint64_t SMALLEST_TO_COMPACT = 64 * 1024;
 constexpr int MOST_ASIDE_AT_ONCE = 100;
 
 std::uint32_t Checksum(std::string_view bytes) {
@@ -290,8 +288,8 @@ HRESULT Journal::Commit(std::vector<Change> changes) {
         return result;
     Apply(std::move(changes));
     // The commit stands already; a file that cannot be written anew only stays larger.
-    if (size_ > SMALLEST_TO_COMPACT && size_ / 4 > content_)
-        (void)Compact();
+    if (size_ > compactFrom_ && size_ / 4 > content_)
+        compactFrom_ = SUCCEEDED(Compact()) ? SMALLEST_TO_COMPACT : size_ + size_ / 4;
     return S_OK;
 }
 
@@ -311,9 +309,14 @@ HRESULT Journal::Compact() {
             return result;
     }
     file_.reset();
+    HRESULT result = S_OK;
     if (MoveFileExW(fresh.c_str(), path_.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
         size_ = bytes.size();
-    return OpenFile();
+    else
+        result = result_from_last_error();
+    // Where this fails the next commit opens it.
+    (void)OpenFile();
+    return result;
 }
 
 } // namespace keldan

@@ -60,6 +60,8 @@ class Journal {
     std::uint64_t fileSize() const { return size_; }
 
   private:
+    static constexpr std::uint64_t SMALLEST_TO_COMPACT = 64 * 1024;
+
     HRESULT OpenFile();
     HRESULT ReadWhole(std::string& bytes);
     bool Parse(const std::string& bytes);
@@ -71,6 +73,8 @@ class Journal {
     std::filesystem::path path_;
     vorna::unique_file file_;
     std::uint64_t size_ = 0;
+    // Below this size the file is not written anew: it gains nothing, or has failed a moment ago.
+    std::uint64_t compactFrom_ = SMALLEST_TO_COMPACT;
     Table table_;
     std::uint64_t content_ = 0; // bytes of all names and values
     State state_ = State::Good;
