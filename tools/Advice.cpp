@@ -134,10 +134,9 @@ const advice table[] = {
      L"Make it smaller: a payload may have 8,388,608 characters, a data model 64 megabytes."},
     {HRESULT_FROM_WIN32(ERROR_INVALID_DATA), nullptr, L"Put a document into the file, or name another one."},
     {HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION), nullptr, L"Save the file as UTF-8 or UTF-16."},
-    {E_INVALIDARG, L"",
-     L"A name, an XPath, a trigger, a reset or a duration in what was handed in is not what it should be. An event and "
-     L"each of its properties needs a name that is not blank."},
-    {E_INVALIDARG, nullptr, L"Change the value that the text names."},
+    {E_INVALIDARG, nullptr,
+     L"Change the value that the text names. Where it names none: every event and property needs a name that is not "
+     L"blank, and the XPaths, triggers, resets and durations of a subscription must be what they are called."},
     {E_OUTOFMEMORY, nullptr, L"There was not enough memory. Close programs, or read less at once with a longer XPath."},
 };
 
