@@ -5,6 +5,7 @@
 #include "common/XmlAccessor.h"
 #include "common/XmlEscape.h"
 #include "common/results.h"
+#include "platform/xml/XmlCharacters.h"
 
 #include <filesystem>
 
@@ -14,12 +15,6 @@ namespace {
 
 constexpr const wchar_t* STYLESHEETS[] = {L"/Archive/KROEvent/EventPayload/TransformFile",
                                           L"/Archive/XDMEvent/EventPayload/TransformFile"};
-
-std::wstring Trimmed(const std::wstring& text) {
-    constexpr wchar_t BLANKS[] = L" \t\r\n";
-    const size_t first = text.find_first_not_of(BLANKS);
-    return first == text.npos ? std::wstring() : text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
-}
 
 std::filesystem::path FullPath(const std::wstring& name, const std::wstring& file) {
     std::error_code failed;
@@ -43,7 +38,7 @@ std::wstring ReadSubscription(const std::wstring& file) {
         std::wstring value;
         if (accessor.QueryText(element, value) != S_OK)
             continue;
-        const std::wstring name = Trimmed(value);
+        const std::wstring name(keldan::Trimmed(value));
         if (name.empty() || std::filesystem::path(name).is_absolute())
             continue;
         const std::wstring markup =
