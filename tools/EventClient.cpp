@@ -6,6 +6,7 @@
 #include "common/XmlEscape.h"
 #include "common/bstr.h"
 #include "common/results.h"
+#include "platform/xml/XmlCharacters.h"
 
 #include <set>
 
@@ -38,6 +39,11 @@ std::wstring PropertiesDocument(std::span<const std::wstring> properties) {
         const std::wstring name = property.substr(0, equals);
         if (name.empty())
             throw usage_error{L"the property \"" + property + L"\" has no name"};
+        for (const wchar_t letter : property)
+            if (!IS_HIGH_SURROGATE(letter) && !IS_LOW_SURROGATE(letter) && !keldan::IsXmlCharacter(letter))
+                throw usage_error{L"the property \"" + name +
+                                  L"\" holds a character that no document can hold, number " +
+                                  std::to_wstring(static_cast<unsigned>(letter))};
         if (!names.insert(name).second)
             throw usage_error{L"the property \"" + name + L"\" is given twice"};
         document += L"<Property Name=\"" + vorna::EscapeXmlAttribute(name) + L"\">" +

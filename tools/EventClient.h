@@ -11,7 +11,7 @@ inline constexpr wchar_t QUEUE_FULL[] = L"The queue of at least one subscription
                                         L"subscription did not get the event.";
 
 // The document of an event's properties, each given as NAME=VALUE; empty where there are none. Throws usage_error,
-// which names a property that has no "=", has no name or is given twice.
+// which names a property that has no "=", has no name, is given twice or holds a control character.
 std::wstring PropertiesDocument(std::span<const std::wstring> properties);
 
 // Raises the event, and gives the number of subscriptions for which it was queued. payloadFile: empty for none.

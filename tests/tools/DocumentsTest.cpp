@@ -27,8 +27,9 @@ TEST(PropertiesDocument, HoldsNamesAndValuesLetterForLetter) {
     };
     for (const auto& each : cases)
         EXPECT_EQ(PropertiesDocument(each.properties), each.document);
-    EXPECT_THROW(PropertiesDocument(std::vector<std::wstring>{L"=front"}), usage_error);
-    EXPECT_THROW(PropertiesDocument(std::vector<std::wstring>{L"a=1", L"a=2"}), usage_error);
+    for (const std::vector<std::wstring>& refused :
+         {std::vector<std::wstring>{L"=front"}, {L"a=1", L"a=2"}, {L"a=\x1"}})
+        EXPECT_THROW(PropertiesDocument(refused), usage_error);
 }
 
 TEST(EndingDocument, AnIdOfMarkupEndsNothingElse) {
