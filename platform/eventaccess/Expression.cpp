@@ -74,7 +74,8 @@ bool CallsOnlyKnownFunctions(std::wstring_view expression) {
 
 // Whether MSXML takes the question, asked of a document in which it finds hardly anything.
 bool IsTaken(std::wstring_view expression, const std::wstring& question) {
-    if (Trimmed(expression).empty() || !IsClosed(expression) || !CallsOnlyKnownFunctions(expression))
+    if (Trimmed(expression).empty() || expression.size() > LONGEST_EXPRESSION || !IsClosed(expression) ||
+        !CallsOnlyKnownFunctions(expression))
         return false;
     try {
         prefix_map prefixes;

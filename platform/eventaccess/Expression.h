@@ -8,6 +8,9 @@
 
 namespace keldan {
 
+// Characters of an expression, at most.
+inline constexpr std::size_t LONGEST_EXPRESSION = 8192;
+
 // Whether the text is one expression that selects nodes. Prefixes may be declared anywhere.
 [[nodiscard]] bool IsSelection(std::wstring_view expression);
 // Whether the text is one expression, of whatever type.

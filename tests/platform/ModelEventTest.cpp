@@ -129,6 +129,8 @@ TEST(ModelEvent, TakesOnlyExpressionsThatCannotChangeTheQuestion) {
     for (const wchar_t* condition : {L". > 8", L"/Gauge/Alarm = 'on'", L"count(x) = 3", L"not(@off)", L"a", L"3",
                                      L"m:a[@n:b = ')'] div (2)", L"ancestor-or-self::node()", L"'a:b'"})
         EXPECT_TRUE(IsCondition(condition)) << support::Narrow(condition);
+    EXPECT_TRUE(IsCondition(L"1" + std::wstring(LONGEST_EXPRESSION - 1, L' ')));
+    EXPECT_FALSE(IsCondition(L"1" + std::wstring(LONGEST_EXPRESSION, L' ')));
     for (const wchar_t* selection : {L"", L"count(/a)", L"'a'", L"/a) | (/b", L"/a[", L"/a]", L"a, b", L"1", L"not(a)"})
         EXPECT_FALSE(IsSelection(selection)) << support::Narrow(selection);
     for (const wchar_t* selection : {L"/", L"a", L"//m:a | /b/@c", L"(//a)[2]", L"/a/text()"})
