@@ -37,6 +37,15 @@ Instant WallNow() {
     return floor<Milliseconds>(system_clock::now());
 }
 
+std::wstring NameOf(const ServiceIdentity& service) {
+    return L"the data model of the service \"" + service.serviceId + L"\", \"" + service.serviceUri + L"\", \"" +
+           service.portId + L"\"";
+}
+
+void ReportFailure(const ServiceIdentity& service, const std::wstring& reason) {
+    Report(NameOf(service) + L" was not looked at for " + reason + L"; the event access tries again");
+}
+
 Instant EndOf(const ModelSubscription& subscription) {
     const Instant now = WallNow();
     const LocalZone zone;
@@ -227,8 +236,6 @@ void EventAccessService::Run() {
             next = TakeTurn();
         } catch (const std::exception&) {
             Report(L"out of memory; the event access tries again");
-        } catch (const failure& failed) {
-            Report(L"the event access tries again after " + ResultText(failed.result));
         }
         const auto sleep =
             std::clamp<milliseconds>(ceil<milliseconds>(next - steady_clock::now()), milliseconds(0), LONGEST_SLEEP);
@@ -275,9 +282,19 @@ EventAccessService::Steady EventAccessService::TakeTurn() {
         next = std::min(next, nextPoll_);
     if (live)
         next = std::min(next, nextLive_);
-    for (const ServiceIdentity& service : services)
-        if ((liveIsDue || !HasLiveModel(service)) && !Look(service, now))
-            next = std::min(next, now + SECOND_LOOK);
+    for (const ServiceIdentity& service : services) {
+        if (!liveIsDue && HasLiveModel(service))
+            continue;
+        // One model that there is no memory for does not keep the others waiting; the next poll tries it again.
+        try {
+            if (!Look(service, now))
+                next = std::min(next, now + SECOND_LOOK);
+        } catch (const failure& failed) {
+            ReportFailure(service, ResultText(failed.result));
+        } catch (const std::exception&) {
+            ReportFailure(service, L"lack of memory");
+        }
+    }
     std::lock_guard lock(mutex_);
     WriteStates();
     return next;
@@ -364,9 +381,7 @@ std::optional<ModelReading> EventAccessService::Read(const ServiceIdentity& serv
         } catch (const failure& failed) {
             if (failed.result != vorna::RESULT_XML_MALFORMED)
                 throw;
-            message = L"The data model of the service \"" + service.serviceId + L"\", \"" + service.serviceUri +
-                      L"\", \"" + service.portId +
-                      L"\" is not well-formed, nests too deep or has a document type definition.";
+            message = NameOf(service) + L" is not well-formed, nests too deep or has a document type definition.";
         }
     }
     model.failures = model.failed == stamp ? model.failures + 1 : 1;

@@ -2,9 +2,34 @@
 
 #include "platform/aggregator/NodeMarkup.h"
 #include "platform/aggregator/Prefixes.h"
+#include "platform/data/HashHandles.h"
 #include "platform/eventaccess/Expression.h"
 
+#include <stdexcept>
+
 namespace keldan {
+
+namespace {
+
+// SHA-256: whoever writes the model must not be able to hide a change.
+std::string DigestOf(const std::wstring& text) {
+    unique_algorithm algorithm;
+    unique_hash hash;
+    std::string digest(32, '\0');
+    NTSTATUS status = BCryptOpenAlgorithmProvider(algorithm.put(), BCRYPT_SHA256_ALGORITHM, nullptr, 0);
+    if (status >= 0)
+        status = BCryptCreateHash(algorithm.get(), hash.put(), nullptr, 0, nullptr, 0, 0);
+    if (status >= 0)
+        status = BCryptHashData(hash.get(), reinterpret_cast<PUCHAR>(const_cast<wchar_t*>(text.data())),
+                                static_cast<ULONG>(text.size() * sizeof(wchar_t)), 0);
+    if (status >= 0)
+        status = BCryptFinishHash(hash.get(), reinterpret_cast<PUCHAR>(digest.data()), digest.size(), 0);
+    if (status < 0)
+        throw std::runtime_error("no digest");
+    return digest;
+}
+
+} // namespace
 
 ModelReading::ModelReading(std::wstring_view model) : document_(model) {
     std::wstring message;
@@ -32,6 +57,11 @@ const std::wstring& ModelReading::Data(const std::wstring& xpath) {
     for (const XmlNode& node : Select(xpath))
         AppendNode(document_, node, markup);
     return data_[xpath] = std::move(markup);
+}
+
+const std::string& ModelReading::Digest(const std::wstring& xpath) {
+    const auto known = digests_.find(xpath);
+    return known != digests_.end() ? known->second : digests_[xpath] = DigestOf(Data(xpath));
 }
 
 } // namespace keldan

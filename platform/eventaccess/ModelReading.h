@@ -16,7 +16,7 @@ class ModelReading {
     // definition.
     explicit ModelReading(std::wstring_view model);
 
-    // Expressions are such as Expression.h accepts. Prefixes are those that the model declares. Both throw failure:
+    // Expressions are such as Expression.h accepts. Prefixes are those that the model declares. All throw failure:
     // ERROR_NOT_ENOUGH_QUOTA's result where the question would take too long on this model, E_INVALIDARG where MSXML
     // cannot answer it.
     //
@@ -24,6 +24,8 @@ class ModelReading {
     bool Holds(const std::wstring& xpath, const std::wstring& condition);
     // The nodes that xpath selects, as the aggregator gives them; valid as long as the reading.
     const std::wstring& Data(const std::wstring& xpath);
+    // What tells these data from others. Throws std::runtime_error too, where the system computes no digest.
+    const std::string& Digest(const std::wstring& xpath);
 
   private:
     std::vector<XmlNode> Select(const std::wstring& question);
@@ -32,6 +34,7 @@ class ModelReading {
     prefix_map prefixes_;
     std::map<std::wstring, bool> truths_;
     std::map<std::wstring, std::wstring> data_;
+    std::map<std::wstring, std::string> digests_;
 };
 
 } // namespace keldan
