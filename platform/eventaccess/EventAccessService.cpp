@@ -240,9 +240,12 @@ void EventAccessService::Run() {
         const auto sleep =
             std::clamp<milliseconds>(ceil<milliseconds>(next - steady_clock::now()), milliseconds(0), LONGEST_SLEEP);
         const HANDLE signals[] = {wake_.get(), models_.changes()};
-        if (WaitForMultipleObjects(signals[1] ? 2 : 1, signals, FALSE, static_cast<DWORD>(sleep.count())) ==
-            WAIT_OBJECT_0 + 1)
+        const DWORD woken =
+            WaitForMultipleObjects(signals[1] ? 2 : 1, signals, FALSE, static_cast<DWORD>(sleep.count()));
+        if (woken == WAIT_OBJECT_0 + 1)
             models_.Continue();
+        else if (woken == WAIT_FAILED)
+            models_.EndWatch();
     }
 }
 
@@ -276,8 +279,9 @@ EventAccessService::Steady EventAccessService::TakeTurn() {
         nextLive_ = now + LIVE_INTERVAL;
 
     Steady next = now + LONGEST_SLEEP;
+    // What has ended and is still here could not be written down.
     if (end - wall < LONGEST_SLEEP)
-        next = now + (end - wall);
+        next = now + (end > wall ? end - wall : Milliseconds(SECOND_LOOK));
     if (stored)
         next = std::min(next, nextPoll_);
     if (live)
