@@ -132,6 +132,18 @@ class dispatch_object : public com_object<Derived, Dual, Others...> {
     }
 };
 
+// Runs work with exceptions turned into results: none of them leaves a module.
+template <typename Work>
+HRESULT closed_door(Work work) {
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (...) {
+        return E_FAIL;
+    }
+}
+
 // Makes objects of one class by their default constructor.
 template <typename Class>
 class class_factory : public com_object<class_factory<Class>, IClassFactory> {
@@ -142,15 +154,11 @@ class class_factory : public com_object<class_factory<Class>, IClassFactory> {
         *object = nullptr;
         if (outer)
             return CLASS_E_NOAGGREGATION;
-        try {
+        return closed_door([&] {
             com_ptr<Class> made;
             made.attach(new Class());
             return made->QueryInterface(iid, object);
-        } catch (const std::bad_alloc&) {
-            return E_OUTOFMEMORY;
-        } catch (...) {
-            return E_FAIL;
-        }
+        });
     }
     STDMETHODIMP LockServer(BOOL lock) override {
         lock ? ++module_uses : --module_uses;

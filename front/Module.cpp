@@ -49,17 +49,6 @@ class com_apartment {
     HRESULT result_;
 };
 
-template <typename Work>
-HRESULT ClosedDoor(Work work) {
-    try {
-        return work();
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_FAIL;
-    }
-}
-
 } // namespace
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
@@ -83,7 +72,7 @@ STDAPI DllCanUnloadNow() {
 }
 
 STDAPI DllRegisterServer() {
-    return ClosedDoor([] {
+    return vorna::closed_door([] {
         const com_apartment apartment;
         const std::wstring path = vorna::this_module_path();
         HRESULT result = vorna::RunRegistryScripts(path, true);
@@ -92,7 +81,7 @@ STDAPI DllRegisterServer() {
 }
 
 STDAPI DllUnregisterServer() {
-    return ClosedDoor([] {
+    return vorna::closed_door([] {
         const com_apartment apartment;
         HRESULT scripts = vorna::RunRegistryScripts(vorna::this_module_path(), false);
         HRESULT library = UnregisterTypeLibrary();

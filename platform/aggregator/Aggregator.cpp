@@ -78,7 +78,7 @@ HRESULT Aggregator::GetData(IUnknown* service, BSTR xpath, BSTR prefixes, BSTR* 
         *secondResult = nullptr;
     if (!data || !secondResult)
         return E_POINTER;
-    try {
+    return vorna::closed_door([&] {
         std::wstring found;
         std::wstring message;
         const HRESULT result = Gather(service, vorna::view_of(xpath), vorna::view_of(prefixes), found, message);
@@ -87,11 +87,7 @@ HRESULT Aggregator::GetData(IUnknown* service, BSTR xpath, BSTR prefixes, BSTR* 
             *data = vorna::bstr(found).release();
         *secondResult = messageText.release();
         return result;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
+    });
 }
 
 } // namespace keldan

@@ -15,17 +15,6 @@ Bytes BytesOf(BSTR text) {
     return {reinterpret_cast<const BYTE*>(text), SysStringByteLen(text)};
 }
 
-template <typename Work>
-HRESULT ClosedDoor(Work work) {
-    try {
-        return work();
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_FAIL;
-    }
-}
-
 // The path as the system takes it at any length.
 HRESULT FullPath(std::wstring_view path, std::wstring& full) {
     bool rooted = path.size() >= 3 && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/');
@@ -83,7 +72,7 @@ HRESULT CreateWith(const std::wstring& path, Bytes name, Bytes data) {
 } // namespace
 
 STDMETHODIMP SecureArchiveManager::put_Archive(BSTR path) {
-    return ClosedDoor([&]() -> HRESULT {
+    return vorna::closed_door([&]() -> HRESULT {
         path_.clear();
         std::wstring full;
         if (HRESULT result = FullPath(vorna::view_of(path), full); FAILED(result))
@@ -103,7 +92,7 @@ STDMETHODIMP SecureArchiveManager::GetEntryCount(long kind, long* count) {
     constexpr long streams = 2;
     if (kind != streams)
         return E_INVALIDARG;
-    return ClosedDoor([&]() -> HRESULT {
+    return vorna::closed_door([&]() -> HRESULT {
         if (path_.empty())
             return E_UNEXPECTED;
         Deadline deadline(wait_);
@@ -119,7 +108,7 @@ STDMETHODIMP SecureArchiveManager::GetEntryCount(long kind, long* count) {
 }
 
 STDMETHODIMP SecureArchiveManager::AddStream(BSTR name, BSTR data, long) {
-    return ClosedDoor([&]() -> HRESULT {
+    return vorna::closed_door([&]() -> HRESULT {
         if (path_.empty())
             return E_UNEXPECTED;
         Deadline deadline(wait_);
@@ -145,7 +134,7 @@ STDMETHODIMP SecureArchiveManager::GetStream(BSTR name, long, BSTR* data) {
     if (!data)
         return E_POINTER;
     *data = nullptr;
-    return ClosedDoor([&]() -> HRESULT {
+    return vorna::closed_door([&]() -> HRESULT {
         if (path_.empty())
             return E_UNEXPECTED;
         Deadline deadline(wait_);
@@ -164,7 +153,7 @@ STDMETHODIMP SecureArchiveManager::GetStream(BSTR name, long, BSTR* data) {
 }
 
 STDMETHODIMP SecureArchiveManager::RemoveFile(BSTR name) {
-    return ClosedDoor([&]() -> HRESULT {
+    return vorna::closed_door([&]() -> HRESULT {
         if (path_.empty())
             return E_UNEXPECTED;
         Deadline deadline(wait_);

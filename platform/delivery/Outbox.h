@@ -48,8 +48,7 @@ struct OutboxPolicy {
     std::chrono::milliseconds slow = std::chrono::seconds(10);
     // Between the attempts at one callback.
     std::vector<std::chrono::milliseconds> pauses = {std::chrono::seconds(1), std::chrono::seconds(5),
-                                                     std::chrono::seconds(30), std::chrono::minutes(2),
-                                                     std::chrono::minutes(10)};
+                                                     std::chrono::seconds(30), std::chrono::minutes(2)};
 };
 
 class Outbox {

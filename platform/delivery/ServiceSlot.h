@@ -1,10 +1,9 @@
 // How the objects that clients create reach the one service of the process behind them.
 #pragma once
 
-#include <windows.h>
+#include "common/com_server.h"
 
 #include <atomic>
-#include <new>
 
 namespace keldan {
 
@@ -20,13 +19,7 @@ class ServiceSlot {
         Service* service = service_;
         if (!service)
             return CO_E_SERVER_STOPPING;
-        try {
-            return work(*service);
-        } catch (const std::bad_alloc&) {
-            return E_OUTOFMEMORY;
-        } catch (...) {
-            return E_UNEXPECTED;
-        }
+        return vorna::closed_door([&] { return work(*service); });
     }
 
   private:

@@ -102,6 +102,9 @@ HRESULT EventManagerService::Modify(const std::wstring& id, std::wstring_view su
         return parsed;
     registration.id = id;
     registration.client = known->second.client;
+    // Clients ask in this way whether their registration is still there.
+    if (registration == known->second)
+        return S_OK;
     if (HRESULT result = Write(registration); FAILED(result))
         return result;
     Put(std::move(registration));

@@ -43,8 +43,9 @@ class EventManagerService {
     [[nodiscard]] HRESULT Raise(const std::wstring& name, std::wstring_view properties, std::wstring_view payload,
                                 long& subscriptions);
 
-    // Callbacks that wait or are being delivered.
-    std::size_t pending() const { return outbox_.pending(); }
+    // Whether callbacks wait or are being delivered. Registrations alone need no process: whoever raises an event starts
+    // it.
+    bool InUse() const { return outbox_.pending() > 0; }
 
   private:
     using Registrations = std::map<std::wstring, EventRegistration>;

@@ -29,6 +29,8 @@ struct EventRegistration {
 
     // Whether an event of the name, with these properties, is wanted: every filter finds its name and value.
     bool Wants(const EventProperties& properties) const;
+
+    bool operator==(const EventRegistration&) const = default;
 };
 
 // The record of the journal. Reading gives nothing where the bytes are not such a record.

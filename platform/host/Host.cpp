@@ -2,10 +2,14 @@
 
 #include "common/com_server.h"
 #include "platform/data/DataFolder.h"
+#include "platform/delivery/ClientCall.h"
+#include "platform/eventaccess/EventAccessService.h"
+#include "platform/eventaccess/ZEBEventAccess.h"
+#include "platform/events/EventManagerService.h"
+#include "platform/events/ZEBEventManager.h"
 #include "platform/host/HostSignals.h"
-#include "platform/host/HostedEventAccess.h"
-#include "platform/host/HostedEventManager.h"
-#include "platform/host/HostedTimer.h"
+#include "platform/timer/TimerService.h"
+#include "platform/timer/ZEBTimer.h"
 
 #include <objbase.h>
 
@@ -24,6 +28,13 @@ constexpr seconds IDLE_BEFORE_END(30);
 constexpr milliseconds IDLE_CHECK = seconds(5);
 constexpr seconds LINGER(3);
 
+constexpr server_class TIMER{__uuidof(::ZEBTimer), L"QXKELDAN.ZEBTimer", L"QXKeldan timer",
+                             vorna::get_class_factory<ZEBTimer>};
+constexpr server_class EVENT_MANAGER{__uuidof(::ZEBEventManager), L"QXKELDAN.ZEBEventManager",
+                                     L"QXKeldan event manager", vorna::get_class_factory<ZEBEventManager>};
+constexpr server_class EVENT_ACCESS{__uuidof(::ZEBEventAccess), L"QXKELDAN.ZEBEventAccess", L"QXKeldan event access",
+                                    vorna::get_class_factory<ZEBEventAccess>};
+
 void Report(const wchar_t* text, HRESULT result) {
     wchar_t code[16];
     swprintf(code, std::size(code), L" 0x%08lX", static_cast<unsigned long>(result));
@@ -34,9 +45,10 @@ void Report(const wchar_t* text, HRESULT result) {
 
 Host::Host(std::filesystem::path folder) : folder_(std::move(folder)) {
     // Components are never destroyed: a client that hangs keeps a thread in them to the end of the process.
-    components_.push_back(new HostedTimer());
-    components_.push_back(new HostedEventManager());
-    components_.push_back(new HostedEventAccess());
+    components_.push_back(new Hosted<TimerService, ZEBTimer>(TIMER, DeliverToClient));
+    components_.push_back(new Hosted<EventManagerService, ZEBEventManager>(EVENT_MANAGER, DeliverToClient));
+    components_.push_back(
+        new Hosted<EventAccessService, ZEBEventAccess>(EVENT_ACCESS, DeliverToClient, DataFolder::Configured()));
 }
 
 std::vector<server_class> Host::Classes() const {

@@ -1,9 +1,10 @@
-// What the host process asks of a component that lives in it. One adapter a component, in this folder.
+// What the host process asks of a component that lives in it, and how it asks.
 #pragma once
 
 #include "platform/module/Registration.h"
 
 #include <filesystem>
+#include <utility>
 #include <vector>
 
 namespace keldan {
@@ -20,6 +21,30 @@ class HostedComponent {
     virtual bool HasRegistrations() const = 0;
     // No callback begins after this. The object itself lives until the process ends.
     virtual void Stop() = 0;
+};
+
+// A component whose operations are a Service, which clients reach through objects of Class.
+template <typename Service, typename Class>
+class Hosted : public HostedComponent {
+  public:
+    // arguments: what the service is made of.
+    template <typename... Arguments>
+    explicit Hosted(const server_class& entry, Arguments&&... arguments)
+        : classes_{entry}, service_(std::forward<Arguments>(arguments)...) {}
+
+    const std::vector<server_class>& Classes() const override { return classes_; }
+    [[nodiscard]] HRESULT Start(const std::filesystem::path& folder) override {
+        const HRESULT result = service_.Start(folder);
+        if (SUCCEEDED(result))
+            Class::Serve(&service_);
+        return result;
+    }
+    bool HasRegistrations() const override { return service_.InUse(); }
+    void Stop() override { service_.Stop(); }
+
+  private:
+    const std::vector<server_class> classes_;
+    Service service_;
 };
 
 } // namespace keldan

@@ -159,9 +159,9 @@ HRESULT TimerService::Modify(const std::wstring& id, std::wstring_view document)
     return S_OK;
 }
 
-std::size_t TimerService::RegistrationCount() const {
+bool TimerService::InUse() const {
     std::lock_guard lock(mutex_);
-    return scheduler_.size();
+    return scheduler_.size() > 0;
 }
 
 void TimerService::NoticeZone() {

@@ -45,7 +45,8 @@ class TimerService {
     [[nodiscard]] HRESULT Unsubscribe(const std::wstring& ticket, const std::wstring& id);
     [[nodiscard]] HRESULT Modify(const std::wstring& id, std::wstring_view document);
 
-    std::size_t RegistrationCount() const;
+    // Whether there are registrations.
+    bool InUse() const;
 
   private:
     Now ReadClocks() const;
