@@ -97,14 +97,19 @@ HRESULT ArchiveDatabase::Execute(const char* sql) {
     return Result(sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr));
 }
 
-// The database proves how many pages it has; bytes behind them would be nobody's.
+// The database proves how many pages it has, so a file that lacks some was cut. One may have more: a change that makes
+// the database smaller counts from the moment its journal is gone, and the file is cut after that. What lies behind the
+// last page is never read, and goes before the next change.
 HRESULT ArchiveDatabase::CheckSize() {
     unique_statement statement;
     if (HRESULT result = Prepare("PRAGMA page_count", statement); FAILED(result))
         return result;
     int code = sqlite3_step(statement.get());
-    if (code == SQLITE_ROW && sqlite3_column_int64(statement.get(), 0) * page_size != file_.ContentSize())
+    const LONGLONG size = code == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0) * page_size : 0;
+    if (code == SQLITE_ROW && size > file_.ContentSize())
         file_.ReportDamage();
+    else if (code == SQLITE_ROW && size < file_.ContentSize() && file_.writable())
+        code = file_.Truncate(size);
     return Result(code);
 }
 
