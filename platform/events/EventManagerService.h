@@ -43,8 +43,8 @@ class EventManagerService {
     [[nodiscard]] HRESULT Raise(const std::wstring& name, std::wstring_view properties, std::wstring_view payload,
                                 long& subscriptions);
 
-    // Whether callbacks wait or are being delivered. Registrations alone need no process: whoever raises an event starts
-    // it.
+    // Whether callbacks wait or are being delivered. Registrations alone need no process: whoever raises an event
+    // starts it.
     bool InUse() const { return outbox_.pending() > 0; }
 
   private:

@@ -1,6 +1,8 @@
 // The event access of the real host process, over COM: models change, clients are called.
 #include "QXKeldan.h"
 #include "common/results.h"
+#include "common/scope_exit.h"
+#include "common/unique_any.h"
 #include "platform/HostTest.h"
 #include "platform/data/ModelStore.h"
 #include "platform/eventaccess/EventAccessService.h"
@@ -249,17 +251,18 @@ TEST(EventAccessQueue, EventThatFindsNoRoomIsPostedWhenThereIsSome) {
     const keldan::ModelStore store(data);
     ASSERT_NO_FATAL_FAILURE(WriteModel(store, Gauge(L"1")));
     Inbox came;
-    std::mutex held;
-    std::unique_lock hold(held);
+    const vorna::unique_handle released(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     keldan::OutboxPolicy policy;
     policy.perSubscription = 1;
     keldan::EventAccessService service(
         [&](const std::wstring&, const std::wstring& document) {
             const HRESULT result = came.Take(bstr(document).get());
-            const std::lock_guard wait(held);
+            WaitForSingleObject(released.get(), INFINITE);
             return result;
         },
         data, policy);
+    // Also where the test ends early: the service waits for the client.
+    const vorna::scope_exit release([&] { SetEvent(released.get()); });
     ASSERT_HR(S_OK, service.Start(folder.path()));
     std::wstring id;
     ASSERT_HR(S_OK, service.Subscribe(GAUGE, Document(Event(L"/Gauge/Pressure")), id));
@@ -272,7 +275,7 @@ TEST(EventAccessQueue, EventThatFindsNoRoomIsPostedWhenThereIsSome) {
     ASSERT_NO_FATAL_FAILURE(WriteModel(store, Gauge(L"4")));
     ASSERT_TRUE(came.WaitFor(other, 1));
     EXPECT_EQ(1u, came.Count(id));
-    hold.unlock();
+    SetEvent(released.get());
     EXPECT_TRUE(came.WaitFor(id, 2));
     EXPECT_EQ(L"<Pressure>2</Pressure>\n<Pressure>4</Pressure>\n", DataOf(came.Of(id)));
     EXPECT_TRUE(service.InUse());
