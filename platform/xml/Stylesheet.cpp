@@ -58,11 +58,25 @@ constexpr std::wstring_view allowed_elements[] = {L"apply-imports",
                                                   L"when",
                                                   L"with-param"};
 
+// On a drive, with its full path: a stylesheet named by a client must not make this process call another machine, nor
+// a pipe or a device.
+bool IsOnDrive(std::wstring_view path) {
+    if (path.starts_with(L"\\\\?\\"))
+        path.remove_prefix(4);
+    return path.size() > 3 && ((path[0] | 0x20) >= L'a' && (path[0] | 0x20) <= L'z') && path[1] == L':' &&
+           (path[2] == L'\\' || path[2] == L'/');
+}
+
 std::string ReadBytes(const std::wstring& path) {
+    if (!IsOnDrive(path))
+        throw failure{E_ACCESSDENIED};
     vorna::unique_file file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                         FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
         throw failure{vorna::result_from_last_error()};
+    // Names such as CON are devices in every folder.
+    if (GetFileType(file.get()) != FILE_TYPE_DISK)
+        throw failure{E_ACCESSDENIED};
     LARGE_INTEGER size{};
     if (!GetFileSizeEx(file.get(), &size))
         throw failure{vorna::result_from_last_error()};

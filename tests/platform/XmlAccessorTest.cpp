@@ -423,6 +423,10 @@ TEST_F(StylesheetTest, RefusesWhatReachesOut) {
     bstr text;
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND),
               accessor_->TransformByFile(bstr((folder_.path() / "none.xsl").wstring()).get(), text.put()));
+    for (const wchar_t* path :
+         {L"", L"sheet.xsl", L"C:sheet.xsl", L"\\\\elsewhere\\share\\sheet.xsl", L"http://elsewhere/sheet.xsl",
+          L"\\\\.\\pipe\\sheet", L"\\\\?\\UNC\\elsewhere\\share\\sheet.xsl"})
+        EXPECT_HR(E_ACCESSDENIED, accessor_->TransformByFile(bstr(path).get(), text.put())) << Narrow(path);
 }
 
 // Some processors fail, some cut the recursion off at a depth of their own; none may take the process along.
