@@ -96,7 +96,7 @@ class Subscription {
     // Registers it; maintenanceId is the timer's ID for it.
     [[nodiscard]] static HRESULT RegisterforMaintananceEvent(std::wstring& maintenanceId);
     // The client cookie of its callbacks.
-    static constexpr std::wstring_view MAINTENANCE_COOKIE = L"";
+    static constexpr std::wstring_view MAINTENANCE_COOKIE{};
 
   private:
     HRESULT HandleSetDataforTimerEvent(SetDataOperation operation, CPWStringBuffer& errorText);
