@@ -2,6 +2,7 @@
 
 #include "common/results.h"
 
+#include <mutex>
 #include <utility>
 
 namespace fakes {
@@ -9,6 +10,8 @@ namespace fakes {
 namespace {
 
 Scripts current;
+// Senders are called by several threads, and call back into themselves by way of the scripts' functions.
+std::recursive_mutex senders;
 
 HRESULT Next(std::vector<HRESULT>& answers) {
     if (answers.empty())
@@ -58,6 +61,7 @@ STDMETHODIMP ScriptedTimer::GetTicket(BSTR* ticket) {
 
 HRESULT SenderScript::Subscribe(const std::wstring& document, std::wstring& id) {
     static int made = 0;
+    const std::lock_guard lock(senders);
     if (HRESULT answer = Next(subscribe); answer != S_OK)
         return answer;
     id = L"id-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++made);
@@ -68,6 +72,7 @@ HRESULT SenderScript::Subscribe(const std::wstring& document, std::wstring& id) 
 }
 
 HRESULT SenderScript::Modify(BSTR id, const std::wstring& document) {
+    const std::lock_guard lock(senders);
     if (HRESULT answer = Next(modify); answer != S_OK)
         return answer;
     const auto found = schedules.find(std::wstring(vorna::view_of(id)));
@@ -78,6 +83,7 @@ HRESULT SenderScript::Modify(BSTR id, const std::wstring& document) {
 }
 
 HRESULT SenderScript::Unsubscribe(BSTR id) {
+    const std::lock_guard lock(senders);
     unsubscribed.emplace_back(vorna::view_of(id));
     if (HRESULT answer = Next(unsubscribe); answer != S_OK)
         return answer;

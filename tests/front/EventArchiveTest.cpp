@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <thread>
 
 using namespace vorna;
 
@@ -205,6 +206,31 @@ TEST_F(EventArchive, FailedModificationIsFollowedByAFreshSubscription) {
         EXPECT_EQ(kind.invalidated, ended.text);
         EXPECT_HR(RESULT_NO_SUBSCRIPTION, GetData(L"/Archive[@ID='A1']/*").result);
     }
+}
+
+TEST_F(EventArchive, TwoRenewalsAtOnceKeepEverySnapshot) {
+    ASSERT_HR(S_OK, SetData(EventDocument(KINDS[0], L"A1")).result);
+    ASSERT_HR(S_OK, Fire(KINDS[0], L"A1").result);
+    manager_.schedules.clear();
+    std::thread other;
+    manager_.onSubscribed = [&](const std::wstring&) {
+        // While the first renewal is between the event manager's answer and its record.
+        if (!other.joinable())
+            other = std::thread([&] {
+                CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+                EXPECT_HR(S_OK, SetData(EventDocument(KINDS[0], L"A1")).result);
+                CoUninitialize();
+            });
+    };
+    EXPECT_HR(S_OK, SetData(EventDocument(KINDS[0], L"A1")).result);
+    other.join();
+    manager_.onSubscribed = nullptr;
+    const SubscriptionRecord record = Record(L"A1");
+    EXPECT_EQ(1u, record.SnapShots.size());
+    ASSERT_EQ(1u, manager_.schedules.size());
+    EXPECT_EQ(record.SubscriptionId, manager_.schedules.begin()->first);
+    EXPECT_NE(std::wstring::npos, GetData(L"/Archive[@ID='A1']/*").document.find(KINDS[0].archived));
+    EXPECT_EQ(3u, FilesLeft()) << "one persist, one configuration, one snapshot archive";
 }
 
 TEST_F(EventArchive, PayloadsAreNarrowedAndTurned) {
