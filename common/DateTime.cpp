@@ -95,7 +95,7 @@ std::optional<std::int64_t> SecondsOf(const CalendarFields& fields) {
     double day = 0;
     if (!SystemTimeToVariantTime(&midnight, &day))
         return std::nullopt;
-    return std::llround(day) * SECONDS_PER_DAY + fields.hour * 3600 + fields.minute * 60 + fields.second;
+    return std::llround(day) * SECONDS_PER_DAY + fields.hour * 3600LL + fields.minute * 60LL + fields.second;
 }
 
 std::optional<std::int64_t> SecondsOf(const SYSTEMTIME& time) {

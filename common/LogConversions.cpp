@@ -27,7 +27,7 @@ class Conversion {
             text_[length_++] = character;
     }
     void Add(int number) {
-        char digits[16];
+        char digits[16] = "";
         const char* end = std::to_chars(digits, digits + sizeof digits, number).ptr;
         for (const char* digit = digits; digit != end; ++digit)
             Add(*digit);
@@ -116,12 +116,14 @@ size_t FormatConverting(char* text, size_t room, const char* format, va_list arg
                 conversion.Add(size[at]);
             conversion.Add(letter);
             const bool eight_bytes = size_length >= 2 && (std::strncmp(size, "ll", 2) == 0 || size[1] == '6');
+            // NOLINTBEGIN(bugprone-branch-clone): the branches differ in the types that they take.
             if (IsOneOf(letter, "eEfgGaA"))
                 written = _snprintf(out, left, conversion.c_str(), va_arg(arguments, double));
             else if (eight_bytes)
                 written = _snprintf(out, left, conversion.c_str(), va_arg(arguments, long long));
             else // Numbers, characters and pointers are of one size.
                 written = _snprintf(out, left, conversion.c_str(), va_arg(arguments, void*));
+            // NOLINTEND(bugprone-branch-clone)
         }
         length += written < 0 ? strnlen(out, left) : static_cast<size_t>(written);
     }

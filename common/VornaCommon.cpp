@@ -27,7 +27,7 @@ std::wstring ServerFile(const wchar_t* progId) {
     std::vector<wchar_t> value(MAX_PATH);
     // The value may grow between two calls.
     while (status == ERROR_MORE_DATA) {
-        bytes = static_cast<DWORD>(value.size() * sizeof(wchar_t));
+        bytes = static_cast<DWORD>(value.size()) * sizeof(wchar_t);
         status = RegGetValueW(HKEY_CLASSES_ROOT, key.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, value.data(), &bytes);
         if (status == ERROR_MORE_DATA)
             value.resize(value.size() * 2);

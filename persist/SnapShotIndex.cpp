@@ -32,7 +32,7 @@ HRESULT LoadIndex(XmlAccessor& accessor, const std::wstring& index, const char* 
     return RESULT_XML_MALFORMED;
 }
 
-HRESULT AddToIndex(std::wstring& index, const SnapShot& snapShot) {
+HRESULT AddToIndex(std::wstring& index, const SnapShot& snapShot, SubscriptionPersistance::Entry wanted) {
     std::wstring markup;
     snapShot.ToXML(markup);
     if (index.empty()) {
@@ -45,6 +45,8 @@ HRESULT AddToIndex(std::wstring& index, const SnapShot& snapShot) {
     const std::wstring entry = EntryPath(snapShot.Id);
     std::wstring found;
     if (accessor.QueryMarkup(entry + L"/AccessTime", found) == S_OK) {
+        if (wanted == SubscriptionPersistance::Entry::New)
+            return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
         if (Replace(accessor, entry + L"/AccessTime",
                     L"<AccessTime>" + FormatDateTime(snapShot.AccessTime) + L"</AccessTime>") != S_OK ||
             Replace(accessor, entry + L"/AlreadyRead",
@@ -102,7 +104,7 @@ HRESULT RefreshIndex(std::wstring& index, std::span<const SnapShot> snapShots) {
 } // namespace
 
 HRESULT SubscriptionPersistance::AddSnapShot(std::wstring_view directory, std::wstring_view subscriptionId,
-                                             const SnapShot& snapShot) {
+                                             const SnapShot& snapShot, Entry wanted) {
     static constexpr Texts texts{"SubscriptionPersistance::AddSnapShot", "", ""};
     return WithIndex(texts, directory, subscriptionId, [&](std::wstring& index) -> HRESULT {
         // A callback may come in when its subscription has just been ended: it must not bring archives back.
@@ -110,7 +112,7 @@ HRESULT SubscriptionPersistance::AddSnapShot(std::wstring_view directory, std::w
         if (index.empty() && IsMissing(ReadStream(ConfigArchivePath(directory, subscriptionId),
                                                   SubscriptionStream(subscriptionId), subscription)))
             return RESULT_NO_SUBSCRIPTION;
-        return AddToIndex(index, snapShot);
+        return AddToIndex(index, snapShot, wanted);
     });
 }
 

@@ -52,9 +52,11 @@ class SubscriptionPersistance {
 
     // The snapshot index. directory: the folder of the subscription's archives.
 
-    // Adds an entry, or brings the entry of the same Id up to date. 0x80000150 where the subscription has ended.
+    // Adds an entry, or brings the entry of the same Id up to date; 0x800700B7 (ERROR_ALREADY_EXISTS) in place of that
+    // where only a new one is wanted. 0x80000150 where the subscription has ended.
+    enum class Entry { NewOrKnown, New };
     [[nodiscard]] HRESULT AddSnapShot(std::wstring_view directory, std::wstring_view subscriptionId,
-                                      const SnapShot& snapShot);
+                                      const SnapShot& snapShot, Entry wanted = Entry::NewOrKnown);
     // Brings the entries of many snapshots up to date in one write; entries that are gone stay gone.
     [[nodiscard]] HRESULT RefreshSnapShots(std::wstring_view directory, std::wstring_view subscriptionId,
                                            std::span<const SnapShot> snapShots);

@@ -126,6 +126,7 @@ class Subscription {
                                               std::wstring_view transformFile);
     HRESULT GetDataFromAggregator(IUnknown* service, std::wstring_view xpath, std::wstring_view argument,
                                   std::wstring& data);
+    HRESULT RecordCapture(SnapShot& snapShot);
     HRESULT StoreSnapShot(const SnapShot& snapShot, std::wstring_view data);
     bool IsExpired(const SnapShot& snapShot) const;
     HRESULT RemoveStream(std::wstring_view snapShotId);

@@ -12,6 +12,12 @@
 
 namespace vorna {
 
+namespace {
+
+constexpr int MOST_WAITS_FOR_A_SECOND = 10;
+
+} // namespace
+
 HRESULT Subscription::HandleCallBack(std::wstring_view callbackXml) {
     VORNA_SCOPE_TRACE("Subscription::HandleCallBack");
     try {
@@ -93,9 +99,8 @@ HRESULT Subscription::HandleCallbackforXDMData(std::wstring_view xpath, std::wst
 HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data) {
     VORNA_SCOPE_TRACE("Subscription::AddSnapShotToArchive");
     try {
-        const SnapShot snapShot(LocalNow());
-        if (HRESULT result = persistance_.AddSnapShot(record_.ArchiveDirectory, record_.SubscriptionId, snapShot);
-            result != S_OK)
+        SnapShot snapShot;
+        if (HRESULT result = RecordCapture(snapShot); result != S_OK)
             return result;
         const HRESULT result = StoreSnapShot(snapShot, data);
         if (DeleteTheAgedFilesFromArchive() == 0)
@@ -106,6 +111,23 @@ HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data) {
     } catch (...) {
         VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
         return E_FAIL;
+    }
+}
+
+// Snapshots are named by the second, and a second capture of the same name would take the place of the first: it waits
+// for a second of its own. Where none comes soon (the clock was set back over a time that is full of captures), the
+// newer one is kept.
+HRESULT Subscription::RecordCapture(SnapShot& snapShot) {
+    using Entry = SubscriptionPersistance::Entry;
+    for (int waits = 0;; ++waits) {
+        snapShot = SnapShot(LocalNow());
+        const HRESULT result =
+            persistance_.AddSnapShot(record_.ArchiveDirectory, record_.SubscriptionId, snapShot,
+                                     waits < MOST_WAITS_FOR_A_SECOND ? Entry::New : Entry::NewOrKnown);
+        if (result != HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS))
+            return result;
+        VORNA_LOG(LOG_TRACE, "There is a snapshot %S already. Waiting for the next second", snapShot.Id.c_str());
+        Sleep(1001 - snapShot.AccessTime.wMilliseconds);
     }
 }
 

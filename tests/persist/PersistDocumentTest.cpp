@@ -146,6 +146,9 @@ TEST_F(PersistDocument, SnapshotIndex) {
     EXPECT_EQ(updated, index());
     ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.ArchiveDirectory, L"S1", second));
     EXPECT_EQ(updated, index()) << "one entry for one Id";
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS),
+              persistance_->AddSnapShot(record_.ArchiveDirectory, L"S1", first, SubscriptionPersistance::Entry::New));
+    EXPECT_EQ(updated, index()) << "what is known stays as it is";
 
     EXPECT_EQ(0, persistance_->DeleteSnapShot(record_.ArchiveDirectory, L"S1", gone.Id));
     EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.ArchiveDirectory, L"S1", second.Id));
