@@ -90,6 +90,8 @@ TEST_F(LiveEvents, ThresholdFiresResetsAndFiresAgain) {
     };
     for (int value : {9, 10, 4}) {
         ASSERT_NO_FATAL_FAILURE(put(value));
+        // The two are called side by side.
+        EXPECT_TRUE(WaitForSnapshots(L"High", 1)) << value;
         EXPECT_EQ(1u, Ids(L"High").size()) << value;
         if (value == 10) {
             // Half a file, and one with a document type, are no readings and not the end of the watch.
@@ -99,6 +101,7 @@ TEST_F(LiveEvents, ThresholdFiresResetsAndFiresAgain) {
     }
     ASSERT_NO_FATAL_FAILURE(put(12));
     ASSERT_TRUE(WaitForSnapshots(L"High", 2));
+    EXPECT_EQ(2u, Ids(L"High").size());
     EXPECT_EQ(4u, Ids(L"All").size());
     const std::wstring document = GetData(L"/Archive[@ID='High']//Pressure");
     EXPECT_NE(std::wstring::npos, document.find(L"<Pressure>9</Pressure>")) << support::Narrow(document);
@@ -141,7 +144,7 @@ TEST_F(LiveEvents, KilledHostLosesNoEvent) {
     }
     StopHost();
     for (const std::wstring& id : archives)
-        ExpectWhole(id, L"Badge");
+        ExpectWhole(id, L"Badge", 3);
 }
 
 TEST_F(LiveEvents, AgedArchiveStaysReadableAndComesBack) {

@@ -116,19 +116,26 @@ class LivePlatform : public testing::Test {
             ids.push_back(snapShot.Id);
         return ids;
     }
-    // Every snapshot of the index can be read and holds the text, and there are no others.
-    void ExpectWhole(const std::wstring& id, std::wstring_view text) {
+    // Every snapshot of the index can be read and holds the text, and there are no others. Each of so many captures
+    // that were cut off may have left an entry whose stream was never written.
+    void ExpectWhole(const std::wstring& id, std::wstring_view text, size_t cutOff = 0) {
         const SubscriptionRecord record = Record(id);
         SamAccessor archive(SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId));
-        long count = 0;
-        EXPECT_HR(S_OK, archive.getNumberOfFilesInArchive(count));
-        EXPECT_EQ(static_cast<long>(record.SnapShots.size()), count);
+        size_t readable = 0;
         for (const SnapShot& snapShot : record.SnapShots) {
             bstr data;
             archive.SetFileName(snapShot.Id);
-            EXPECT_HR(S_OK, archive.getStreamFromArchive(data)) << support::Narrow(snapShot.Id);
+            const HRESULT read = archive.getStreamFromArchive(data);
+            if (read == HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND))
+                continue;
+            ++readable;
+            EXPECT_HR(S_OK, read) << support::Narrow(snapShot.Id);
             EXPECT_NE(std::wstring_view::npos, data.view().find(text));
         }
+        EXPECT_LE(record.SnapShots.size(), readable + cutOff);
+        long count = 0;
+        EXPECT_HR(S_OK, archive.getNumberOfFilesInArchive(count));
+        EXPECT_EQ(static_cast<long>(readable), count);
     }
     void KillHost() {
         DWORD id = 0;

@@ -60,7 +60,7 @@ TEST_F(LivePlatform, KilledHostLosesNothing) {
     EXPECT_TRUE(watch.WaitUntil([&] { return Ids(L"Mem").size() > before.size(); }));
     EXPECT_HR(S_OK, SetData(Document(L"Mem", L"ON", 1)));
     StopHost();
-    ExpectWhole(L"Mem", L"Memory");
+    ExpectWhole(L"Mem", L"Memory", 3);
 }
 
 // Started by the test below: captures until the given number has been stored.
