@@ -19,10 +19,6 @@ namespace vorna {
 
 namespace {
 
-constexpr wchar_t ROOT_TIMER[] = L"TimerEvent";
-constexpr wchar_t ROOT_EVENT_ACCESS[] = L"EventPayload";
-constexpr wchar_t ROOT_EVENT_MANAGER[] = L"Event";
-
 // The sender of a callback document by the name of its root element, and the texts about it.
 struct SenderKind {
     const wchar_t* root;

@@ -17,8 +17,6 @@ class EventManagerSender : public Sender {
     const Texts& texts() const override;
     [[nodiscard]] HRESULT Modify(std::wstring_view id) override;
     [[nodiscard]] HRESULT Unsubscribe(std::wstring_view id) override;
-    // Whatever the refusal was, a fresh subscription may still come about.
-    bool SubscribesAgainAfter(HRESULT) const override { return true; }
 
   private:
     HRESULT CreateComponent() override;

@@ -36,10 +36,6 @@ HRESULT Sender::Subscribe(std::wstring& id, CPWStringBuffer& errorText) {
     return ResultOfRefusal(answer);
 }
 
-bool Sender::SubscribesAgainAfter(HRESULT answer) const {
-    return IsGone(answer);
-}
-
 bool Sender::IsGone(HRESULT answer) {
     return answer == PLATFORM_ID_UNKNOWN || answer == PLATFORM_ID_EXPIRED;
 }

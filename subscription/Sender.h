@@ -60,8 +60,9 @@ class Sender {
     // The same.
     [[nodiscard]] virtual HRESULT Unsubscribe(std::wstring_view id) = 0;
 
-    // Whether a modification with this answer is followed by a fresh subscription.
-    virtual bool SubscribesAgainAfter(HRESULT answer) const;
+    // Whether a modification with this answer is followed by a fresh subscription. Whatever the refusal was, one may
+    // still come about.
+    virtual bool SubscribesAgainAfter([[maybe_unused]] HRESULT answer) const { return true; }
     // The component does not hold the registration any more.
     static bool IsGone(HRESULT answer);
 

@@ -16,6 +16,8 @@ class TimerSender : public Sender {
     const Texts& texts() const override;
     [[nodiscard]] HRESULT Modify(std::wstring_view id) override;
     [[nodiscard]] HRESULT Unsubscribe(std::wstring_view id) override;
+    // A schedule that the timer refuses for another reason is not subscribed anew.
+    bool SubscribesAgainAfter(HRESULT answer) const override { return IsGone(answer); }
 
   private:
     HRESULT CreateComponent() override;

@@ -1,6 +1,6 @@
 #include "platform/eventaccess/EventAccessStore.h"
 
-#include "platform/journal/Record.h"
+#include "platform/calendar/InstantRecord.h"
 
 namespace keldan {
 
@@ -11,26 +11,21 @@ constexpr std::string_view REGISTRATION = "R/";
 constexpr std::string_view STATES = "S/";
 constexpr std::string_view EXPIRED = "E/";
 
-// IDs are made here: letters, digits and dashes.
-std::string Name(std::string_view kind, const std::wstring& id) {
-    return std::string(kind).append(id.begin(), id.end());
-}
-
 bool Read(const Journal::Table& table, EventAccessStore::Content& content) {
     content = {};
     for (const auto& [name, value] : table) {
         const std::wstring id(name.begin() + std::min<std::size_t>(name.size(), 2), name.end());
         if (name.starts_with(REGISTRATION)) {
-            const auto states = table.find(Name(STATES, id));
+            const auto states = table.find(RecordName(STATES, id));
             auto registration = states == table.end() ? std::nullopt : ReadModelRegistration(value, states->second);
             if (!registration)
                 return false;
             content.registrations.emplace(id, std::move(*registration));
         } else if (name.starts_with(EXPIRED)) {
-            RecordReader reader(value);
-            content.expired[id] = Instant(Milliseconds(reader.Number()));
-            if (!reader.Complete())
+            const auto instant = ReadInstant(value);
+            if (!instant)
                 return false;
+            content.expired[id] = *instant;
         } else if (!name.starts_with(STATES)) {
             return false;
         }
@@ -41,31 +36,29 @@ bool Read(const Journal::Table& table, EventAccessStore::Content& content) {
 } // namespace
 
 EventAccessStore::Batch& EventAccessStore::Batch::Put(const std::wstring& id, const ModelRegistration& registration) {
-    changes_.push_back({Name(REGISTRATION, id), WriteModelRegistration(registration)});
+    changes_.push_back({RecordName(REGISTRATION, id), WriteModelRegistration(registration)});
     return PutStates(id, registration.states);
 }
 
 EventAccessStore::Batch& EventAccessStore::Batch::PutStates(const std::wstring& id,
                                                             const std::vector<EventState>& states) {
-    changes_.push_back({Name(STATES, id), WriteEventStates(states)});
+    changes_.push_back({RecordName(STATES, id), WriteEventStates(states)});
     return *this;
 }
 
 EventAccessStore::Batch& EventAccessStore::Batch::Remove(const std::wstring& id) {
-    changes_.push_back({Name(REGISTRATION, id), std::nullopt});
-    changes_.push_back({Name(STATES, id), std::nullopt});
+    changes_.push_back({RecordName(REGISTRATION, id), std::nullopt});
+    changes_.push_back({RecordName(STATES, id), std::nullopt});
     return *this;
 }
 
 EventAccessStore::Batch& EventAccessStore::Batch::PutExpired(const std::wstring& id, Instant when) {
-    RecordWriter writer;
-    writer.Number(when.time_since_epoch().count());
-    changes_.push_back({Name(EXPIRED, id), writer.Take()});
+    changes_.push_back({RecordName(EXPIRED, id), WriteInstant(when)});
     return *this;
 }
 
 EventAccessStore::Batch& EventAccessStore::Batch::RemoveExpired(const std::wstring& id) {
-    changes_.push_back({Name(EXPIRED, id), std::nullopt});
+    changes_.push_back({RecordName(EXPIRED, id), std::nullopt});
     return *this;
 }
 

@@ -4,6 +4,7 @@
 #include "platform/delivery/NewName.h"
 #include "platform/delivery/Receiver.h"
 #include "platform/events/EventDocuments.h"
+#include "platform/journal/Record.h"
 
 namespace keldan {
 
@@ -11,11 +12,6 @@ namespace {
 
 constexpr wchar_t REGISTRATIONS_FILE[] = L"events.journal";
 constexpr wchar_t OUTBOX_FILE[] = L"events-outbox.journal";
-
-// IDs are made here: hexadecimal digits and dashes.
-std::string RecordName(const std::wstring& id) {
-    return std::string(id.begin(), id.end());
-}
 
 } // namespace
 
@@ -27,7 +23,7 @@ bool EventManagerService::Read(const Journal::Table& table) {
     byEvent_.clear();
     for (const auto& [name, value] : table) {
         auto registration = ReadEventRegistration(value);
-        if (!registration || RecordName(registration->id) != name)
+        if (!registration || RecordName({}, registration->id) != name)
             return false;
         Put(std::move(*registration));
     }
@@ -63,7 +59,7 @@ void EventManagerService::Remove(Registrations::iterator place) {
 }
 
 HRESULT EventManagerService::Write(const EventRegistration& registration) {
-    return journal_.Commit({{RecordName(registration.id), WriteEventRegistration(registration)}});
+    return journal_.Commit({{RecordName({}, registration.id), WriteEventRegistration(registration)}});
 }
 
 HRESULT EventManagerService::Subscribe(std::wstring_view subscription, std::wstring_view filter,
@@ -118,7 +114,7 @@ HRESULT EventManagerService::Unsubscribe(const std::wstring& id) {
         const auto known = registrations_.find(id);
         if (known == registrations_.end())
             return vorna::PLATFORM_ID_UNKNOWN;
-        if (HRESULT result = journal_.Commit({{RecordName(id), std::nullopt}}); FAILED(result))
+        if (HRESULT result = journal_.Commit({{RecordName({}, id), std::nullopt}}); FAILED(result))
             return result;
         Remove(known);
     }

@@ -8,6 +8,11 @@
 
 namespace keldan {
 
+// The name of a record: its kind and an ID that was made here, which is letters, digits and dashes.
+inline std::string RecordName(std::string_view kind, std::wstring_view id) {
+    return std::string(kind).append(id.begin(), id.end());
+}
+
 class RecordWriter {
   public:
     void Number(std::int64_t value) { bytes_.append(reinterpret_cast<const char*>(&value), sizeof value); }

@@ -108,16 +108,4 @@ std::optional<Progress> ReadProgress(std::string_view bytes) {
     return reader.Complete() ? std::optional(progress) : std::nullopt;
 }
 
-std::string WriteInstant(Instant instant) {
-    RecordWriter writer;
-    writer.Number(instant.time_since_epoch().count());
-    return writer.Take();
-}
-
-std::optional<Instant> ReadInstant(std::string_view bytes) {
-    RecordReader reader(bytes);
-    const Instant instant(Milliseconds(reader.Number()));
-    return reader.Complete() ? std::optional(instant) : std::nullopt;
-}
-
 } // namespace keldan

@@ -40,7 +40,5 @@ std::string WriteRegistration(const Registration& registration);
 std::optional<Registration> ReadRegistration(std::string_view bytes);
 std::string WriteProgress(const Progress& progress);
 std::optional<Progress> ReadProgress(std::string_view bytes);
-std::string WriteInstant(Instant instant);
-std::optional<Instant> ReadInstant(std::string_view bytes);
 
 } // namespace keldan

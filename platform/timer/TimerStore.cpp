@@ -1,5 +1,7 @@
 #include "platform/timer/TimerStore.h"
 
+#include "platform/calendar/InstantRecord.h"
+
 namespace keldan {
 
 namespace {
@@ -11,14 +13,6 @@ constexpr std::string_view PROGRESS = "P/";
 constexpr std::string_view TICKET = "T/";
 constexpr std::string_view EXPIRED = "E/";
 
-// IDs and tickets are made here: letters, digits and dashes.
-std::string Name(std::string_view kind, const std::wstring& id) {
-    std::string name(kind);
-    for (wchar_t character : id)
-        name += static_cast<char>(character);
-    return name;
-}
-
 std::wstring IdOf(const std::string& name) {
     return std::wstring(name.begin() + 2, name.end());
 }
@@ -26,39 +20,39 @@ std::wstring IdOf(const std::string& name) {
 } // namespace
 
 TimerStore::Batch& TimerStore::Batch::Put(const Registration& registration) {
-    changes_.push_back({Name(REGISTRATION, registration.id), WriteRegistration(registration)});
-    changes_.push_back({Name(PROGRESS, registration.id), std::nullopt});
+    changes_.push_back({RecordName(REGISTRATION, registration.id), WriteRegistration(registration)});
+    changes_.push_back({RecordName(PROGRESS, registration.id), std::nullopt});
     return *this;
 }
 
 TimerStore::Batch& TimerStore::Batch::PutProgress(const Registration& registration) {
-    changes_.push_back({Name(PROGRESS, registration.id), WriteProgress(registration.progress)});
+    changes_.push_back({RecordName(PROGRESS, registration.id), WriteProgress(registration.progress)});
     return *this;
 }
 
 TimerStore::Batch& TimerStore::Batch::Remove(const std::wstring& id) {
-    changes_.push_back({Name(REGISTRATION, id), std::nullopt});
-    changes_.push_back({Name(PROGRESS, id), std::nullopt});
+    changes_.push_back({RecordName(REGISTRATION, id), std::nullopt});
+    changes_.push_back({RecordName(PROGRESS, id), std::nullopt});
     return *this;
 }
 
 TimerStore::Batch& TimerStore::Batch::PutTicket(const std::wstring& ticket, Instant used) {
-    changes_.push_back({Name(TICKET, ticket), WriteInstant(used)});
+    changes_.push_back({RecordName(TICKET, ticket), WriteInstant(used)});
     return *this;
 }
 
 TimerStore::Batch& TimerStore::Batch::RemoveTicket(const std::wstring& ticket) {
-    changes_.push_back({Name(TICKET, ticket), std::nullopt});
+    changes_.push_back({RecordName(TICKET, ticket), std::nullopt});
     return *this;
 }
 
 TimerStore::Batch& TimerStore::Batch::PutExpired(const std::wstring& id, Instant when) {
-    changes_.push_back({Name(EXPIRED, id), WriteInstant(when)});
+    changes_.push_back({RecordName(EXPIRED, id), WriteInstant(when)});
     return *this;
 }
 
 TimerStore::Batch& TimerStore::Batch::RemoveExpired(const std::wstring& id) {
-    changes_.push_back({Name(EXPIRED, id), std::nullopt});
+    changes_.push_back({RecordName(EXPIRED, id), std::nullopt});
     return *this;
 }
 
@@ -68,7 +62,7 @@ bool TimerStore::Read(const Journal::Table& table, Content& content) {
             auto registration = ReadRegistration(value);
             if (!registration || registration->id != IdOf(name))
                 return false;
-            if (const auto progress = table.find(Name(PROGRESS, registration->id)); progress != table.end()) {
+            if (const auto progress = table.find(RecordName(PROGRESS, registration->id)); progress != table.end()) {
                 const auto read = ReadProgress(progress->second);
                 if (!read)
                     return false;
