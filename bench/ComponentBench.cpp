@@ -4,13 +4,13 @@
 #include "InstalledPlatform.h"
 #include "QXKeldan.h"
 #include "VornaLib.h"
-#include "common/VornaCommon.h"
-#include "common/XmlAccessor.h"
-#include "common/bstr.h"
-#include "common/platformservices.h"
+#include "common/com/bstr.h"
+#include "common/services/XmlAccessor.h"
+#include "common/services/platformservices.h"
+#include "common/sparse/SparseXml.h"
 #include "persist/SubscriptionPersistance.h"
-#include "subscription/ArchiveNames.h"
-#include "subscription/SamAccessor.h"
+#include "subscription/archive/ArchiveNames.h"
+#include "subscription/archive/SamAccessor.h"
 
 #include <algorithm>
 #include <chrono>

@@ -4,8 +4,8 @@
 #include "InstalledPlatform.h"
 #include "QXKeldan.h"
 #include "VornaLib.h"
-#include "common/bstr.h"
-#include "common/platformservices.h"
+#include "common/com/bstr.h"
+#include "common/services/platformservices.h"
 #include "persist/SubscriptionPersistance.h"
 #include "platform/delivery/Outbox.h"
 

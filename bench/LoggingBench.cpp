@@ -1,8 +1,8 @@
 // What logging costs: a message that is dropped against a bare compare, a line in the file against the least that a
 // line shared by several processes needs.
 #include "Bench.h"
-#include "common/Logging.h"
-#include "common/unique_any.h"
+#include "common/com/unique_any.h"
+#include "common/log/Logging.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 // How large the component's module is, and how long a program takes to load it.
 #include "Bench.h"
-#include "common/unique_any.h"
+#include "common/com/unique_any.h"
 #include "support/Support.h"
 
 #include <windows.h>

@@ -1,12 +1,12 @@
 // What a sparse document costs against the least that any way of making one needs: load, selectNodes and cloneNode of
 // each selected node, written by hand.
 #include "Bench.h"
-#include "common/VornaCommon.h"
-#include "common/XmlAccessor.h"
-#include "common/bstr.h"
-#include "common/msxml.h"
-#include "common/platformservices.h"
-#include "common/unique_any.h"
+#include "common/com/bstr.h"
+#include "common/com/unique_any.h"
+#include "common/services/XmlAccessor.h"
+#include "common/services/platformservices.h"
+#include "common/sparse/SparseXml.h"
+#include "common/xml/msxml.h"
 
 #include <windows.h>
 

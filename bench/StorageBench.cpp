@@ -3,10 +3,10 @@
 #include "Bench.h"
 #include "InstalledPlatform.h"
 #include "QXKeldan.h"
-#include "common/bstr.h"
-#include "common/com_ptr.h"
-#include "common/unique_any.h"
-#include "subscription/SamAccessor.h"
+#include "common/com/bstr.h"
+#include "common/com/com_ptr.h"
+#include "common/com/unique_any.h"
+#include "subscription/archive/SamAccessor.h"
 
 #include <sqlite3.h>
 

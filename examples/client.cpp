@@ -6,9 +6,9 @@
 
 #include "QXKeldan.h"
 #include "VornaLib.h"
-#include "common/bstr.h"
-#include "common/com_ptr.h"
-#include "common/scope_exit.h"
+#include "common/com/bstr.h"
+#include "common/com/com_ptr.h"
+#include "common/com/scope_exit.h"
 
 #include <cstdio>
 #include <fstream>

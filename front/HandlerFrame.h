@@ -1,10 +1,10 @@
 // The frame of VornaHandler's operations; for its own sources only.
 #pragma once
 
-#include "common/CPWStringBuffer.h"
-#include "common/Logging.h"
-#include "common/ProcessorFault.h"
-#include "common/results.h"
+#include "common/com/ProcessorFault.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
+#include "common/text/CPWStringBuffer.h"
 
 namespace vorna {
 

@@ -1,9 +1,9 @@
 // The module's entry points.
 
 #include "VornaLib.h"
-#include "common/Logging.h"
-#include "common/com_server.h"
-#include "common/results.h"
+#include "common/com/com_server.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
 #include "front/Registrar.h"
 #include "front/Vorna.h"
 

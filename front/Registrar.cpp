@@ -1,6 +1,6 @@
 #include "front/Registrar.h"
 
-#include "common/com_ptr.h"
+#include "common/com/com_ptr.h"
 #include "front/resource.h"
 
 #include <objbase.h>

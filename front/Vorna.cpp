@@ -1,9 +1,9 @@
 #include "front/Vorna.h"
 
-#include "common/CPWStringBuffer.h"
-#include "common/Logging.h"
-#include "common/ProcessorFault.h"
-#include "common/results.h"
+#include "common/com/ProcessorFault.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
+#include "common/text/CPWStringBuffer.h"
 #include "front/VornaHandler.h"
 
 namespace vorna {

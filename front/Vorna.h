@@ -6,7 +6,7 @@
 #pragma once
 
 #include "VornaLib.h"
-#include "common/com_server.h"
+#include "common/com/com_server.h"
 
 namespace vorna {
 

@@ -1,8 +1,8 @@
 #include "front/VornaHandler.h"
 
-#include "common/Logging.h"
-#include "common/bstr.h"
-#include "common/results.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
 #include "front/HandlerFrame.h"
 #include "src/SubscriptionInfo.h"
 #include "subscription/Subscription.h"

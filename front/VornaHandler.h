@@ -4,8 +4,8 @@
 // thrown inside it (0x8000015E, "Unknown Exception Occured"); only processor faults pass.
 #pragma once
 
-#include "common/CPWStringBuffer.h"
-#include "common/XmlAccessor.h"
+#include "common/services/XmlAccessor.h"
+#include "common/text/CPWStringBuffer.h"
 #include "persist/SubscriptionPersistance.h"
 
 #include <oleauto.h>

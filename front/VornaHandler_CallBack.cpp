@@ -1,17 +1,17 @@
 // The way of a callback: to its subscription, to the maintenance pass, or back to a sender that nobody wants to hear.
 
-#include "common/Logging.h"
-#include "common/VornaCommon.h"
-#include "common/bstr.h"
-#include "common/results.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
+#include "common/services/ServiceObjects.h"
 #include "front/HandlerFrame.h"
 #include "front/VornaHandler.h"
-#include "subscription/ArchiveNames.h"
 #include "subscription/EventAccessSender.h"
 #include "subscription/EventManagerSender.h"
 #include "subscription/RegistrationLock.h"
 #include "subscription/Subscription.h"
 #include "subscription/TimerSender.h"
+#include "subscription/archive/ArchiveNames.h"
 
 #include <memory>
 

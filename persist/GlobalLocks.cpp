@@ -1,6 +1,6 @@
 #include "persist/GlobalLocks.h"
 
-#include "common/Logging.h"
+#include "common/log/Logging.h"
 
 #include <algorithm>
 

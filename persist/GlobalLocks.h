@@ -4,8 +4,8 @@
 // ends after ten minutes at the latest. The data behind the lock of a process that died is used as it stands.
 #pragma once
 
-#include "common/ProcessorFault.h"
-#include "common/unique_any.h"
+#include "common/com/ProcessorFault.h"
+#include "common/com/unique_any.h"
 
 #include <string>
 #include <string_view>

@@ -1,11 +1,11 @@
 // The frames that the operations of SubscriptionPersistance share; for its own sources only.
 #pragma once
 
-#include "common/Logging.h"
-#include "common/bstr.h"
-#include "common/results.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
 #include "persist/SubscriptionPersistance.h"
-#include "subscription/ArchiveNames.h"
+#include "subscription/archive/ArchiveNames.h"
 
 #include <string>
 #include <string_view>

@@ -1,6 +1,6 @@
 // The operations of SubscriptionPersistance on a subscription's snapshot index.
 
-#include "common/Logging.h"
+#include "common/log/Logging.h"
 #include "persist/PersistFrame.h"
 #include "persist/SubscriptionPersistance.h"
 

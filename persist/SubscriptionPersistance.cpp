@@ -1,11 +1,11 @@
 #include "persist/SubscriptionPersistance.h"
 
-#include "common/Logging.h"
-#include "common/VornaCommon.h"
-#include "common/results.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
+#include "common/services/Directories.h"
 #include "persist/PersistFrame.h"
-#include "subscription/ArchiveNames.h"
-#include "subscription/SamAccessor.h"
+#include "subscription/archive/ArchiveNames.h"
+#include "subscription/archive/SamAccessor.h"
 
 #include <algorithm>
 

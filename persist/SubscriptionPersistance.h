@@ -8,7 +8,7 @@
 // manager's own code where an archive is damaged or cannot be reached; E_FAIL otherwise.
 #pragma once
 
-#include "common/XmlAccessor.h"
+#include "common/services/XmlAccessor.h"
 #include "persist/GlobalLocks.h"
 #include "persist/SubscriptionRecord.h"
 

@@ -1,8 +1,8 @@
 // What a subscription is on disk: the records that SubscriptionPersistance reads and writes.
 #pragma once
 
-#include "common/DateTime.h"
-#include "subscription/SnapShot.h"
+#include "common/time/DateTime.h"
+#include "subscription/archive/SnapShot.h"
 
 #include <list>
 #include <string>

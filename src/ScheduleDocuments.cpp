@@ -1,8 +1,8 @@
 #include "src/ScheduleDocuments.h"
 
-#include "common/Logging.h"
-#include "common/XmlAccessor.h"
-#include "common/XmlEscape.h"
+#include "common/log/Logging.h"
+#include "common/services/XmlAccessor.h"
+#include "common/xml/XmlEscape.h"
 
 #include <cwchar>
 

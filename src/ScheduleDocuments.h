@@ -4,7 +4,7 @@
 // of clients and parameters are put in as character data; nothing else comes from outside. Throws std::bad_alloc only.
 #pragma once
 
-#include "common/DateTime.h"
+#include "common/time/DateTime.h"
 
 #include <cstdint>
 #include <optional>

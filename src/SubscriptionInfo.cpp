@@ -1,8 +1,8 @@
 #include "src/SubscriptionInfo.h"
 
-#include "common/Logging.h"
-#include "common/XmlAccessor.h"
-#include "common/results.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
+#include "common/services/XmlAccessor.h"
 
 #include <objbase.h>
 

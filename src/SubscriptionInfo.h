@@ -4,7 +4,7 @@
 // One thread at a time. Neither construction nor SetAging throws; SetClientCookie throws std::bad_alloc.
 #pragma once
 
-#include "common/DateTime.h"
+#include "common/time/DateTime.h"
 #include "src/KROEventInfo.h"
 #include "src/TimerInfo.h"
 #include "src/XDMEventInfo.h"

@@ -1,7 +1,7 @@
 #include "src/TimerInfo.h"
 
-#include "common/Logging.h"
-#include "common/platformservices.h"
+#include "common/log/Logging.h"
+#include "common/services/platformservices.h"
 
 namespace vorna {
 

@@ -1,9 +1,9 @@
 #include "src/XDMEventInfo.h"
 
-#include "common/Logging.h"
-#include "common/XmlAccessor.h"
-#include "common/XmlEscape.h"
-#include "common/platformservices.h"
+#include "common/log/Logging.h"
+#include "common/services/XmlAccessor.h"
+#include "common/services/platformservices.h"
+#include "common/xml/XmlEscape.h"
 
 namespace vorna {
 

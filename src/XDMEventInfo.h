@@ -1,7 +1,7 @@
 // A subscription to changes in a data model, watched by event access.
 #pragma once
 
-#include "common/DateTime.h"
+#include "common/time/DateTime.h"
 #include "src/DataSource.h"
 
 #include <string>

@@ -1,8 +1,8 @@
 #include "subscription/EventAccessSender.h"
 
-#include "common/XmlAccessor.h"
-#include "common/bstr.h"
-#include "common/platformservices.h"
+#include "common/com/bstr.h"
+#include "common/services/XmlAccessor.h"
+#include "common/services/platformservices.h"
 
 namespace vorna {
 

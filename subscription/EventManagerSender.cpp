@@ -1,7 +1,7 @@
 #include "subscription/EventManagerSender.h"
 
-#include "common/bstr.h"
-#include "common/platformservices.h"
+#include "common/com/bstr.h"
+#include "common/services/platformservices.h"
 
 namespace vorna {
 

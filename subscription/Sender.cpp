@@ -1,7 +1,7 @@
 #include "subscription/Sender.h"
 
-#include "common/Logging.h"
-#include "common/results.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
 #include "persist/SubscriptionPersistance.h"
 
 namespace vorna {

@@ -3,7 +3,7 @@
 // One is made for one operation. One thread. Operations throw std::bad_alloc only.
 #pragma once
 
-#include "common/CPWStringBuffer.h"
+#include "common/text/CPWStringBuffer.h"
 
 #include <windows.h>
 

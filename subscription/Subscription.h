@@ -7,11 +7,11 @@
 #pragma once
 
 #include "QXKeldan.h"
-#include "common/CPWStringBuffer.h"
-#include "common/com_ptr.h"
+#include "common/com/com_ptr.h"
+#include "common/text/CPWStringBuffer.h"
 #include "persist/SubscriptionPersistance.h"
 #include "src/SubscriptionInfo.h"
-#include "subscription/SamAccessor.h"
+#include "subscription/archive/SamAccessor.h"
 
 #include <optional>
 #include <string>

@@ -1,10 +1,10 @@
 // The end of event-manager subscriptions that have reached their end date, and the return of those that the event
 // manager has lost.
 
-#include "common/Logging.h"
-#include "common/VornaCommon.h"
-#include "common/platformservices.h"
-#include "common/results.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
+#include "common/services/ServiceObjects.h"
+#include "common/services/platformservices.h"
 #include "subscription/EventManagerSender.h"
 #include "subscription/Subscription.h"
 

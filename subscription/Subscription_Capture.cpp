@@ -1,12 +1,12 @@
 // From a callback to a stored snapshot.
 
-#include "common/Logging.h"
-#include "common/VornaCommon.h"
-#include "common/bstr.h"
-#include "common/platformservices.h"
-#include "common/results.h"
-#include "subscription/ArchiveNames.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
+#include "common/services/ServiceObjects.h"
+#include "common/services/platformservices.h"
 #include "subscription/Subscription.h"
+#include "subscription/archive/ArchiveNames.h"
 
 #include <algorithm>
 

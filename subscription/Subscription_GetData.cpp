@@ -1,10 +1,10 @@
 // The answer to a GetData: one document of all snapshots, each cut down to what was asked for.
 
-#include "common/Logging.h"
-#include "common/VornaCommon.h"
-#include "common/bstr.h"
-#include "subscription/ArchiveNames.h"
+#include "common/com/bstr.h"
+#include "common/log/Logging.h"
+#include "common/sparse/SparseXml.h"
 #include "subscription/Subscription.h"
+#include "subscription/archive/ArchiveNames.h"
 
 namespace vorna {
 

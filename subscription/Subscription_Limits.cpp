@@ -1,10 +1,10 @@
 // Lifetimes and the storage limit of an archive. What goes first is always the oldest.
 
-#include "common/Logging.h"
-#include "common/unique_any.h"
+#include "common/com/unique_any.h"
+#include "common/log/Logging.h"
 #include "persist/PersistFrame.h"
-#include "subscription/ArchiveNames.h"
 #include "subscription/Subscription.h"
+#include "subscription/archive/ArchiveNames.h"
 
 namespace vorna {
 

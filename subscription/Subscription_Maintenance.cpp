@@ -1,16 +1,16 @@
 // What all kinds of registration share: the ten-minute timer of the component's own, and the archives' folders.
 
-#include "common/Logging.h"
-#include "common/VornaCommon.h"
-#include "common/bstr.h"
-#include "common/platformservices.h"
-#include "common/unique_any.h"
+#include "common/com/bstr.h"
+#include "common/com/unique_any.h"
+#include "common/log/Logging.h"
+#include "common/services/Directories.h"
+#include "common/services/platformservices.h"
 #include "persist/PersistFrame.h"
 #include "src/ScheduleDocuments.h"
-#include "subscription/ArchiveNames.h"
 #include "subscription/RegistrationLock.h"
 #include "subscription/Subscription.h"
 #include "subscription/TimerSender.h"
+#include "subscription/archive/ArchiveNames.h"
 
 #include <algorithm>
 #include <vector>

@@ -1,9 +1,9 @@
 // From an event's payload to the data of a snapshot: narrowed by an XPath, turned by a stylesheet.
 
-#include "common/Logging.h"
-#include "common/VornaCommon.h"
-#include "common/XmlAccessor.h"
-#include "common/results.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
+#include "common/services/XmlAccessor.h"
+#include "common/sparse/SparseXml.h"
 #include "subscription/Subscription.h"
 
 namespace vorna {

@@ -1,14 +1,14 @@
 // How subscriptions of every kind are registered with their sender, modified and ended, and what a failure undoes.
 
-#include "common/Logging.h"
-#include "common/ProcessorFault.h"
-#include "common/results.h"
-#include "subscription/ArchiveNames.h"
+#include "common/com/ProcessorFault.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
 #include "subscription/EventAccessSender.h"
 #include "subscription/EventManagerSender.h"
 #include "subscription/RegistrationLock.h"
 #include "subscription/Subscription.h"
 #include "subscription/TimerSender.h"
+#include "subscription/archive/ArchiveNames.h"
 
 namespace vorna {
 

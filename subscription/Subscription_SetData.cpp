@@ -1,13 +1,13 @@
 // The way of a SetData: the service object's identity, the choice of the platform component, the end of maintenance.
 
-#include "common/Logging.h"
-#include "common/ProcessorFault.h"
-#include "common/XmlEscape.h"
-#include "common/bstr.h"
-#include "common/results.h"
-#include "subscription/ArchiveNames.h"
+#include "common/com/ProcessorFault.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
+#include "common/xml/XmlEscape.h"
 #include "subscription/RegistrationLock.h"
 #include "subscription/Subscription.h"
+#include "subscription/archive/ArchiveNames.h"
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
 #include "subscription/TimerSender.h"
 
-#include "common/Logging.h"
-#include "common/bstr.h"
-#include "common/platformservices.h"
-#include "common/results.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
+#include "common/services/platformservices.h"
 
 namespace vorna {
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "QXKeldan.h"
-#include "common/com_ptr.h"
+#include "common/com/com_ptr.h"
 #include "src/TimerInfo.h"
 #include "subscription/Sender.h"
 

@@ -1,8 +1,8 @@
-#include "Advice.h"
+#include "tools/Advice.h"
 
-#include "EventClient.h"
-#include "common/results.h"
-#include "common/unique_any.h"
+#include "common/com/results.h"
+#include "common/com/unique_any.h"
+#include "tools/EventClient.h"
 
 namespace vornactl {
 

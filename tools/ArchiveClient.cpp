@@ -1,7 +1,7 @@
-#include "ArchiveClient.h"
+#include "tools/ArchiveClient.h"
 
-#include "Components.h"
-#include "common/bstr.h"
+#include "common/com/bstr.h"
+#include "tools/Components.h"
 
 namespace vornactl {
 

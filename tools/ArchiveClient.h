@@ -2,7 +2,7 @@
 #pragma once
 
 #include "VornaLib.h"
-#include "common/com_ptr.h"
+#include "common/com/com_ptr.h"
 
 #include <unknwn.h>
 

@@ -1,11 +1,11 @@
-#include "ArchiveList.h"
+#include "tools/ArchiveList.h"
 
-#include "common/platformservices.h"
-#include "common/results.h"
-#include "common/unique_any.h"
+#include "common/com/results.h"
+#include "common/com/unique_any.h"
+#include "common/services/platformservices.h"
 #include "persist/SubscriptionPersistance.h"
 #include "src/SubscriptionInfo.h"
-#include "subscription/ArchiveNames.h"
+#include "subscription/archive/ArchiveNames.h"
 
 #include <algorithm>
 #include <array>

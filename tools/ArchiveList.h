@@ -1,7 +1,7 @@
 // All archives of this machine, read from the component's own records.
 #pragma once
 
-#include "Failure.h"
+#include "tools/Failure.h"
 
 #include <cstdint>
 #include <optional>

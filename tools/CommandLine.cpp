@@ -1,6 +1,6 @@
-#include "CommandLine.h"
+#include "tools/CommandLine.h"
 
-#include "Failure.h"
+#include "tools/Failure.h"
 
 #include <algorithm>
 

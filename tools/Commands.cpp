@@ -1,14 +1,14 @@
-#include "Commands.h"
+#include "tools/Commands.h"
 
-#include "ArchiveClient.h"
-#include "ArchiveList.h"
-#include "Console.h"
-#include "DataModel.h"
-#include "EventClient.h"
-#include "ModuleRegistration.h"
-#include "SubscriptionFile.h"
-#include "TextFile.h"
-#include "common/results.h"
+#include "common/com/results.h"
+#include "tools/ArchiveClient.h"
+#include "tools/ArchiveList.h"
+#include "tools/Console.h"
+#include "tools/DataModel.h"
+#include "tools/EventClient.h"
+#include "tools/ModuleRegistration.h"
+#include "tools/SubscriptionFile.h"
+#include "tools/TextFile.h"
 
 #include <algorithm>
 

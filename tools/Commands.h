@@ -1,8 +1,8 @@
 // What the program can do.
 #pragma once
 
-#include "CommandLine.h"
-#include "Failure.h"
+#include "tools/CommandLine.h"
+#include "tools/Failure.h"
 
 #include <span>
 #include <string>

@@ -1,10 +1,10 @@
-#include "Components.h"
+#include "tools/Components.h"
 
 #include "QXKeldan.h"
-#include "TextFile.h"
-#include "common/XmlAccessor.h"
-#include "common/bstr.h"
-#include "common/results.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
+#include "common/services/XmlAccessor.h"
+#include "tools/TextFile.h"
 
 namespace vornactl {
 

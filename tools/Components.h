@@ -1,9 +1,9 @@
 // The components that commands ask, and the documents that are handed to them. Needs COM on the thread.
 #pragma once
 
-#include "Failure.h"
-#include "common/com_ptr.h"
-#include "common/platformservices.h"
+#include "common/com/com_ptr.h"
+#include "common/services/platformservices.h"
+#include "tools/Failure.h"
 
 #include <string>
 

@@ -1,8 +1,8 @@
-#include "Console.h"
+#include "tools/Console.h"
 
-#include "Advice.h"
-#include "TextFile.h"
-#include "common/results.h"
+#include "common/com/results.h"
+#include "tools/Advice.h"
+#include "tools/TextFile.h"
 
 #include <cwchar>
 #include <string>

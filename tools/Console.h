@@ -1,7 +1,7 @@
 // The program's two outputs: UTF-8 in files and pipes, plain characters in a console window.
 #pragma once
 
-#include "Failure.h"
+#include "tools/Failure.h"
 
 #include <string_view>
 

@@ -1,10 +1,10 @@
-#include "DataModel.h"
+#include "tools/DataModel.h"
 
-#include "Components.h"
 #include "QXKeldan.h"
-#include "common/bstr.h"
-#include "common/results.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
 #include "platform/data/ModelStore.h"
+#include "tools/Components.h"
 
 namespace vornactl {
 

@@ -1,12 +1,12 @@
-#include "EventClient.h"
+#include "tools/EventClient.h"
 
-#include "Components.h"
-#include "Failure.h"
 #include "QXKeldan.h"
-#include "common/XmlEscape.h"
-#include "common/bstr.h"
-#include "common/results.h"
-#include "platform/xml/XmlCharacters.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
+#include "common/xml/XmlCharacters.h"
+#include "common/xml/XmlEscape.h"
+#include "tools/Components.h"
+#include "tools/Failure.h"
 
 #include <set>
 
@@ -40,7 +40,7 @@ std::wstring PropertiesDocument(std::span<const std::wstring> properties) {
         if (name.empty())
             throw usage_error{L"the property \"" + property + L"\" has no name"};
         for (const wchar_t letter : property)
-            if (!IS_HIGH_SURROGATE(letter) && !IS_LOW_SURROGATE(letter) && !keldan::IsXmlCharacter(letter))
+            if (!IS_HIGH_SURROGATE(letter) && !IS_LOW_SURROGATE(letter) && !vorna::IsXmlCharacter(letter))
                 throw usage_error{L"the property \"" + name +
                                   L"\" holds a character that no document can hold, number " +
                                   std::to_wstring(static_cast<unsigned>(letter))};

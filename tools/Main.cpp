@@ -1,9 +1,9 @@
 // vornactl: the entry point.
 
-#include "Commands.h"
-#include "Console.h"
-#include "common/results.h"
-#include "common/scope_exit.h"
+#include "common/com/results.h"
+#include "common/com/scope_exit.h"
+#include "tools/Commands.h"
+#include "tools/Console.h"
 
 #include <objbase.h>
 

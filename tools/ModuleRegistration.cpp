@@ -1,8 +1,8 @@
-#include "ModuleRegistration.h"
+#include "tools/ModuleRegistration.h"
 
-#include "Console.h"
-#include "common/results.h"
-#include "common/unique_any.h"
+#include "common/com/results.h"
+#include "common/com/unique_any.h"
+#include "tools/Console.h"
 
 #include <windows.h>
 

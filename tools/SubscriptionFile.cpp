@@ -1,11 +1,11 @@
-#include "SubscriptionFile.h"
+#include "tools/SubscriptionFile.h"
 
-#include "Failure.h"
-#include "TextFile.h"
-#include "common/XmlAccessor.h"
-#include "common/XmlEscape.h"
-#include "common/results.h"
-#include "platform/xml/XmlCharacters.h"
+#include "common/com/results.h"
+#include "common/services/XmlAccessor.h"
+#include "common/xml/XmlCharacters.h"
+#include "common/xml/XmlEscape.h"
+#include "tools/Failure.h"
+#include "tools/TextFile.h"
 
 #include <filesystem>
 
@@ -38,7 +38,7 @@ std::wstring ReadSubscription(const std::wstring& file) {
         std::wstring value;
         if (accessor.QueryText(element, value) != S_OK)
             continue;
-        const std::wstring name(keldan::Trimmed(value));
+        const std::wstring name(vorna::Trimmed(value));
         if (name.empty() || std::filesystem::path(name).is_absolute())
             continue;
         const std::wstring markup =

@@ -1,8 +1,8 @@
-#include "TextFile.h"
+#include "tools/TextFile.h"
 
-#include "Failure.h"
-#include "common/results.h"
-#include "common/unique_any.h"
+#include "common/com/results.h"
+#include "common/com/unique_any.h"
+#include "tools/Failure.h"
 
 #include <algorithm>
 #include <cwctype>

@@ -1,12 +1,12 @@
 #include "platform/aggregator/Aggregator.h"
 
-#include "common/bstr.h"
+#include "common/com/bstr.h"
 #include "platform/aggregator/DataModels.h"
-#include "platform/aggregator/NodeMarkup.h"
-#include "platform/aggregator/Prefixes.h"
-#include "platform/aggregator/XmlText.h"
 #include "platform/xml/Failure.h"
+#include "platform/xml/NodeMarkup.h"
+#include "platform/xml/Prefixes.h"
 #include "platform/xml/XmlDocument.h"
+#include "platform/xml/XmlText.h"
 
 #include <algorithm>
 #include <string>

@@ -1,7 +1,7 @@
 #include "platform/aggregator/HostModel.h"
 
-#include "common/unique_any.h"
-#include "platform/aggregator/XmlText.h"
+#include "common/com/unique_any.h"
+#include "platform/xml/XmlText.h"
 
 #include <psapi.h>
 #include <tlhelp32.h>

@@ -1,6 +1,6 @@
 #include "platform/archive/ArchiveDatabase.h"
 
-#include "common/results.h"
+#include "common/com/results.h"
 #include "platform/archive/ArchiveResult.h"
 
 #include <array>

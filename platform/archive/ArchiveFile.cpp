@@ -1,6 +1,6 @@
 #include "platform/archive/ArchiveFile.h"
 
-#include "common/results.h"
+#include "common/com/results.h"
 
 #include <sqlite3.h>
 

@@ -1,7 +1,7 @@
 // The files of one operation on an archive, below the database: the archive itself and its rollback journal.
 #pragma once
 
-#include "common/unique_any.h"
+#include "common/com/unique_any.h"
 #include "platform/archive/ArchiveHeader.h"
 #include "platform/archive/Deadline.h"
 

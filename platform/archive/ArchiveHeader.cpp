@@ -1,7 +1,7 @@
 #include "platform/archive/ArchiveHeader.h"
 
-#include "common/results.h"
-#include "platform/data/HashHandles.h"
+#include "common/com/results.h"
+#include "common/com/unique_hash.h"
 
 #include <wincrypt.h>
 
@@ -32,8 +32,8 @@ std::wstring BoundName(std::wstring_view name) {
 }
 
 HRESULT ComputeTag(const ArchiveHeader::Bytes& bytes, std::wstring_view name, const ArchiveKeys& keys, Tag& tag) {
-    unique_algorithm algorithm;
-    unique_hash hash;
+    vorna::unique_algorithm algorithm;
+    vorna::unique_hash hash;
     std::wstring bound = BoundName(name);
     NTSTATUS status =
         BCryptOpenAlgorithmProvider(algorithm.put(), BCRYPT_SHA256_ALGORITHM, nullptr, BCRYPT_ALG_HANDLE_HMAC_FLAG);

@@ -1,6 +1,6 @@
 #include "platform/archive/ArchiveResult.h"
 
-#include "common/results.h"
+#include "common/com/results.h"
 #include "platform/archive/ArchiveFile.h"
 
 #include <sqlite3.h>

@@ -1,7 +1,7 @@
 #include "platform/archive/SecureArchiveManager.h"
 
-#include "common/bstr.h"
-#include "common/results.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
 #include "platform/archive/ArchiveDatabase.h"
 
 namespace keldan {

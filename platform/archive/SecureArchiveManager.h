@@ -1,7 +1,7 @@
 // "QXKELDAN.ZEBSecureArchiveManager": named streams in one encrypted file.
 #pragma once
 
-#include "common/com_server.h"
+#include "common/com/com_server.h"
 
 #include "QXKeldan.h"
 

@@ -1,6 +1,6 @@
 #include "platform/data/DataFolder.h"
 
-#include "common/results.h"
+#include "common/com/results.h"
 
 #include <windows.h>
 

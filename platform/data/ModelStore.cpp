@@ -1,9 +1,9 @@
 #include "platform/data/ModelStore.h"
 
-#include "common/results.h"
-#include "common/scope_exit.h"
-#include "common/unique_any.h"
-#include "platform/data/TextDecoder.h"
+#include "common/com/results.h"
+#include "common/com/scope_exit.h"
+#include "common/com/unique_any.h"
+#include "common/xml/DocumentText.h"
 
 #include <atomic>
 
@@ -17,7 +17,7 @@ constexpr size_t ROOM_FOR_SUFFIX = 24;
 
 bool AppendEncoded(std::wstring_view text, std::wstring& name) {
     std::string bytes;
-    if (!EncodeUtf8(text, bytes))
+    if (!vorna::EncodeUtf8(text, bytes))
         return false;
     for (unsigned char c : bytes) {
         // Capital letters are encoded too: "A" and "a" may be one name to the file system.
@@ -129,7 +129,7 @@ HRESULT ModelStore::Read(const ServiceIdentity& service, std::wstring& document,
         return vorna::result_from_win32(error);
     }
     std::wstring reason;
-    if (!DecodeXmlText(bytes, document, reason)) {
+    if (!vorna::DecodeXmlText(bytes, document, reason)) {
         document.clear();
         message = L"The data model \"" + path + L"\" is not well-formed: " + reason + L".";
         return vorna::RESULT_XML_MALFORMED;
@@ -145,7 +145,7 @@ HRESULT ModelStore::Write(const ServiceIdentity& service, std::wstring_view docu
         message = L"The service can have no data model: its identity is too long for a file name or no text.";
         return E_INVALIDARG;
     }
-    if (!EncodeUtf8(document, bytes) || bytes.size() > MAX_BYTES) {
+    if (!vorna::EncodeUtf8(document, bytes) || bytes.size() > MAX_BYTES) {
         message = L"The data model for \"" + path + L"\" is no text or larger than the platform reads.";
         return E_INVALIDARG;
     }

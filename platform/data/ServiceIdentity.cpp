@@ -1,9 +1,9 @@
 #include "platform/data/ServiceIdentity.h"
 
 #include "QXKeldan.h"
-#include "common/bstr.h"
-#include "common/com_ptr.h"
-#include "common/results.h"
+#include "common/com/bstr.h"
+#include "common/com/com_ptr.h"
+#include "common/com/results.h"
 
 namespace keldan {
 

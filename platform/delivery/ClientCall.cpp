@@ -1,9 +1,9 @@
 #include "platform/delivery/ClientCall.h"
 
 #include "VornaLib.h"
-#include "common/ProcessorFault.h"
-#include "common/bstr.h"
-#include "common/com_ptr.h"
+#include "common/com/ProcessorFault.h"
+#include "common/com/bstr.h"
+#include "common/com/com_ptr.h"
 
 #include <objbase.h>
 

@@ -1,9 +1,9 @@
 #include "platform/delivery/Outbox.h"
 
-#include "common/XmlEscape.h"
-#include "common/scope_exit.h"
-#include "common/unique_any.h"
-#include "platform/delivery/Report.h"
+#include "common/com/scope_exit.h"
+#include "common/com/unique_any.h"
+#include "common/xml/XmlEscape.h"
+#include "platform/hosting/Report.h"
 #include "platform/journal/Record.h"
 
 #include <objbase.h>

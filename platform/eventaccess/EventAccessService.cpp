@@ -1,13 +1,13 @@
 #include "platform/eventaccess/EventAccessService.h"
 
-#include "common/results.h"
-#include "common/scope_exit.h"
+#include "common/com/results.h"
+#include "common/com/scope_exit.h"
 #include "platform/aggregator/DataModels.h"
 #include "platform/calendar/LocalZone.h"
-#include "platform/delivery/NewName.h"
-#include "platform/delivery/Report.h"
 #include "platform/eventaccess/EventPayload.h"
 #include "platform/eventaccess/ModelSubscriptionDocument.h"
+#include "platform/hosting/NewName.h"
+#include "platform/hosting/Report.h"
 #include "platform/xml/Failure.h"
 
 #include <objbase.h>

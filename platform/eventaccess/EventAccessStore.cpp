@@ -1,6 +1,6 @@
 #include "platform/eventaccess/EventAccessStore.h"
 
-#include "platform/calendar/InstantRecord.h"
+#include "platform/journal/InstantRecord.h"
 
 namespace keldan {
 

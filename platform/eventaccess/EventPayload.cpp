@@ -1,9 +1,9 @@
 #include "platform/eventaccess/EventPayload.h"
 
-#include "common/DateTime.h"
-#include "platform/aggregator/XmlText.h"
-#include "platform/delivery/Report.h"
+#include "common/time/DateTime.h"
+#include "platform/hosting/Report.h"
 #include "platform/xml/Failure.h"
+#include "platform/xml/XmlText.h"
 
 namespace keldan {
 

@@ -1,7 +1,7 @@
 #include "platform/eventaccess/Expression.h"
 
+#include "common/xml/XmlCharacters.h"
 #include "platform/xml/Failure.h"
-#include "platform/xml/XmlCharacters.h"
 
 #include <algorithm>
 #include <string>
@@ -18,7 +18,7 @@ constexpr std::wstring_view CALLED =
     L"ceiling round node text comment processing-instruction and or div mod ";
 
 bool IsNameUnit(wchar_t c) {
-    return c != L':' && IsNameCharacter(c);
+    return c != L':' && vorna::IsNameCharacter(c);
 }
 
 // Steps over the expression, name by name; literals are passed over. use(name, at): at is the place behind the name.
@@ -64,7 +64,7 @@ bool IsClosed(std::wstring_view expression) {
 bool CallsOnlyKnownFunctions(std::wstring_view expression) {
     bool known = true;
     ForEachName(expression, [&](std::wstring_view name, std::size_t at) {
-        while (at < expression.size() && IsXmlSpace(expression[at]))
+        while (at < expression.size() && vorna::IsXmlSpace(expression[at]))
             ++at;
         if (at < expression.size() && expression[at] == L'(')
             known = known && CALLED.find(L" " + std::wstring(name) + L" ") != CALLED.npos;
@@ -74,7 +74,7 @@ bool CallsOnlyKnownFunctions(std::wstring_view expression) {
 
 // Whether MSXML takes the question, asked of a document in which it finds hardly anything.
 bool IsTaken(std::wstring_view expression, const std::wstring& question) {
-    if (Trimmed(expression).empty() || expression.size() > LONGEST_EXPRESSION || !IsClosed(expression) ||
+    if (vorna::Trimmed(expression).empty() || expression.size() > LONGEST_EXPRESSION || !IsClosed(expression) ||
         !CallsOnlyKnownFunctions(expression))
         return false;
     try {
@@ -102,7 +102,7 @@ bool IsCondition(std::wstring_view expression) {
 void AddUnknownPrefixes(std::wstring_view expression, prefix_map& prefixes) {
     ForEachName(expression, [&](std::wstring_view name, std::size_t at) {
         const bool isPrefix = expression.substr(at).starts_with(L":") && !expression.substr(at).starts_with(L"::");
-        if (isPrefix && name != L"xml" && IsNameStart(name.front()) && !prefixes.contains(name))
+        if (isPrefix && name != L"xml" && vorna::IsNameStart(name.front()) && !prefixes.contains(name))
             prefixes.emplace(name, L"urn:undeclared:" + std::wstring(name));
     });
 }

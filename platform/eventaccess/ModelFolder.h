@@ -2,7 +2,7 @@
 // are computed.
 #pragma once
 
-#include "common/unique_any.h"
+#include "common/com/unique_any.h"
 #include "platform/data/ModelStore.h"
 
 #include <cstdint>

@@ -1,9 +1,9 @@
 #include "platform/eventaccess/ModelReading.h"
 
-#include "platform/aggregator/NodeMarkup.h"
-#include "platform/aggregator/Prefixes.h"
-#include "platform/data/HashHandles.h"
+#include "common/com/unique_hash.h"
 #include "platform/eventaccess/Expression.h"
+#include "platform/xml/NodeMarkup.h"
+#include "platform/xml/Prefixes.h"
 
 #include <stdexcept>
 
@@ -13,8 +13,8 @@ namespace {
 
 // SHA-256: whoever writes the model must not be able to hide a change.
 std::string DigestOf(const std::wstring& text) {
-    unique_algorithm algorithm;
-    unique_hash hash;
+    vorna::unique_algorithm algorithm;
+    vorna::unique_hash hash;
     std::string digest(32, '\0');
     NTSTATUS status = BCryptOpenAlgorithmProvider(algorithm.put(), BCRYPT_SHA256_ALGORITHM, nullptr, 0);
     if (status >= 0)

@@ -1,9 +1,9 @@
 #include "platform/eventaccess/ModelSubscriptionDocument.h"
 
+#include "common/xml/XmlCharacters.h"
 #include "platform/delivery/Receiver.h"
 #include "platform/eventaccess/Expression.h"
 #include "platform/xml/Failure.h"
-#include "platform/xml/XmlCharacters.h"
 #include "platform/xml/XmlDocument.h"
 
 #include <set>
@@ -38,7 +38,7 @@ std::vector<WatchedEvent> ReadEvents(XmlDocument& document) {
         WatchedEvent& event = events.back();
         std::wstring& text = name == L"XPath" ? event.xpath : name == L"Trigger" ? event.trigger : event.reset;
         Require(text.empty());
-        text = Trimmed(node.Text());
+        text = vorna::Trimmed(node.Text());
     }
     return events;
 }
@@ -59,13 +59,13 @@ void CheckExpressions(const std::vector<WatchedEvent>& events) {
 ModelSubscription Read(XmlDocument& document) {
     Require(document.rootName() == L"EventSubscription");
     ModelSubscription subscription;
-    const auto client = ParseReceiver(Trimmed(TextOf(document, L"/EventSubscription/Notification/Input/URI")));
+    const auto client = ParseReceiver(vorna::Trimmed(TextOf(document, L"/EventSubscription/Notification/Input/URI")));
     Require(client.has_value());
     subscription.client = *client;
     // As it stands: a cookie is the client's own.
     subscription.cookie = TextOf(document, L"/EventSubscription/ClientCookie");
     const std::wstring durationText = TextOf(document, L"/EventSubscription/Duration");
-    if (const std::wstring_view duration = Trimmed(durationText); !duration.empty()) {
+    if (const std::wstring_view duration = vorna::Trimmed(durationText); !duration.empty()) {
         subscription.duration = ParseStep(duration);
         Require(subscription.duration && !subscription.duration->IsZero());
     }

@@ -1,8 +1,8 @@
 #include "platform/eventaccess/ZEBEventAccess.h"
 
-#include "common/bstr.h"
-#include "platform/delivery/ServiceSlot.h"
+#include "common/com/bstr.h"
 #include "platform/eventaccess/EventAccessService.h"
+#include "platform/hosting/ServiceSlot.h"
 
 namespace keldan {
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "QXKeldan.h"
-#include "common/com_server.h"
+#include "common/com/com_server.h"
 
 namespace keldan {
 

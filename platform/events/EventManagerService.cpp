@@ -1,9 +1,9 @@
 #include "platform/events/EventManagerService.h"
 
-#include "common/results.h"
-#include "platform/delivery/NewName.h"
+#include "common/com/results.h"
 #include "platform/delivery/Receiver.h"
 #include "platform/events/EventDocuments.h"
+#include "platform/hosting/NewName.h"
 #include "platform/journal/Record.h"
 
 namespace keldan {

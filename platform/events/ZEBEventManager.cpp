@@ -1,8 +1,8 @@
 #include "platform/events/ZEBEventManager.h"
 
-#include "common/bstr.h"
-#include "platform/delivery/ServiceSlot.h"
+#include "common/com/bstr.h"
 #include "platform/events/EventManagerService.h"
+#include "platform/hosting/ServiceSlot.h"
 
 namespace keldan {
 

@@ -1,7 +1,7 @@
 #include "platform/host/ClassObjects.h"
 
-#include "common/com_server.h"
-#include "common/scope_exit.h"
+#include "common/com/com_server.h"
+#include "common/com/scope_exit.h"
 
 #include <objbase.h>
 

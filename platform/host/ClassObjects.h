@@ -6,8 +6,8 @@
 // left of its other classes.
 #pragma once
 
-#include "common/unique_any.h"
-#include "platform/module/Registration.h"
+#include "common/com/unique_any.h"
+#include "platform/registration/ServerClass.h"
 
 #include <atomic>
 #include <thread>

@@ -1,6 +1,6 @@
 #include "platform/host/Host.h"
 
-#include "common/com_server.h"
+#include "common/com/com_server.h"
 #include "platform/data/DataFolder.h"
 #include "platform/delivery/ClientCall.h"
 #include "platform/eventaccess/EventAccessService.h"

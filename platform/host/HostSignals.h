@@ -1,7 +1,7 @@
 // The named kernel objects by which the processes of one data folder agree who is its host.
 #pragma once
 
-#include "common/unique_any.h"
+#include "common/com/unique_any.h"
 
 #include <filesystem>
 

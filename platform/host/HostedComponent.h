@@ -1,7 +1,7 @@
 // What the host process asks of a component that lives in it, and how it asks.
 #pragma once
 
-#include "platform/module/Registration.h"
+#include "platform/registration/ServerClass.h"
 
 #include <filesystem>
 #include <utility>

@@ -5,8 +5,8 @@
 //   -Embedding                 how COM starts it; the same as no argument
 //
 // Exit code 0: done. Nothing is shown.
-#include "common/scope_exit.h"
-#include "common/unique_any.h"
+#include "common/com/scope_exit.h"
+#include "common/com/unique_any.h"
 #include "platform/data/DataFolder.h"
 #include "platform/host/Host.h"
 #include "platform/host/HostSignals.h"

@@ -1,6 +1,6 @@
 #include "platform/journal/Journal.h"
 
-#include "common/results.h"
+#include "common/com/results.h"
 
 #include <array>
 #include <cstring>

@@ -9,7 +9,7 @@
 // One process at a time (the file is held open); not thread-safe.
 #pragma once
 
-#include "common/unique_any.h"
+#include "common/com/unique_any.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,9 +1,9 @@
 // Entry points of QXKeldan.dll: the in-process half of the platform.
 #include "QXKeldan.h"
-#include "common/com_server.h"
+#include "common/com/com_server.h"
 #include "platform/aggregator/Aggregator.h"
 #include "platform/archive/SecureArchiveManager.h"
-#include "platform/module/Registration.h"
+#include "platform/registration/ServerClass.h"
 #include "platform/service/ServiceFactory.h"
 #include "platform/xml/XMLSimpleAccessor.h"
 

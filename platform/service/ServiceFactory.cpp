@@ -1,10 +1,10 @@
 #include "platform/service/ServiceFactory.h"
 
-#include "common/bstr.h"
-#include "common/com_ptr.h"
+#include "common/com/bstr.h"
+#include "common/com/com_ptr.h"
+#include "common/xml/XmlCharacters.h"
 #include "platform/service/ServiceObject.h"
 #include "platform/xml/Failure.h"
-#include "platform/xml/XmlCharacters.h"
 #include "platform/xml/XmlDocument.h"
 
 #include <new>
@@ -18,7 +18,7 @@ namespace {
 // The trimmed text of the first element that the path selects.
 std::wstring ValueOf(XmlDocument& document, std::wstring_view xpath) {
     const auto found = document.Select(xpath);
-    return found.empty() ? std::wstring() : std::wstring(Trimmed(found[0].Text()));
+    return found.empty() ? std::wstring() : std::wstring(vorna::Trimmed(found[0].Text()));
 }
 
 } // namespace

@@ -1,11 +1,11 @@
 #include "platform/timer/ScheduleDocument.h"
 
-#include "common/bstr.h"
-#include "common/com_ptr.h"
+#include "common/com/bstr.h"
+#include "common/com/com_ptr.h"
+#include "common/xml/XmlCharacters.h"
 #include "platform/calendar/Digits.h"
 #include "platform/timer/Registration.h"
 #include "platform/xml/XMLSimpleAccessor.h"
-#include "platform/xml/XmlCharacters.h"
 
 #include <string>
 
@@ -37,7 +37,7 @@ class Document {
         accessor_.attach(new keldan::XMLSimpleAccessor());
         return FAILED(accessor_->Load(vorna::bstr(text).get())) ? E_INVALIDARG : S_OK;
     }
-    std::wstring Text(const std::wstring& path) const { return std::wstring(Trimmed(Ask(path, KIND_TEXT))); }
+    std::wstring Text(const std::wstring& path) const { return std::wstring(vorna::Trimmed(Ask(path, KIND_TEXT))); }
     // As it stands: a cookie is the client's own.
     std::wstring RawText(const std::wstring& path) const { return Ask(path, KIND_TEXT); }
     bool Has(const std::wstring& path) const { return !Ask(path, KIND_MARKUP).empty(); }
@@ -69,7 +69,7 @@ std::optional<NotifyEntry> ParseEntry(const Document& document, const std::wstri
         return std::nullopt;
     // Behind a bar may stand what other kinds of clients need.
     const std::wstring client = document.Text(path + L"/Client");
-    entry.client = Trimmed(std::wstring_view(client).substr(0, client.find(L'|')));
+    entry.client = vorna::Trimmed(std::wstring_view(client).substr(0, client.find(L'|')));
     entry.parameter = document.RawText(path + L"/Parameter");
     const auto timeout = ParseSpan(document.Text(path + L"/NotifyTimeout"), DEFAULT_TIMEOUT);
     const auto frequency = ParseSpan(document.Text(path + L"/Retry/RetryFrequency"), DEFAULT_RETRY_FREQUENCY);

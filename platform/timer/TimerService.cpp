@@ -1,9 +1,9 @@
 #include "platform/timer/TimerService.h"
 
-#include "common/results.h"
-#include "common/scope_exit.h"
-#include "platform/delivery/NewName.h"
-#include "platform/delivery/Report.h"
+#include "common/com/results.h"
+#include "common/com/scope_exit.h"
+#include "platform/hosting/NewName.h"
+#include "platform/hosting/Report.h"
 #include "platform/timer/ScheduleDocument.h"
 
 #include <objbase.h>

@@ -8,7 +8,7 @@
 // Thread-safe.
 #pragma once
 
-#include "common/unique_any.h"
+#include "common/com/unique_any.h"
 #include "platform/delivery/DeliveryPool.h"
 #include "platform/timer/Scheduler.h"
 #include "platform/timer/TimerStore.h"

@@ -1,6 +1,6 @@
 #include "platform/timer/TimerStore.h"
 
-#include "platform/calendar/InstantRecord.h"
+#include "platform/journal/InstantRecord.h"
 
 namespace keldan {
 

@@ -1,7 +1,7 @@
 #include "platform/timer/ZEBTimer.h"
 
-#include "common/bstr.h"
-#include "platform/delivery/ServiceSlot.h"
+#include "common/com/bstr.h"
+#include "platform/hosting/ServiceSlot.h"
 #include "platform/timer/TimerService.h"
 
 namespace keldan {

@@ -1,7 +1,7 @@
 // How this room reports a failure inside; the accessor's methods turn it into their result.
 #pragma once
 
-#include "common/results.h"
+#include "common/com/results.h"
 
 namespace keldan {
 

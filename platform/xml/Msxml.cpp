@@ -1,6 +1,6 @@
 #include "platform/xml/Msxml.h"
 
-#include "common/bstr.h"
+#include "common/com/bstr.h"
 #include "platform/xml/Failure.h"
 
 namespace keldan {

@@ -1,8 +1,8 @@
 // MSXML's documents: made by a class object that the process looks up once.
 #pragma once
 
-#include "common/com_ptr.h"
-#include "common/msxml.h"
+#include "common/com/com_ptr.h"
+#include "common/xml/msxml.h"
 
 #include <string_view>
 

@@ -1,11 +1,11 @@
 #include "platform/xml/Stylesheet.h"
 
-#include "common/bstr.h"
-#include "common/com_server.h"
-#include "common/unique_any.h"
+#include "common/com/bstr.h"
+#include "common/com/com_server.h"
+#include "common/com/unique_any.h"
+#include "common/xml/XmlCharacters.h"
 #include "platform/xml/Failure.h"
 #include "platform/xml/Msxml.h"
-#include "platform/xml/XmlCharacters.h"
 #include "platform/xml/XmlDocument.h"
 
 #include <algorithm>
@@ -142,10 +142,10 @@ std::wstring Decode(std::string_view bytes) {
 bool CallsOut(std::wstring_view value) {
     for (size_t open = value.find(L'('); open != value.npos; open = value.find(L'(', open + 1)) {
         size_t end = open;
-        while (end > 0 && IsXmlSpace(value[end - 1]))
+        while (end > 0 && vorna::IsXmlSpace(value[end - 1]))
             --end;
         size_t begin = end;
-        while (begin > 0 && IsNameCharacter(value[begin - 1]))
+        while (begin > 0 && vorna::IsNameCharacter(value[begin - 1]))
             --begin;
         const auto name = value.substr(begin, end - begin);
         const auto axis = name.rfind(L"::");

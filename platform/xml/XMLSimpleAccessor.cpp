@@ -1,6 +1,6 @@
 #include "platform/xml/XMLSimpleAccessor.h"
 
-#include "common/bstr.h"
+#include "common/com/bstr.h"
 #include "platform/xml/Failure.h"
 #include "platform/xml/Stylesheet.h"
 

@@ -1,12 +1,12 @@
 #include "platform/xml/XmlDocument.h"
 
-#include "common/XmlEscape.h"
-#include "common/bstr.h"
-#include "common/scope_exit.h"
+#include "common/com/bstr.h"
+#include "common/com/scope_exit.h"
+#include "common/xml/XmlCharacters.h"
+#include "common/xml/XmlEscape.h"
 #include "platform/xml/Failure.h"
 #include "platform/xml/Msxml.h"
 #include "platform/xml/XPathCheck.h"
-#include "platform/xml/XmlCharacters.h"
 
 #include <utility>
 
@@ -31,7 +31,7 @@ VARIANT Reference(IUnknown* object) {
 
 // An XML declaration before inserted markup says nothing about the document around it.
 std::wstring_view WithoutDeclaration(std::wstring_view markup) {
-    if (!markup.starts_with(L"<?xml") || markup.size() < 6 || !IsXmlSpace(markup[5]))
+    if (!markup.starts_with(L"<?xml") || markup.size() < 6 || !vorna::IsXmlSpace(markup[5]))
         return markup;
     const size_t end = markup.find(L"?>");
     return end == markup.npos ? markup : markup.substr(end + 2);

@@ -6,8 +6,8 @@
 // elements as <name/>, no CDATA section or white space gained or lost. One thread at a time.
 #pragma once
 
-#include "common/com_ptr.h"
-#include "common/msxml.h"
+#include "common/com/com_ptr.h"
+#include "common/xml/msxml.h"
 #include "platform/xml/XmlNode.h"
 #include "platform/xml/XmlScan.h"
 

@@ -1,6 +1,6 @@
 #include "platform/xml/XmlNode.h"
 
-#include "common/bstr.h"
+#include "common/com/bstr.h"
 #include "platform/xml/Failure.h"
 
 #include <utility>

@@ -1,8 +1,8 @@
 // A node of an XmlDocument; it stays valid until the document is changed.
 #pragma once
 
-#include "common/com_ptr.h"
-#include "common/msxml.h"
+#include "common/com/com_ptr.h"
+#include "common/xml/msxml.h"
 
 #include <string>
 

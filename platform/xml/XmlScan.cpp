@@ -1,7 +1,7 @@
 #include "platform/xml/XmlScan.h"
 
+#include "common/xml/XmlCharacters.h"
 #include "platform/xml/Failure.h"
-#include "platform/xml/XmlCharacters.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -57,7 +57,7 @@ void Scanner::skipDeclaration() {
     if (text_.starts_with(L'\xFEFF'))
         ++position_;
     const auto rest = text_.substr(position_);
-    if (rest.starts_with(L"<?xml") && rest.size() > 5 && IsXmlSpace(rest[5]))
+    if (rest.starts_with(L"<?xml") && rest.size() > 5 && vorna::IsXmlSpace(rest[5]))
         position_ = std::min(text_.find_first_not_of(BLANKS, behind(L"?>", position_)), text_.size());
     outline_.bodyBegin = position_;
     if (text_.substr(position_).starts_with(L"<?xml "))
@@ -165,7 +165,7 @@ void Scanner::checkName(std::wstring_view name, bool element) const {
     if (colon == name.npos)
         return;
     const auto prefix = name.substr(0, colon);
-    if (colon == 0 || colon + 1 == name.size() || !IsNameStart(name[colon + 1]) ||
+    if (colon == 0 || colon + 1 == name.size() || !vorna::IsNameStart(name[colon + 1]) ||
         name.find(L':', colon + 1) != name.npos || (element && prefix == L"xml"))
         Malformed();
     const auto declared = [&](const binding& one) { return one.prefix == prefix; };

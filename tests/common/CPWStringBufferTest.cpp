@@ -1,4 +1,4 @@
-#include "common/CPWStringBuffer.h"
+#include "common/text/CPWStringBuffer.h"
 
 #include "support/Support.h"
 

@@ -1,4 +1,4 @@
-#include "common/DateTime.h"
+#include "common/time/DateTime.h"
 
 #include "support/Support.h"
 

@@ -1,7 +1,7 @@
 // Collects what this process sends to the debugger output.
 #pragma once
 
-#include "common/unique_any.h"
+#include "common/com/unique_any.h"
 
 #include <mutex>
 #include <string>

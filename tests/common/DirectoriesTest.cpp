@@ -1,6 +1,6 @@
-#include "common/VornaCommon.h"
-#include "common/scope_exit.h"
-#include "common/unique_any.h"
+#include "common/services/Directories.h"
+#include "common/com/scope_exit.h"
+#include "common/com/unique_any.h"
 #include "support/Support.h"
 
 #include <windows.h>

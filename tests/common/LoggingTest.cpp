@@ -1,9 +1,9 @@
-#include "common/Logging.h"
+#include "common/log/Logging.h"
 
 #include "DebuggerOutput.h"
-#include "common/LogConfiguration.h"
-#include "common/LogFile.h"
-#include "common/LogLine.h"
+#include "common/log/LogConfiguration.h"
+#include "common/log/LogFile.h"
+#include "common/log/LogLine.h"
 #include "support/Support.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
-#include "common/platformservices.h"
+#include "common/services/platformservices.h"
 
-#include "common/Logging.h"
-#include "common/unique_any.h"
+#include "common/com/unique_any.h"
+#include "common/log/Logging.h"
 #include "support/Support.h"
 
 #include <gmock/gmock.h>

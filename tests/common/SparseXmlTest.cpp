@@ -1,9 +1,9 @@
-#include "common/Logging.h"
-#include "common/VornaCommon.h"
-#include "common/XmlTags.h"
-#include "common/bstr.h"
-#include "common/msxml.h"
-#include "common/platformservices.h"
+#include "common/sparse/SparseXml.h"
+#include "common/com/bstr.h"
+#include "common/log/Logging.h"
+#include "common/services/platformservices.h"
+#include "common/xml/XmlTags.h"
+#include "common/xml/msxml.h"
 #include "support/Support.h"
 
 #include <gmock/gmock.h>

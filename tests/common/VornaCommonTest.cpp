@@ -1,7 +1,7 @@
 #include "common/VornaCommon.h"
 
 #include "QXKeldan.h"
-#include "common/bstr.h"
+#include "common/com/bstr.h"
 #include "support/Support.h"
 
 namespace {

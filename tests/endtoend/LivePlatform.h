@@ -2,13 +2,13 @@
 #pragma once
 
 #include "VornaLib.h"
-#include "common/bstr.h"
-#include "common/platformservices.h"
-#include "common/results.h"
-#include "common/unique_any.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
+#include "common/com/unique_any.h"
+#include "common/services/platformservices.h"
 #include "persist/SubscriptionPersistance.h"
-#include "subscription/ArchiveNames.h"
-#include "subscription/SamAccessor.h"
+#include "subscription/archive/ArchiveNames.h"
+#include "subscription/archive/SamAccessor.h"
 #include "support/Support.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "fakes/ScriptedPlatform.h"
 
-#include "common/results.h"
+#include "common/com/results.h"
 
 #include <mutex>
 #include <utility>

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "QXKeldan.h"
-#include "common/bstr.h"
-#include "common/com_server.h"
+#include "common/com/bstr.h"
+#include "common/com/com_server.h"
 #include "support/Support.h"
 
 #include <functional>

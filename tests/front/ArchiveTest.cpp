@@ -1,9 +1,9 @@
 // The life of an archive: registration and its roll-back, captures, limits, retrieval, the end.
 #include "ComponentTest.h"
 
-#include "common/results.h"
-#include "subscription/ArchiveNames.h"
-#include "subscription/SamAccessor.h"
+#include "common/com/results.h"
+#include "subscription/archive/ArchiveNames.h"
+#include "subscription/archive/SamAccessor.h"
 
 #include <algorithm>
 #include <fstream>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "VornaLib.h"
-#include "common/platformservices.h"
+#include "common/services/platformservices.h"
 #include "fakes/ScriptedPlatform.h"
 #include "persist/SubscriptionPersistance.h"
 

@@ -2,7 +2,7 @@
 // not what they say.
 #include "ComponentTest.h"
 
-#include "common/results.h"
+#include "common/com/results.h"
 #include "subscription/Subscription.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // The module as the system sees it: type library, registration, unloading, apartments.
 #include "ComponentTest.h"
 
-#include "common/results.h"
-#include "common/unique_any.h"
+#include "common/com/results.h"
+#include "common/com/unique_any.h"
 
 #include <thread>
 

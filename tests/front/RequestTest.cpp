@@ -1,7 +1,7 @@
 // What the component answers to requests that cannot be served, and that they leave nothing behind.
 #include "ComponentTest.h"
 
-#include "common/results.h"
+#include "common/com/results.h"
 
 #include <thread>
 

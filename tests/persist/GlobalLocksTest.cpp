@@ -1,6 +1,6 @@
 #include "persist/GlobalLocks.h"
 
-#include "common/ProcessorFault.h"
+#include "common/com/ProcessorFault.h"
 #include "support/Support.h"
 
 #include <future>

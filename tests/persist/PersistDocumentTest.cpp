@@ -1,10 +1,10 @@
 // The persist document and the snapshot index as they lie on disk.
-#include "common/VornaCommon.h"
-#include "common/results.h"
+#include "common/com/results.h"
+#include "common/services/Directories.h"
 #include "persist/PersistFrame.h"
 #include "persist/SubscriptionPersistance.h"
-#include "subscription/ArchiveNames.h"
-#include "subscription/SamAccessor.h"
+#include "subscription/archive/ArchiveNames.h"
+#include "subscription/archive/SamAccessor.h"
 #include "support/Support.h"
 
 #include <optional>

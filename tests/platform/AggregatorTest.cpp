@@ -1,8 +1,8 @@
 #include "QXKeldan.h"
-#include "common/bstr.h"
-#include "common/com_ptr.h"
-#include "common/com_server.h"
-#include "common/results.h"
+#include "common/com/bstr.h"
+#include "common/com/com_ptr.h"
+#include "common/com/com_server.h"
+#include "common/com/results.h"
 #include "platform/data/ModelStore.h"
 #include "support/Support.h"
 

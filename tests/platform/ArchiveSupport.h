@@ -1,8 +1,8 @@
 // An archive as a test uses it: the manager bound to a path, with texts in place of BSTRs.
 #pragma once
 
-#include "common/bstr.h"
-#include "common/unique_any.h"
+#include "common/com/bstr.h"
+#include "common/com/unique_any.h"
 #include "platform/archive/SecureArchiveManager.h"
 #include "support/Support.h"
 

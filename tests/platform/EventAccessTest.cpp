@@ -1,8 +1,8 @@
 // The event access of the real host process, over COM: models change, clients are called.
 #include "QXKeldan.h"
-#include "common/results.h"
-#include "common/scope_exit.h"
-#include "common/unique_any.h"
+#include "common/com/results.h"
+#include "common/com/scope_exit.h"
+#include "common/com/unique_any.h"
 #include "platform/HostTest.h"
 #include "platform/data/ModelStore.h"
 #include "platform/eventaccess/EventAccessService.h"

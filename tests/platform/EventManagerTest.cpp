@@ -1,6 +1,6 @@
 // The event manager of the real host process, over COM.
 #include "QXKeldan.h"
-#include "common/results.h"
+#include "common/com/results.h"
 #include "platform/HostTest.h"
 
 namespace {

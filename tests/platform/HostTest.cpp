@@ -1,6 +1,6 @@
 #include "platform/HostTest.h"
 
-#include "common/unique_any.h"
+#include "common/com/unique_any.h"
 
 #include <fstream>
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "VornaLib.h"
-#include "common/bstr.h"
-#include "common/com_server.h"
+#include "common/com/bstr.h"
+#include "common/com/com_server.h"
 #include "support/Support.h"
 
 #include <chrono>

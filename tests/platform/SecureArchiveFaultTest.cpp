@@ -1,7 +1,7 @@
 // Archives under ended processes, several processes at a time, and disks that are full or fail.
 #include "platform/ArchiveSupport.h"
 
-#include "common/scope_exit.h"
+#include "common/com/scope_exit.h"
 
 #include <algorithm>
 #include <map>

@@ -1,8 +1,8 @@
 // The registered service factory as clients meet it.
 #include "QXKeldan.h"
-#include "common/bstr.h"
-#include "common/platformservices.h"
-#include "common/results.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
+#include "common/services/platformservices.h"
 #include "support/Support.h"
 
 #include <gtest/gtest.h>

@@ -1,10 +1,10 @@
 // The timer of the real host process, over COM: it starts by itself, calls back, and loses nothing when it is killed.
 #include "QXKeldan.h"
 #include "VornaLib.h"
-#include "common/bstr.h"
-#include "common/com_server.h"
-#include "common/results.h"
-#include "common/unique_any.h"
+#include "common/com/bstr.h"
+#include "common/com/com_server.h"
+#include "common/com/results.h"
+#include "common/com/unique_any.h"
 #include "platform/HostTest.h"
 #include "platform/delivery/ClientCall.h"
 

@@ -1,10 +1,10 @@
 // The registered accessor as clients meet it: through its ProgID.
-#include "common/XmlAccessor.h"
+#include "common/services/XmlAccessor.h"
 #include "QXKeldan.h"
-#include "common/bstr.h"
-#include "common/platformservices.h"
-#include "common/results.h"
-#include "common/unique_any.h"
+#include "common/com/bstr.h"
+#include "common/com/results.h"
+#include "common/com/unique_any.h"
+#include "common/services/platformservices.h"
 #include "support/Support.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "platform/aggregator/XmlText.h"
+#include "platform/xml/XmlText.h"
 
 #include <gtest/gtest.h>
 

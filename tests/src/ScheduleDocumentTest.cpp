@@ -1,7 +1,7 @@
 #include "src/ScheduleDocuments.h"
 #include "src/TimerInfo.h"
 
-#include "common/XmlAccessor.h"
+#include "common/services/XmlAccessor.h"
 #include "support/Support.h"
 
 #include <gtest/gtest.h>

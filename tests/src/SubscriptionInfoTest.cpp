@@ -1,7 +1,7 @@
 #include "src/SubscriptionInfo.h"
 
-#include "common/XmlAccessor.h"
-#include "common/results.h"
+#include "common/com/results.h"
+#include "common/services/XmlAccessor.h"
 #include "support/Support.h"
 
 #include <gtest/gtest.h>

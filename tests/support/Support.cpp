@@ -1,6 +1,6 @@
 #include "support/Support.h"
 
-#include "common/unique_any.h"
+#include "common/com/unique_any.h"
 
 #include <atomic>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // What every test program shares: folders of a test's own, the reference platform, the component in a folder.
 #pragma once
 
-#include "common/com_ptr.h"
+#include "common/com/com_ptr.h"
 
 #include <gtest/gtest.h>
 

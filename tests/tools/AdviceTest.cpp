@@ -1,7 +1,7 @@
 // What is said about a code.
 
 #include "tools/Advice.h"
-#include "common/results.h"
+#include "common/com/results.h"
 #include "support/Support.h"
 #include "tools/ArchiveList.h"
 

@@ -1,6 +1,6 @@
 // The documents that commands hand to the component and to the platform.
 
-#include "common/results.h"
+#include "common/com/results.h"
 #include "support/Support.h"
 #include "tools/DataModel.h"
 #include "tools/EventClient.h"

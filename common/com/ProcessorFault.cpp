@@ -1,0 +1,91 @@
+#include "common/com/ProcessorFault.h"
+
+#include <windows.h>
+
+#include <malloc.h>
+
+namespace vorna {
+
+void run_abandoned(const on_fault* until);
+
+namespace {
+
+thread_local on_fault* innermost = nullptr;
+
+// The record that the system's dispatcher walks, with what it takes to come back here.
+struct guard_frame {
+    EXCEPTION_REGISTRATION_RECORD registration;
+    void* jump[5];
+    on_fault* outer;
+    volatile DWORD code;
+};
+
+constexpr DWORD UNWINDING = 0x2 | 0x4; // EXCEPTION_UNWINDING, EXCEPTION_EXIT_UNWIND
+constexpr DWORD THREAD_NAME_NOTICE = 0x406D1388;
+
+// Notices to a debugger, which go on where they were raised; everything else ends the call.
+bool IsNotice(DWORD code) {
+    return code == EXCEPTION_BREAKPOINT || code == EXCEPTION_SINGLE_STEP || code == THREAD_NAME_NOTICE ||
+           (code & 0xF0000000) == 0x40000000;
+}
+
+EXCEPTION_DISPOSITION __cdecl HandleFault(EXCEPTION_RECORD* record, void* frame, CONTEXT*, void*) {
+    if ((record->ExceptionFlags & UNWINDING) != 0 || IsNotice(record->ExceptionCode))
+        return ExceptionContinueSearch;
+    // The system's unwinding may change registers; what is needed afterwards is read from memory.
+    guard_frame* volatile guard = static_cast<guard_frame*>(frame);
+    guard->code = record->ExceptionCode;
+    // Now, while the abandoned frames still stand: after the jump the next call overwrites them.
+    run_abandoned(guard->outer);
+    RtlUnwind(frame, nullptr, record, nullptr);
+    // Not the C library's longjmp, which takes every record on the chain for one of its own compiler's.
+    __builtin_longjmp(guard->jump, 1);
+}
+
+EXCEPTION_REGISTRATION_RECORD* ChainHead() {
+    EXCEPTION_REGISTRATION_RECORD* head;
+    __asm__ volatile("movl %%fs:0, %0" : "=r"(head));
+    return head;
+}
+
+void SetChainHead(EXCEPTION_REGISTRATION_RECORD* head) {
+    __asm__ volatile("movl %0, %%fs:0" : : "r"(head) : "memory");
+}
+
+} // namespace
+
+on_fault::on_fault(void (*action)(void*), void* argument) : action_(action), argument_(argument), outer_(innermost) {
+    innermost = this;
+}
+
+on_fault::~on_fault() {
+    innermost = outer_;
+}
+
+void run_abandoned(const on_fault* until) {
+    while (innermost != until) {
+        on_fault* last = innermost;
+        innermost = last->outer_;
+        last->action_(last->argument_);
+    }
+}
+
+__attribute__((noinline)) unsigned long run_guarded(void (*work)(void*), void* argument) {
+    guard_frame guard;
+    guard.outer = innermost;
+    guard.code = 0;
+    guard.registration.Next = ChainHead();
+    guard.registration.Handler = reinterpret_cast<PEXCEPTION_ROUTINE>(reinterpret_cast<void*>(&HandleFault));
+    if (__builtin_setjmp(guard.jump) == 0) {
+        SetChainHead(&guard.registration);
+        work(argument);
+        SetChainHead(guard.registration.Next);
+        return 0;
+    }
+    SetChainHead(guard.registration.Next);
+    if (guard.code == EXCEPTION_STACK_OVERFLOW)
+        _resetstkoflw();
+    return guard.code;
+}
+
+} // namespace vorna

@@ -1,0 +1,177 @@
+// What a module needs to serve COM objects: the count that keeps it loaded, a base for its objects, a class factory.
+#pragma once
+
+#include "common/com/com_ptr.h"
+
+#include <oleauto.h>
+#include <windows.h>
+
+#include <atomic>
+#include <cstring>
+#include <new>
+#include <string>
+#include <type_traits>
+
+namespace vorna {
+
+// Live objects and server locks of the module that this header is compiled into.
+inline std::atomic<long> module_uses{0};
+
+// The file that holds the code of this module (the DLL itself, not the program that loaded it).
+inline HMODULE this_module() {
+    HMODULE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       reinterpret_cast<LPCWSTR>(&module_uses), &module);
+    return module;
+}
+
+// The full path of that file; empty where it cannot be had.
+inline std::wstring this_module_path() {
+    std::wstring path(MAX_PATH, L'\0');
+    for (;;) {
+        DWORD length = GetModuleFileNameW(this_module(), path.data(), static_cast<DWORD>(path.size()));
+        if (length < path.size()) {
+            path.resize(length);
+            return path;
+        }
+        path.resize(path.size() * 2);
+    }
+}
+
+// IUnknown and, for dual interfaces, IDispatch by the type library in resource 1 of the module. An object starts with
+// one reference and deletes itself with the last. Free-threaded.
+template <typename Derived, typename... Interfaces>
+class com_object : public Interfaces... {
+  public:
+    com_object() { ++module_uses; }
+    virtual ~com_object() { --module_uses; }
+    com_object(const com_object&) = delete;
+    com_object& operator=(const com_object&) = delete;
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+        if (!object)
+            return E_POINTER;
+        *object = nullptr;
+        // Marshallers pass IIDs from the middle of their tables, at any address.
+        IID wanted;
+        std::memcpy(&wanted, &iid, sizeof wanted);
+        (void)(find_interface<Interfaces>(wanted, object) || ...);
+        if (!*object)
+            return E_NOINTERFACE;
+        this->AddRef();
+        return S_OK;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(++references_); }
+    STDMETHODIMP_(ULONG) Release() override {
+        long left = --references_;
+        if (left == 0)
+            delete static_cast<Derived*>(this);
+        return static_cast<ULONG>(left);
+    }
+
+  private:
+    template <typename Interface>
+    bool find_interface(REFIID iid, void** object) {
+        bool found = iid == __uuidof(Interface) || iid == IID_IUnknown;
+        if constexpr (std::is_base_of_v<IDispatch, Interface>)
+            found = found || iid == IID_IDispatch;
+        if (found)
+            *object = static_cast<Interface*>(this);
+        return found;
+    }
+
+    std::atomic<long> references_{1};
+};
+
+// The type description of an interface, read once from the module's own type library.
+template <typename Interface>
+ITypeInfo* dispatch_type() {
+    static const com_ptr<ITypeInfo> type = [] {
+        com_ptr<ITypeLib> library;
+        com_ptr<ITypeInfo> found;
+        if (SUCCEEDED(LoadTypeLibEx(this_module_path().c_str(), REGKIND_NONE, library.put())))
+            library->GetTypeInfoOfGuid(__uuidof(Interface), found.put());
+        return found;
+    }();
+    return type.get();
+}
+
+// A com_object whose first interface is dual: late-bound calls go through the type library.
+template <typename Derived, typename Dual, typename... Others>
+class dispatch_object : public com_object<Derived, Dual, Others...> {
+  public:
+    STDMETHODIMP GetTypeInfoCount(UINT* count) override {
+        if (!count)
+            return E_POINTER;
+        *count = dispatch_type<Dual>() ? 1 : 0;
+        return S_OK;
+    }
+    STDMETHODIMP GetTypeInfo(UINT index, LCID, ITypeInfo** type) override {
+        if (!type)
+            return E_POINTER;
+        *type = nullptr;
+        if (index != 0)
+            return DISP_E_BADINDEX;
+        if (!dispatch_type<Dual>())
+            return TYPE_E_LIBNOTREGISTERED;
+        *type = dispatch_type<Dual>();
+        (*type)->AddRef();
+        return S_OK;
+    }
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override {
+        if (!dispatch_type<Dual>())
+            return TYPE_E_LIBNOTREGISTERED;
+        return dispatch_type<Dual>()->GetIDsOfNames(names, count, ids);
+    }
+    STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
+                        EXCEPINFO* exception, UINT* argument) override {
+        if (!dispatch_type<Dual>())
+            return TYPE_E_LIBNOTREGISTERED;
+        return dispatch_type<Dual>()->Invoke(static_cast<Dual*>(this), id, flags, parameters, result, exception,
+                                             argument);
+    }
+};
+
+// Runs work with exceptions turned into results: none of them leaves a module.
+template <typename Work>
+HRESULT closed_door(Work work) {
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (...) {
+        return E_FAIL;
+    }
+}
+
+// Makes objects of one class by their default constructor.
+template <typename Class>
+class class_factory : public com_object<class_factory<Class>, IClassFactory> {
+  public:
+    STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
+        if (!object)
+            return E_POINTER;
+        *object = nullptr;
+        if (outer)
+            return CLASS_E_NOAGGREGATION;
+        return closed_door([&] {
+            com_ptr<Class> made;
+            made.attach(new Class());
+            return made->QueryInterface(iid, object);
+        });
+    }
+    STDMETHODIMP LockServer(BOOL lock) override {
+        lock ? ++module_uses : --module_uses;
+        return S_OK;
+    }
+};
+
+// Hands out the class factory of Class, for DllGetClassObject and CoRegisterClassObject.
+template <typename Class>
+HRESULT get_class_factory(REFIID iid, void** object) {
+    com_ptr<class_factory<Class>> factory;
+    factory.attach(new (std::nothrow) class_factory<Class>());
+    return factory ? factory->QueryInterface(iid, object) : E_OUTOFMEMORY;
+}
+
+} // namespace vorna

@@ -1,0 +1,157 @@
+#include "common/log/LogFile.h"
+
+#include <winternl.h>
+
+#include <cstring>
+
+// Not declared by the user-mode headers.
+extern "C" NTSTATUS NTAPI NtWriteFile(HANDLE file, HANDLE event, PIO_APC_ROUTINE routine, void* context,
+                                      IO_STATUS_BLOCK* status, void* data, ULONG size, LARGE_INTEGER* offset,
+                                      ULONG* key);
+
+namespace vorna {
+
+namespace {
+
+constexpr DWORD APPEND_WAIT = 500;
+constexpr char MUTEX_PREFIX[] = "QX_TBR_LOGGING_MUTEX-";
+
+char MutexCharacter(char character) {
+    if (character >= 'A' && character <= 'Z')
+        return static_cast<char>(character - 'A' + 'a');
+    const bool kept = (character >= 'a' && character <= 'z') || (character >= '0' && character <= '9') ||
+                      (character != '\0' && std::strchr("_-#.~()[]{}", character));
+    return kept ? character : '_';
+}
+
+// Inheritable and open to everyone: services and users of all sessions write to one log.
+struct EveryoneAttributes {
+    EveryoneAttributes() {
+        if (!InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) ||
+            !SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE))
+            OutputDebugStringA("Logging - warning: unable to set security on log file.\n");
+    }
+
+    SECURITY_DESCRIPTOR descriptor{};
+    SECURITY_ATTRIBUTES attributes{sizeof(SECURITY_ATTRIBUTES), &descriptor, TRUE};
+};
+
+unique_handle OpenLogMutex(const char* name, SECURITY_ATTRIBUTES* attributes) {
+    unique_handle mutex(OpenMutexA(0, FALSE, name));
+    // No rights were asked for: a handle that cannot be waited for is as good as none.
+    if (mutex) {
+        const DWORD wait = WaitForSingleObject(mutex.get(), 0);
+        if (wait == WAIT_OBJECT_0 || wait == WAIT_ABANDONED)
+            ReleaseMutex(mutex.get());
+        if (wait != WAIT_FAILED)
+            return mutex;
+    }
+    return unique_handle(CreateMutexA(attributes, FALSE, name));
+}
+
+LONGLONG Move(HANDLE file, LONGLONG distance, DWORD from) {
+    LARGE_INTEGER offset;
+    offset.QuadPart = distance;
+    LARGE_INTEGER position{};
+    return SetFilePointerEx(file, offset, &position, from) ? position.QuadPart : -1;
+}
+
+// Moves to the end and writes in one call of the system: SetFilePointerEx to the end alone costs more than the write.
+bool WriteAtEnd(HANDLE file, const char* line, DWORD size) {
+    LARGE_INTEGER end;
+    // FILE_WRITE_TO_END_OF_FILE
+    end.QuadPart = -1;
+    IO_STATUS_BLOCK status{};
+    const NTSTATUS result =
+        NtWriteFile(file, nullptr, nullptr, nullptr, &status, const_cast<char*>(line), size, &end, nullptr);
+    return NT_SUCCESS(result) && status.Information == size;
+}
+
+} // namespace
+
+void MakeLogMutexName(LogMutexName& name, const char* path) {
+    // A longer path is cut: files that share the beginning then share the mutex, which costs time and no line.
+    size_t length = 0;
+    for (const char* part : {MUTEX_PREFIX, path})
+        for (; *part && length + 1 < sizeof name; ++part)
+            name[length++] = MutexCharacter(*part);
+    name[length] = '\0';
+}
+
+bool LogFile::Open(const char* path) {
+    EveryoneAttributes everyone;
+    file.reset(CreateFileA(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &everyone.attributes,
+                           OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
+        return false;
+    LogMutexName name;
+    MakeLogMutexName(name, path);
+    Move(file.get(), 0, FILE_END);
+    mutex = OpenLogMutex(name, &everyone.attributes);
+    if (!mutex) {
+        OutputDebugStringA("QX Logging - unable to create mutex!!! \t-->");
+        OutputDebugStringA(name);
+        OutputDebugStringA("\n");
+        file.reset();
+        return false;
+    }
+    return true;
+}
+
+LogAppend AppendToLogFile(HANDLE file, HANDLE mutex, const char* line, DWORD size) {
+    const DWORD wait = WaitForSingleObject(mutex, APPEND_WAIT);
+    if (wait != WAIT_OBJECT_0 && wait != WAIT_ABANDONED)
+        return LogAppend::DROPPED;
+    const bool whole = WriteAtEnd(file, line, size);
+    ReleaseMutex(mutex);
+    return whole ? LogAppend::WRITTEN : LogAppend::FAILED;
+}
+
+LogFileTrim::LogFileTrim(HANDLE file, DWORD kilobytes) : file_(file), limit_(LONGLONG{kilobytes} * 1024) {
+    LARGE_INTEGER size{};
+    if (kilobytes == 0 || kilobytes >= 1024 || !GetFileSizeEx(file, &size) || size.QuadPart <= limit_)
+        return;
+    if (LockFile(file, 0, 0, size.LowPart, static_cast<DWORD>(size.HighPart)))
+        size_ = size.QuadPart;
+}
+
+LogFileTrim::~LogFileTrim() {
+    Unlock();
+}
+
+void LogFileTrim::Unlock() {
+    if (size_ == 0)
+        return;
+    LARGE_INTEGER size;
+    size.QuadPart = size_;
+    UnlockFile(file_, 0, 0, size.LowPart, static_cast<DWORD>(size.HighPart));
+    size_ = 0;
+}
+
+void LogFileTrim::Run() {
+    LONGLONG from = size_ - limit_;
+    LONGLONG to = 0;
+    Move(file_, from, FILE_BEGIN);
+    char byte = '\0';
+    DWORD count = 0;
+    while (byte != '\n' && ReadFile(file_, &byte, 1, &count, nullptr) && count == 1)
+        ++from;
+
+    char chunk[260];
+    for (;;) {
+        Move(file_, from, FILE_BEGIN);
+        if (!ReadFile(file_, chunk, sizeof chunk, &count, nullptr) || count == 0)
+            break;
+        from += count;
+        Move(file_, to, FILE_BEGIN);
+        DWORD written = 0;
+        if (!WriteFile(file_, chunk, count, &written, nullptr))
+            break;
+        to += written;
+    }
+    Move(file_, to, FILE_BEGIN);
+    SetEndOfFile(file_);
+    Unlock();
+}
+
+} // namespace vorna

@@ -1,0 +1,289 @@
+#include "common/log/Logging.h"
+
+#include "common/log/LogConfiguration.h"
+#include "common/log/LogFile.h"
+#include "common/log/LogLine.h"
+
+#include <objbase.h>
+#include <windows.h>
+
+#include <atomic>
+#include <cstdarg>
+#include <cstring>
+
+namespace vorna {
+
+constinit volatile unsigned char logging_level = 0;
+
+namespace {
+
+constexpr DWORD STOP_WAIT = 1000;
+constexpr char FALLBACK_PATH[] = "\\qxv-event.log";
+
+// Lives in zeroed memory and has no destructor: logging works before and after all other objects of the module, and
+// under the loader lock. Nothing here waits for another thread without a bound.
+struct LoggingState {
+    std::atomic<unsigned> mode;
+    volatile LONG users = 0;
+    std::atomic<HANDLE> file;
+    std::atomic<HANDLE> mutex;
+    std::atomic<DWORD> maxKilobytes;
+    // The program identifier and "::", with every "%" doubled: it becomes part of a format.
+    std::atomic<char> programId[96];
+
+    // Set while one thread fills the fields above.
+    std::atomic<bool> publishing;
+    // Threads that use the file handles at this moment.
+    std::atomic<LONG> writers;
+};
+
+constinit LoggingState state;
+
+class keep_last_error {
+  public:
+    keep_last_error() : error_(GetLastError()) {}
+    ~keep_last_error() { SetLastError(error_); }
+    keep_last_error(const keep_last_error&) = delete;
+    keep_last_error& operator=(const keep_last_error&) = delete;
+
+  private:
+    DWORD error_;
+};
+
+class writer_scope {
+  public:
+    writer_scope() { ++state.writers; }
+    ~writer_scope() { --state.writers; }
+    writer_scope(const writer_scope&) = delete;
+    writer_scope& operator=(const writer_scope&) = delete;
+};
+
+void StoreProgramId(const char* programId) {
+    size_t length = 0;
+    auto put = [&](char character) {
+        if (length + 1 < std::size(state.programId))
+            state.programId[length++].store(character, std::memory_order_relaxed);
+    };
+    // What is cut is the identifier; room stays for a last doubled "%" and the colons.
+    for (; *programId && length + 5 < std::size(state.programId); ++programId) {
+        put(*programId);
+        if (*programId == '%')
+            put('%');
+    }
+    put(':');
+    put(':');
+    state.programId[length].store('\0', std::memory_order_relaxed);
+}
+
+using Head = char[sizeof state.programId];
+
+void LoadProgramId(Head& head) {
+    size_t length = 0;
+    while (length + 1 < sizeof head && (head[length] = state.programId[length].load(std::memory_order_relaxed)))
+        ++length;
+    head[length] = '\0';
+    if (length == 0)
+        std::memcpy(head, "::", 3);
+}
+
+// Makes the target the running one; false where another thread was first.
+bool Publish(unsigned char level, unsigned mode, LogFile& opened, DWORD kilobytes) {
+    if (state.publishing.exchange(true))
+        return false;
+    const bool first = state.mode == LOG_MODE_OFF;
+    if (first) {
+        state.file = opened.file.release();
+        state.mutex = opened.mutex.release();
+        state.maxKilobytes = kilobytes;
+        logging_level = level;
+        // Last: whoever sees the mode sees the rest.
+        state.mode = mode;
+    }
+    state.publishing = false;
+    return first;
+}
+
+// Counts one user of the running target; users then is the new count. 0 where it is of another mode.
+unsigned Join(unsigned mode, LONG& users) {
+    if (state.mode != mode)
+        return 0;
+    users = InterlockedIncrement(&state.users);
+    return logging_level;
+}
+
+unsigned OpenTarget(unsigned char level, unsigned mode, const char* path, DWORD kilobytes, LONG& users) {
+    if (state.mode != LOG_MODE_OFF)
+        return Join(mode, users);
+    if (mode == LOG_MODE_OFF)
+        return 0;
+    LogFile opened;
+    if (IsFileMode(mode) && !opened.Open(path))
+        return 0;
+    if (!Publish(level, mode, opened, kilobytes)) {
+        // Somebody else is a few stores away from running; bounded, since at process end that thread may be gone.
+        for (int tries = 0; tries < 10000 && state.mode == LOG_MODE_OFF; ++tries)
+            SwitchToThread();
+    }
+    return Join(mode, users);
+}
+
+void SendToConsole(const char* line, DWORD size) {
+    HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+    DWORD written = 0;
+    // Without a console, the debugger's is the next best place to look.
+    if (!output || output == INVALID_HANDLE_VALUE || !WriteFile(output, line, size, &written, nullptr))
+        OutputDebugStringA(line);
+}
+
+void SendToFile(unsigned mode, const char* line, DWORD size) {
+    const writer_scope writing;
+    HANDLE file = state.file;
+    HANDLE mutex = state.mutex;
+    if (!file || !mutex)
+        return;
+    // Only the mode that failed is given up, not one that was set meanwhile.
+    if (AppendToLogFile(file, mutex, line, size) == LogAppend::FAILED)
+        state.mode.compare_exchange_strong(mode, LOG_MODE_DEBUGGER);
+}
+
+// A line of level 0 while nothing runs. The file is this thread's own, so that a start meanwhile never joins it.
+void SendToFallbackFile(const char* line, DWORD size) {
+    LogFile fallback;
+    if (fallback.Open(FALLBACK_PATH))
+        AppendToLogFile(fallback.file.get(), fallback.mutex.get(), line, size);
+}
+
+void WriteMessage(unsigned level, const char* format, va_list arguments) {
+    const keep_last_error keep;
+    const unsigned mode = state.mode;
+    if (mode == LOG_MODE_OFF && level != 0)
+        return;
+    Head head;
+    LoadProgramId(head);
+    char line[LOG_LINE_SIZE];
+    const bool dated = mode == LOG_MODE_OFF || IsFileMode(mode);
+    const DWORD size = static_cast<DWORD>(FormatLogLine(line, head, dated, level, format, arguments));
+    switch (mode) {
+    case LOG_MODE_OFF:
+        SendToFallbackFile(line, size);
+        break;
+    case LOG_MODE_CONSOLE:
+        SendToConsole(line, size);
+        break;
+    case LOG_MODE_FILE:
+    case LOG_MODE_LIMITED_FILE:
+        SendToFile(mode, line, size);
+        break;
+    default:
+        OutputDebugStringA(line);
+        break;
+    }
+}
+
+void TrimFile(HANDLE file) {
+    LogFileTrim trim(file, state.maxKilobytes);
+    if (!trim)
+        return;
+    // Messages of other threads go elsewhere for as long as the file is being moved.
+    InterlockedIncrement(&state.users);
+    state.mode = LOG_MODE_DEBUGGER;
+    trim.Run();
+    state.mode = LOG_MODE_FILE;
+    InterlockedDecrement(&state.users);
+}
+
+// Closes handles that no other thread can find any more.
+void CloseFile(HANDLE file, HANDLE mutex) {
+    LogFile closing{unique_file(file), unique_handle(mutex)};
+    const ULONGLONG end = GetTickCount64() + STOP_WAIT;
+    while (state.writers != 0 && GetTickCount64() < end)
+        Sleep(1);
+    if (state.writers != 0) {
+        // A stuck writer may still use the handles; a handle left open is better than one that becomes another's.
+        closing.file.release();
+        closing.mutex.release();
+    }
+}
+
+bool ReleaseLastUser() {
+    LONG users = state.users;
+    for (;;) {
+        if (users <= 0)
+            return false;
+        const LONG before = InterlockedCompareExchange(&state.users, users - 1, users);
+        if (before == users)
+            return users == 1;
+        users = before;
+    }
+}
+
+} // namespace
+
+unsigned StartLogging(const char* programId) {
+    const keep_last_error keep;
+    if (!programId)
+        programId = "";
+    LogConfiguration configuration;
+    if (!configuration.Read(programId))
+        return 0;
+    LONG users = 0;
+    OpenTarget(configuration.level, configuration.mode, configuration.path, configuration.kilobytes, users);
+    StoreProgramId(programId);
+    if (users == 1 && LogEnabled(LOG_TRACE))
+        LogMessage(LOG_TRACE, " ---Start Logging---");
+    return logging_level;
+}
+
+void LogMessage(unsigned level, const char* format, ...) {
+    if (!LogEnabled(level))
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    WriteMessage(level, format, arguments);
+    va_end(arguments);
+}
+
+void StopLogging() {
+    const keep_last_error keep;
+    if (!ReleaseLastUser())
+        return;
+    if (HANDLE file = state.file) {
+        HANDLE mutex = state.mutex;
+        const DWORD wait = WaitForSingleObject(mutex, STOP_WAIT);
+        if (wait == WAIT_OBJECT_0 || wait == WAIT_ABANDONED) {
+            TrimFile(file);
+            ReleaseMutex(mutex);
+        }
+    }
+    HANDLE file = state.file.exchange(nullptr);
+    HANDLE mutex = state.mutex.exchange(nullptr);
+    logging_level = 0;
+    state.mode = LOG_MODE_OFF;
+    if (file)
+        CloseFile(file, mutex);
+}
+
+ScopeTrace::ScopeTrace(const char* function, int line, const char* file) : function_(function), file_(file) {
+    guid_[0] = L'\0';
+    if (!LogEnabled(LOG_SCOPE))
+        return;
+    MakeGuid();
+    LogMessage(LOG_SCOPE, "ENTER %s on line %d in file %s @%S@", function_, line, file_, guid_);
+}
+
+ScopeTrace::~ScopeTrace() {
+    if (!LogEnabled(LOG_SCOPE))
+        return;
+    // Logging may have begun inside the scope.
+    if (!guid_[0])
+        MakeGuid();
+    LogMessage(LOG_SCOPE, "EXIT: %s @%S@", function_, guid_);
+}
+
+void ScopeTrace::MakeGuid() {
+    GUID guid{};
+    if (FAILED(CoCreateGuid(&guid)) || !StringFromGUID2(guid, guid_, static_cast<int>(std::size(guid_))))
+        guid_[0] = L'\0';
+}
+
+} // namespace vorna

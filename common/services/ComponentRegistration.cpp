@@ -1,0 +1,127 @@
+// CPComPtr<>::RegisterComponent: registration of a server's file, whichever kind it is.
+#include "common/com/ProcessorFault.h"
+#include "common/com/unique_any.h"
+#include "common/log/Logging.h"
+#include "common/services/platformservices.h"
+
+#include <string>
+
+namespace vorna {
+
+namespace {
+
+constexpr DWORD WAIT_STEP = 500;
+constexpr int WAIT_STEPS = 7;
+
+struct Module {
+    std::wstring path;
+    // In lower case, as the disk has it where the file exists.
+    std::wstring name;
+
+    bool EndsWith(std::wstring_view ending) const {
+        return name.size() >= ending.size() && name.compare(name.size() - ending.size(), ending.size(), ending) == 0;
+    }
+};
+
+Module LookUp(const wchar_t* modulePath) {
+    Module module{modulePath, modulePath};
+    WIN32_FIND_DATAW found;
+    if (unique_find search(FindFirstFileW(modulePath, &found)); search) {
+        module.name = found.cFileName;
+        // The altered search path is defined for whole paths only.
+        std::wstring whole(MAX_PATH, L'\0');
+        DWORD size = GetFullPathNameW(modulePath, static_cast<DWORD>(whole.size()), whole.data(), nullptr);
+        if (size > whole.size()) {
+            whole.resize(size);
+            size = GetFullPathNameW(modulePath, static_cast<DWORD>(whole.size()), whole.data(), nullptr);
+        }
+        if (size > 0 && size < whole.size()) {
+            whole.resize(size);
+            module.path = std::move(whole);
+        }
+    }
+    CharLowerBuffW(module.name.data(), static_cast<DWORD>(module.name.size()));
+    return module;
+}
+
+bool RegisterLibrary(const Module& module, bool registering) {
+    unique_library library(LoadLibraryExW(module.path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
+    if (!library) {
+        VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | LoadLibrary Failed!!!");
+        return false;
+    }
+    auto entry = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(reinterpret_cast<void*>(
+        GetProcAddress(library.get(), registering ? "DllRegisterServer" : "DllUnregisterServer")));
+    if (!entry) {
+        VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | GetProcAddress Failed!!!");
+        return false;
+    }
+    HRESULT result = E_FAIL;
+    try {
+        call_guarded([&] { result = entry(); });
+    } catch (...) {
+        VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | DLL COM Registration Threw an Exception!!! | module=%S",
+                  module.path.c_str());
+        return false;
+    }
+    if (FAILED(result)) {
+        VORNA_LOG(LOG_WARNING, "CPComPtr<>::RegisterComponent | COM Registration Failed!!! | module=%S",
+                  module.path.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool RegisterProgram(const Module& module, bool registering) {
+    std::wstring command = L"\"" + module.path + L"\"" + (registering ? L" /regserver" : L" /unregserver");
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION started{};
+    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS | NORMAL_PRIORITY_CLASS,
+                        nullptr, nullptr, &startup, &started)) {
+        VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | CreateProcess Failed!!! | module=%S | %d",
+                  module.path.c_str(), GetLastError());
+        return false;
+    }
+    unique_handle process(started.hProcess);
+    unique_handle thread(started.hThread);
+    bool ended = false;
+    for (int step = 0; step < WAIT_STEPS && !ended; ++step)
+        ended = WaitForSingleObject(process.get(), WAIT_STEP) == WAIT_OBJECT_0;
+    if (!ended) {
+        VORNA_LOG(LOG_WARNING, "CPComPtr<>::RegisterComponent | COM Registration Hung!!! | module=%S",
+                  module.path.c_str());
+        return false;
+    }
+    DWORD code = 1;
+    GetExitCodeProcess(process.get(), &code);
+    if (code != 0) {
+        VORNA_LOG(LOG_WARNING,
+                  "CPComPtr<>::RegisterComponent | COM Registration - exited with a failure code!!! | module=%S | %d",
+                  module.path.c_str(), code);
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool CPComPtr<void>::RegisterComponent(const wchar_t* modulePath, bool registering) {
+    if (!modulePath)
+        return false;
+    VORNA_LOG(LOG_NOTICE, "CPComPtr<>::RegisterComponent | %S | %s", modulePath,
+              registering ? "Register" : "UnRegister");
+    try {
+        const Module module = LookUp(modulePath);
+        if (module.EndsWith(L".dll"))
+            return RegisterLibrary(module, registering);
+        if (module.EndsWith(L".exe"))
+            return RegisterProgram(module, registering);
+        VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | neither a .dll nor an .exe | module=%S", modulePath);
+    } catch (...) {
+        VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | Unknown Exception Occured | module=%S", modulePath);
+    }
+    return false;
+}
+
+} // namespace vorna

@@ -1,0 +1,96 @@
+#include "common/services/XmlAccessor.h"
+
+#include "common/com/bstr.h"
+#include "common/services/platformservices.h"
+
+#include <algorithm>
+
+namespace vorna {
+
+namespace {
+
+// A platform's accessor answers S_OK or has failed, whatever else it says.
+HRESULT StrictResult(HRESULT result) {
+    return result == S_OK || FAILED(result) ? result : E_FAIL;
+}
+
+} // namespace
+
+HRESULT XmlAccessor::Create() {
+    const HRESULT result = PlatformServices::CreateInstance(PROGID_XML_ACCESSOR, nullptr, accessor_);
+    return SUCCEEDED(result) && !accessor_ ? E_NOINTERFACE : result;
+}
+
+HRESULT XmlAccessor::Load(std::wstring_view document) {
+    if (!accessor_)
+        return E_UNEXPECTED;
+    return StrictResult(accessor_->Load(bstr(document).get()));
+}
+
+HRESULT XmlAccessor::QueryText(std::wstring_view xpath, std::wstring& result) {
+    return Query(xpath, 4, result);
+}
+
+HRESULT XmlAccessor::QueryMarkup(std::wstring_view xpath, std::wstring& result) {
+    return Query(xpath, 8, result);
+}
+
+HRESULT XmlAccessor::Query(std::wstring_view xpath, long kind, std::wstring& result) {
+    result.clear();
+    if (!accessor_)
+        return E_UNEXPECTED;
+    bstr text;
+    const HRESULT answer = StrictResult(accessor_->Query(bstr(xpath).get(), kind, text.put()));
+    if (answer != S_OK)
+        return answer;
+    result = text.view();
+    return result.empty() ? S_FALSE : S_OK;
+}
+
+HRESULT XmlAccessor::Set(std::wstring_view xpath, std::wstring_view markup, XmlChange mode) {
+    if (!accessor_)
+        return E_UNEXPECTED;
+    return StrictResult(accessor_->Set(bstr(xpath).get(), bstr(markup).get(), static_cast<long>(mode)));
+}
+
+template <typename Function>
+HRESULT XmlAccessor::Read(Function get, std::wstring& result) {
+    result.clear();
+    if (!accessor_)
+        return E_UNEXPECTED;
+    bstr text;
+    const HRESULT answer = StrictResult(get(text.put()));
+    if (answer == S_OK)
+        result = text.view();
+    return answer;
+}
+
+HRESULT XmlAccessor::GetDelimiter(std::wstring& delimiter) {
+    return Read([&](BSTR* text) { return accessor_->get_delimiter(text); }, delimiter);
+}
+
+HRESULT XmlAccessor::GetRootName(std::wstring& name) {
+    return Read([&](BSTR* text) { return accessor_->get_RootName(text); }, name);
+}
+
+HRESULT XmlAccessor::GetNamespaceList(std::wstring& declarations) {
+    return Read([&](BSTR* text) { return accessor_->get_NamespaceList(text); }, declarations);
+}
+
+HRESULT XmlAccessor::TransformByFile(std::wstring_view stylesheetFile, std::wstring& result) {
+    const bstr file(stylesheetFile);
+    return Read([&](BSTR* text) { return accessor_->TransformByFile(file.get(), text); }, result);
+}
+
+std::vector<std::wstring> SplitAtDelimiter(std::wstring_view text, std::wstring_view delimiter) {
+    std::vector<std::wstring> pieces;
+    for (size_t begin = 0; begin < text.size();) {
+        const size_t end = std::min(text.find_first_of(delimiter, begin), text.size());
+        if (end > begin)
+            pieces.emplace_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return pieces;
+}
+
+} // namespace vorna

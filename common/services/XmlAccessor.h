@@ -1,0 +1,53 @@
+// The platform's XML accessor, "QXKELDAN.XMLSimpleAccessor": one document, queried and changed by XPath.
+//
+// One object is made for one piece of work and dropped at its end; one thread at a time.
+#pragma once
+
+#include "QXKeldan.h"
+#include "common/com/com_ptr.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vorna {
+
+// How Set changes a document.
+enum class XmlChange : long { Insert = 1, Append = 2, Replace = 3 };
+
+class XmlAccessor {
+  public:
+    // Creates the component's instance; every other operation needs it. A failure is logged by nobody here: callers
+    // have texts of their own for it.
+    [[nodiscard]] HRESULT Create();
+
+    // Anything but S_OK: the document is not well-formed.
+    [[nodiscard]] HRESULT Load(std::wstring_view document);
+
+    // The text (kind 4) or the markup (kind 8) of what the path selects; several nodes are joined by the delimiter.
+    // S_OK only with a result that is not empty; S_FALSE for an empty one, which counts as a missing node. result is
+    // empty on everything but S_OK.
+    [[nodiscard]] HRESULT QueryText(std::wstring_view xpath, std::wstring& result);
+    [[nodiscard]] HRESULT QueryMarkup(std::wstring_view xpath, std::wstring& result);
+
+    // Changes the node that the path selects; a failure changes nothing. Empty markup with Replace deletes the node.
+    [[nodiscard]] HRESULT Set(std::wstring_view xpath, std::wstring_view markup, XmlChange mode);
+
+    [[nodiscard]] HRESULT GetDelimiter(std::wstring& delimiter);
+    [[nodiscard]] HRESULT GetRootName(std::wstring& name);
+    // The document's namespace declarations as MSXML's SelectionNamespaces takes them; may be empty.
+    [[nodiscard]] HRESULT GetNamespaceList(std::wstring& declarations);
+    [[nodiscard]] HRESULT TransformByFile(std::wstring_view stylesheetFile, std::wstring& result);
+
+  private:
+    HRESULT Query(std::wstring_view xpath, long kind, std::wstring& result);
+    template <typename Function>
+    HRESULT Read(Function get, std::wstring& result);
+
+    com_ptr<IXMLSimpleAccessor> accessor_;
+};
+
+// The pieces of a multi-node answer, in order; empty pieces are skipped.
+std::vector<std::wstring> SplitAtDelimiter(std::wstring_view text, std::wstring_view delimiter);
+
+} // namespace vorna

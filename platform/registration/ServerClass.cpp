@@ -1,0 +1,112 @@
+#include "platform/registration/ServerClass.h"
+
+#include "common/com/bstr.h"
+#include "common/com/com_ptr.h"
+#include "common/com/results.h"
+#include "common/com/scope_exit.h"
+
+#include <objbase.h>
+#include <oleauto.h>
+
+namespace keldan {
+
+namespace {
+
+// The value without a name where name is null.
+HRESULT SetText(const std::wstring& key, const wchar_t* name, const std::wstring& text) {
+    LSTATUS status = RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), name, REG_SZ, text.c_str(),
+                                     static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+    return status == ERROR_SUCCESS ? S_OK : vorna::result_from_win32(static_cast<DWORD>(status));
+}
+
+HRESULT DeleteTree(const std::wstring& key) {
+    LSTATUS status = RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str());
+    if (status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND)
+        return S_OK;
+    return vorna::result_from_win32(static_cast<DWORD>(status));
+}
+
+std::wstring GuidText(REFGUID guid) {
+    wchar_t text[64];
+    StringFromGUID2(guid, text, ARRAYSIZE(text));
+    return text;
+}
+
+// Loaders may name a file by its long form, which other programs do not expect in the registry.
+std::wstring PlainPath(const std::wstring& path) {
+    const bool drive = path.starts_with(L"\\\\?\\") && path.size() > 5 && path[5] == L':';
+    return drive ? path.substr(4) : path;
+}
+
+struct library_identity {
+    GUID guid{};
+    WORD major = 0;
+    WORD minor = 0;
+    LCID language = 0;
+};
+
+HRESULT ReadIdentity(const std::wstring& modulePath, library_identity& identity) {
+    vorna::com_ptr<ITypeLib> library;
+    HRESULT result = LoadTypeLibEx(modulePath.c_str(), REGKIND_NONE, library.put());
+    if (FAILED(result))
+        return result;
+    TLIBATTR* attributes = nullptr;
+    result = library->GetLibAttr(&attributes);
+    if (FAILED(result))
+        return result;
+    vorna::scope_exit release([&] { library->ReleaseTLibAttr(attributes); });
+    identity = {attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum, attributes->lcid};
+    return S_OK;
+}
+
+} // namespace
+
+HRESULT RegisterServerClass(const server_class& entry, ServerKind kind, const std::wstring& modulePath) {
+    const std::wstring guid = GuidText(entry.clsid);
+    const std::wstring classKey = L"CLSID\\" + guid;
+    const bool inProcess = kind == ServerKind::InProcess;
+    const std::wstring serverKey = classKey + (inProcess ? L"\\InprocServer32" : L"\\LocalServer32");
+
+    HRESULT result = SetText(classKey, nullptr, entry.description);
+    if (SUCCEEDED(result))
+        result = SetText(serverKey, nullptr, inProcess ? PlainPath(modulePath) : L"\"" + PlainPath(modulePath) + L"\"");
+    if (SUCCEEDED(result) && inProcess)
+        result = SetText(serverKey, L"ThreadingModel", L"Both");
+    if (SUCCEEDED(result))
+        result = SetText(classKey + L"\\ProgID", nullptr, entry.progId);
+    if (SUCCEEDED(result))
+        result = SetText(classKey + L"\\VersionIndependentProgID", nullptr, entry.progId);
+    if (SUCCEEDED(result))
+        result = SetText(entry.progId, nullptr, entry.description);
+    if (SUCCEEDED(result))
+        result = SetText(std::wstring(entry.progId) + L"\\CLSID", nullptr, guid);
+    return result;
+}
+
+HRESULT UnregisterServerClass(const server_class& entry) {
+    const HRESULT byName = DeleteTree(entry.progId);
+    const HRESULT byGuid = DeleteTree(L"CLSID\\" + GuidText(entry.clsid));
+    return FAILED(byName) ? byName : byGuid;
+}
+
+HRESULT RegisterTypeLibrary(const std::wstring& modulePath) {
+    vorna::com_ptr<ITypeLib> library;
+    return LoadTypeLibEx(PlainPath(modulePath).c_str(), REGKIND_REGISTER, library.put());
+}
+
+HRESULT UnregisterTypeLibrary(const std::wstring& modulePath) {
+    library_identity identity;
+    HRESULT result = ReadIdentity(modulePath, identity);
+    if (FAILED(result))
+        return result;
+    vorna::bstr registered;
+    if (FAILED(
+            QueryPathOfRegTypeLib(identity.guid, identity.major, identity.minor, identity.language, registered.put())))
+        return S_OK;
+    // The answer may carry the null that ends a registry text.
+    if (lstrcmpiW(PlainPath(registered.get()).c_str(), PlainPath(modulePath).c_str()) != 0)
+        return S_OK;
+    return UnRegisterTypeLib(identity.guid, identity.major, identity.minor, identity.language, SYS_WIN32);
+}
+
+} // namespace keldan

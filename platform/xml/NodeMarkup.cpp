@@ -1,0 +1,31 @@
+#include "platform/xml/NodeMarkup.h"
+
+#include "platform/xml/XmlText.h"
+
+namespace keldan {
+
+void AppendNode(XmlDocument& document, const XmlNode& node, std::wstring& markup) {
+    switch (node.type()) {
+    case NODE_ATTRIBUTE:
+        markup.append(L"<Attribute name=\"").append(node.LocalName()).append(L"\"");
+        if (const std::wstring uri = node.NamespaceUri(); !uri.empty()) {
+            markup.append(L" namespace=\"");
+            AppendEscaped(markup, uri);
+            markup.append(L"\"");
+        }
+        markup.append(L">");
+        AppendEscaped(markup, node.Text());
+        markup.append(L"</Attribute>");
+        break;
+    case NODE_TEXT:
+    case NODE_CDATA_SECTION:
+        markup.append(L"<Text>");
+        AppendEscaped(markup, node.Text());
+        markup.append(L"</Text>");
+        break;
+    default:
+        markup.append(document.Markup(node));
+    }
+}
+
+} // namespace keldan

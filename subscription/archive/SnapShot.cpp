@@ -1,0 +1,71 @@
+#include "subscription/archive/SnapShot.h"
+
+#include "common/log/Logging.h"
+
+#include <algorithm>
+
+namespace vorna {
+
+SnapShot::SnapShot(const SYSTEMTIME& time) : Id(FormatDateTime(time)), AccessTime(time) {
+    // A stream name must not hold what a file name cannot.
+    std::replace(Id.begin(), Id.end(), L':', L'_');
+}
+
+SnapShot::SnapShot(std::wstring_view xml) {
+    VORNA_SCOPE_TRACE("SnapShot::SnapShot");
+    try {
+        XmlAccessor accessor;
+        if (accessor.Create() != S_OK) {
+            VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
+            return;
+        }
+        Read(xml, accessor);
+    } catch (...) {
+        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
+    }
+}
+
+SnapShot::SnapShot(std::wstring_view xml, XmlAccessor& accessor) {
+    VORNA_SCOPE_TRACE("SnapShot::SnapShot");
+    try {
+        Read(xml, accessor);
+    } catch (...) {
+        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
+    }
+}
+
+SnapShot::SnapShot(std::wstring_view id, std::wstring_view accessTime, std::wstring_view alreadyRead)
+    : Id(id), AlreadyRead(alreadyRead == L"TRUE" ? 1 : 0) {
+    // A time of last year does not parse; what was read of it stays, and such a snapshot never ages.
+    (void)ParseDateTime(accessTime, AccessTime);
+}
+
+void SnapShot::Read(std::wstring_view xml, XmlAccessor& accessor) {
+    VORNA_LOG(LOG_TRACE, "Input XML to SnapShot Constructor: %S", std::wstring(xml).c_str());
+    if (accessor.Load(xml) != S_OK) {
+        VORNA_LOG(LOG_TRACE, "XML not properly formatted");
+        return;
+    }
+    if (accessor.QueryText(L"/SnapShot/@Id", Id) != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Failed to get /SnapShot/@Id from input XML");
+        return;
+    }
+    std::wstring time, flag;
+    if (accessor.QueryText(L"/SnapShot/AccessTime", time) != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Failed to get /SnapShot/AccessTime from input XML");
+        return;
+    }
+    // Without a flag the time still counts.
+    if (accessor.QueryText(L"/SnapShot/AlreadyRead", flag) != S_OK)
+        VORNA_LOG(LOG_TRACE, "Failed to Get /SnapShot/AlreadyRead from input XML");
+    *this = SnapShot(std::wstring(Id), time, flag);
+}
+
+void SnapShot::ToXML(std::wstring& xml) const {
+    VORNA_SCOPE_TRACE("SnapShot::ToXML");
+    xml.assign(L"<SnapShot Id=\"").append(Id).append(L"\"><AccessTime>").append(FormatDateTime(AccessTime));
+    xml.append(L"</AccessTime><AlreadyRead>").append(AlreadyRead == 1 ? L"TRUE" : L"FALSE");
+    xml.append(L"</AlreadyRead></SnapShot>");
+}
+
+} // namespace vorna
