@@ -75,7 +75,7 @@ VORNA_BENCH(DroppedMessage) {
                                        {"scope",
                                         [] {
                                             for (int i = 0; i < INNER; ++i)
-                                                VORNA_SCOPE_TRACE("Vorna::GetData");
+                                                const vorna::ScopeTrace trace("Vorna::GetData");
                                         }}},
                                       {.operations = 500, .rounds = 15});
     report.Figure("bare compare", times[0] / INNER, "ns");

@@ -67,7 +67,7 @@ VornaHandler::ArchivePath VornaHandler::ParseArchivePath(std::wstring_view xPath
 
 HRESULT VornaHandler::HandleGetData(IUnknown* pService, BSTR xPath, BSTR xdmPrefixes, CPWStringBuffer& errorText,
                                     BSTR* xdmDocument) {
-    VORNA_SCOPE_TRACE("VornaHandler::HandleGetData");
+    const ScopeTrace trace("VornaHandler::HandleGetData");
     return Guarded(errorText,
                    [&] { return GetData(pService, view_of(xPath), view_of(xdmPrefixes), errorText, xdmDocument); });
 }
@@ -80,7 +80,6 @@ HRESULT VornaHandler::GetData(IUnknown* service, std::wstring_view xPath, std::w
     XmlAccessor accessor;
     if (accessor.Create() != S_OK) {
         errorText = L"Create Instance of XMLSIMPLEACCESSOR failed";
-        VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
         return RESULT_XML_ACCESSOR;
     }
     const ArchivePath path = ParseArchivePath(xPath);
@@ -107,7 +106,7 @@ HRESULT VornaHandler::GetData(IUnknown* service, std::wstring_view xPath, std::w
 }
 
 HRESULT VornaHandler::HandleSetData(IUnknown* pService, BSTR subscriptionInfoXml, CPWStringBuffer& errorText) {
-    VORNA_SCOPE_TRACE("VornaHandler::HandleSetData");
+    const ScopeTrace trace("VornaHandler::HandleSetData");
     return Guarded(errorText, [&] { return SetData(pService, view_of(subscriptionInfoXml), errorText); });
 }
 

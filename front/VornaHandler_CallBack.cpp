@@ -85,7 +85,7 @@ std::wstring DirectoryOf(const SubscriptionListEntry& entry) {
 } // namespace
 
 HRESULT VornaHandler::HandleCallBack(BSTR eventInfo, CPWStringBuffer& errorText) {
-    VORNA_SCOPE_TRACE("VornaHandler::HandleCallBack");
+    const ScopeTrace trace("VornaHandler::HandleCallBack");
     return Guarded(errorText, [&]() -> HRESULT {
         CallBack callBack;
         callBack.document = view_of(eventInfo);
@@ -109,7 +109,6 @@ HRESULT VornaHandler::ReadCallBack(CallBack& callBack, CPWStringBuffer& errorTex
     XmlAccessor accessor;
     if (accessor.Create() != S_OK) {
         errorText = L"Create Instance of XMLSIMPLEACCESSOR failed";
-        VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
         return RESULT_XML_ACCESSOR;
     }
     if (accessor.Load(callBack.document) != S_OK) {

@@ -22,10 +22,8 @@ HRESULT Replace(XmlAccessor& accessor, const std::wstring& path, const std::wstr
 }
 
 HRESULT LoadIndex(XmlAccessor& accessor, const std::wstring& index, const char* failure, const char* failureEnd) {
-    if (accessor.Create() != S_OK) {
-        VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
-        return RESULT_XML_ACCESSOR;
-    }
+    if (HRESULT result = accessor.Create(); result != S_OK)
+        return result;
     if (accessor.Load(index) == S_OK)
         return S_OK;
     VORNA_LOG(LOG_TRACE, "%s%S%s", failure, index.c_str(), failureEnd);

@@ -72,10 +72,8 @@ HRESULT WriteStream(std::wstring_view archive, std::wstring_view name, std::wstr
 HRESULT SubscriptionPersistance::LoadPersistDocument(const Texts& texts, XmlAccessor& accessor) {
     std::wstring text;
     HRESULT read = ReadStream(PersistArchive(), PERSIST_STREAM, text);
-    if (accessor.Create() != S_OK) {
-        VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
-        return RESULT_XML_ACCESSOR;
-    }
+    if (HRESULT result = accessor.Create(); result != S_OK)
+        return result;
     if (read == S_OK && accessor.Load(text) == S_OK)
         return S_OK;
     // Only a document that is not there is begun anew: one that cannot be read must not be written over.
@@ -298,10 +296,8 @@ HRESULT SubscriptionPersistance::ReadSnapShotList(std::wstring_view directory, s
     if (result != S_OK)
         return result;
     XmlAccessor index;
-    if (index.Create() != S_OK) {
-        VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
-        return RESULT_XML_ACCESSOR;
-    }
+    if (HRESULT created = index.Create(); created != S_OK)
+        return created;
     if (index.Load(text) != S_OK) {
         VORNA_LOG(LOG_TRACE, "Load XML of \"%S failed", text.c_str());
         return RESULT_XML_MALFORMED;

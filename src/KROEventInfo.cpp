@@ -7,20 +7,20 @@
 namespace vorna {
 
 KROEventDocuments KROEventInfo::ToXML() const {
-    VORNA_SCOPE_TRACE("KROEventInfo::ToXML");
+    const ScopeTrace trace("KROEventInfo::ToXML");
     try {
         KROEventDocuments documents;
         // The tabs are part of the document.
         documents.subscription =
-            L"<SubscriptionInfo>\t\t\t<EventName>" + EscapeXmlText(name) +
+            L"<SubscriptionInfo>\t\t\t<EventName>" + EscapeXml(name) +
             L"</EventName>\t\t\t<ReliabilityOption>Dont care</ReliabilityOption>\t\t\t<ClientCookie>" +
-            EscapeXmlText(clientCookie) + L"</ClientCookie>\t\t\t</SubscriptionInfo>";
+            EscapeXml(clientCookie) + L"</ClientCookie>\t\t\t</SubscriptionInfo>";
         documents.filter = L"<FilterProperties>";
         for (const EventFilter& entry : filters) {
             if (entry.name.empty())
                 continue;
-            documents.filter += L"<FilterOn><Name>" + EscapeXmlText(entry.name) + L"</Name><Value>" +
-                                EscapeXmlText(entry.value) + L"</Value></FilterOn>";
+            documents.filter += L"<FilterOn><Name>" + EscapeXml(entry.name) + L"</Name><Value>" +
+                                EscapeXml(entry.value) + L"</Value></FilterOn>";
         }
         documents.filter += L"</FilterProperties>";
         XmlAccessor accessor;

@@ -53,18 +53,16 @@ ElementText Fill(const wchar_t* format, Values... values) {
 class ElementBuilder {
   public:
     explicit ElementBuilder(const ElementText& element) {
-        if (!element)
+        if (!element || accessor_.Create() != S_OK)
             return;
-        if (accessor_.Create() != S_OK)
-            VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
-        else if (accessor_.Load(*element) != S_OK)
+        if (accessor_.Load(*element) != S_OK)
             VORNA_LOG(LOG_TRACE, "Failed to Load: %S", element->c_str());
         else
             usable_ = true;
     }
 
     void InsertText(const wchar_t* xpath, const std::wstring& text) {
-        if (usable_ && !text.empty() && accessor_.Set(xpath, EscapeXmlText(text), XmlChange::Insert) != S_OK) {
+        if (usable_ && !text.empty() && accessor_.Set(xpath, EscapeXml(text), XmlChange::Insert) != S_OK) {
             VORNA_LOG(LOG_TRACE, "XMLSet failed!! Inserting : %S at %SFailed", text.c_str(), xpath);
             usable_ = false;
         }

@@ -182,7 +182,7 @@ void SubscriptionInfo::Parse() {
 }
 
 void SubscriptionInfo::SetCommonSubscriptionInfo(XmlAccessor& document) try {
-    VORNA_SCOPE_TRACE("SubscriptionInfo::SetCommonSubscriptionInfo");
+    const ScopeTrace trace("SubscriptionInfo::SetCommonSubscriptionInfo");
     if (!SetArchiveID(document))
         return;
     std::wstring value;
@@ -248,7 +248,7 @@ bool SubscriptionInfo::SetStorageSize(XmlAccessor& document) {
 }
 
 void SubscriptionInfo::SetSchedulingInfo(XmlAccessor& document) try {
-    VORNA_SCOPE_TRACE("SubscriptionInfo::SetSchedulingInfo");
+    const ScopeTrace trace("SubscriptionInfo::SetSchedulingInfo");
     timerEvent_ = std::make_unique<TimerInfo>();
     if (!ReadSingleValue(document, L"/Archive/Timer/XMLDataModel/XPath", timerEvent_->source.xpath)) {
         Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid Timer Event XDM XPath");
@@ -284,7 +284,7 @@ void SubscriptionInfo::SetSchedulingInfo(XmlAccessor& document) try {
 }
 
 void SubscriptionInfo::SetKROEventInfo(XmlAccessor& document) try {
-    VORNA_SCOPE_TRACE("SubscriptionInfo::SetKROEventInfo");
+    const ScopeTrace trace("SubscriptionInfo::SetKROEventInfo");
     kroEvent_ = std::make_unique<KROEventInfo>();
     if (!ReadSingleValue(document, L"/Archive/KROEvent/Name", kroEvent_->name)) {
         Fail(RESULT_KRO_NAME, L"Subscription Info Error : Invalid KRO Event name in subscription info for KRO Event");
@@ -315,7 +315,7 @@ void SubscriptionInfo::SetKROEventInfo(XmlAccessor& document) try {
 }
 
 HRESULT SubscriptionInfo::SetKROFilterList(XmlAccessor& document) {
-    VORNA_SCOPE_TRACE("SubscriptionInfo::SetKROFilterList");
+    const ScopeTrace trace("SubscriptionInfo::SetKROFilterList");
     HRESULT result = ForEachNode(document, L"/Archive/KROEvent/Filter/Property", [this](XmlAccessor& property) {
         EventFilter filter;
         ReadValue(property, L"//Property/@Name", filter.name);
@@ -327,7 +327,7 @@ HRESULT SubscriptionInfo::SetKROFilterList(XmlAccessor& document) {
 }
 
 void SubscriptionInfo::SetXDMEventInfo(XmlAccessor& document) try {
-    VORNA_SCOPE_TRACE("SubscriptionInfo::SetXDMEventInfo");
+    const ScopeTrace trace("SubscriptionInfo::SetXDMEventInfo");
     xdmEvent_ = std::make_unique<XDMEventInfo>();
     xdmEvent_->duration = aging_;
     if (HRESULT result = SetXDMEventsList(document); result != S_OK) {
@@ -354,7 +354,7 @@ void SubscriptionInfo::SetXDMEventInfo(XmlAccessor& document) try {
 
 // 0x8000013E: there is no list to read; 0x8000013F: an event does not say what to watch.
 HRESULT SubscriptionInfo::SetXDMEventsList(XmlAccessor& document) try {
-    VORNA_SCOPE_TRACE("SubscriptionInfo::SetXDMEventsList");
+    const ScopeTrace trace("SubscriptionInfo::SetXDMEventsList");
     HRESULT result = ForEachNode(document, L"/Archive/XDMEvent/Event", [this](XmlAccessor& node) {
         DataModelEvent event;
         if (!ReadSingleValue(node, L"//Event/XPath", event.xpath))
@@ -384,7 +384,7 @@ HRESULT SubscriptionInfo::SetAging() {
 }
 
 HRESULT SubscriptionInfo::SetAging(const Duration& aging) try {
-    VORNA_SCOPE_TRACE("SubscriptionInfo::SetAging");
+    const ScopeTrace trace("SubscriptionInfo::SetAging");
     std::wstring text;
     if (HRESULT result = WriteAging(aging, text); result != S_OK)
         return result;

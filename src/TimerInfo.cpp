@@ -6,7 +6,7 @@
 namespace vorna {
 
 std::wstring TimerInfo::ToXML() const {
-    VORNA_SCOPE_TRACE("TimerInfo::ToXML");
+    const ScopeTrace trace("TimerInfo::ToXML");
     try {
         SYSTEMTIME start = AddDuration(LocalNow(), frequency);
         std::optional<AgingEntry> end;

@@ -8,7 +8,7 @@
 namespace vorna {
 
 std::wstring XDMEventInfo::ToXML() const {
-    VORNA_SCOPE_TRACE("XDMEventInfo::ToXML");
+    const ScopeTrace trace("XDMEventInfo::ToXML");
     try {
         if (events.empty())
             return {};
@@ -17,15 +17,15 @@ std::wstring XDMEventInfo::ToXML() const {
         document += PROGID_VORNA;
         document += L"</URI></Input></Notification><Duration>" + FormatDuration(duration) + L"</Duration>";
         if (!clientCookie.empty())
-            document += L"<ClientCookie>" + EscapeXmlText(clientCookie) + L"</ClientCookie>";
+            document += L"<ClientCookie>" + EscapeXml(clientCookie) + L"</ClientCookie>";
         for (const DataModelEvent& event : events) {
             if (event.xpath.empty())
                 continue;
-            document += L"<Event><XPath>" + EscapeXmlText(event.xpath) + L"</XPath>";
+            document += L"<Event><XPath>" + EscapeXml(event.xpath) + L"</XPath>";
             if (!event.trigger.empty())
-                document += L"<Trigger>" + EscapeXmlText(event.trigger) + L"</Trigger>";
+                document += L"<Trigger>" + EscapeXml(event.trigger) + L"</Trigger>";
             if (!event.reset.empty())
-                document += L"<Reset>" + EscapeXmlText(event.reset) + L"</Reset>";
+                document += L"<Reset>" + EscapeXml(event.reset) + L"</Reset>";
             document += L"</Event>";
         }
         document += L"</EventSubscription>";

@@ -43,7 +43,7 @@ HRESULT Subscription::UnregisterAged(std::wstring_view endDate) {
 }
 
 HRESULT Subscription::RestoreRegistration() {
-    VORNA_SCOPE_TRACE("Subscription::RestoreRegistration");
+    const ScopeTrace trace("Subscription::RestoreRegistration");
     const KROEventInfo* event = info_.KROEvent();
     if (!event || event->ToXML().subscription.empty()) {
         VORNA_LOG(LOG_TRACE, "Failed to create subscription Ticket for subscribing");

@@ -19,7 +19,7 @@ constexpr int MOST_WAITS_FOR_A_SECOND = 10;
 } // namespace
 
 HRESULT Subscription::HandleCallBack(std::wstring_view callbackXml) {
-    VORNA_SCOPE_TRACE("Subscription::HandleCallBack");
+    const ScopeTrace trace("Subscription::HandleCallBack");
     try {
         VORNA_LOG(LOG_TRACE,
                   "In the CallBack of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
@@ -78,7 +78,7 @@ HRESULT Subscription::GetDataFromAggregator(IUnknown* service, std::wstring_view
 }
 
 HRESULT Subscription::HandleCallbackforXDMData(std::wstring_view xpath, std::wstring_view argument) {
-    VORNA_SCOPE_TRACE("Subscription::HandleCallbackforXDMData");
+    const ScopeTrace trace("Subscription::HandleCallbackforXDMData");
     com_ptr<IUnknown> service;
     CPWStringBuffer text;
     if (HRESULT result = VORNAUTILITY::GetServiceObject(record_.ServiceXml, service, text); result != S_OK) {
@@ -97,7 +97,7 @@ HRESULT Subscription::HandleCallbackforXDMData(std::wstring_view xpath, std::wst
 }
 
 HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data) {
-    VORNA_SCOPE_TRACE("Subscription::AddSnapShotToArchive");
+    const ScopeTrace trace("Subscription::AddSnapShotToArchive");
     try {
         SnapShot snapShot;
         if (HRESULT result = RecordCapture(snapShot); result != S_OK)

@@ -98,7 +98,7 @@ HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer&
 
 HRESULT Subscription::HandleGetData(std::wstring_view xpath, std::wstring_view, BSTR* result,
                                     CPWStringBuffer& errorText) {
-    VORNA_SCOPE_TRACE("Subscription::HandleGetData");
+    const ScopeTrace trace("Subscription::HandleGetData");
     try {
         VORNA_LOG(LOG_TRACE,
                   "In the GetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "

@@ -26,7 +26,7 @@ bool Subscription::IsExpired(const SnapShot& snapShot) const {
 }
 
 int Subscription::DeleteTheAgedFilesFromArchive() {
-    VORNA_SCOPE_TRACE("Subscription::DeleteTheAgedFilesFromArchive");
+    const ScopeTrace trace("Subscription::DeleteTheAgedFilesFromArchive");
     int success = 1;
     try {
         auto& list = record_.SnapShots;
@@ -82,17 +82,15 @@ HRESULT Subscription::RemoveUntilBelow(std::uint64_t limit) {
 }
 
 HRESULT Subscription::CheckForArchiveOverflow() {
-    VORNA_SCOPE_TRACE("Subscription::CheckForArchiveOverflow");
+    const ScopeTrace trace("Subscription::CheckForArchiveOverflow");
     try {
         if (record_.ArchiveDirectory.empty()) {
             VORNA_LOG(LOG_TRACE, "Invalid archivePath. Exiting.");
             return E_FAIL;
         }
         XmlAccessor accessor;
-        if (HRESULT result = accessor.Create(); result != S_OK) {
-            VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
+        if (HRESULT result = accessor.Create(); result != S_OK)
             return result;
-        }
         if (info_.SizeInKilobytes())
             return RemoveUntilBelow(std::uint64_t{info_.MaxStorageSize()} * 1024);
         long count = 0;
@@ -119,10 +117,8 @@ bool Subscription::FindOldest(std::wstring& snapShotId) {
     std::wstring index;
     (void)ReadStream(ConfigArchivePath(record_.ArchiveDirectory, record_.SubscriptionId), stream, index);
     XmlAccessor accessor;
-    if (accessor.Create() != S_OK) {
-        VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
+    if (accessor.Create() != S_OK)
         return false;
-    }
     if (accessor.Load(index) != S_OK) {
         VORNA_LOG(LOG_TRACE, "Load XML of \"%S\" data failed", stream.c_str());
         return false;
@@ -141,7 +137,7 @@ bool Subscription::FindOldest(std::wstring& snapShotId) {
 }
 
 int Subscription::DeleteTheOldestFileFromArchive() {
-    VORNA_SCOPE_TRACE("Subscription::DeleteTheOldestFileFromArchive");
+    const ScopeTrace trace("Subscription::DeleteTheOldestFileFromArchive");
     try {
         std::wstring oldest;
         if (!FindOldest(oldest))

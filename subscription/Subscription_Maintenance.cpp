@@ -47,7 +47,7 @@ std::vector<std::wstring> FilesLike(const std::wstring& folder, const std::wstri
 } // namespace
 
 HRESULT Subscription::GetMaintainanceTimerInfo(std::wstring& schedule) {
-    VORNA_SCOPE_TRACE("Subscription::GetMaintainanceTimerInfo");
+    const ScopeTrace trace("Subscription::GetMaintainanceTimerInfo");
     try {
         NotificationInfo notification;
         notification.entries.push_back({.type = NOTIFY_COM,
@@ -67,7 +67,7 @@ HRESULT Subscription::GetMaintainanceTimerInfo(std::wstring& schedule) {
 }
 
 HRESULT Subscription::RegisterforMaintananceEvent(std::wstring& maintenanceId) {
-    VORNA_SCOPE_TRACE("Subscription::RegisterforMaintananceEvent");
+    const ScopeTrace trace("Subscription::RegisterforMaintananceEvent");
     maintenanceId.clear();
     try {
         VORNA_LOG(LOG_TRACE, "Goint to Register for Maintainance Thread");
@@ -115,7 +115,7 @@ bool Subscription::CreateBaseDir() {
 
 // The service's folder is shared by all archives of the service: it goes with the last of them.
 void Subscription::RemoveBaseDir() {
-    VORNA_SCOPE_TRACE("Subscription::RemoveBaseDir");
+    const ScopeTrace trace("Subscription::RemoveBaseDir");
     // Nobody makes the folder's next archive meanwhile.
     RegistrationLock registration;
     if (!record_.SubscriptionId.empty())

@@ -55,12 +55,10 @@ bool Transform(XmlAccessor& accessor, std::wstring_view transformFile, std::wstr
 
 HRESULT Subscription::HandleCallbackforEventPayloadData(std::wstring_view callbackXml, std::wstring_view xpath,
                                                         std::wstring_view transformFile) {
-    VORNA_SCOPE_TRACE("Subscription::HandleCallbackforEventPayloadData");
+    const ScopeTrace trace("Subscription::HandleCallbackforEventPayloadData");
     XmlAccessor accessor;
-    if (HRESULT created = accessor.Create(); created != S_OK) {
-        VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
-        return FAILED(created) ? created : E_FAIL;
-    }
+    if (HRESULT created = accessor.Create(); created != S_OK)
+        return created;
     if (HRESULT loaded = accessor.Load(callbackXml); loaded != S_OK) {
         VORNA_LOG(LOG_TRACE, "Load XML Failed for the following XML %S", std::wstring(callbackXml).c_str());
         return FAILED(loaded) ? loaded : RESULT_XML_MALFORMED;

@@ -13,19 +13,19 @@
 namespace vorna {
 
 HRESULT Subscription::HandleSetDataforTimerEvent(SetDataOperation operation, CPWStringBuffer& errorText) {
-    VORNA_SCOPE_TRACE("Subscription::HandleSetDataforTimerEvent");
+    const ScopeTrace trace("Subscription::HandleSetDataforTimerEvent");
     TimerSender sender(info_.TimerEvent(), RecordedClientId());
     return HandleSetDataWith(sender, operation, errorText);
 }
 
 HRESULT Subscription::HandleSetDataforKROEvent(SetDataOperation operation, CPWStringBuffer& errorText) {
-    VORNA_SCOPE_TRACE("Subscription::HandleSetDataforKROEvent");
+    const ScopeTrace trace("Subscription::HandleSetDataforKROEvent");
     EventManagerSender sender(info_.KROEvent(), RecordedClientId());
     return HandleSetDataWith(sender, operation, errorText);
 }
 
 HRESULT Subscription::HandleSetDataforXDMEvent(SetDataOperation operation, CPWStringBuffer& errorText) {
-    VORNA_SCOPE_TRACE("Subscription::HandleSetDataforXDMEvent");
+    const ScopeTrace trace("Subscription::HandleSetDataforXDMEvent");
     EventAccessSender sender(info_.XDMEvent(), service_, RecordedClientId());
     return HandleSetDataWith(sender, operation, errorText);
 }

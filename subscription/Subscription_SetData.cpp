@@ -66,9 +66,9 @@ HRESULT ReadAttributes(IUnknown* service, ServiceAttributes& attributes, CPWStri
     (void)ReadAttribute(*object.get(), &IZEBServiceObject::get_friendlyName, friendlyName);
     attributes.serviceXml = L"<service><portID>" + attributes.portID + L"</portID><serviceId>" + attributes.serviceId +
                             L"</serviceId><serviceURI>" + attributes.serviceURI +
-                            L"</serviceURI><additionalInfo><model>" + EscapeXmlText(model) + L"</model><address>" +
-                            EscapeXmlText(address) + L"</address><addressType>" + EscapeXmlText(addressType) +
-                            L"</addressType><friendlyName>" + EscapeXmlText(friendlyName) +
+                            L"</serviceURI><additionalInfo><model>" + EscapeXml(model) + L"</model><address>" +
+                            EscapeXml(address) + L"</address><addressType>" + EscapeXml(addressType) +
+                            L"</addressType><friendlyName>" + EscapeXml(friendlyName) +
                             L"</friendlyName></additionalInfo></service>";
     return S_OK;
 }
@@ -109,7 +109,7 @@ void Subscription::SetSubscriptionInfo(SubscriptionInfo info) {
 
 HRESULT Subscription::GetServiceObjectAttributes(IUnknown* service, ServiceAttributes& attributes,
                                                  CPWStringBuffer& errorText) {
-    VORNA_SCOPE_TRACE("Subscription::GetServiceObjectAttributes");
+    const ScopeTrace trace("Subscription::GetServiceObjectAttributes");
     attributes = ServiceAttributes();
     try {
         return ReadAttributes(service, attributes, errorText);
@@ -134,7 +134,7 @@ HRESULT Subscription::GetPathFromServiceObjectAttributes(IUnknown* service, std:
 }
 
 HRESULT Subscription::HandleSetData(IUnknown* service, SetDataOperation operation, CPWStringBuffer& errorText) {
-    VORNA_SCOPE_TRACE("Subscription::HandleSetData");
+    const ScopeTrace trace("Subscription::HandleSetData");
     try {
         ServiceAttributes attributes;
         if (HRESULT result = GetServiceObjectAttributes(service, attributes, errorText); result != S_OK)

@@ -46,8 +46,8 @@ std::wstring PropertiesDocument(std::span<const std::wstring> properties) {
                                   std::to_wstring(static_cast<unsigned>(letter))};
         if (!names.insert(name).second)
             throw usage_error{L"the property \"" + name + L"\" is given twice"};
-        document += L"<Property Name=\"" + vorna::EscapeXmlAttribute(name) + L"\">" +
-                    vorna::EscapeXmlAttribute(property.substr(equals + 1)) + L"</Property>";
+        document += L"<Property Name=\"" + vorna::EscapeXml(name, vorna::XmlContext::Attribute) + L"\">" +
+                    vorna::EscapeXml(property.substr(equals + 1), vorna::XmlContext::Attribute) + L"</Property>";
     }
     return document + L"</EventProperties>";
 }

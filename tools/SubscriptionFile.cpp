@@ -42,7 +42,7 @@ std::wstring ReadSubscription(const std::wstring& file) {
         if (name.empty() || std::filesystem::path(name).is_absolute())
             continue;
         const std::wstring markup =
-            L"<TransformFile>" + vorna::EscapeXmlText(FullPath(name, file).wstring()) + L"</TransformFile>";
+            L"<TransformFile>" + vorna::EscapeXml(FullPath(name, file).wstring()) + L"</TransformFile>";
         HRESULT result = accessor.Set(element, markup, vorna::XmlChange::Replace);
         if (result == S_OK)
             result = accessor.QueryMarkup(L"/", document);
@@ -65,7 +65,8 @@ subscription_summary Summarise(std::wstring_view document) {
 }
 
 std::wstring EndingDocument(std::wstring_view archiveId) {
-    return L"<Archive ID=\"" + vorna::EscapeXmlAttribute(archiveId) + L"\"><Collect>OFF</Collect></Archive>";
+    return L"<Archive ID=\"" + vorna::EscapeXml(archiveId, vorna::XmlContext::Attribute) +
+           L"\"><Collect>OFF</Collect></Archive>";
 }
 
 } // namespace vornactl

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/com/com_ptr.h"
+#include "common/com/result_error.h"
 
 #include <oleauto.h>
 #include <windows.h>
@@ -131,18 +132,6 @@ class dispatch_object : public com_object<Derived, Dual, Others...> {
                                              argument);
     }
 };
-
-// Runs work with exceptions turned into results: none of them leaves a module.
-template <typename Work>
-HRESULT closed_door(Work work) {
-    try {
-        return work();
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_FAIL;
-    }
-}
 
 // Makes objects of one class by their default constructor.
 template <typename Class>

@@ -1,5 +1,7 @@
 #include "common/log/LogFile.h"
 
+#include "common/com/everyone_descriptor.h"
+
 #include <winternl.h>
 
 #include <cstring>
@@ -23,18 +25,6 @@ char MutexCharacter(char character) {
                       (character != '\0' && std::strchr("_-#.~()[]{}", character));
     return kept ? character : '_';
 }
-
-// Inheritable and open to everyone: services and users of all sessions write to one log.
-struct EveryoneAttributes {
-    EveryoneAttributes() {
-        if (!InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) ||
-            !SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE))
-            OutputDebugStringA("Logging - warning: unable to set security on log file.\n");
-    }
-
-    SECURITY_DESCRIPTOR descriptor{};
-    SECURITY_ATTRIBUTES attributes{sizeof(SECURITY_ATTRIBUTES), &descriptor, TRUE};
-};
 
 unique_handle OpenLogMutex(const char* name, SECURITY_ATTRIBUTES* attributes) {
     unique_handle mutex(OpenMutexA(0, FALSE, name));
@@ -79,15 +69,19 @@ void MakeLogMutexName(LogMutexName& name, const char* path) {
 }
 
 bool LogFile::Open(const char* path) {
-    EveryoneAttributes everyone;
-    file.reset(CreateFileA(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &everyone.attributes,
+    // Inheritable and open to everyone: services and users of all sessions write to one log.
+    everyone_descriptor everyone;
+    if (!everyone.complete())
+        OutputDebugStringA("Logging - warning: unable to set security on log file.\n");
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, everyone.get(), TRUE};
+    file.reset(CreateFileA(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &attributes,
                            OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
         return false;
     LogMutexName name;
     MakeLogMutexName(name, path);
     Move(file.get(), 0, FILE_END);
-    mutex = OpenLogMutex(name, &everyone.attributes);
+    mutex = OpenLogMutex(name, &attributes);
     if (!mutex) {
         OutputDebugStringA("QX Logging - unable to create mutex!!! \t-->");
         OutputDebugStringA(name);

@@ -263,12 +263,12 @@ void StopLogging() {
         CloseFile(file, mutex);
 }
 
-ScopeTrace::ScopeTrace(const char* function, int line, const char* file) : function_(function), file_(file) {
+ScopeTrace::ScopeTrace(Scope scope) : name_(scope.name) {
     guid_[0] = L'\0';
     if (!LogEnabled(LOG_SCOPE))
         return;
     MakeGuid();
-    LogMessage(LOG_SCOPE, "ENTER %s on line %d in file %s @%S@", function_, line, file_, guid_);
+    LogMessage(LOG_SCOPE, "ENTER %s on line %d in file %s @%S@", scope.name, scope.line, scope.file, guid_);
 }
 
 ScopeTrace::~ScopeTrace() {
@@ -277,7 +277,7 @@ ScopeTrace::~ScopeTrace() {
     // Logging may have begun inside the scope.
     if (!guid_[0])
         MakeGuid();
-    LogMessage(LOG_SCOPE, "EXIT: %s @%S@", function_, guid_);
+    LogMessage(LOG_SCOPE, "EXIT: %s @%S@", name_, guid_);
 }
 
 void ScopeTrace::MakeGuid() {

@@ -33,11 +33,26 @@ void LogMessage(unsigned level, const char* format, ...);
 // Gives back one user; the last one trims and closes the file and switches logging off.
 void StopLogging();
 
+// The qualified name of an operation, and the place in the sources where that name is written.
+struct Scope {
+    // operation: a literal.
+    consteval Scope(const char* operation, int at = __builtin_LINE(), const char* path = __builtin_FILE())
+        : name(operation), line(at), file(path) {
+        for (; *path; ++path)
+            if (*path == '/' || *path == '\\')
+                file = path + 1;
+    }
+
+    const char* name;
+    int line;
+    // Without its folder.
+    const char* file;
+};
+
 // An entry line at once and an exit line when the scope is left, tied together by a fresh GUID; level 5.
 class ScopeTrace {
   public:
-    // The three texts must outlive the object: they are literals.
-    ScopeTrace(const char* function, int line, const char* file);
+    explicit ScopeTrace(Scope scope);
     ~ScopeTrace();
     ScopeTrace(const ScopeTrace&) = delete;
     ScopeTrace& operator=(const ScopeTrace&) = delete;
@@ -45,8 +60,7 @@ class ScopeTrace {
   private:
     void MakeGuid();
 
-    const char* function_;
-    const char* file_;
+    const char* name_;
     wchar_t guid_[256];
 };
 
@@ -58,5 +72,3 @@ class ScopeTrace {
         if (::vorna::LogEnabled(level))                                                                                \
             ::vorna::LogMessage(level, __VA_ARGS__);                                                                   \
     } while (false)
-
-#define VORNA_SCOPE_TRACE(function) const ::vorna::ScopeTrace vorna_scope_trace_(function, __LINE__, __FILE_NAME__)

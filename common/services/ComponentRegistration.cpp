@@ -1,5 +1,5 @@
 // CPComPtr<>::RegisterComponent: registration of a server's file, whichever kind it is.
-#include "common/com/ProcessorFault.h"
+#include "common/com/module_call.h"
 #include "common/com/unique_any.h"
 #include "common/log/Logging.h"
 #include "common/services/platformservices.h"
@@ -45,31 +45,24 @@ Module LookUp(const wchar_t* modulePath) {
 }
 
 bool RegisterLibrary(const Module& module, bool registering) {
-    unique_library library(LoadLibraryExW(module.path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
-    if (!library) {
-        VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | LoadLibrary Failed!!!");
-        return false;
-    }
-    auto entry = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(reinterpret_cast<void*>(
-        GetProcAddress(library.get(), registering ? "DllRegisterServer" : "DllUnregisterServer")));
-    if (!entry) {
-        VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | GetProcAddress Failed!!!");
-        return false;
-    }
-    HRESULT result = E_FAIL;
+    module_answer answer{};
     try {
-        call_guarded([&] { result = entry(); });
+        answer = call_module(module.path, registering ? "DllRegisterServer" : "DllUnregisterServer");
     } catch (...) {
         VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | DLL COM Registration Threw an Exception!!! | module=%S",
                   module.path.c_str());
         return false;
     }
-    if (FAILED(result)) {
+    if (SUCCEEDED(answer.result))
+        return true;
+    if (answer.step == module_step::load)
+        VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | LoadLibrary Failed!!!");
+    else if (answer.step == module_step::find)
+        VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | GetProcAddress Failed!!!");
+    else
         VORNA_LOG(LOG_WARNING, "CPComPtr<>::RegisterComponent | COM Registration Failed!!! | module=%S",
                   module.path.c_str());
-        return false;
-    }
-    return true;
+    return false;
 }
 
 bool RegisterProgram(const Module& module, bool registering) {

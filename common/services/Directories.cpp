@@ -1,26 +1,26 @@
 #include "common/services/Directories.h"
 
-#include "common/com/scope_exit.h"
+#include "common/com/everyone_descriptor.h"
+#include "common/com/paths.h"
+#include "common/com/registry.h"
+#include "common/com/text_forms.h"
 #include "common/com/unique_any.h"
-#include "common/log/Logging.h"
+#include "common/log/CatchAll.h"
 #include "common/services/platformservices.h"
 
 #include <windows.h>
 
-#include <aclapi.h>
 #include <io.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cstring>
-#include <vector>
 
 namespace VORNAUTILITY {
 
 namespace {
 
 constexpr size_t MAX_PATH_BYTES = 512;
-constexpr std::wstring_view LONG_PATH = L"\\\\?\\";
 
 // The text of a narrow path; false for null, a path that is too long and bytes that are no characters.
 bool ReadPath(const char* path, std::wstring& text) {
@@ -37,8 +37,8 @@ bool ReadPath(const char* path, std::wstring& text) {
         return false;
     text.assign(wide, static_cast<size_t>(count));
     // The long form is the one that is used anyway.
-    if (text.starts_with(LONG_PATH))
-        text.erase(0, LONG_PATH.size());
+    if (text.starts_with(vorna::LONG_PATH))
+        text.erase(0, vorna::LONG_PATH.size());
     return true;
 }
 
@@ -58,69 +58,14 @@ bool IsFileName(std::wstring_view piece) {
     return true;
 }
 
-// A security descriptor that gives everyone the access that the mask names.
-class EveryoneDescriptor {
-  public:
-    explicit EveryoneDescriptor(DWORD accessMask) : library_(LoadLibraryW(L"advapi32.dll")) {
-        const auto initialize = Function<decltype(&::InitializeSecurityDescriptor)>("InitializeSecurityDescriptor");
-        const auto allocateSid = Function<decltype(&::AllocateAndInitializeSid)>("AllocateAndInitializeSid");
-        const auto setEntries = Function<decltype(&::SetEntriesInAclW)>("SetEntriesInAclW");
-        const auto setDacl = Function<decltype(&::SetSecurityDescriptorDacl)>("SetSecurityDescriptorDacl");
-        freeSid_ = Function<decltype(&::FreeSid)>("FreeSid");
-        if (!initialize || !allocateSid || !setEntries || !setDacl || !freeSid_)
-            return;
-
-        SID_IDENTIFIER_AUTHORITY world = {{0, 0, 0, 0, 0, 1}};
-        if (!initialize(&descriptor_, SECURITY_DESCRIPTOR_REVISION) ||
-            !allocateSid(&world, 1, 0, 0, 0, 0, 0, 0, 0, 0, &sid_))
-            return;
-
-        EXPLICIT_ACCESSW everyone{};
-        everyone.grfAccessPermissions = accessMask;
-        everyone.grfAccessMode = SET_ACCESS;
-        everyone.grfInheritance = SUB_CONTAINERS_AND_OBJECTS_INHERIT;
-        everyone.Trustee.TrusteeForm = TRUSTEE_IS_SID;
-        everyone.Trustee.TrusteeType = TRUSTEE_IS_WELL_KNOWN_GROUP;
-        everyone.Trustee.ptstrName = static_cast<LPWSTR>(sid_);
-        PACL list = nullptr;
-        if (setEntries(1, &everyone, nullptr, &list) != ERROR_SUCCESS)
-            return;
-        list_.reset(list);
-        valid_ = setDacl(&descriptor_, TRUE, list, FALSE);
-    }
-    ~EveryoneDescriptor() {
-        if (sid_)
-            freeSid_(sid_);
-    }
-    EveryoneDescriptor(const EveryoneDescriptor&) = delete;
-    EveryoneDescriptor& operator=(const EveryoneDescriptor&) = delete;
-
-    // Null where it could not be built. Lives as long as the object.
-    SECURITY_DESCRIPTOR* get() { return valid_ ? &descriptor_ : nullptr; }
-
-  private:
-    template <typename Pointer>
-    Pointer Function(const char* name) const {
-        return library_ ? reinterpret_cast<Pointer>(reinterpret_cast<void*>(GetProcAddress(library_.get(), name)))
-                        : nullptr;
-    }
-
-    vorna::unique_library library_;
-    decltype(&::FreeSid) freeSid_ = nullptr;
-    SECURITY_DESCRIPTOR descriptor_{};
-    PSID sid_ = nullptr;
-    vorna::unique_local_memory list_;
-    bool valid_ = false;
-};
-
 bool CreateOne(const std::wstring& path) {
-    EveryoneDescriptor everyone(GENERIC_ALL);
-    if (!everyone.get()) {
+    vorna::everyone_descriptor everyone(GENERIC_ALL);
+    if (!everyone.complete()) {
         VORNA_LOG(vorna::LOG_TRACE, "VORNAUTILITY::SCCreateDirectory no security descriptor for %S", path.c_str());
         return false;
     }
     SECURITY_ATTRIBUTES attributes{sizeof attributes, everyone.get(), FALSE};
-    const std::wstring longPath = std::wstring(LONG_PATH) + path;
+    const std::wstring longPath = std::wstring(vorna::LONG_PATH) + path;
     if (CreateDirectoryW(longPath.c_str(), &attributes))
         return true;
     const DWORD error = GetLastError();
@@ -201,33 +146,19 @@ bool DeleteTree(const std::wstring& path, bool recurse) {
     return RemoveDirectoryW(path.c_str());
 }
 
-// The file of the in-process server that is registered for a ProgID; empty where there is none.
+// The file of the in-process server that is registered for a ProgID; empty if there is none.
 std::wstring ServerFile(const wchar_t* progId) {
     CLSID classId{};
     if (FAILED(CLSIDFromProgID(progId, &classId)))
         return {};
-    wchar_t guid[40];
-    if (StringFromGUID2(classId, guid, static_cast<int>(std::size(guid))) == 0)
-        return {};
-    const std::wstring key = std::wstring(L"CLSID\\") + guid + L"\\InprocServer32";
-    DWORD bytes = 0;
-    LSTATUS status = ERROR_MORE_DATA;
-    std::vector<wchar_t> value(MAX_PATH);
-    // The value may grow between two calls.
-    while (status == ERROR_MORE_DATA) {
-        bytes = static_cast<DWORD>(value.size()) * sizeof(wchar_t);
-        status = RegGetValueW(HKEY_CLASSES_ROOT, key.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, value.data(), &bytes);
-        if (status == ERROR_MORE_DATA)
-            value.resize(value.size() * 2);
-    }
-    return status == ERROR_SUCCESS ? std::wstring(value.data()) : std::wstring();
+    const std::wstring key = L"CLSID\\" + vorna::guid_text(classId) + L"\\InprocServer32";
+    return vorna::registry_text(HKEY_CLASSES_ROOT, key, nullptr).value_or(L"");
 }
 
 } // namespace
 
 int CreateDirectories(const char* path) {
-    VORNA_SCOPE_TRACE("VORNAUTILITY::CreateDirectories");
-    try {
+    return vorna::CatchAll("VORNAUTILITY::CreateDirectories", 0, [&]() -> int {
         std::wstring text;
         // Two backslashes that are not the long form's name a machine on the network.
         if (!ReadPath(path, text) || text.starts_with(L"\\\\")) {
@@ -251,26 +182,18 @@ int CreateDirectories(const char* path) {
                 return 0;
         }
         return prefix.empty() ? 0 : 1;
-    } catch (...) {
-        VORNA_LOG(vorna::LOG_ERROR, "Unknown Exception Occured");
-        return 0;
-    }
+    });
 }
 
 bool SCCreateDirectory(const char* path) {
-    VORNA_SCOPE_TRACE("VORNAUTILITY::SCCreateDirectory");
-    try {
+    return vorna::CatchAll("VORNAUTILITY::SCCreateDirectory", false, [&]() -> bool {
         std::wstring text;
         return ReadPath(path, text) && CreateOne(text);
-    } catch (...) {
-        VORNA_LOG(vorna::LOG_ERROR, "Unknown Exception Occured");
-        return false;
-    }
+    });
 }
 
 bool DeleteDirectory(const char* path, bool recurse) {
-    VORNA_SCOPE_TRACE("VORNAUTILITY::DeleteDirectory");
-    try {
+    return vorna::CatchAll("VORNAUTILITY::DeleteDirectory", false, [&]() -> bool {
         std::wstring text;
         if (!ReadPath(path, text))
             return false;
@@ -278,7 +201,7 @@ bool DeleteDirectory(const char* path, bool recurse) {
             text.pop_back();
         if (!IsPlainPath(text))
             return false;
-        text.insert(0, LONG_PATH);
+        text.insert(0, vorna::LONG_PATH);
         const DWORD attributes = GetFileAttributesW(text.c_str());
         if (attributes == INVALID_FILE_ATTRIBUTES)
             return false;
@@ -287,19 +210,16 @@ bool DeleteDirectory(const char* path, bool recurse) {
             VORNA_LOG(vorna::LOG_TRACE, "VORNAUTILITY::DeleteDirectory cannot delete %S, error %lu", text.c_str(),
                       GetLastError());
         return deleted;
-    } catch (...) {
-        VORNA_LOG(vorna::LOG_ERROR, "Unknown Exception Occured");
-        return false;
-    }
+    });
 }
 
 bool IsDots(const char* name) {
-    VORNA_SCOPE_TRACE("VORNAUTILITY::IsDots");
+    const vorna::ScopeTrace trace("VORNAUTILITY::IsDots");
     return name && (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0);
 }
 
 std::wstring GetComponentDirectory() {
-    VORNA_SCOPE_TRACE("VORNAUTILITY::GetComponentDirectory");
+    const vorna::ScopeTrace trace("VORNAUTILITY::GetComponentDirectory");
     std::wstring directory = ServerFile(vorna::PROGID_VORNA);
     if (directory.empty())
         return directory;

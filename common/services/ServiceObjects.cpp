@@ -2,36 +2,30 @@
 
 #include "QXKeldan.h"
 #include "common/com/bstr.h"
-#include "common/log/Logging.h"
+#include "common/log/CatchAll.h"
 #include "common/services/platformservices.h"
 
 namespace VORNAUTILITY {
 
 HRESULT GetServiceObject(std::wstring_view serviceXml, vorna::com_ptr<IUnknown>& service,
                          vorna::CPWStringBuffer& errorText) {
-    VORNA_SCOPE_TRACE("VORNAUTILITY::GetServiceObject");
     service.reset();
-    try {
+    return vorna::CatchAll("VORNAUTILITY::GetServiceObject", E_FAIL, [&]() -> HRESULT {
+        const auto fail = [&](const wchar_t* text) {
+            service.reset();
+            errorText = text;
+            VORNA_LOG(vorna::LOG_TRACE, "%S", text);
+            return E_FAIL;
+        };
         vorna::com_ptr<IZEBServiceFactory> factory;
         if (FAILED(vorna::PlatformServices::CreateInstance(vorna::PROGID_SERVICE_FACTORY, nullptr, factory)) ||
-            !factory) {
-            errorText = L"Create Instance of Service failed";
-            VORNA_LOG(vorna::LOG_TRACE, "Create Instance of Service failed");
-            return E_FAIL;
-        }
+            !factory)
+            return fail(L"Create Instance of Service failed");
         const vorna::bstr document(serviceXml);
-        if (FAILED(factory->CreateService(document.get(), service.put())) || !service) {
-            service.reset();
-            errorText = L"ServiceFactory CreateService() failed";
-            VORNA_LOG(vorna::LOG_TRACE, "ServiceFactory CreateService() failed");
-            return E_FAIL;
-        }
+        if (FAILED(factory->CreateService(document.get(), service.put())) || !service)
+            return fail(L"ServiceFactory CreateService() failed");
         return S_OK;
-    } catch (...) {
-        service.reset();
-        VORNA_LOG(vorna::LOG_ERROR, "Unknown Exception Occured");
-        return E_FAIL;
-    }
+    });
 }
 
 } // namespace VORNAUTILITY

@@ -1,6 +1,8 @@
 #include "common/services/XmlAccessor.h"
 
 #include "common/com/bstr.h"
+#include "common/com/results.h"
+#include "common/log/Logging.h"
 #include "common/services/platformservices.h"
 
 #include <algorithm>
@@ -18,7 +20,11 @@ HRESULT StrictResult(HRESULT result) {
 
 HRESULT XmlAccessor::Create() {
     const HRESULT result = PlatformServices::CreateInstance(PROGID_XML_ACCESSOR, nullptr, accessor_);
-    return SUCCEEDED(result) && !accessor_ ? E_NOINTERFACE : result;
+    if (result == S_OK && accessor_)
+        return S_OK;
+    VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
+    accessor_.reset();
+    return RESULT_XML_ACCESSOR;
 }
 
 HRESULT XmlAccessor::Load(std::wstring_view document) {

@@ -17,8 +17,7 @@ enum class XmlChange : long { Insert = 1, Append = 2, Replace = 3 };
 
 class XmlAccessor {
   public:
-    // Creates the component's instance; every other operation needs it. A failure is logged by nobody here: callers
-    // have texts of their own for it.
+    // Creates the component's instance; every other operation needs it. 0x80000151 on failure, which is logged.
     [[nodiscard]] HRESULT Create();
 
     // Anything but S_OK: the document is not well-formed.

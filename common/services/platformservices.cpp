@@ -1,6 +1,7 @@
 #include "common/services/platformservices.h"
 
 #include "common/com/ProcessorFault.h"
+#include "common/com/text_forms.h"
 #include "common/com/unique_any.h"
 #include "common/log/Logging.h"
 
@@ -38,10 +39,8 @@ DWORD ServerContext(const wchar_t* progId) {
 }
 
 bool IsServedByAProgram(const CLSID& clsid) {
-    wchar_t text[64] = L"";
-    StringFromGUID2(clsid, text, 64);
     unique_registry_key key;
-    return RegOpenKeyExW(HKEY_CLASSES_ROOT, (L"CLSID\\" + std::wstring(text) + L"\\LocalServer32").c_str(), 0, KEY_READ,
+    return RegOpenKeyExW(HKEY_CLASSES_ROOT, (L"CLSID\\" + guid_text(clsid) + L"\\LocalServer32").c_str(), 0, KEY_READ,
                          key.put()) == ERROR_SUCCESS;
 }
 

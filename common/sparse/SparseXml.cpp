@@ -146,14 +146,14 @@ bool BuildFromCopies(const Selection& selection, std::wstring& result, long& mou
     for (; mounted < selection.count; ++mounted) {
         if (builder.elements().size() > most)
             return false;
-        VORNA_SCOPE_TRACE("VORNAUTILITY::MountDocument");
+        const ScopeTrace trace("VORNAUTILITY::MountDocument");
         com_ptr<IXMLDOMNode> node;
         selection.nodes->get_item(mounted, node.put());
         // A node that cannot be mounted is logged; the others are given.
         (void)builder.Mount(node.get());
     }
     {
-        VORNA_SCOPE_TRACE("VORNAUTILITY::RemoveIdNode");
+        const ScopeTrace trace("VORNAUTILITY::RemoveIdNode");
         builder.RemoveMarks();
     }
     bstr text = RootText(target.get());
@@ -166,12 +166,12 @@ void BuildFromText(const Selection& selection, long mounted, std::wstring& resul
     for (long i = 0; i < selection.count; ++i) {
         std::optional<ScopeTrace> trace;
         if (i >= mounted)
-            trace.emplace("VORNAUTILITY::MountDocument", __LINE__, __FILE__);
+            trace.emplace(Scope("VORNAUTILITY::MountDocument"));
         com_ptr<IXMLDOMNode> node;
         selection.nodes->get_item(i, node.put());
         (void)cut.Mark(node.get());
     }
-    VORNA_SCOPE_TRACE("VORNAUTILITY::RemoveIdNode");
+    const ScopeTrace trace("VORNAUTILITY::RemoveIdNode");
     bstr text = RootText(selection.source.get());
     result = PlainAttributes(cut.Write(text.view(), selection.keepReturns));
 }
@@ -218,7 +218,7 @@ void BuildSparseXml(std::wstring_view xml, std::wstring_view xpath, std::wstring
 } // namespace
 
 void GetSparseXMLFromXPath(std::wstring_view xml, std::wstring_view xpath, std::wstring& result) {
-    VORNA_SCOPE_TRACE("VORNAUTILITY::GetSparseXMLFromXPath");
+    const ScopeTrace trace("VORNAUTILITY::GetSparseXMLFromXPath");
     try {
         // The arguments may be views of result.
         std::wstring built;
@@ -231,7 +231,7 @@ void GetSparseXMLFromXPath(std::wstring_view xml, std::wstring_view xpath, std::
 }
 
 HRESULT MountDocument(IXMLDOMNode* selected, IXMLDOMDocument2* target) {
-    VORNA_SCOPE_TRACE("VORNAUTILITY::MountDocument");
+    const ScopeTrace trace("VORNAUTILITY::MountDocument");
     if (!selected || !target)
         return E_POINTER;
     try {
@@ -243,7 +243,7 @@ HRESULT MountDocument(IXMLDOMNode* selected, IXMLDOMDocument2* target) {
 }
 
 void RemoveIdNode(IXMLDOMDocument2* target) {
-    VORNA_SCOPE_TRACE("VORNAUTILITY::RemoveIdNode");
+    const ScopeTrace trace("VORNAUTILITY::RemoveIdNode");
     if (!target)
         return;
     try {

@@ -1,5 +1,7 @@
 #include "common/xml/DocumentText.h"
 
+#include "common/xml/XmlCharacters.h"
+
 #include <windows.h>
 
 #include <algorithm>
@@ -7,6 +9,8 @@
 namespace vorna {
 
 namespace {
+
+constexpr UINT CODE_PAGE_ISO_8859_1 = 28591;
 
 std::wstring FromUtf16(std::string_view bytes, bool bigEndian) {
     std::wstring text(bytes.size() / 2, L'\0');
@@ -18,76 +22,90 @@ std::wstring FromUtf16(std::string_view bytes, bool bigEndian) {
     return text;
 }
 
-bool FromUtf8(std::string_view bytes, std::wstring& text) {
+bool FromCodePage(std::string_view bytes, UINT codePage, std::wstring& text) {
+    text.clear();
     if (bytes.empty())
         return true;
+    const DWORD flags = codePage == CP_UTF8 ? MB_ERR_INVALID_CHARS : 0;
     const int size = static_cast<int>(bytes.size());
-    const int length = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), size, nullptr, 0);
+    const int length = MultiByteToWideChar(codePage, flags, bytes.data(), size, nullptr, 0);
     if (length <= 0)
         return false;
     text.resize(static_cast<size_t>(length));
-    return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), size, text.data(), length) == length;
+    return MultiByteToWideChar(codePage, flags, bytes.data(), size, text.data(), length) == length;
 }
 
-bool IsBlank(wchar_t c) {
-    return c == L' ' || c == L'\t' || c == L'\r' || c == L'\n';
+template <typename Character>
+bool HasDeclaration(std::basic_string_view<Character> text) {
+    constexpr Character BEGINNING[] = {'<', '?', 'x', 'm', 'l'};
+    return text.size() > std::size(BEGINNING) && std::equal(std::begin(BEGINNING), std::end(BEGINNING), text.begin()) &&
+           IsXmlSpace(static_cast<wchar_t>(text[std::size(BEGINNING)]));
 }
 
-// The value of the declaration's encoding in lower case; empty where it names none.
+// The value of the declaration's encoding in lower case; empty if it names none.
 std::wstring DeclaredEncoding(std::wstring_view declaration) {
     size_t at = declaration.find(L"encoding");
-    if (at == std::wstring_view::npos)
+    at = at == declaration.npos ? at : declaration.find_first_of(L"'\"", at);
+    if (at == declaration.npos)
         return {};
-    at = declaration.find_first_of(L"'\"", at);
-    if (at == std::wstring_view::npos)
-        return {};
-    const size_t end = declaration.find(declaration[at], at + 1);
-    if (end == std::wstring_view::npos)
-        return {};
-    std::wstring name(declaration.substr(at + 1, end - at - 1));
+    std::wstring name(declaration.substr(at + 1, declaration.find(declaration[at], at + 1) - at - 1));
     std::transform(name.begin(), name.end(), name.begin(),
                    [](wchar_t c) { return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c; });
     return name;
 }
 
+// False for half a character at the end.
+bool DecodeUtf16(std::string_view bytes, bool& isUtf16, std::wstring& text) {
+    const bool marked = bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
+    // Every document begins with a character below U+0080, so without a mark the zero in the first one tells.
+    isUtf16 = marked || (bytes.size() >= 2 && (bytes[0] == '\0') != (bytes[1] == '\0'));
+    if (!isUtf16)
+        return true;
+    const bool bigEndian = marked ? bytes[0] == '\xFE' : bytes[0] == '\0';
+    text = FromUtf16(bytes.substr(marked ? 2 : 0), bigEndian);
+    return bytes.size() % 2 == 0;
+}
+
+// Bytes with one to four a character, as their mark or their declaration says.
+bool DecodeBytes(std::string_view bytes, std::wstring& text) {
+    const bool marked = bytes.starts_with("\xEF\xBB\xBF");
+    bool latin = false;
+    if (!marked && HasDeclaration(bytes)) {
+        const std::string_view declaration = bytes.substr(0, bytes.find("?>"));
+        latin = DeclaredEncoding(std::wstring(declaration.begin(), declaration.end())) == L"iso-8859-1";
+    }
+    return FromCodePage(bytes.substr(marked ? 3 : 0), latin ? CODE_PAGE_ISO_8859_1 : CP_UTF8, text);
+}
+
 } // namespace
 
 bool DecodeXmlText(std::string_view bytes, std::wstring& text, std::wstring& message) {
-    using namespace std::string_view_literals;
     text.clear();
-    const bool little = bytes.starts_with("\xFF\xFE"sv);
-    const bool big = bytes.starts_with("\xFE\xFF"sv);
-    const bool wide = little || big || bytes.starts_with("<\0"sv) || bytes.starts_with("\0<"sv);
-    if (wide) {
-        if (bytes.size() % 2 != 0) {
-            message = L"half a character at the end of the UTF-16 text";
-            return false;
-        }
-        text = FromUtf16(bytes.substr(little || big ? 2 : 0), big || bytes[0] == '\0');
-    } else {
-        if (bytes.starts_with("\xEF\xBB\xBF"sv))
-            bytes.remove_prefix(3);
-        if (!FromUtf8(bytes, text)) {
-            message = L"the text is not UTF-8";
-            return false;
-        }
+    bool utf16 = false;
+    if (!DecodeUtf16(bytes, utf16, text)) {
+        message = L"it is UTF-16 with half a character at its end";
+        return false;
     }
-    if (text.find(L'\0') != std::wstring::npos) {
+    if (!utf16 && !DecodeBytes(bytes, text)) {
+        message = L"it is neither UTF-8 nor UTF-16 text";
+        return false;
+    }
+    if (text.find(L'\0') != text.npos) {
         message = L"the text holds a zero character";
         return false;
     }
-    if (!text.starts_with(L"<?xml") || text.size() < 6 || !IsBlank(text[5]))
+    if (!HasDeclaration(std::wstring_view(text)))
         return true;
     const size_t end = text.find(L"?>");
-    if (end == std::wstring::npos) {
+    if (end == text.npos) {
         message = L"the XML declaration does not end";
         return false;
     }
-    // The text is decoded: an encoding that it still named could only mislead the parser.
     const std::wstring encoding = DeclaredEncoding(std::wstring_view(text).substr(0, end));
-    if (!encoding.empty() && encoding != L"us-ascii" && !encoding.starts_with(L"utf-8") &&
-        !encoding.starts_with(L"utf-16")) {
-        message = L"the encoding \"" + encoding + L"\" is neither UTF-8 nor UTF-16";
+    const bool known = encoding.empty() || encoding == L"us-ascii" || encoding == L"utf-8" ||
+                       encoding.starts_with(L"utf-16") || (encoding == L"iso-8859-1" && !utf16);
+    if (!known) {
+        message = L"the encoding \"" + encoding + L"\" is not UTF-8, UTF-16 or ISO-8859-1";
         return false;
     }
     text.erase(0, end + 2);
@@ -99,13 +117,16 @@ bool EncodeUtf8(std::wstring_view text, std::string& bytes) {
     if (text.empty())
         return true;
     const int length = static_cast<int>(text.size());
-    const int size =
-        WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text.data(), length, nullptr, 0, nullptr, nullptr);
-    if (size <= 0)
-        return false;
-    bytes.resize(static_cast<size_t>(size));
-    return WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text.data(), length, bytes.data(), size, nullptr,
-                               nullptr) == size;
+    const auto encode = [&](DWORD flags) {
+        const int size = WideCharToMultiByte(CP_UTF8, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
+        bytes.resize(static_cast<size_t>(size));
+        return size > 0 &&
+               WideCharToMultiByte(CP_UTF8, flags, text.data(), length, bytes.data(), size, nullptr, nullptr) == size;
+    };
+    if (encode(WC_ERR_INVALID_CHARS))
+        return true;
+    encode(0);
+    return false;
 }
 
 } // namespace vorna

@@ -6,35 +6,21 @@
 
 namespace vorna {
 
-// As character data of an element.
-inline std::wstring EscapeXmlText(std::wstring_view text) {
-    std::wstring escaped;
-    escaped.reserve(text.size());
-    for (wchar_t letter : text) {
-        if (letter == L'&')
-            escaped += L"&amp;";
-        else if (letter == L'<')
-            escaped += L"&lt;";
-        else if (letter == L'>')
-            escaped += L"&gt;";
-        else
-            escaped += letter;
-    }
-    return escaped;
-}
+enum class XmlContext {
+    // Between tags.
+    Content,
+    // An attribute's value between double quotes.
+    Attribute
+};
 
-// As an attribute's value between double quotes. Tabs and line breaks, which a parser would turn into blanks, are kept.
-inline std::wstring EscapeXmlAttribute(std::wstring_view text) {
-    std::wstring escaped;
-    for (wchar_t letter : EscapeXmlText(text)) {
-        if (letter == L'"')
-            escaped += L"&quot;";
-        else if (letter == L'\t' || letter == L'\n' || letter == L'\r')
-            escaped += L"&#" + std::to_wstring(static_cast<int>(letter)) + L";";
-        else
-            escaped += letter;
-    }
-    return escaped;
-}
+// Appends the text so that a parser reads the same text back. Characters that no document can hold stay as they are: a
+// parser refuses the document, which nobody can take for the text that was meant.
+void AppendEscaped(std::wstring& markup, std::wstring_view text, XmlContext context = XmlContext::Content);
+
+// The same as a text of its own.
+std::wstring EscapeXml(std::wstring_view text, XmlContext context = XmlContext::Content);
+
+// The text without the characters that no document can hold: most control characters, halves of surrogate pairs.
+std::wstring DropForbidden(std::wstring_view text);
 
 } // namespace vorna

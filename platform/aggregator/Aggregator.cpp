@@ -1,12 +1,12 @@
 #include "platform/aggregator/Aggregator.h"
 
 #include "common/com/bstr.h"
+#include "common/xml/XmlEscape.h"
 #include "platform/aggregator/DataModels.h"
 #include "platform/xml/Failure.h"
 #include "platform/xml/NodeMarkup.h"
 #include "platform/xml/Prefixes.h"
 #include "platform/xml/XmlDocument.h"
-#include "platform/xml/XmlText.h"
 
 #include <algorithm>
 #include <string>
@@ -21,7 +21,7 @@ std::wstring DataDocument(XmlDocument& document, const std::vector<XmlNode>& nod
                     [](const XmlNode& node) { return node.type() == NODE_DOCUMENT || node.IsRoot(); }))
         return document.text();
     std::wstring markup = L"<Data service=\"";
-    AppendEscaped(markup, serviceUri);
+    vorna::AppendEscaped(markup, serviceUri, vorna::XmlContext::Attribute);
     markup.append(L"\">");
     for (const XmlNode& node : nodes)
         AppendNode(document, node, markup);

@@ -1,7 +1,7 @@
 #include "platform/aggregator/HostModel.h"
 
 #include "common/com/unique_any.h"
-#include "platform/xml/XmlText.h"
+#include "common/xml/XmlEscape.h"
 
 #include <psapi.h>
 #include <tlhelp32.h>
@@ -23,7 +23,7 @@ void AppendElement(std::wstring& markup, std::wstring_view name, std::wstring_vi
     if (!unit.empty())
         markup.append(L" Unit=\"").append(unit).append(L"\"");
     markup.append(L">");
-    AppendEscaped(markup, text);
+    vorna::AppendEscaped(markup, vorna::DropForbidden(text));
     markup.append(L"</").append(name).append(L">");
 }
 

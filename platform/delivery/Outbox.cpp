@@ -2,7 +2,7 @@
 
 #include "common/com/scope_exit.h"
 #include "common/com/unique_any.h"
-#include "common/xml/XmlEscape.h"
+#include "platform/delivery/CallbackDocument.h"
 #include "platform/hosting/Report.h"
 #include "platform/journal/Record.h"
 
@@ -236,15 +236,9 @@ void Outbox::State::TryLater(const std::wstring& id, Line& line, Clock::duration
 }
 
 std::wstring Outbox::State::Compose(const std::wstring& id, const Callback& callback) const {
-    const std::string& body = journal.table().at(Name(BODY, callback.body));
-    std::wstring document = L"<" + root + L"><SubscriptionID>" + vorna::EscapeXmlText(id) +
-                            L"</SubscriptionID><ClientCookie>" + vorna::EscapeXmlText(callback.cookie) +
-                            L"</ClientCookie>";
-    const std::wstring end = L"</" + root + L">";
-    document.reserve(document.size() + body.size() / sizeof(wchar_t) + end.size());
-    AppendBody(body, document);
-    document += end;
-    return document;
+    std::wstring body;
+    AppendBody(journal.table().at(Name(BODY, callback.body)), body);
+    return CallbackDocument(root, id, callback.cookie, body);
 }
 
 // On a thread of the pool; without the lock while the client is called, which may post or forget.

@@ -1,9 +1,9 @@
 #include "platform/eventaccess/EventPayload.h"
 
 #include "common/time/DateTime.h"
+#include "common/xml/XmlEscape.h"
 #include "platform/hosting/Report.h"
 #include "platform/xml/Failure.h"
-#include "platform/xml/XmlText.h"
 
 namespace keldan {
 
@@ -26,7 +26,7 @@ std::wstring MakeEventBody(ModelReading& reading, const std::vector<std::wstring
     std::wstring body;
     for (const std::wstring& xpath : xpaths) {
         body.append(L"<Event><XPath>");
-        AppendEscaped(body, xpath);
+        vorna::AppendEscaped(body, xpath);
         body.append(L"</XPath><Time>").append(time).append(L"</Time><Data>");
         if (const std::wstring& data = reading.Data(xpath);
             body.size() + data.size() <= LONGEST_EVENT_BODY && IsReadable(data))

@@ -1,5 +1,7 @@
 #include "platform/timer/Scheduler.h"
 
+#include "platform/delivery/CallbackDocument.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -13,31 +15,6 @@ constexpr Milliseconds CLOCK_TOLERANCE = std::chrono::seconds(2);
 constexpr Milliseconds START_GRACE = std::chrono::minutes(1);
 
 } // namespace
-
-std::wstring EscapeMarkup(const std::wstring& text) {
-    std::wstring escaped;
-    for (wchar_t character : text)
-        switch (character) {
-        case L'&':
-            escaped += L"&amp;";
-            break;
-        case L'<':
-            escaped += L"&lt;";
-            break;
-        case L'>':
-            escaped += L"&gt;";
-            break;
-        case L'"':
-            escaped += L"&quot;";
-            break;
-        case L'\'':
-            escaped += L"&apos;";
-            break;
-        default:
-            escaped += character;
-        }
-    return escaped;
-}
 
 Registration Scheduler::Make(std::wstring id, std::wstring ticket, Schedule schedule, const Now& now) const {
     Registration registration{std::move(id), std::move(ticket), std::move(schedule), {}};
@@ -190,10 +167,8 @@ void Scheduler::Pump(State& state, const Now& now, std::vector<Call>& calls) {
             running = {++lastCall_, false, false, {}};
             calls_[running.number] = {registration.id, i};
             entry.stage = Stage::Calling;
-            calls.push_back({running.number, notify.client,
-                             L"<TimerEvent><SubscriptionID>" + EscapeMarkup(registration.id) +
-                                 L"</SubscriptionID><ClientCookie>" + EscapeMarkup(notify.parameter) +
-                                 L"</ClientCookie></TimerEvent>"});
+            calls.push_back(
+                {running.number, notify.client, CallbackDocument(L"TimerEvent", registration.id, notify.parameter)});
         }
         if (!registration.schedule.parallel && entry.stage != Stage::Done)
             return;

@@ -111,7 +111,4 @@ class Scheduler {
     Changes changes_;
 };
 
-// The text with the characters that markup gives a meaning escaped.
-std::wstring EscapeMarkup(const std::wstring& text);
-
 } // namespace keldan

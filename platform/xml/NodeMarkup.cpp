@@ -1,6 +1,6 @@
 #include "platform/xml/NodeMarkup.h"
 
-#include "platform/xml/XmlText.h"
+#include "common/xml/XmlEscape.h"
 
 namespace keldan {
 
@@ -10,17 +10,17 @@ void AppendNode(XmlDocument& document, const XmlNode& node, std::wstring& markup
         markup.append(L"<Attribute name=\"").append(node.LocalName()).append(L"\"");
         if (const std::wstring uri = node.NamespaceUri(); !uri.empty()) {
             markup.append(L" namespace=\"");
-            AppendEscaped(markup, uri);
+            vorna::AppendEscaped(markup, uri, vorna::XmlContext::Attribute);
             markup.append(L"\"");
         }
         markup.append(L">");
-        AppendEscaped(markup, node.Text());
+        vorna::AppendEscaped(markup, node.Text());
         markup.append(L"</Attribute>");
         break;
     case NODE_TEXT:
     case NODE_CDATA_SECTION:
         markup.append(L"<Text>");
-        AppendEscaped(markup, node.Text());
+        vorna::AppendEscaped(markup, node.Text());
         markup.append(L"</Text>");
         break;
     default:

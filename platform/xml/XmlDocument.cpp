@@ -188,7 +188,7 @@ std::wstring XmlDocument::AsContent(std::wstring_view markup) const {
     markup = WithoutDeclaration(markup);
     if (markup.empty() || IsContent(markup))
         return std::wstring(markup);
-    const std::wstring escaped = vorna::EscapeXmlText(markup);
+    const std::wstring escaped = vorna::EscapeXml(markup);
     if (markup.find(L'<') != markup.npos || !IsContent(escaped))
         throw failure{vorna::RESULT_XML_MALFORMED};
     return escaped;
@@ -197,7 +197,7 @@ std::wstring XmlDocument::AsContent(std::wstring_view markup) const {
 std::wstring XmlDocument::AsAttributeValue(std::wstring_view value) const {
     // References in it are resolved where all of them can be.
     const std::wstring markup =
-        value.find(L'<') == value.npos && IsContent(value) ? std::wstring(value) : vorna::EscapeXmlText(value);
+        value.find(L'<') == value.npos && IsContent(value) ? std::wstring(value) : vorna::EscapeXml(value);
     XmlDocument holder(L"<r>" + markup + L"</r>");
     return holder.Select(L"/r").at(0).Text();
 }

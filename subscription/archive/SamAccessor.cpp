@@ -59,7 +59,7 @@ HRESULT SamAccessor::WithArchive(Work work) {
 }
 
 HRESULT SamAccessor::getStreamFromArchive(bstr& data) {
-    VORNA_SCOPE_TRACE("SamAccessor::getStreamFromArchive");
+    const ScopeTrace trace("SamAccessor::getStreamFromArchive");
     data = bstr();
     if (LogEnabled(LOG_TRACE))
         Log(L"Getting data from file \"" + fileName_ + L"\" in archive \"" + archivePath_ + L"\"");
@@ -75,7 +75,7 @@ HRESULT SamAccessor::getStreamFromArchive(bstr& data) {
 }
 
 HRESULT SamAccessor::addStreamToArchive(std::wstring_view data) {
-    VORNA_SCOPE_TRACE("SamAccessor::addStreamToArchive");
+    const ScopeTrace trace("SamAccessor::addStreamToArchive");
     if (LogEnabled(LOG_TRACE))
         Log(L"Adding to file\"" + fileName_ + L"\" stream: \"" + std::wstring(data) + L"\"");
     return WithArchive([&] {
@@ -91,7 +91,7 @@ HRESULT SamAccessor::addStreamToArchive(std::wstring_view data) {
 }
 
 HRESULT SamAccessor::getNumberOfFilesInArchive(long& count) {
-    VORNA_SCOPE_TRACE("SamAccessor::getNumberOfFilesInArchive");
+    const ScopeTrace trace("SamAccessor::getNumberOfFilesInArchive");
     count = 0;
     if (LogEnabled(LOG_TRACE))
         Log(L"Getting Number of files in the archive \"" + archivePath_ + L"\"");
@@ -106,7 +106,7 @@ HRESULT SamAccessor::getNumberOfFilesInArchive(long& count) {
 }
 
 HRESULT SamAccessor::removeFile() {
-    VORNA_SCOPE_TRACE("SamAccessor::removeFile");
+    const ScopeTrace trace("SamAccessor::removeFile");
     if (LogEnabled(LOG_TRACE))
         Log(L"Removing File \"" + fileName_ + L"\" from Archive \"" + archivePath_ + L"\"");
     return WithArchive([&] {

@@ -12,21 +12,18 @@ SnapShot::SnapShot(const SYSTEMTIME& time) : Id(FormatDateTime(time)), AccessTim
 }
 
 SnapShot::SnapShot(std::wstring_view xml) {
-    VORNA_SCOPE_TRACE("SnapShot::SnapShot");
+    const ScopeTrace trace("SnapShot::SnapShot");
     try {
         XmlAccessor accessor;
-        if (accessor.Create() != S_OK) {
-            VORNA_LOG(LOG_TRACE, "Create Instance of XMLSIMPLEACCESSOR failed");
-            return;
-        }
-        Read(xml, accessor);
+        if (accessor.Create() == S_OK)
+            Read(xml, accessor);
     } catch (...) {
         VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
     }
 }
 
 SnapShot::SnapShot(std::wstring_view xml, XmlAccessor& accessor) {
-    VORNA_SCOPE_TRACE("SnapShot::SnapShot");
+    const ScopeTrace trace("SnapShot::SnapShot");
     try {
         Read(xml, accessor);
     } catch (...) {
@@ -62,7 +59,7 @@ void SnapShot::Read(std::wstring_view xml, XmlAccessor& accessor) {
 }
 
 void SnapShot::ToXML(std::wstring& xml) const {
-    VORNA_SCOPE_TRACE("SnapShot::ToXML");
+    const ScopeTrace trace("SnapShot::ToXML");
     xml.assign(L"<SnapShot Id=\"").append(Id).append(L"\"><AccessTime>").append(FormatDateTime(AccessTime));
     xml.append(L"</AccessTime><AlreadyRead>").append(AlreadyRead == 1 ? L"TRUE" : L"FALSE");
     xml.append(L"</AlreadyRead></SnapShot>");

@@ -266,8 +266,8 @@ TEST_F(LoggingTest, TrimKeepsTheLastWholeLines) {
 TEST_F(LoggingTest, ScopesAreTiedByAGuid) {
     StartFile("5");
     {
-        VORNA_SCOPE_TRACE("Test::Outer");
-        ScopeTrace inner("Test::Inner", 12, "inner.cpp");
+        const ScopeTrace trace("Test::Outer");
+        ScopeTrace inner({"Test::Inner", 12, "inner.cpp"});
     }
     std::string text;
     for (const std::string& line : Lines())

@@ -158,7 +158,7 @@ TEST(Scheduler, CallbackNamesRegistrationAndCookieEscaped) {
     const auto calls = script.Calls();
     ASSERT_EQ(1u, calls.size());
     EXPECT_EQ(L"<TimerEvent><SubscriptionID>id</SubscriptionID>"
-              L"<ClientCookie>a&lt;b&gt;&amp;&quot;c&apos;</ClientCookie></TimerEvent>",
+              L"<ClientCookie>a&lt;b&gt;&amp;\"c'</ClientCookie></TimerEvent>",
               calls[0].document);
 }
 

@@ -101,7 +101,7 @@ TEST_F(Timer, CallsBackUntilItIsUnsubscribed) {
     const std::wstring id = Subscribe(document);
     ASSERT_TRUE(inbox.WaitFor(id, 2));
     EXPECT_EQ(L"<TimerEvent><SubscriptionID>" + id +
-                  L"</SubscriptionID><ClientCookie>5 &lt; 6 &amp; &quot;7&quot;</ClientCookie></TimerEvent>",
+                  L"</SubscriptionID><ClientCookie>5 &lt; 6 &amp; \"7\"</ClientCookie></TimerEvent>",
               inbox.Last());
     EXPECT_HR(S_OK, Unsubscribe(id));
     const std::size_t before = inbox.Count(id);

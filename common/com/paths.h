@@ -1,0 +1,22 @@
+// Paths of any length, and the two forms of one path.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace vorna {
+
+// The prefix that lifts the limit of MAX_PATH characters and switches off every other interpretation of a path.
+inline constexpr std::wstring_view LONG_PATH = L"\\\\?\\";
+
+// The full path in the long form, without a backslash at its end: \\?\C:\folder, or \\?\UNC\machine\share. A path that
+// is in it already, or names a device, is returned as it is; so is one that the system cannot resolve.
+std::wstring long_path(std::wstring_view path);
+
+// The same file without the prefix, for people and for programs that do not expect it. A network path keeps it.
+std::wstring plain_path(std::wstring_view path);
+
+// True for a full path on a drive, in either form; false for relative paths, network paths, pipes and devices.
+bool is_on_drive(std::wstring_view path);
+
+} // namespace vorna

@@ -1,0 +1,35 @@
+// Identifiers and codes in the notations that the registry, logs and people use.
+#pragma once
+
+#include "common/com/result_error.h"
+
+#include <objbase.h>
+
+#include <iterator>
+#include <string>
+
+namespace vorna {
+
+// With braces, as the registry has it: {00000000-0000-0000-0000-000000000000}.
+inline std::wstring guid_text(REFGUID guid) {
+    wchar_t text[39];
+    StringFromGUID2(guid, text, static_cast<int>(std::size(text)));
+    return text;
+}
+
+// The text of a GUID that never existed before. Throws result_error if the system has none.
+inline std::wstring new_guid_text() {
+    GUID guid{};
+    if (const HRESULT result = CoCreateGuid(&guid); FAILED(result))
+        throw result_error(result);
+    return guid_text(guid);
+}
+
+// Eight digits: 0x8000015E.
+inline std::wstring hex_text(HRESULT result) {
+    wchar_t text[11];
+    swprintf(text, std::size(text), L"0x%08lX", static_cast<unsigned long>(result));
+    return text;
+}
+
+} // namespace vorna
