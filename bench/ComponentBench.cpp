@@ -75,8 +75,8 @@ std::wstring Name(int size) {
 class Archives {
   public:
     Archives() {
-        std::filesystem::create_directories(platform_.folder() / "models");
-        std::ofstream(platform_.folder() / "models" / "press+press-7+7.xml") << DeviceDocument();
+        std::filesystem::create_directories(platform_.Folder() / "models");
+        std::ofstream(platform_.Folder() / "models" / "press+press-7+7.xml") << DeviceDocument();
         com_ptr<IZEBServiceFactory> factory;
         bench::Require(PlatformServices::CreateInstance(PROGID_SERVICE_FACTORY, nullptr, factory), "service factory");
         bench::Require(
@@ -109,21 +109,21 @@ class Archives {
     // One callback of the timer. Milliseconds; the archive is as large as before afterwards.
     double Capture(int size) {
         const SubscriptionRecord record = Record(size);
-        const bstr event(L"<TimerEvent><SubscriptionID>" + record.SubscriptionId + L"</SubscriptionID><ClientCookie>" +
-                         record.ClientCookie + L"</ClientCookie></TimerEvent>");
+        const bstr event(L"<TimerEvent><SubscriptionID>" + record.subscriptionId + L"</SubscriptionID><ClientCookie>" +
+                         record.clientCookie + L"</ClientCookie></TimerEvent>");
         const com_ptr<IComBaseClient> client = component_.try_as<IComBaseClient>();
         WaitForNextSecond();
         const double took = Milliseconds([&] {
             bstr text;
             bench::Require(client->Deliver(event.get(), text.put()), "Deliver");
         });
-        const auto snapShots = Record(size).SnapShots;
+        const auto snapShots = Record(size).snapShots;
         if (snapShots.size() != static_cast<size_t>(size) + 1)
             throw std::runtime_error("the capture was not recorded");
-        const std::wstring& id = snapShots.back().Id;
-        SamAccessor archive(SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId), id);
+        const std::wstring& id = snapShots.back().id;
+        SamAccessor archive(SnapshotArchivePath(record.archiveDirectory, record.subscriptionId), id);
         bench::Require(archive.removeFile(), "removeFile");
-        if (SubscriptionPersistance().DeleteSnapShot(record.ArchiveDirectory, record.SubscriptionId, id) != 1)
+        if (SubscriptionPersistance().DeleteSnapShot(record.archiveDirectory, record.subscriptionId, id) != 1)
             throw std::runtime_error("the capture was not taken back");
         return took;
     }
@@ -153,24 +153,24 @@ class Archives {
     // Puts older captures before the first one, all in one write of the index.
     void Fill(int size) {
         const SubscriptionRecord record = Record(size);
-        if (record.SnapShots.size() != 1)
+        if (record.snapShots.size() != 1)
             throw std::runtime_error("no first capture");
-        SamAccessor archive(SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId),
-                            record.SnapShots.front().Id);
+        SamAccessor archive(SnapshotArchivePath(record.archiveDirectory, record.subscriptionId),
+                            record.snapShots.front().id);
         bstr data;
         bench::Require(archive.getStreamFromArchive(data), "the first capture");
         std::wstring index = L"<SnapShots>";
         std::wstring entry;
         for (int minutes = size - 1; minutes > 0; --minutes) {
             const SnapShot snapShot(MinutesAgo(minutes));
-            archive.SetFileName(snapShot.Id);
+            archive.SetFileName(snapShot.id);
             bench::Require(archive.addStreamToArchive(data.view()), "filling an archive");
             snapShot.ToXML(entry);
             index += entry;
         }
-        record.SnapShots.front().ToXML(entry);
-        SamAccessor config(ConfigArchivePath(record.ArchiveDirectory, record.SubscriptionId),
-                           SnapShotInfoStream(record.SubscriptionId));
+        record.snapShots.front().ToXML(entry);
+        SamAccessor config(ConfigArchivePath(record.archiveDirectory, record.subscriptionId),
+                           SnapShotInfoStream(record.subscriptionId));
         bench::Require(config.addStreamToArchive(index + entry + L"</SnapShots>"), "writing an index");
     }
 
@@ -228,7 +228,7 @@ VORNA_BENCH(ComponentPieces) {
     Archives archives;
     const int size = 1000;
     const SubscriptionRecord record = archives.Record(size);
-    const std::wstring path = SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId);
+    const std::wstring path = SnapshotArchivePath(record.archiveDirectory, record.subscriptionId);
     const auto figure = [&](const std::string& what, int rounds, const std::function<void()>& work) {
         std::vector<double> times;
         for (int round = 0; round < rounds; ++round)
@@ -253,8 +253,8 @@ VORNA_BENCH(ComponentPieces) {
     figure("the record with 1000 entries", 5, [&] { (void)archives.Record(size); });
     figure("the record with 1 entry", 21, [&] { (void)archives.Record(1); });
     bstr index;
-    SamAccessor config(ConfigArchivePath(record.ArchiveDirectory, record.SubscriptionId),
-                       SnapShotInfoStream(record.SubscriptionId));
+    SamAccessor config(ConfigArchivePath(record.archiveDirectory, record.subscriptionId),
+                       SnapShotInfoStream(record.subscriptionId));
     figure("reading the index stream of 1000", 11,
            [&] { bench::Require(config.getStreamFromArchive(index), "reading the index"); });
     figure("writing the index stream of 1000", 11,
@@ -262,34 +262,34 @@ VORNA_BENCH(ComponentPieces) {
     bench::Require(accessor.Create(), "XML accessor");
     figure("parsing the index of 1000", 11, [&] { bench::Require(accessor.Load(index.view()), "parsing the index"); });
     figure("parsing 1000 entries one by one", 5, [&] {
-        for (const SnapShot& snapShot : record.SnapShots) {
+        for (const SnapShot& snapShot : record.snapShots) {
             std::wstring xml;
             snapShot.ToXML(xml);
             bench::Keep(SnapShot(xml, accessor));
         }
     });
     figure("an entry in the index of 1000", 11, [&] {
-        bench::Require(SubscriptionPersistance().AddSnapShot(record.ArchiveDirectory, record.SubscriptionId,
-                                                             record.SnapShots.back()),
+        bench::Require(SubscriptionPersistance().AddSnapShot(record.archiveDirectory, record.subscriptionId,
+                                                             record.snapShots.back()),
                        "AddSnapShot");
     });
     figure("marking 1000 entries as read", 5, [&] {
-        bench::Require(SubscriptionPersistance().RefreshSnapShots(record.ArchiveDirectory, record.SubscriptionId,
-                                                                  record.SnapShots),
+        bench::Require(SubscriptionPersistance().RefreshSnapShots(record.archiveDirectory, record.subscriptionId,
+                                                                  record.snapShots),
                        "RefreshSnapShots");
     });
     bstr data;
     SamAccessor archive(path);
     figure("reading 1000 streams", 5, [&] {
-        for (const SnapShot& snapShot : record.SnapShots) {
-            archive.SetFileName(snapShot.Id);
+        for (const SnapShot& snapShot : record.snapShots) {
+            archive.SetFileName(snapShot.id);
             bench::Require(archive.getStreamFromArchive(data), "reading a stream");
         }
     });
     figure("a lock taken 1000 times", 5, [&] {
         for (int i = 0; i < size; ++i) {
             GlobalLocks locks;
-            const scoped_lock lock(locks, ArchiveLockName(record.SubscriptionId));
+            const ScopedLock lock(locks, ArchiveLockName(record.subscriptionId));
             bench::Keep(lock);
         }
     });
@@ -300,7 +300,7 @@ VORNA_BENCH(ComponentPieces) {
                 VORNAUTILITY::GetSparseXMLFromXPath(data.view(), expression, cut);
         });
     figure("storing a stream in an archive of 1000", 11, [&] {
-        archive.SetFileName(record.SnapShots.back().Id);
+        archive.SetFileName(record.snapShots.back().id);
         bench::Require(archive.addStreamToArchive(other(data)), "storing a stream");
     });
 }

@@ -89,11 +89,11 @@ class Post {
 
 VORNA_BENCH(Outbox) {
     support::TestFolder folder;
-    Post one(folder.path() / "one.journal");
-    Post many(folder.path() / "many.journal");
-    Post hanging(folder.path() / "hanging.journal");
+    Post one(folder.Path() / "one.journal");
+    Post many(folder.Path() / "many.journal");
+    Post hanging(folder.Path() / "hanging.journal");
     keldan::Journal journal;
-    bench::Require(journal.Open(folder.path() / "bare.journal"), "the journal");
+    bench::Require(journal.Open(folder.Path() / "bare.journal"), "the journal");
     const std::string bytes(reinterpret_cast<const char*>(BODY.data()), BODY.size() * sizeof(wchar_t));
     int name = 0;
 

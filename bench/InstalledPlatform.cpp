@@ -29,7 +29,7 @@ InstalledPlatform::InstalledPlatform() {
     support::RegisterPlatform();
     // One that runs already has its data elsewhere.
     StopHost();
-    support::InstallComponent(folder());
+    support::InstallComponent(Folder());
 }
 
 InstalledPlatform::~InstalledPlatform() {

@@ -16,11 +16,11 @@ class InstalledPlatform {
     InstalledPlatform& operator=(const InstalledPlatform&) = delete;
 
     // Holds the component, its archives and the platform's data.
-    const std::filesystem::path& folder() const { return folder_.path(); }
+    const std::filesystem::path& Folder() const { return folder_.Path(); }
 
   private:
     support::TestFolder folder_;
-    support::PlatformData data_{folder_.path()};
+    support::PlatformData data_{folder_.Path()};
 };
 
 // Throws std::runtime_error with the text where the result is not S_OK.

@@ -47,7 +47,7 @@ class Folder {
     const std::filesystem::path path;
 };
 
-volatile unsigned char bare_level = 1;
+volatile unsigned char bareLevel = 1;
 volatile int taken = 0;
 
 } // namespace
@@ -59,7 +59,7 @@ VORNA_BENCH(DroppedMessage) {
     const auto times = bench::Measure({{"compare",
                                         [] {
                                             for (int i = 0; i < INNER; ++i)
-                                                if (vorna::LOG_TRACE <= bare_level)
+                                                if (vorna::LOG_TRACE <= bareLevel)
                                                     taken = i;
                                         }},
                                        {"macro",

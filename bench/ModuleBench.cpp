@@ -19,7 +19,7 @@ VORNA_BENCH(Module) {
     support::TestFolder folder;
     std::vector<double> times;
     for (int round = 0; round < 25; ++round) {
-        const auto copy = folder.path() / ("Vorna" + std::to_string(round) + ".dll");
+        const auto copy = folder.Path() / ("Vorna" + std::to_string(round) + ".dll");
         std::filesystem::copy_file(module, copy);
         const auto begin = std::chrono::steady_clock::now();
         vorna::unique_library library(LoadLibraryW(copy.c_str()));

@@ -21,18 +21,18 @@ constexpr double GOAL = 1.5;
 // 10 KB, as an archive keeps texts: two bytes a character.
 constexpr size_t STREAM_CHARACTERS = 5 * 1024;
 
-struct database_traits {
+struct DatabaseTraits {
     using type = sqlite3*;
     static type invalid() { return nullptr; }
     static void close(type value) { sqlite3_close(value); }
 };
-struct statement_traits {
+struct StatementTraits {
     using type = sqlite3_stmt*;
     static type invalid() { return nullptr; }
     static void close(type value) { sqlite3_finalize(value); }
 };
-using unique_database = unique_any<database_traits>;
-using unique_statement = unique_any<statement_traits>;
+using UniqueDatabase = unique_any<DatabaseTraits>;
+using UniqueStatement = unique_any<StatementTraits>;
 
 void Check(int code) {
     if (code != SQLITE_OK)
@@ -43,7 +43,7 @@ void Check(int code) {
 class BareStore {
   public:
     explicit BareStore(const std::filesystem::path& file) : file_(file.string()) {
-        unique_database database = Open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+        UniqueDatabase database = Open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
         Check(
             sqlite3_exec(database.get(),
                          "PRAGMA page_size=4096; PRAGMA auto_vacuum=FULL; PRAGMA journal_mode=DELETE;"
@@ -52,9 +52,9 @@ class BareStore {
     }
 
     void Add(const std::wstring& name, const std::wstring& data) {
-        unique_database database = Open(SQLITE_OPEN_READWRITE);
+        UniqueDatabase database = Open(SQLITE_OPEN_READWRITE);
         Check(sqlite3_exec(database.get(), "PRAGMA synchronous=FULL", nullptr, nullptr, nullptr));
-        unique_statement statement;
+        UniqueStatement statement;
         Check(sqlite3_prepare_v2(database.get(),
                                  "INSERT INTO streams(name, data) VALUES(?1, ?2) "
                                  "ON CONFLICT(name) DO UPDATE SET data=excluded.data",
@@ -66,8 +66,8 @@ class BareStore {
     }
 
     bstr Get(const std::wstring& name) {
-        unique_database database = Open(SQLITE_OPEN_READONLY);
-        unique_statement statement;
+        UniqueDatabase database = Open(SQLITE_OPEN_READONLY);
+        UniqueStatement statement;
         Check(
             sqlite3_prepare_v2(database.get(), "SELECT data FROM streams WHERE name=?1", -1, statement.put(), nullptr));
         Bind(statement, 1, name);
@@ -80,15 +80,15 @@ class BareStore {
     }
 
   private:
-    unique_database Open(int flags) {
-        unique_database database;
+    UniqueDatabase Open(int flags) {
+        UniqueDatabase database;
         Check(sqlite3_open_v2(file_.c_str(), database.put(), flags | SQLITE_OPEN_NOMUTEX, nullptr));
         // A raw key of 32 bytes, as an archive has one: nothing is derived.
         const std::string key = "raw:" + std::string(32, 'k');
         Check(sqlite3_key(database.get(), key.data(), static_cast<int>(key.size())));
         return database;
     }
-    static void Bind(const unique_statement& statement, int position, const std::wstring& text) {
+    static void Bind(const UniqueStatement& statement, int position, const std::wstring& text) {
         Check(
             sqlite3_bind_blob64(statement.get(), position, text.data(), text.size() * sizeof(wchar_t), SQLITE_STATIC));
     }
@@ -110,9 +110,9 @@ VORNA_BENCH(Storage) {
     support::RegisterPlatform();
     support::TestFolder folder;
     const std::wstring content = Content();
-    BareStore bare(folder.path() / "bare");
-    const bstr managed((folder.path() / "managed").wstring());
-    const std::wstring accessed = (folder.path() / "accessed").wstring();
+    BareStore bare(folder.Path() / "bare");
+    const bstr managed((folder.Path() / "managed").wstring());
+    const std::wstring accessed = (folder.Path() / "accessed").wstring();
     com_ptr<ISecureArchiveManager> manager;
     bench::Require(CoCreateInstance(__uuidof(ZEBSecureArchiveManager), nullptr, CLSCTX_INPROC_SERVER,
                                     __uuidof(ISecureArchiveManager), manager.put_void()),

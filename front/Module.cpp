@@ -35,15 +35,15 @@ HRESULT UnregisterTypeLibrary() {
 }
 
 // COM for the length of a registration, in whatever apartment the thread is or is not yet.
-class com_apartment {
+class ComApartment {
   public:
-    com_apartment() : result_(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
-    ~com_apartment() {
+    ComApartment() : result_(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
+    ~ComApartment() {
         if (SUCCEEDED(result_))
             CoUninitialize();
     }
-    com_apartment(const com_apartment&) = delete;
-    com_apartment& operator=(const com_apartment&) = delete;
+    ComApartment(const ComApartment&) = delete;
+    ComApartment& operator=(const ComApartment&) = delete;
 
   private:
     HRESULT result_;
@@ -73,7 +73,7 @@ STDAPI DllCanUnloadNow() {
 
 STDAPI DllRegisterServer() {
     return vorna::closed_door([] {
-        const com_apartment apartment;
+        const ComApartment apartment;
         const std::wstring path = vorna::this_module_path();
         HRESULT result = vorna::RunRegistryScripts(path, true);
         return SUCCEEDED(result) ? RegisterTypeLibrary(path) : result;
@@ -82,7 +82,7 @@ STDAPI DllRegisterServer() {
 
 STDAPI DllUnregisterServer() {
     return vorna::closed_door([] {
-        const com_apartment apartment;
+        const ComApartment apartment;
         HRESULT scripts = vorna::RunRegistryScripts(vorna::this_module_path(), false);
         HRESULT library = UnregisterTypeLibrary();
         return FAILED(scripts) ? scripts : library;

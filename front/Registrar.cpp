@@ -10,8 +10,8 @@ namespace vorna {
 namespace {
 
 constexpr wchar_t APPLICATION_ID[] = L"{9D0E6C57-4A3B-4F18-B2C1-6B8A5E90D374}";
-constexpr CLSID CLSID_Registrar = {0x44EC053A, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
-constexpr IID IID_IRegistrar = {0x44EC053B, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
+constexpr CLSID CLSID_REGISTRAR = {0x44EC053A, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
+constexpr IID IID_I_REGISTRAR = {0x44EC053B, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
 
 } // namespace
 
@@ -33,7 +33,7 @@ struct IRegistrar : IUnknown {
 HRESULT RunRegistryScripts(const std::wstring& modulePath, bool registering) {
     com_ptr<IRegistrar> registrar;
     HRESULT result =
-        CoCreateInstance(CLSID_Registrar, nullptr, CLSCTX_INPROC_SERVER, IID_IRegistrar, registrar.put_void());
+        CoCreateInstance(CLSID_REGISTRAR, nullptr, CLSCTX_INPROC_SERVER, IID_I_REGISTRAR, registrar.put_void());
     if (FAILED(result))
         return result;
     result = registrar->AddReplacement(L"MODULE", modulePath.c_str());

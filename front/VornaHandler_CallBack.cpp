@@ -78,8 +78,8 @@ std::wstring ReadOwnText(XmlAccessor& callBack, const std::wstring& name) {
 
 // The folder of the archives of an entry; empty where its cookie is none.
 std::wstring DirectoryOf(const SubscriptionListEntry& entry) {
-    const size_t end = entry.ClientCookie.find_last_of(L'\\');
-    return end == std::wstring::npos ? std::wstring() : ArchiveDirectory(entry.ClientCookie.substr(0, end));
+    const size_t end = entry.clientCookie.find_last_of(L'\\');
+    return end == std::wstring::npos ? std::wstring() : ArchiveDirectory(entry.clientCookie.substr(0, end));
 }
 
 } // namespace
@@ -134,7 +134,7 @@ HRESULT VornaHandler::Dispatch(const CallBack& callBack, CPWStringBuffer& errorT
     if (found == RESULT_NO_SUBSCRIPTION) {
         // It may be one whose registration is not recorded yet: the first tick can be faster than its record.
         RegistrationLock registration;
-        found = registration.held() ? persistance.GetSubscription(callBack.subscriptionId, record) : E_FAIL;
+        found = registration.Held() ? persistance.GetSubscription(callBack.subscriptionId, record) : E_FAIL;
     }
     if (found == RESULT_NO_SUBSCRIPTION)
         return Unsubscribe(callBack, persistance, errorText);
@@ -143,7 +143,7 @@ HRESULT VornaHandler::Dispatch(const CallBack& callBack, CPWStringBuffer& errorT
         VORNA_LOG(LOG_TRACE, "Unable to get subscription object");
         return found;
     }
-    if (callBack.clientCookie != record.ClientCookie) {
+    if (callBack.clientCookie != record.clientCookie) {
         errorText = L"The client cookie of the Call back XML is not the subscription's";
         VORNA_LOG(LOG_TRACE, "The client cookie of the Call back XML is not the subscription's : \"%S\"",
                   callBack.clientCookie.c_str());
@@ -202,7 +202,7 @@ HRESULT VornaHandler::RunMaintenance() {
     if (listed != S_OK)
         return listed;
     for (const SubscriptionListEntry& entry : list)
-        if (entry.Valid && !entry.Aged)
+        if (entry.valid && !entry.aged)
             Maintain(entry, persistance);
     return S_OK;
 }
@@ -211,18 +211,18 @@ HRESULT VornaHandler::RunMaintenance() {
 // The other senders end theirs by themselves.
 void VornaHandler::Maintain(const SubscriptionListEntry& entry, SubscriptionPersistance& persistance) {
     std::wstring text;
-    if (persistance.GetSubscriptionText(DirectoryOf(entry), entry.SubscriptionId, text) != S_OK ||
+    if (persistance.GetSubscriptionText(DirectoryOf(entry), entry.subscriptionId, text) != S_OK ||
         !SubscriptionInfo(text).KROEvent())
         return;
     SubscriptionRecord record;
-    if (persistance.GetSubscription(entry.SubscriptionId, record) != S_OK)
+    if (persistance.GetSubscription(entry.subscriptionId, record) != S_OK)
         return;
     Subscription subscription(std::move(record));
-    const HRESULT result = !entry.EndDate.empty() && Subscription::HasReachedEnd(entry.EndDate)
-                               ? subscription.UnregisterAged(entry.EndDate)
+    const HRESULT result = !entry.endDate.empty() && Subscription::HasReachedEnd(entry.endDate)
+                               ? subscription.UnregisterAged(entry.endDate)
                                : subscription.RestoreRegistration();
     if (FAILED(result))
-        VORNA_LOG(LOG_TRACE, "The maintenance of subscription %S failed (hr: %#x)", entry.SubscriptionId.c_str(),
+        VORNA_LOG(LOG_TRACE, "The maintenance of subscription %S failed (hr: %#x)", entry.subscriptionId.c_str(),
                   static_cast<unsigned>(result));
 }
 

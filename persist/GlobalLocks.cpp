@@ -62,15 +62,15 @@ void GlobalLocks::Unlock(std::wstring_view name) {
     }
 }
 
-scoped_lock::scoped_lock(GlobalLocks& locks, std::wstring_view name)
+ScopedLock::ScopedLock(GlobalLocks& locks, std::wstring_view name)
     : locks_(locks), name_(name), result_(locks.Lock(name)),
-      abandoned_([](void* self) { static_cast<scoped_lock*>(self)->unlock(); }, this) {}
+      abandoned_([](void* self) { static_cast<ScopedLock*>(self)->Unlock(); }, this) {}
 
-scoped_lock::~scoped_lock() {
-    unlock();
+ScopedLock::~ScopedLock() {
+    Unlock();
 }
 
-void scoped_lock::unlock() {
+void ScopedLock::Unlock() {
     if (std::exchange(result_, E_FAIL) == S_OK)
         locks_.Unlock(name_);
 }

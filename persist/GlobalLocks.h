@@ -33,17 +33,17 @@ class GlobalLocks {
 
 // Holds one lock for the life of the object, where result() is S_OK; given back also when a processor fault abandons
 // the frame.
-class scoped_lock {
+class ScopedLock {
   public:
-    scoped_lock(GlobalLocks& locks, std::wstring_view name);
-    ~scoped_lock();
-    scoped_lock(const scoped_lock&) = delete;
-    scoped_lock& operator=(const scoped_lock&) = delete;
+    ScopedLock(GlobalLocks& locks, std::wstring_view name);
+    ~ScopedLock();
+    ScopedLock(const ScopedLock&) = delete;
+    ScopedLock& operator=(const ScopedLock&) = delete;
 
-    HRESULT result() const { return result_; }
-    bool held() const { return result_ == S_OK; }
+    HRESULT Result() const { return result_; }
+    bool Held() const { return result_ == S_OK; }
     // Gives the lock back early.
-    void unlock();
+    void Unlock();
 
   private:
     GlobalLocks& locks_;

@@ -50,9 +50,9 @@ HRESULT TracedOperation(const char* operation, const char* exceptionText, Work w
 template <typename Work>
 HRESULT SubscriptionPersistance::WithPersistDocument(const Texts& texts, Access access, Work work) {
     return TracedOperation(texts.operation, texts.exception, [&]() -> HRESULT {
-        scoped_lock lock(locks_, PERSIST_LOCK);
-        if (!lock.held())
-            return lock.result();
+        ScopedLock lock(locks_, PERSIST_LOCK);
+        if (!lock.Held())
+            return lock.Result();
         XmlAccessor accessor;
         if (HRESULT result = LoadPersistDocument(texts, accessor); result != S_OK)
             return result;
@@ -73,9 +73,9 @@ template <typename Work>
 HRESULT SubscriptionPersistance::WithIndex(const Texts& texts, std::wstring_view directory,
                                            std::wstring_view subscriptionId, Work work) {
     return TracedOperation(texts.operation, texts.exception, [&]() -> HRESULT {
-        scoped_lock lock(locks_, ArchiveLockName(subscriptionId));
-        if (!lock.held())
-            return lock.result();
+        ScopedLock lock(locks_, ArchiveLockName(subscriptionId));
+        if (!lock.Held())
+            return lock.Result();
         const std::wstring archive = ConfigArchivePath(directory, subscriptionId);
         std::wstring index;
         HRESULT result = ReadStream(archive, SnapShotInfoStream(subscriptionId), index);

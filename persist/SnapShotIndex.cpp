@@ -40,15 +40,15 @@ HRESULT AddToIndex(std::wstring& index, const SnapShot& snapShot, SubscriptionPe
     XmlAccessor accessor;
     if (HRESULT result = LoadIndex(accessor, index, "Load XML of \"", " failed"); result != S_OK)
         return result;
-    const std::wstring entry = EntryPath(snapShot.Id);
+    const std::wstring entry = EntryPath(snapShot.id);
     std::wstring found;
     if (accessor.QueryMarkup(entry + L"/AccessTime", found) == S_OK) {
         if (wanted == SubscriptionPersistance::Entry::New)
             return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
         if (Replace(accessor, entry + L"/AccessTime",
-                    L"<AccessTime>" + FormatDateTime(snapShot.AccessTime) + L"</AccessTime>") != S_OK ||
+                    L"<AccessTime>" + FormatDateTime(snapShot.accessTime) + L"</AccessTime>") != S_OK ||
             Replace(accessor, entry + L"/AlreadyRead",
-                    snapShot.AlreadyRead == 1 ? L"<AlreadyRead>TRUE</AlreadyRead>"
+                    snapShot.alreadyRead == 1 ? L"<AlreadyRead>TRUE</AlreadyRead>"
                                               : L"<AlreadyRead>FALSE</AlreadyRead>") != S_OK)
             return E_FAIL;
     } else if (accessor.Set(L"/SnapShots", markup, XmlChange::Append) != S_OK) {
@@ -84,7 +84,7 @@ HRESULT RefreshIndex(std::wstring& index, std::span<const SnapShot> snapShots) {
         return E_FAIL;
     std::map<std::wstring_view, const SnapShot*> fresh;
     for (const SnapShot& snapShot : snapShots)
-        fresh.emplace(snapShot.Id, &snapShot);
+        fresh.emplace(snapShot.id, &snapShot);
     index = L"<SnapShots>";
     std::wstring markup;
     for (size_t i = 0; i < idList.size(); ++i) {
@@ -103,8 +103,8 @@ HRESULT RefreshIndex(std::wstring& index, std::span<const SnapShot> snapShots) {
 
 HRESULT SubscriptionPersistance::AddSnapShot(std::wstring_view directory, std::wstring_view subscriptionId,
                                              const SnapShot& snapShot, Entry wanted) {
-    static constexpr Texts texts{"SubscriptionPersistance::AddSnapShot", "", ""};
-    return WithIndex(texts, directory, subscriptionId, [&](std::wstring& index) -> HRESULT {
+    static constexpr Texts TEXTS{"SubscriptionPersistance::AddSnapShot", "", ""};
+    return WithIndex(TEXTS, directory, subscriptionId, [&](std::wstring& index) -> HRESULT {
         // A callback may come in when its subscription has just been ended: it must not bring archives back.
         std::wstring subscription;
         if (index.empty() && IsMissing(ReadStream(ConfigArchivePath(directory, subscriptionId),
@@ -116,15 +116,15 @@ HRESULT SubscriptionPersistance::AddSnapShot(std::wstring_view directory, std::w
 
 HRESULT SubscriptionPersistance::RefreshSnapShots(std::wstring_view directory, std::wstring_view subscriptionId,
                                                   std::span<const SnapShot> snapShots) {
-    static constexpr Texts texts{"SubscriptionPersistance::RefreshSnapShots", "", ""};
-    return WithIndex(texts, directory, subscriptionId,
+    static constexpr Texts TEXTS{"SubscriptionPersistance::RefreshSnapShots", "", ""};
+    return WithIndex(TEXTS, directory, subscriptionId,
                      [&](std::wstring& index) { return RefreshIndex(index, snapShots); });
 }
 
 int SubscriptionPersistance::DeleteSnapShot(std::wstring_view directory, std::wstring_view subscriptionId,
                                             std::wstring_view snapShotId) {
-    static constexpr Texts texts{"SubscriptionPersistance::DeleteSnapShot", "", ""};
-    HRESULT result = WithIndex(texts, directory, subscriptionId, [&](std::wstring& index) -> HRESULT {
+    static constexpr Texts TEXTS{"SubscriptionPersistance::DeleteSnapShot", "", ""};
+    HRESULT result = WithIndex(TEXTS, directory, subscriptionId, [&](std::wstring& index) -> HRESULT {
         XmlAccessor accessor;
         if (HRESULT loaded = LoadIndex(accessor, index, "Failed to Load: ", ""); loaded != S_OK)
             return loaded;

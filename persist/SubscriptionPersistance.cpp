@@ -91,31 +91,31 @@ HRESULT SubscriptionPersistance::LoadPersistDocument(const Texts& texts, XmlAcce
 
 HRESULT SubscriptionPersistance::AddSubscription(const SubscriptionRecord& record, std::wstring_view clientId,
                                                  std::wstring_view maintenanceId) {
-    for (std::wstring_view value : {std::wstring_view(record.ClientCookie), std::wstring_view(record.VornaId),
-                                    std::wstring_view(record.SubscriptionId), clientId, maintenanceId}) {
+    for (std::wstring_view value : {std::wstring_view(record.clientCookie), std::wstring_view(record.vornaId),
+                                    std::wstring_view(record.subscriptionId), clientId, maintenanceId}) {
         if (!IsPlainValue(value)) {
             LogTraceText(L"A value cannot stand in the persist document : " + std::wstring(value));
             return E_INVALIDARG;
         }
     }
-    static constexpr Texts texts{"SubscriptionPersistance::AddSubscription",
+    static constexpr Texts TEXTS{"SubscriptionPersistance::AddSubscription",
                                  "Failed to Load: ", "Getting the data from Vorna Persist file failed", EMPTY_DOCUMENT};
-    HRESULT result = WithPersistDocument(texts, Access::Change, [&](XmlAccessor& accessor) {
+    HRESULT result = WithPersistDocument(TEXTS, Access::Change, [&](XmlAccessor& accessor) {
         return UpdateRecord(accessor, record, clientId, maintenanceId);
     });
     if (result != S_OK)
         return result;
 
     // The persist lock is given back by now; the two kinds of lock are never held together.
-    result = TracedOperation("SubscriptionPersistance::AddSubscription", texts.exception, [&]() -> HRESULT {
-        scoped_lock lock(locks_, ArchiveLockName(record.SubscriptionId));
-        if (!lock.held())
-            return lock.result();
-        return WriteStream(ConfigArchivePath(record.ArchiveDirectory, record.SubscriptionId),
-                           SubscriptionStream(record.SubscriptionId), record.SubscriptionText);
+    result = TracedOperation("SubscriptionPersistance::AddSubscription", TEXTS.exception, [&]() -> HRESULT {
+        ScopedLock lock(locks_, ArchiveLockName(record.subscriptionId));
+        if (!lock.Held())
+            return lock.Result();
+        return WriteStream(ConfigArchivePath(record.archiveDirectory, record.subscriptionId),
+                           SubscriptionStream(record.subscriptionId), record.subscriptionText);
     });
-    if (result != S_OK && record.Kind == RegistrationKind::New)
-        (void)DeleteSubscription(record.SubscriptionId);
+    if (result != S_OK && record.kind == RegistrationKind::New)
+        (void)DeleteSubscription(record.subscriptionId);
     return result;
 }
 
@@ -131,23 +131,23 @@ HRESULT SubscriptionPersistance::UpdateRecord(XmlAccessor& accessor, const Subsc
 
     const SYSTEMTIME now = LocalNow();
     std::wstring lastSubscriptionTime = FormatDateTime(now);
-    if (record.Kind == RegistrationKind::Modification &&
-        accessor.QueryText(ByVornaId(record.VornaId) + L" [@VALID=\"TRUE\"]/@LASTSUBSCRIPTIONTIME",
+    if (record.kind == RegistrationKind::Modification &&
+        accessor.QueryText(ByVornaId(record.vornaId) + L" [@VALID=\"TRUE\"]/@LASTSUBSCRIPTIONTIME",
                            lastSubscriptionTime) != S_OK) {
         VORNA_LOG(LOG_TRACE, "Failed to get the LastSubscriptionTime for the Subscription.");
         return E_FAIL;
     }
     std::wstring endDate;
-    const bool keepsEndDate = record.Kind == RegistrationKind::New || record.Kind == RegistrationKind::Restoration;
-    if (!record.Lifetime.IsZero() &&
-        !(keepsEndDate && accessor.QueryText(ByVornaId(record.VornaId) + L"/@ENDDATE", endDate) == S_OK))
-        endDate = FormatDateTime(AddDuration(now, record.Lifetime));
+    const bool keepsEndDate = record.kind == RegistrationKind::New || record.kind == RegistrationKind::Restoration;
+    if (!record.lifetime.IsZero() &&
+        !(keepsEndDate && accessor.QueryText(ByVornaId(record.vornaId) + L"/@ENDDATE", endDate) == S_OK))
+        endDate = FormatDateTime(AddDuration(now, record.lifetime));
 
-    const std::wstring node = L"<Subscription PATH=\"" + record.ClientCookie + L"\" VORNAID=\"" + record.VornaId +
-                              L"\" ID=\"" + record.SubscriptionId + L"\" ENDDATE=\"" + endDate +
+    const std::wstring node = L"<Subscription PATH=\"" + record.clientCookie + L"\" VORNAID=\"" + record.vornaId +
+                              L"\" ID=\"" + record.subscriptionId + L"\" ENDDATE=\"" + endDate +
                               L"\" LASTSUBSCRIPTIONTIME=\"" + lastSubscriptionTime + L"\" VALID=\"TRUE\">" +
-                              record.ServiceXml + L"</Subscription>";
-    const std::wstring active = ActiveByCookie(record.ClientCookie);
+                              record.serviceXml + L"</Subscription>";
+    const std::wstring active = ActiveByCookie(record.clientCookie);
     std::wstring id;
     if (accessor.QueryText(active + L"/@ID", id) != S_OK) {
         if (accessor.Set(L"/Subscriptions", node, XmlChange::Append) == S_OK)
@@ -163,8 +163,8 @@ HRESULT SubscriptionPersistance::UpdateRecord(XmlAccessor& accessor, const Subsc
 
 HRESULT SubscriptionPersistance::GetSubscriptionsList(SubscriptionList& list) {
     list.clear();
-    static constexpr Texts texts{"SubscriptionPersistance::GetSubscriptionsList", "Failed to Load: ", ""};
-    return WithPersistDocument(texts, Access::Read, [&](XmlAccessor& accessor) -> HRESULT {
+    static constexpr Texts TEXTS{"SubscriptionPersistance::GetSubscriptionsList", "Failed to Load: ", ""};
+    return WithPersistDocument(TEXTS, Access::Read, [&](XmlAccessor& accessor) -> HRESULT {
         std::wstring delimiter;
         if (accessor.GetDelimiter(delimiter) != S_OK) {
             VORNA_LOG(LOG_TRACE, "get_delimiter() failed");
@@ -183,13 +183,13 @@ HRESULT SubscriptionPersistance::GetSubscriptionsList(SubscriptionList& list) {
                 HRESULT result;
                 const char* failure;
             } const mandatory[] = {
-                {accessor.QueryText(L"/Subscription/@ID", entry.SubscriptionId),
+                {accessor.QueryText(L"/Subscription/@ID", entry.subscriptionId),
                  "Failed to get Subscription id from the Subscription Node"},
-                {accessor.QueryText(L"/Subscription/@VORNAID", entry.VornaId),
+                {accessor.QueryText(L"/Subscription/@VORNAID", entry.vornaId),
                  "Failed to get vorna id from the Subscription Node"},
-                {accessor.QueryText(L"/Subscription/@PATH", entry.ClientCookie),
+                {accessor.QueryText(L"/Subscription/@PATH", entry.clientCookie),
                  "Failed to get Client cookie from the Subscription Node"},
-                {accessor.QueryMarkup(L"/Subscription/service", entry.ServiceXml),
+                {accessor.QueryMarkup(L"/Subscription/service", entry.serviceXml),
                  "Failed to get ServiceXML from the Subscription Node"},
                 {accessor.QueryText(L"/Subscription/@VALID", flag), "Failed to get Valid from the Subscription Node"},
             };
@@ -199,11 +199,11 @@ HRESULT SubscriptionPersistance::GetSubscriptionsList(SubscriptionList& list) {
                     return E_FAIL;
                 }
             }
-            entry.Valid = flag == L"TRUE";
-            (void)accessor.QueryText(L"/Subscription/@ENDDATE", entry.EndDate);
-            entry.Aged = accessor.QueryText(L"/Subscription/@AGED", flag) == S_OK && flag == L"TRUE";
-            (void)accessor.QueryText(L"/Subscription/@LASTSUBSCRIPTIONTIME", entry.LastSubscriptionTime);
-            anyValid = anyValid || entry.Valid;
+            entry.valid = flag == L"TRUE";
+            (void)accessor.QueryText(L"/Subscription/@ENDDATE", entry.endDate);
+            entry.aged = accessor.QueryText(L"/Subscription/@AGED", flag) == S_OK && flag == L"TRUE";
+            (void)accessor.QueryText(L"/Subscription/@LASTSUBSCRIPTIONTIME", entry.lastSubscriptionTime);
+            anyValid = anyValid || entry.valid;
             list.push_back(std::move(entry));
         }
         return anyValid ? S_OK : RESULT_NO_SUBSCRIPTION;
@@ -213,12 +213,12 @@ HRESULT SubscriptionPersistance::GetSubscriptionsList(SubscriptionList& list) {
 HRESULT SubscriptionPersistance::GetSubscription(std::wstring_view key, SubscriptionRecord& record) {
     record = SubscriptionRecord();
     VORNA_LOG(LOG_TRACE, "Searching for the node whose PATH or ID matches : %S", std::wstring(key).c_str());
-    static constexpr Texts texts{"SubscriptionPersistance::GetSubscription", "Failed to load : ", ""};
+    static constexpr Texts TEXTS{"SubscriptionPersistance::GetSubscription", "Failed to load : ", ""};
     HRESULT result = WithPersistDocument(
-        texts, Access::Read, [&](XmlAccessor& accessor) { return FindSubscription(accessor, key, record); });
+        TEXTS, Access::Read, [&](XmlAccessor& accessor) { return FindSubscription(accessor, key, record); });
     if (result != S_OK)
         return result;
-    return TracedOperation(texts.operation, texts.exception, [&] { return ReadSubscription(record); });
+    return TracedOperation(TEXTS.operation, TEXTS.exception, [&] { return ReadSubscription(record); });
 }
 
 HRESULT SubscriptionPersistance::FindSubscription(XmlAccessor& accessor, std::wstring_view key,
@@ -228,11 +228,11 @@ HRESULT SubscriptionPersistance::FindSubscription(XmlAccessor& accessor, std::ws
     std::wstring node;
     // A key with a quote cannot be in the document, and must not change the question.
     if (!IsPlainValue(key)) {
-    } else if (accessor.QueryText(byId + L"/@PATH", record.ClientCookie) == S_OK) {
-        record.SubscriptionId = key;
+    } else if (accessor.QueryText(byId + L"/@PATH", record.clientCookie) == S_OK) {
+        record.subscriptionId = key;
         node = byId;
-    } else if (accessor.QueryText(byPath + L"/@ID", record.SubscriptionId) == S_OK) {
-        record.ClientCookie = key;
+    } else if (accessor.QueryText(byPath + L"/@ID", record.subscriptionId) == S_OK) {
+        record.clientCookie = key;
         node = byPath;
     }
     if (node.empty()) {
@@ -244,8 +244,8 @@ HRESULT SubscriptionPersistance::FindSubscription(XmlAccessor& accessor, std::ws
         HRESULT result;
         const char* failure;
     } values[] = {
-        {accessor.QueryText(node + L"/@VORNAID", record.VornaId), "Failed to get vorna id from the Vorna Persist file"},
-        {accessor.QueryMarkup(node + L"/service", record.ServiceXml),
+        {accessor.QueryText(node + L"/@VORNAID", record.vornaId), "Failed to get vorna id from the Vorna Persist file"},
+        {accessor.QueryMarkup(node + L"/service", record.serviceXml),
          "Failed to get Service XML from the Vorna Persist file"},
         {accessor.QueryText(node + L"/service/serviceId", serviceId),
          "Failed to get Service ID from the Vorna Persist file"},
@@ -259,30 +259,30 @@ HRESULT SubscriptionPersistance::FindSubscription(XmlAccessor& accessor, std::ws
             return E_FAIL;
         }
     }
-    record.ArchiveDirectory = componentDirectory_ + L"Archives\\" + serviceId + L"\\" + serviceUri + L"\\" + portId;
+    record.archiveDirectory = componentDirectory_ + L"Archives\\" + serviceId + L"\\" + serviceUri + L"\\" + portId;
     return S_OK;
 }
 
 HRESULT SubscriptionPersistance::ReadSubscription(SubscriptionRecord& record) {
-    scoped_lock lock(locks_, ArchiveLockName(record.SubscriptionId));
-    if (!lock.held())
-        return lock.result();
-    HRESULT result = ReadStream(ConfigArchivePath(record.ArchiveDirectory, record.SubscriptionId),
-                                SubscriptionStream(record.SubscriptionId), record.SubscriptionText);
+    ScopedLock lock(locks_, ArchiveLockName(record.subscriptionId));
+    if (!lock.Held())
+        return lock.Result();
+    HRESULT result = ReadStream(ConfigArchivePath(record.archiveDirectory, record.subscriptionId),
+                                SubscriptionStream(record.subscriptionId), record.subscriptionText);
     if (result != S_OK) {
         VORNA_LOG(LOG_TRACE, "Failed to create Subscription Object");
         // The record stands in the persist document, so this is never "no such subscription".
         return IsMissing(result) ? E_FAIL : result;
     }
-    return ReadSnapShotList(record.ArchiveDirectory, record.SubscriptionId, record.SnapShots);
+    return ReadSnapShotList(record.archiveDirectory, record.subscriptionId, record.snapShots);
 }
 
 HRESULT SubscriptionPersistance::GetSnapShots(std::wstring_view directory, std::wstring_view subscriptionId,
                                               std::vector<SnapShot>& snapShots) {
     snapShots.clear();
     return TracedOperation("SubscriptionPersistance::GetSnapShots", "Unknown Exception Occured", [&]() -> HRESULT {
-        scoped_lock lock(locks_, ArchiveLockName(subscriptionId));
-        return lock.held() ? ReadSnapShotList(directory, subscriptionId, snapShots) : lock.result();
+        ScopedLock lock(locks_, ArchiveLockName(subscriptionId));
+        return lock.Held() ? ReadSnapShotList(directory, subscriptionId, snapShots) : lock.Result();
     });
 }
 
@@ -335,9 +335,9 @@ HRESULT SubscriptionPersistance::ReadSnapShotList(std::wstring_view directory, s
 HRESULT SubscriptionPersistance::DeleteSubscription(std::wstring_view subscriptionId) {
     const std::wstring id(subscriptionId);
     VORNA_LOG(LOG_TRACE, "Going to delete the node with ID = \"%S\" from Vorna Persist file", id.c_str());
-    static constexpr Texts texts{"SubscriptionPersistance::DeleteSubscription",
+    static constexpr Texts TEXTS{"SubscriptionPersistance::DeleteSubscription",
                                  "Failed to Load : ", "Failed to get updated vorna persist data"};
-    return WithPersistDocument(texts, Access::Change, [&](XmlAccessor& accessor) -> HRESULT {
+    return WithPersistDocument(TEXTS, Access::Change, [&](XmlAccessor& accessor) -> HRESULT {
         const std::wstring path = ById(id);
         std::wstring service, cookie, vornaId;
         if (!IsPlainValue(id) || accessor.QueryText(path + L"/@PATH", cookie) != S_OK)
@@ -358,9 +358,9 @@ HRESULT SubscriptionPersistance::SetAgingForSubscription(std::wstring_view subsc
                                                          std::wstring_view expectedEndDate) {
     const std::wstring id(subscriptionId);
     VORNA_LOG(LOG_TRACE, "Setting Aging flag for the Subscription with ID = %S", id.c_str());
-    static constexpr Texts texts{"SubscriptionPersistance::SetAgingForSubscription",
+    static constexpr Texts TEXTS{"SubscriptionPersistance::SetAgingForSubscription",
                                  "Failed to Load: ", "Getting the data from Vorna Persist file failed"};
-    return WithPersistDocument(texts, Access::Change, [&](XmlAccessor& accessor) -> HRESULT {
+    return WithPersistDocument(TEXTS, Access::Change, [&](XmlAccessor& accessor) -> HRESULT {
         if (!IsPlainValue(id))
             return RESULT_NO_SUBSCRIPTION;
         const std::wstring path = L"//Subscriptions/Subscription [@ID=\"" + id + L"\"][@VALID=\"TRUE\"]";
@@ -410,8 +410,8 @@ HRESULT SubscriptionPersistance::GetServiceXML(std::wstring_view subscriptionId,
     serviceXml.clear();
     const std::wstring id(subscriptionId);
     VORNA_LOG(LOG_TRACE, "Getting Service XML for the Subscription with ID = %S", id.c_str());
-    static constexpr Texts texts{"SubscriptionPersistance::GetServiceXML", "Failed to Load: ", ""};
-    return WithPersistDocument(texts, Access::Read, [&](XmlAccessor& accessor) -> HRESULT {
+    static constexpr Texts TEXTS{"SubscriptionPersistance::GetServiceXML", "Failed to Load: ", ""};
+    return WithPersistDocument(TEXTS, Access::Read, [&](XmlAccessor& accessor) -> HRESULT {
         // The capital S is the documented path; the nodes hold "service".
         if (accessor.QueryMarkup(L"/Subscriptions/Subscription[@ID=\"" + id + L"\"]/Service", serviceXml) == S_OK)
             return S_OK;
@@ -423,8 +423,8 @@ HRESULT SubscriptionPersistance::GetServiceXML(std::wstring_view subscriptionId,
 HRESULT SubscriptionPersistance::GetEndDateForSubscription(std::wstring_view vornaId, std::wstring& endDate) {
     VORNA_LOG(LOG_TRACE, "Getting EndDateTime/Aging date for the Subscription with ID = %S",
               std::wstring(vornaId).c_str());
-    static constexpr Texts texts{"SubscriptionPersistance::GetEndDateForSubscription", "Failed to Load: ", ""};
-    return ReadValue(texts, ByVornaId(vornaId) + L"/@ENDDATE", "Failed to get the end date", endDate);
+    static constexpr Texts TEXTS{"SubscriptionPersistance::GetEndDateForSubscription", "Failed to Load: ", ""};
+    return ReadValue(TEXTS, ByVornaId(vornaId) + L"/@ENDDATE", "Failed to get the end date", endDate);
 }
 
 HRESULT SubscriptionPersistance::GetSubscriptionText(std::wstring_view directory, std::wstring_view subscriptionId,
@@ -432,37 +432,37 @@ HRESULT SubscriptionPersistance::GetSubscriptionText(std::wstring_view directory
     text.clear();
     return TracedOperation(
         "SubscriptionPersistance::GetSubscriptionText", "Unknown Exception Occured", [&]() -> HRESULT {
-            scoped_lock lock(locks_, ArchiveLockName(subscriptionId));
-            if (!lock.held())
-                return lock.result();
+            ScopedLock lock(locks_, ArchiveLockName(subscriptionId));
+            if (!lock.Held())
+                return lock.Result();
             return ReadStream(ConfigArchivePath(directory, subscriptionId), SubscriptionStream(subscriptionId), text);
         });
 }
 
 bool SubscriptionPersistance::IsSubscriptionAged(std::wstring_view vornaId) {
     VORNA_LOG(LOG_TRACE, "Getting Aged flag for the Subscription with ID = %S", std::wstring(vornaId).c_str());
-    static constexpr Texts texts{"SubscriptionPersistance::IsSubscriptionAged", "Failed to Load: ", ""};
+    static constexpr Texts TEXTS{"SubscriptionPersistance::IsSubscriptionAged", "Failed to Load: ", ""};
     std::wstring flag;
-    return ReadValue(texts, ByVornaId(vornaId) + L"/@AGED", nullptr, flag) == S_OK && flag == L"TRUE";
+    return ReadValue(TEXTS, ByVornaId(vornaId) + L"/@AGED", nullptr, flag) == S_OK && flag == L"TRUE";
 }
 
 HRESULT SubscriptionPersistance::GetClientID(std::wstring& clientId) {
-    static constexpr Texts texts{"SubscriptionPersistance::GetClientID", "Failed to Load: ", ""};
-    return ReadValue(texts, L"/Subscriptions/ClientID/@ID", "Failed to get client id from Vorna persist file",
+    static constexpr Texts TEXTS{"SubscriptionPersistance::GetClientID", "Failed to Load: ", ""};
+    return ReadValue(TEXTS, L"/Subscriptions/ClientID/@ID", "Failed to get client id from Vorna persist file",
                      clientId);
 }
 
 HRESULT SubscriptionPersistance::GetMaintainanceID(std::wstring& maintenanceId) {
-    static constexpr Texts texts{"SubscriptionPersistance::GetMaintainanceID", "Failed to Load: ", ""};
-    return ReadValue(texts, L"/Subscriptions/MaintainanceID/@ID",
+    static constexpr Texts TEXTS{"SubscriptionPersistance::GetMaintainanceID", "Failed to Load: ", ""};
+    return ReadValue(TEXTS, L"/Subscriptions/MaintainanceID/@ID",
                      "Failed to get Maintainance id from Vorna persist file", maintenanceId);
 }
 
 HRESULT SubscriptionPersistance::DeleteMaintainanceID() {
-    static constexpr Texts texts{"SubscriptionPersistance::DeleteMaintainanceID",
+    static constexpr Texts TEXTS{"SubscriptionPersistance::DeleteMaintainanceID",
                                  "Failed to Load : ", "Failed to get entire data from the root", nullptr,
                                  "Unknown Exception Occurred"};
-    return WithPersistDocument(texts, Access::Change, [](XmlAccessor& accessor) -> HRESULT {
+    return WithPersistDocument(TEXTS, Access::Change, [](XmlAccessor& accessor) -> HRESULT {
         if (accessor.Set(L"/Subscriptions/MaintainanceID", L"", XmlChange::Replace) == S_OK)
             return S_OK;
         VORNA_LOG(LOG_TRACE, "Failed to delete the Maintainance id from vorna persist file");

@@ -25,35 +25,35 @@ enum class RegistrationKind {
 // One subscription, whole. A value.
 struct SubscriptionRecord {
     // Service path, backslash, archive ID; unique among the active subscriptions.
-    std::wstring ClientCookie;
+    std::wstring clientCookie;
     // The component's own identifier, kept over renewals.
-    std::wstring VornaId;
+    std::wstring vornaId;
     // The platform's identifier of the registration; names the archives.
-    std::wstring SubscriptionId;
+    std::wstring subscriptionId;
     // The normalised service document.
-    std::wstring ServiceXml;
+    std::wstring serviceXml;
     // The folder of the archives, without a backslash at its end.
-    std::wstring ArchiveDirectory;
+    std::wstring archiveDirectory;
     // The subscription document.
-    std::wstring SubscriptionText;
+    std::wstring subscriptionText;
     // How long the subscription lives from its registration; all zero: without end.
-    Duration Lifetime;
-    RegistrationKind Kind = RegistrationKind::New;
+    Duration lifetime;
+    RegistrationKind kind = RegistrationKind::New;
     // In order of capture.
-    std::vector<SnapShot> SnapShots;
+    std::vector<SnapShot> snapShots;
 };
 
 // One Subscription node of the persist document.
 struct SubscriptionListEntry {
-    std::wstring SubscriptionId;
-    std::wstring VornaId;
-    std::wstring ClientCookie;
-    std::wstring ServiceXml;
+    std::wstring subscriptionId;
+    std::wstring vornaId;
+    std::wstring clientCookie;
+    std::wstring serviceXml;
     // Texts of date-times; empty where the node has none.
-    std::wstring EndDate;
-    std::wstring LastSubscriptionTime;
-    bool Valid = false;
-    bool Aged = false;
+    std::wstring endDate;
+    std::wstring lastSubscriptionTime;
+    bool valid = false;
+    bool aged = false;
 };
 
 using SubscriptionList = std::list<SubscriptionListEntry>;

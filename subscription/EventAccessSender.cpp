@@ -6,8 +6,8 @@
 
 namespace vorna {
 
-const Sender::Texts& EventAccessSender::texts() const {
-    static constexpr Texts texts{
+const Sender::Wording& EventAccessSender::Texts() const {
+    static constexpr Wording TEXTS{
         .unspecified = "Subscription::HandleSetDataforXDMEvent~~~UnSpecified error occured.",
         .notCreated = L"ZEB failed to create EventAccess component",
         .subscribing = "Subscription::HandleSetDataforXDMEvent...Going to subscribe with XDM Event",
@@ -29,7 +29,7 @@ const Sender::Texts& EventAccessSender::texts() const {
         .invalidatedText = L"Subscription has been invalidated",
         .unsubscribed = "Unregistration with XDM event Succeeded. Going to delete the subscription from Persist file.",
     };
-    return texts;
+    return TEXTS;
 }
 
 HRESULT EventAccessSender::CreateComponent() {

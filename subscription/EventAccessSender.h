@@ -15,7 +15,7 @@ class EventAccessSender : public Sender {
     EventAccessSender(const XDMEventInfo* event, com_ptr<IUnknown> service, std::wstring clientId = {})
         : Sender(std::move(clientId)), info_(event), service_(std::move(service)) {}
 
-    const Texts& texts() const override;
+    const Wording& Texts() const override;
     [[nodiscard]] HRESULT Modify(std::wstring_view id) override;
     [[nodiscard]] HRESULT Unsubscribe(std::wstring_view id) override;
 

@@ -5,8 +5,8 @@
 
 namespace vorna {
 
-const Sender::Texts& EventManagerSender::texts() const {
-    static constexpr Texts texts{
+const Sender::Wording& EventManagerSender::Texts() const {
+    static constexpr Wording TEXTS{
         .unspecified = "Subscription::HandleSetDataforKROEvent~~~UnSpecified error occured.",
         .notCreated = L"ZEB failed to create EventManager component",
         .subscribing = "Subscription::HandleSetDataforKROEvent...Going to subscribe with KRO Event",
@@ -29,7 +29,7 @@ const Sender::Texts& EventManagerSender::texts() const {
         .invalidatedText = L"Unregistration with KRO event Failed. Subscription has been invalidated",
         .unsubscribed = "Unregistration with KRO event Succeeded. Going to delete the subscription from Persist file.",
     };
-    return texts;
+    return TEXTS;
 }
 
 HRESULT EventManagerSender::CreateComponent() {

@@ -14,7 +14,7 @@ class EventManagerSender : public Sender {
     explicit EventManagerSender(const KROEventInfo* event, std::wstring clientId = {})
         : Sender(std::move(clientId)), info_(event) {}
 
-    const Texts& texts() const override;
+    const Wording& Texts() const override;
     [[nodiscard]] HRESULT Modify(std::wstring_view id) override;
     [[nodiscard]] HRESULT Unsubscribe(std::wstring_view id) override;
 

@@ -13,12 +13,12 @@ class RegistrationLock {
   public:
     RegistrationLock() : lock_(locks_, L"VORNA_REGISTRATION") {}
 
-    bool held() const { return lock_.held(); }
-    void unlock() { lock_.unlock(); }
+    bool Held() const { return lock_.Held(); }
+    void Unlock() { lock_.Unlock(); }
 
   private:
     GlobalLocks locks_;
-    scoped_lock lock_;
+    ScopedLock lock_;
 };
 
 } // namespace vorna

@@ -10,16 +10,16 @@ HRESULT Sender::Create(CPWStringBuffer& errorText) {
     const HRESULT created = CreateComponent();
     if (created == S_OK)
         return S_OK;
-    errorText = texts().notCreated;
-    VORNA_LOG(LOG_TRACE, "%S", texts().notCreated);
+    errorText = Texts().notCreated;
+    VORNA_LOG(LOG_TRACE, "%S", Texts().notCreated);
     return ResultOfRefusal(created);
 }
 
 HRESULT Sender::Subscribe(std::wstring& id, CPWStringBuffer& errorText) {
     HRESULT answer = SubscribeWithComponent(id);
-    const wchar_t* failure = texts().subscribeFailed;
+    const wchar_t* failure = Texts().subscribeFailed;
     if (answer == S_OK && id.empty()) {
-        failure = texts().noId;
+        failure = Texts().noId;
         answer = E_UNEXPECTED;
     } else if (answer == S_OK &&
                (!SubscriptionPersistance::IsPlainValue(id) || id.find_first_of(L"\\/:*?|.") != std::wstring::npos)) {
@@ -32,7 +32,7 @@ HRESULT Sender::Subscribe(std::wstring& id, CPWStringBuffer& errorText) {
     id.clear();
     errorText = failure;
     VORNA_LOG(LOG_TRACE, "%S (hr: %#x)", failure, static_cast<unsigned>(answer));
-    VORNA_LOG(LOG_TRACE, "%s", texts().subscribeRefused);
+    VORNA_LOG(LOG_TRACE, "%s", Texts().subscribeRefused);
     return ResultOfRefusal(answer);
 }
 

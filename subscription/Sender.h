@@ -15,7 +15,7 @@ namespace vorna {
 class Sender {
   public:
     // The texts in which registrations of the kinds differ. Wide ones are error texts, and logged too.
-    struct Texts {
+    struct Wording {
         const char* unspecified;
         const wchar_t* notCreated;
         const char* subscribing;
@@ -46,9 +46,9 @@ class Sender {
     Sender(const Sender&) = delete;
     Sender& operator=(const Sender&) = delete;
 
-    virtual const Texts& texts() const = 0;
+    virtual const Wording& Texts() const = 0;
     // The client ID to be recorded with what was registered last.
-    const std::wstring& clientId() const { return clientId_; }
+    const std::wstring& ClientId() const { return clientId_; }
 
     // Creates the component; every other operation needs it. A failure is logged and stands in errorText.
     [[nodiscard]] HRESULT Create(CPWStringBuffer& errorText);

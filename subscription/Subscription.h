@@ -82,7 +82,7 @@ class Subscription {
 
     // Stores one capture, records it and applies the limits. data: the complete XML text.
     [[nodiscard]] HRESULT AddSnapShotToArchive(std::wstring_view data);
-    void AddToSnapShotList(const SnapShot& snapShot) { record_.SnapShots.push_back(snapShot); }
+    void AddToSnapShotList(const SnapShot& snapShot) { record_.snapShots.push_back(snapShot); }
 
     // Removes what has outlived its lifetime. 1 on success, 0 on failure.
     [[nodiscard]] int DeleteTheAgedFilesFromArchive();

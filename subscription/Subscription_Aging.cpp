@@ -21,7 +21,7 @@ bool Subscription::HasReachedEnd(std::wstring_view endDate) {
 
 HRESULT Subscription::UnregisterAged(std::wstring_view endDate) {
     VORNA_LOG(LOG_TRACE, "Subscription Aged. Going to unregister %S with the Event Manager",
-              record_.SubscriptionId.c_str());
+              record_.subscriptionId.c_str());
     EventManagerSender eventManager(nullptr);
     CPWStringBuffer ignoredText;
     if (HRESULT created = eventManager.Create(ignoredText); created != S_OK) {
@@ -29,12 +29,12 @@ HRESULT Subscription::UnregisterAged(std::wstring_view endDate) {
         return created;
     }
     // A registration that is not there any more is as good as ended.
-    if (HRESULT answer = eventManager.Unsubscribe(record_.SubscriptionId); answer != S_OK && !Sender::IsGone(answer)) {
+    if (HRESULT answer = eventManager.Unsubscribe(record_.subscriptionId); answer != S_OK && !Sender::IsGone(answer)) {
         VORNA_LOG(LOG_TRACE, "Unsubscription with Event Manager failed");
         return S_OK;
     }
     VORNA_LOG(LOG_TRACE, "Unsubscription with Event Manager Passed");
-    const HRESULT marked = persistance_.SetAgingForSubscription(record_.SubscriptionId, endDate);
+    const HRESULT marked = persistance_.SetAgingForSubscription(record_.subscriptionId, endDate);
     if (marked == S_FALSE)
         return SUCCEEDED(RestoreRegistration()) ? S_FALSE : E_FAIL;
     if (marked != S_OK)
@@ -50,7 +50,7 @@ HRESULT Subscription::RestoreRegistration() {
         return E_FAIL;
     }
     CPWStringBuffer errorText;
-    if (HRESULT result = VORNAUTILITY::GetServiceObject(record_.ServiceXml, service_, errorText); result != S_OK) {
+    if (HRESULT result = VORNAUTILITY::GetServiceObject(record_.serviceXml, service_, errorText); result != S_OK) {
         VORNA_LOG(LOG_TRACE, "Failed to Create Service Object from the Service XML");
         return result;
     }
@@ -60,7 +60,7 @@ HRESULT Subscription::RestoreRegistration() {
         return created;
     }
     // A modification that changes nothing tells whether the registration is there.
-    const HRESULT known = eventManager.Modify(record_.SubscriptionId);
+    const HRESULT known = eventManager.Modify(record_.subscriptionId);
     if (!Sender::IsGone(known))
         return known == S_OK ? S_FALSE : known;
     return Renew(eventManager, RegistrationKind::Restoration, errorText);

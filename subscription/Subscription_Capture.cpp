@@ -24,14 +24,14 @@ HRESULT Subscription::HandleCallBack(std::wstring_view callbackXml) {
         VORNA_LOG(LOG_TRACE,
                   "In the CallBack of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
                   "ServiceObject :\"%S\"",
-                  record_.SubscriptionId.c_str(), record_.VornaId.c_str(), record_.ServiceXml.c_str());
+                  record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
         if (info_.Status() != S_OK) {
             VORNA_LOG(LOG_TRACE, "No subscriptionInfo");
             return E_FAIL;
         }
         if (const KROEventInfo* event = info_.KROEvent()) {
             std::wstring endDate;
-            if (persistance_.GetEndDateForSubscription(record_.VornaId, endDate) == S_OK && HasReachedEnd(endDate)) {
+            if (persistance_.GetEndDateForSubscription(record_.vornaId, endDate) == S_OK && HasReachedEnd(endDate)) {
                 const HRESULT aged = UnregisterAged(endDate);
                 // It came back to life in this very moment; what this callback brings is still its own.
                 if (aged != S_FALSE)
@@ -81,7 +81,7 @@ HRESULT Subscription::HandleCallbackforXDMData(std::wstring_view xpath, std::wst
     const ScopeTrace trace("Subscription::HandleCallbackforXDMData");
     com_ptr<IUnknown> service;
     CPWStringBuffer text;
-    if (HRESULT result = VORNAUTILITY::GetServiceObject(record_.ServiceXml, service, text); result != S_OK) {
+    if (HRESULT result = VORNAUTILITY::GetServiceObject(record_.serviceXml, service, text); result != S_OK) {
         VORNA_LOG(LOG_TRACE, "Failed to Create the ServiceObject. Returning Fail from CallbackforXMLData");
         return result;
     }
@@ -122,12 +122,12 @@ HRESULT Subscription::RecordCapture(SnapShot& snapShot) {
     for (int waits = 0;; ++waits) {
         snapShot = SnapShot(LocalNow());
         const HRESULT result =
-            persistance_.AddSnapShot(record_.ArchiveDirectory, record_.SubscriptionId, snapShot,
+            persistance_.AddSnapShot(record_.archiveDirectory, record_.subscriptionId, snapShot,
                                      waits < MOST_WAITS_FOR_A_SECOND ? Entry::New : Entry::NewOrKnown);
         if (result != HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS))
             return result;
-        VORNA_LOG(LOG_TRACE, "There is a snapshot %S already. Waiting for the next second", snapShot.Id.c_str());
-        Sleep(1001 - snapShot.AccessTime.wMilliseconds);
+        VORNA_LOG(LOG_TRACE, "There is a snapshot %S already. Waiting for the next second", snapShot.id.c_str());
+        Sleep(1001 - snapShot.accessTime.wMilliseconds);
     }
 }
 
@@ -135,24 +135,24 @@ HRESULT Subscription::RecordCapture(SnapShot& snapShot) {
 HRESULT Subscription::StoreSnapShot(const SnapShot& snapShot, std::wstring_view data) {
     // The lock is an object of its own: the persistence object takes the same one again for the rollback.
     GlobalLocks locks;
-    scoped_lock lock(locks, ArchiveLockName(record_.SubscriptionId));
-    if (!lock.held())
-        return lock.result();
+    ScopedLock lock(locks, ArchiveLockName(record_.subscriptionId));
+    if (!lock.Held())
+        return lock.Result();
     // A subscription that was ended since its index was written takes nothing more: no archive would be left to end.
-    const std::wstring config = ConfigArchivePath(record_.ArchiveDirectory, record_.SubscriptionId);
+    const std::wstring config = ConfigArchivePath(record_.archiveDirectory, record_.subscriptionId);
     if (GetFileAttributesW(config.c_str()) == INVALID_FILE_ATTRIBUTES)
         return RESULT_NO_SUBSCRIPTION;
-    SamAccessor archive(SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId), snapShot.Id);
+    SamAccessor archive(SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId), snapShot.id);
     const HRESULT result = archive.addStreamToArchive(data);
-    const bool known = std::any_of(record_.SnapShots.begin(), record_.SnapShots.end(),
-                                   [&](const SnapShot& other) { return other.Id == snapShot.Id; });
+    const bool known = std::any_of(record_.snapShots.begin(), record_.snapShots.end(),
+                                   [&](const SnapShot& other) { return other.id == snapShot.id; });
     if (result == S_OK) {
         AddToSnapShotList(snapShot);
         return S_OK;
     }
     VORNA_LOG(LOG_TRACE, "Going to delete the subscription from snapshot persist");
     // A capture of the same second keeps its record: its stream is still there.
-    if (!known && persistance_.DeleteSnapShot(record_.ArchiveDirectory, record_.SubscriptionId, snapShot.Id) != 1)
+    if (!known && persistance_.DeleteSnapShot(record_.archiveDirectory, record_.subscriptionId, snapShot.id) != 1)
         VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
     return result;
 }

@@ -13,7 +13,7 @@ namespace {
 // An Id as a time: 2005-3-7T14_5_9 becomes 2005-03-07T14:05:09.
 std::wstring TimestampOf(std::wstring_view id) {
     std::wstring timestamp, field;
-    const auto end_field = [&] {
+    const auto endField = [&] {
         if (field.size() == 1)
             timestamp += L'0';
         timestamp += field;
@@ -24,10 +24,10 @@ std::wstring TimestampOf(std::wstring_view id) {
             field += letter;
             continue;
         }
-        end_field();
+        endField();
         timestamp += letter == L'_' ? L':' : letter;
     }
-    end_field();
+    endField();
     return timestamp;
 }
 
@@ -36,17 +36,17 @@ std::wstring TimestampOf(std::wstring_view id) {
 // The archive lock is held for this one read only, so that captures can come in between.
 HRESULT Subscription::ReadSnapShot(SamAccessor& archive, std::wstring_view snapShotId, bstr& data) {
     GlobalLocks locks;
-    scoped_lock lock(locks, ArchiveLockName(record_.SubscriptionId));
-    if (!lock.held())
-        return lock.result();
+    ScopedLock lock(locks, ArchiveLockName(record_.subscriptionId));
+    if (!lock.Held())
+        return lock.Result();
     archive.SetFileName(snapShotId);
     return archive.getStreamFromArchive(data);
 }
 
 HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer& document, CPWStringBuffer& errorText) {
-    SamAccessor archive(SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId));
+    SamAccessor archive(SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId));
     VORNA_LOG(LOG_TRACE, "Getting data from SnapShots in \"%S\" Archive",
-              SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId).c_str());
+              SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId).c_str());
     document.Assign(L"<Archive><ArchiveData ID=\"");
     document.Append(info_.ArchiveID());
     document.Append(L"\">");
@@ -55,14 +55,14 @@ HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer&
     bool anyRead = false;
     std::vector<SnapShot> contributed;
     std::wstring narrowed;
-    for (SnapShot& snapShot : record_.SnapShots) {
+    for (SnapShot& snapShot : record_.snapShots) {
         bstr data;
-        const HRESULT read = ReadSnapShot(archive, snapShot.Id, data);
-        VORNA_LOG(LOG_TRACE, "Get data from SnapShot: %S%s", snapShot.Id.c_str(),
+        const HRESULT read = ReadSnapShot(archive, snapShot.id, data);
+        VORNA_LOG(LOG_TRACE, "Get data from SnapShot: %S%s", snapShot.id.c_str(),
                   read == S_OK ? " Succeeded" : "Failed");
         if (read != S_OK) {
             VORNA_LOG(LOG_ERROR, "A snapshot cannot be read (hr: %#x) : %S", static_cast<unsigned>(read),
-                      snapShot.Id.c_str());
+                      snapShot.id.c_str());
             continue;
         }
         anyRead = true;
@@ -75,12 +75,12 @@ HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer&
             }
             content = narrowed;
         }
-        document.Append(L"<Snapshot id=\"" + std::to_wstring(++number) + L"\" timestamp=\"" + TimestampOf(snapShot.Id) +
+        document.Append(L"<Snapshot id=\"" + std::to_wstring(++number) + L"\" timestamp=\"" + TimestampOf(snapShot.id) +
                         L"\">");
         document.Append(content);
         document.Append(L"</Snapshot>");
-        snapShot.AlreadyRead = 1;
-        snapShot.AccessTime = LocalNow();
+        snapShot.alreadyRead = 1;
+        snapShot.accessTime = LocalNow();
         contributed.push_back(snapShot);
     }
     if (number == 0) {
@@ -90,7 +90,7 @@ HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer&
     }
     document.Append(L"</ArchiveData></Archive>");
     // One write for all: the index is rewritten whole each time, and thousands of times would not be linear.
-    if (HRESULT marked = persistance_.RefreshSnapShots(record_.ArchiveDirectory, record_.SubscriptionId, contributed);
+    if (HRESULT marked = persistance_.RefreshSnapShots(record_.archiveDirectory, record_.subscriptionId, contributed);
         marked != S_OK)
         VORNA_LOG(LOG_WARNING, "The snapshots could not be marked as read (hr: %#x)", static_cast<unsigned>(marked));
     return S_OK;
@@ -103,7 +103,7 @@ HRESULT Subscription::HandleGetData(std::wstring_view xpath, std::wstring_view, 
         VORNA_LOG(LOG_TRACE,
                   "In the GetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
                   "ServiceObject :\"%S\"",
-                  record_.SubscriptionId.c_str(), record_.VornaId.c_str(), record_.ServiceXml.c_str());
+                  record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
         if (DeleteTheAgedFilesFromArchive() == 0)
             VORNA_LOG(LOG_TRACE, "Failed to delete the aged files from the archive. Proceeding to get the data from "
                                  "archive");

@@ -11,35 +11,35 @@ namespace vorna {
 // Runs under the archive lock, on the snapshot archive.
 HRESULT Subscription::RemoveStream(std::wstring_view snapShotId) {
     GlobalLocks locks;
-    scoped_lock lock(locks, ArchiveLockName(record_.SubscriptionId));
-    if (!lock.held())
-        return lock.result();
-    SamAccessor archive(SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId), snapShotId);
+    ScopedLock lock(locks, ArchiveLockName(record_.subscriptionId));
+    if (!lock.Held())
+        return lock.Result();
+    SamAccessor archive(SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId), snapShotId);
     return archive.removeFile();
 }
 
 bool Subscription::IsExpired(const SnapShot& snapShot) const {
     const SYSTEMTIME now = LocalNow();
     // Without a limit the sum is no date, and no date is never earlier than now.
-    const Duration& lifetime = snapShot.AlreadyRead == 1 ? info_.LifetimeAfterRead() : info_.LifetimeBeforeRead();
-    return IsLater(now, AddDuration(snapShot.AccessTime, lifetime));
+    const Duration& lifetime = snapShot.alreadyRead == 1 ? info_.LifetimeAfterRead() : info_.LifetimeBeforeRead();
+    return IsLater(now, AddDuration(snapShot.accessTime, lifetime));
 }
 
 int Subscription::DeleteTheAgedFilesFromArchive() {
     const ScopeTrace trace("Subscription::DeleteTheAgedFilesFromArchive");
     int success = 1;
     try {
-        auto& list = record_.SnapShots;
+        auto& list = record_.snapShots;
         for (auto entry = list.begin(); entry != list.end();) {
             if (!IsExpired(*entry)) {
                 ++entry;
                 continue;
             }
-            VORNA_LOG(LOG_TRACE, "File \"%S\" has aged. Going to remove file from archive", entry->Id.c_str());
-            if (persistance_.DeleteSnapShot(record_.ArchiveDirectory, record_.SubscriptionId, entry->Id) != 1)
+            VORNA_LOG(LOG_TRACE, "File \"%S\" has aged. Going to remove file from archive", entry->id.c_str());
+            if (persistance_.DeleteSnapShot(record_.archiveDirectory, record_.subscriptionId, entry->id) != 1)
                 VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
             try {
-                if (RemoveStream(entry->Id) != S_OK)
+                if (RemoveStream(entry->id) != S_OK)
                     success = 0;
             } catch (...) {
                 VORNA_LOG(LOG_TRACE, "Unknown Exception. Unable to remove the file from the archive");
@@ -56,15 +56,15 @@ int Subscription::DeleteTheAgedFilesFromArchive() {
 
 HRESULT Subscription::CountFiles(long& count) {
     GlobalLocks locks;
-    scoped_lock lock(locks, ArchiveLockName(record_.SubscriptionId));
-    if (!lock.held())
-        return lock.result();
-    SamAccessor archive(SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId));
+    ScopedLock lock(locks, ArchiveLockName(record_.subscriptionId));
+    if (!lock.Held())
+        return lock.Result();
+    SamAccessor archive(SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId));
     return archive.getNumberOfFilesInArchive(count);
 }
 
 HRESULT Subscription::RemoveUntilBelow(std::uint64_t limit) {
-    const std::wstring archive = SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId);
+    const std::wstring archive = SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId);
     for (;;) {
         // Others may be writing the archive at this moment.
         unique_file file(CreateFileW(archive.c_str(), GENERIC_READ,
@@ -84,7 +84,7 @@ HRESULT Subscription::RemoveUntilBelow(std::uint64_t limit) {
 HRESULT Subscription::CheckForArchiveOverflow() {
     const ScopeTrace trace("Subscription::CheckForArchiveOverflow");
     try {
-        if (record_.ArchiveDirectory.empty()) {
+        if (record_.archiveDirectory.empty()) {
             VORNA_LOG(LOG_TRACE, "Invalid archivePath. Exiting.");
             return E_FAIL;
         }
@@ -108,14 +108,14 @@ HRESULT Subscription::CheckForArchiveOverflow() {
 // The first entry of the index, read under the archive lock.
 bool Subscription::FindOldest(std::wstring& snapShotId) {
     GlobalLocks locks;
-    scoped_lock lock(locks, ArchiveLockName(record_.SubscriptionId));
-    if (!lock.held())
+    ScopedLock lock(locks, ArchiveLockName(record_.subscriptionId));
+    if (!lock.Held())
         return false;
     VORNA_LOG(LOG_TRACE, "Archive \"%S\" Overflow Occured. Going to remove oldest file from the archive",
-              SnapshotArchivePath(record_.ArchiveDirectory, record_.SubscriptionId).c_str());
-    const std::wstring stream = SnapShotInfoStream(record_.SubscriptionId);
+              SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId).c_str());
+    const std::wstring stream = SnapShotInfoStream(record_.subscriptionId);
     std::wstring index;
-    (void)ReadStream(ConfigArchivePath(record_.ArchiveDirectory, record_.SubscriptionId), stream, index);
+    (void)ReadStream(ConfigArchivePath(record_.archiveDirectory, record_.subscriptionId), stream, index);
     XmlAccessor accessor;
     if (accessor.Create() != S_OK)
         return false;
@@ -142,7 +142,7 @@ int Subscription::DeleteTheOldestFileFromArchive() {
         std::wstring oldest;
         if (!FindOldest(oldest))
             return 0;
-        if (persistance_.DeleteSnapShot(record_.ArchiveDirectory, record_.SubscriptionId, oldest) != 1)
+        if (persistance_.DeleteSnapShot(record_.archiveDirectory, record_.subscriptionId, oldest) != 1)
             VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
         return RemoveStream(oldest) == S_OK ? 1 : 0;
     } catch (...) {

@@ -106,10 +106,10 @@ HRESULT Subscription::EndMaintenanceTimer(std::wstring_view clientId, std::wstri
 }
 
 bool Subscription::CreateBaseDir() {
-    const std::string path = NarrowPath(record_.ArchiveDirectory);
+    const std::string path = NarrowPath(record_.archiveDirectory);
     if (!path.empty())
         VORNAUTILITY::CreateDirectories(path.c_str());
-    const DWORD attributes = GetFileAttributesW(record_.ArchiveDirectory.c_str());
+    const DWORD attributes = GetFileAttributesW(record_.archiveDirectory.c_str());
     return !path.empty() && attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
@@ -118,16 +118,16 @@ void Subscription::RemoveBaseDir() {
     const ScopeTrace trace("Subscription::RemoveBaseDir");
     // Nobody makes the folder's next archive meanwhile.
     RegistrationLock registration;
-    if (!record_.SubscriptionId.empty())
-        RemoveArchives(record_.SubscriptionId);
-    if (!FilesLike(record_.ArchiveDirectory, L"config_*").empty() ||
-        !FilesLike(record_.ArchiveDirectory, L"snapshot_*").empty())
+    if (!record_.subscriptionId.empty())
+        RemoveArchives(record_.subscriptionId);
+    if (!FilesLike(record_.archiveDirectory, L"config_*").empty() ||
+        !FilesLike(record_.archiveDirectory, L"snapshot_*").empty())
         return;
-    const std::string path = NarrowPath(record_.ArchiveDirectory);
+    const std::string path = NarrowPath(record_.archiveDirectory);
     if (path.empty() || !VORNAUTILITY::DeleteDirectory(path.c_str(), true))
         return;
     // The folders above, Archives included, stay where another service has archives below them.
-    std::wstring parent = record_.ArchiveDirectory;
+    std::wstring parent = record_.archiveDirectory;
     for (int level = 0; level < 3; ++level) {
         parent.erase(parent.find_last_of(L'\\'));
         if (!RemoveDirectoryW(parent.c_str()))
@@ -137,10 +137,10 @@ void Subscription::RemoveBaseDir() {
 
 void Subscription::RemoveArchives(std::wstring_view subscriptionId) {
     GlobalLocks locks;
-    scoped_lock lock(locks, ArchiveLockName(subscriptionId));
+    ScopedLock lock(locks, ArchiveLockName(subscriptionId));
     const std::wstring id(subscriptionId);
     for (const std::wstring& pattern : {L"config_" + id + L"*", L"snapshot_" + id + L"*"}) {
-        for (const std::wstring& file : FilesLike(record_.ArchiveDirectory, pattern)) {
+        for (const std::wstring& file : FilesLike(record_.archiveDirectory, pattern)) {
             SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL);
             if (!DeleteFileW(file.c_str()))
                 VORNA_LOG(LOG_WARNING, "An archive could not be deleted (error %lu) : %S", GetLastError(),
@@ -152,10 +152,10 @@ void Subscription::RemoveArchives(std::wstring_view subscriptionId) {
 // Everything that was captured, under another subscription ID. The old archives stay as they are.
 HRESULT Subscription::CopyArchives(std::wstring_view fromId, std::wstring_view toId) {
     GlobalLocks locks;
-    scoped_lock lock(locks, ArchiveLockName(fromId));
-    if (!lock.held())
-        return lock.result();
-    const std::wstring& directory = record_.ArchiveDirectory;
+    ScopedLock lock(locks, ArchiveLockName(fromId));
+    if (!lock.Held())
+        return lock.Result();
+    const std::wstring& directory = record_.archiveDirectory;
     std::wstring text;
     // The document too, so that the archives are whole under either name.
     HRESULT result = ReadStream(ConfigArchivePath(directory, fromId), SubscriptionStream(fromId), text);
@@ -176,33 +176,33 @@ HRESULT Subscription::CopyArchives(std::wstring_view fromId, std::wstring_view t
     for (const SnapShot& snapShot : snapShots) {
         if (result != S_OK)
             break;
-        result = ReadStream(SnapshotArchivePath(directory, fromId), snapShot.Id, text);
+        result = ReadStream(SnapshotArchivePath(directory, fromId), snapShot.id, text);
         if (IsMissing(result))
             result = S_OK;
         else if (result == S_OK)
-            result = WriteStream(SnapshotArchivePath(directory, toId), snapShot.Id, text);
+            result = WriteStream(SnapshotArchivePath(directory, toId), snapShot.id, text);
     }
     return result;
 }
 
 // What a callback stored under the old name after everything was copied. Then the old archives go.
 void Subscription::MoveLateSnapShots(std::wstring_view fromId, std::wstring_view toId) {
-    const std::wstring& directory = record_.ArchiveDirectory;
+    const std::wstring& directory = record_.archiveDirectory;
     GlobalLocks locks;
-    scoped_lock lock(locks, ArchiveLockName(fromId));
+    ScopedLock lock(locks, ArchiveLockName(fromId));
     std::vector<SnapShot> late, known;
-    if (!lock.held() || persistance_.GetSnapShots(directory, fromId, late) != S_OK ||
+    if (!lock.Held() || persistance_.GetSnapShots(directory, fromId, late) != S_OK ||
         persistance_.GetSnapShots(directory, toId, known) != S_OK)
         return;
     for (const SnapShot& snapShot : late) {
-        const auto same = [&](const SnapShot& other) { return other.Id == snapShot.Id; };
+        const auto same = [&](const SnapShot& other) { return other.id == snapShot.id; };
         std::wstring text;
         if (std::any_of(known.begin(), known.end(), same) ||
-            ReadStream(SnapshotArchivePath(directory, fromId), snapShot.Id, text) != S_OK)
+            ReadStream(SnapshotArchivePath(directory, fromId), snapShot.id, text) != S_OK)
             continue;
         // Where it cannot be moved, the old archives stay: nobody reads them, and nothing is lost.
         if (persistance_.AddSnapShot(directory, toId, snapShot) != S_OK ||
-            WriteStream(SnapshotArchivePath(directory, toId), snapShot.Id, text) != S_OK)
+            WriteStream(SnapshotArchivePath(directory, toId), snapShot.id, text) != S_OK)
             return;
     }
     RemoveArchives(fromId);

@@ -51,13 +51,13 @@ HRESULT Subscription::HandleSetDataWith(Sender& sender, SetDataOperation operati
         throw;
     } catch (...) {
         errorText = L"Unknown Exception Occured";
-        VORNA_LOG(LOG_TRACE, "%s", sender.texts().unspecified);
+        VORNA_LOG(LOG_TRACE, "%s", sender.Texts().unspecified);
         return E_FAIL;
     }
 }
 
 HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
-    const Sender::Texts& texts = sender.texts();
+    const Sender::Wording& texts = sender.Texts();
     if (HRESULT created = sender.Create(errorText); created != S_OK)
         return created;
 
@@ -67,16 +67,16 @@ HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
 
     VORNA_LOG(LOG_TRACE, "%s", texts.subscribing);
     RegistrationLock registration;
-    if (!registration.held()) {
+    if (!registration.Held()) {
         errorText = L"Another registration did not end in time";
         return E_FAIL;
     }
-    if (HRESULT result = sender.Subscribe(record_.SubscriptionId, errorText); result != S_OK)
+    if (HRESULT result = sender.Subscribe(record_.subscriptionId, errorText); result != S_OK)
         return result;
 
     if (!CreateBaseDir()) {
-        registration.unlock();
-        (void)sender.Unsubscribe(record_.SubscriptionId);
+        registration.Unlock();
+        (void)sender.Unsubscribe(record_.subscriptionId);
         errorText = L"Directory creation failed";
         VORNA_LOG(LOG_TRACE, "%s", texts.noDirectory);
         return E_FAIL;
@@ -87,23 +87,23 @@ HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
     if (maintained || RegisterforMaintananceEvent(maintenanceId) != S_OK)
         maintenanceId.clear();
 
-    record_.Kind = RegistrationKind::New;
-    if (HRESULT added = persistance_.AddSubscription(record_, sender.clientId(), maintenanceId); added != S_OK) {
+    record_.kind = RegistrationKind::New;
+    if (HRESULT added = persistance_.AddSubscription(record_, sender.ClientId(), maintenanceId); added != S_OK) {
         VORNA_LOG(LOG_TRACE, "%s", texts.addRefused);
         errorText = texts.addFailed;
         VORNA_LOG(LOG_TRACE, "%S", texts.addFailed);
-        registration.unlock();
-        (void)sender.Unsubscribe(record_.SubscriptionId);
+        registration.Unlock();
+        (void)sender.Unsubscribe(record_.subscriptionId);
         RemoveBaseDir();
         // A maintenance timer that nobody recorded would never be found again; a recorded one is for others too.
         std::wstring recorded;
         if (!maintenanceId.empty() && persistance_.GetMaintainanceID(recorded) != S_OK)
-            (void)EndMaintenanceTimer(sender.clientId(), maintenanceId);
+            (void)EndMaintenanceTimer(sender.ClientId(), maintenanceId);
         else
             DropMaintenanceTimer();
         return added;
     }
-    registration.unlock();
+    registration.Unlock();
 
     if (!data.empty())
         (void)AddSnapShotToArchive(data);
@@ -112,7 +112,7 @@ HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
     VORNA_LOG(LOG_TRACE,
               "Returning from the SetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
               "ServiceObject :\"%S\"",
-              record_.SubscriptionId.c_str(), record_.VornaId.c_str(), record_.ServiceXml.c_str());
+              record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
     return S_OK;
 }
 
@@ -127,22 +127,22 @@ HRESULT Subscription::GatherFirstData(std::wstring& data) {
 }
 
 HRESULT Subscription::Modify(Sender& sender, CPWStringBuffer& errorText) {
-    const Sender::Texts& texts = sender.texts();
+    const Sender::Wording& texts = sender.Texts();
     if (HRESULT created = sender.Create(errorText); created != S_OK)
         return created;
     VORNA_LOG(LOG_TRACE, "%s", texts.modifying);
-    if (persistance_.IsSubscriptionAged(record_.VornaId)) {
+    if (persistance_.IsSubscriptionAged(record_.vornaId)) {
         VORNA_LOG(LOG_TRACE, "The subscription has already aged. Going to subscribe again");
         return Renew(sender, RegistrationKind::Renewal, errorText);
     }
-    const HRESULT answer = sender.Modify(record_.SubscriptionId);
+    const HRESULT answer = sender.Modify(record_.subscriptionId);
     if (answer == S_OK) {
-        record_.Kind = RegistrationKind::Modification;
-        const HRESULT stored = persistance_.AddSubscription(record_, sender.clientId(), {});
+        record_.kind = RegistrationKind::Modification;
+        const HRESULT stored = persistance_.AddSubscription(record_, sender.ClientId(), {});
         if (stored == S_OK)
             return S_OK;
         // It may have aged a moment ago; then the registration is gone, and a fresh one brings it back to life.
-        if (!persistance_.IsSubscriptionAged(record_.VornaId)) {
+        if (!persistance_.IsSubscriptionAged(record_.vornaId)) {
             VORNA_LOG(LOG_TRACE, "%s", texts.storeRefused);
             errorText = texts.storeFailed;
             return stored;
@@ -162,19 +162,19 @@ HRESULT Subscription::Modify(Sender& sender, CPWStringBuffer& errorText) {
 // A fresh registration in place of the recorded one. The archives are named after the registration, so what was
 // captured so far goes over to the new name before the record changes.
 HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuffer& errorText) {
-    const Sender::Texts& texts = sender.texts();
+    const Sender::Wording& texts = sender.Texts();
     RegistrationLock registration;
-    if (!registration.held()) {
+    if (!registration.Held()) {
         errorText = L"Another registration did not end in time";
         return E_FAIL;
     }
     // Whoever had the lock before may have done the same; its archives are the ones that count now.
     SubscriptionRecord current;
-    if (HRESULT found = persistance_.GetSubscription(record_.ClientCookie, current); found != S_OK) {
+    if (HRESULT found = persistance_.GetSubscription(record_.clientCookie, current); found != S_OK) {
         errorText = found == RESULT_NO_SUBSCRIPTION ? L"The subscription was ended meanwhile" : texts.storeFailed;
         return found;
     }
-    const std::wstring oldId = current.SubscriptionId;
+    const std::wstring oldId = current.subscriptionId;
     std::wstring newId;
     if (HRESULT result = sender.Subscribe(newId, errorText); result != S_OK) {
         if (kind == RegistrationKind::Restoration)
@@ -183,11 +183,11 @@ HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuff
     }
     HRESULT result = CopyArchives(oldId, newId);
     if (result == S_OK) {
-        record_.Kind = kind;
-        record_.SubscriptionId = newId;
-        result = persistance_.AddSubscription(record_, sender.clientId(), {});
+        record_.kind = kind;
+        record_.subscriptionId = newId;
+        result = persistance_.AddSubscription(record_, sender.ClientId(), {});
     }
-    registration.unlock();
+    registration.Unlock();
     if (result != S_OK) {
         errorText = texts.storeFailed;
         VORNA_LOG(LOG_TRACE, "%s",
@@ -207,18 +207,18 @@ HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuff
 }
 
 HRESULT Subscription::Unregister(Sender& sender, CPWStringBuffer& errorText) {
-    const Sender::Texts& texts = sender.texts();
+    const Sender::Wording& texts = sender.Texts();
     VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribing);
-    VORNA_LOG(LOG_TRACE, "Unregistering the subscription id :%S", record_.SubscriptionId.c_str());
+    VORNA_LOG(LOG_TRACE, "Unregistering the subscription id :%S", record_.subscriptionId.c_str());
     HRESULT answer = sender.Create(errorText);
     if (answer == S_OK)
-        answer = sender.Unsubscribe(record_.SubscriptionId);
+        answer = sender.Unsubscribe(record_.subscriptionId);
     // A registration that is not there any more is as good as ended.
     if (answer != S_OK && !Sender::IsGone(answer)) {
         if (texts.unsubscribeRefused)
             VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribeRefused);
         VORNA_LOG(LOG_TRACE, "%s (hr: %#x)", texts.unsubscribeFailed, static_cast<unsigned>(answer));
-        (void)persistance_.DeleteSubscription(record_.SubscriptionId);
+        (void)persistance_.DeleteSubscription(record_.subscriptionId);
         VORNA_LOG(LOG_TRACE, "%s", texts.invalidated);
         errorText = texts.invalidatedText;
         return FAILED(answer) ? answer : E_FAIL;
@@ -228,7 +228,7 @@ HRESULT Subscription::Unregister(Sender& sender, CPWStringBuffer& errorText) {
 }
 
 HRESULT Subscription::DeleteRecordAndArchives(CPWStringBuffer& errorText) {
-    if (HRESULT deleted = persistance_.DeleteSubscription(record_.SubscriptionId); deleted != S_OK) {
+    if (HRESULT deleted = persistance_.DeleteSubscription(record_.subscriptionId); deleted != S_OK) {
         errorText = L"The subscription could not be deleted from the Persist file";
         return deleted;
     }
@@ -238,16 +238,16 @@ HRESULT Subscription::DeleteRecordAndArchives(CPWStringBuffer& errorText) {
 }
 
 bool Subscription::IsBeyondReading(HRESULT result, const SubscriptionRecord& record) {
-    if (record.SubscriptionId.empty() || record.ArchiveDirectory.empty())
+    if (record.subscriptionId.empty() || record.archiveDirectory.empty())
         return false;
-    const std::wstring config = ConfigArchivePath(record.ArchiveDirectory, record.SubscriptionId);
+    const std::wstring config = ConfigArchivePath(record.archiveDirectory, record.subscriptionId);
     return result == HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT) || result == RESULT_XML_MALFORMED ||
            GetFileAttributesW(config.c_str()) == INVALID_FILE_ATTRIBUTES;
 }
 
 HRESULT Subscription::EndUnread(CPWStringBuffer& errorText) {
     VORNA_LOG(LOG_WARNING, "The subscription %S is ended without having been read : its archive is damaged",
-              record_.SubscriptionId.c_str());
+              record_.subscriptionId.c_str());
     const HRESULT result = DeleteRecordAndArchives(errorText);
     if (result == S_OK)
         DropMaintenanceTimer();

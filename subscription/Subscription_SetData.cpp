@@ -90,21 +90,21 @@ std::wstring NewVornaId() {
 
 Subscription::Subscription(SubscriptionInfo info, std::wstring clientCookie)
     : info_(WithCookie(std::move(info), clientCookie)) {
-    record_.ClientCookie = std::move(clientCookie);
-    record_.VornaId = NewVornaId();
-    record_.SubscriptionText = info_.SubscriptionText();
-    record_.Lifetime = info_.Aging();
+    record_.clientCookie = std::move(clientCookie);
+    record_.vornaId = NewVornaId();
+    record_.subscriptionText = info_.SubscriptionText();
+    record_.lifetime = info_.Aging();
 }
 
 Subscription::Subscription(SubscriptionRecord record)
-    : record_(std::move(record)), info_(WithCookie(SubscriptionInfo(record_.SubscriptionText), record_.ClientCookie)) {
-    record_.Lifetime = info_.Aging();
+    : record_(std::move(record)), info_(WithCookie(SubscriptionInfo(record_.subscriptionText), record_.clientCookie)) {
+    record_.lifetime = info_.Aging();
 }
 
 void Subscription::SetSubscriptionInfo(SubscriptionInfo info) {
-    info_ = WithCookie(std::move(info), record_.ClientCookie);
-    record_.SubscriptionText = info_.SubscriptionText();
-    record_.Lifetime = info_.Aging();
+    info_ = WithCookie(std::move(info), record_.clientCookie);
+    record_.subscriptionText = info_.SubscriptionText();
+    record_.lifetime = info_.Aging();
 }
 
 HRESULT Subscription::GetServiceObjectAttributes(IUnknown* service, ServiceAttributes& attributes,
@@ -140,8 +140,8 @@ HRESULT Subscription::HandleSetData(IUnknown* service, SetDataOperation operatio
         if (HRESULT result = GetServiceObjectAttributes(service, attributes, errorText); result != S_OK)
             return result;
         service_ = com_ptr<IUnknown>(service);
-        record_.ServiceXml = attributes.serviceXml;
-        record_.ArchiveDirectory =
+        record_.serviceXml = attributes.serviceXml;
+        record_.archiveDirectory =
             ArchiveDirectory(attributes.serviceId + L"\\" + attributes.serviceURI + L"\\" + attributes.portID);
 
         HRESULT result;
@@ -160,18 +160,18 @@ HRESULT Subscription::HandleSetData(IUnknown* service, SetDataOperation operatio
             return E_FAIL;
         }
 
-        static constexpr const char* failed[] = {
+        static constexpr const char* FAILURES[] = {
             "Subscription::HandleSetData.. Registration with corresponding component failed",
             "Subscription::HandleSetData.. Modification with corresponding component failed",
             "Subscription::HandleSetData.. Unregistration with corresponding component failed",
         };
-        static constexpr const char* succeeded[] = {
+        static constexpr const char* SUCCESSES[] = {
             "Subscription::HandleSetData.. Registration with corresponding component Succeeded",
             "Subscription::HandleSetData.. Modification with corresponding component Succeeded",
             "Subscription::HandleSetData.. UnRegistration with corresponding component Succeeded",
         };
         const auto index = static_cast<size_t>(operation);
-        VORNA_LOG(LOG_TRACE, "%s", result == S_OK ? succeeded[index] : failed[index]);
+        VORNA_LOG(LOG_TRACE, "%s", result == S_OK ? SUCCESSES[index] : FAILURES[index]);
         if (result == S_OK && operation == SetDataOperation::Unregister)
             DropMaintenanceTimer();
         return result;

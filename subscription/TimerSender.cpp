@@ -15,8 +15,8 @@ bool IsStaleTicket(HRESULT answer) {
 
 } // namespace
 
-const Sender::Texts& TimerSender::texts() const {
-    static constexpr Texts texts{
+const Sender::Wording& TimerSender::Texts() const {
+    static constexpr Wording TEXTS{
         .unspecified = "Subscription::HandleSetDataforTimerEvent~~~UnSpecified error occured.",
         .notCreated = L"Failed to register with ZEB's timer component",
         .subscribing = "Subscription::HandleSetDataforTimerEvent~~~Going to Subscribe with Timer event .",
@@ -39,7 +39,7 @@ const Sender::Texts& TimerSender::texts() const {
         .unsubscribed = "Subscription::HandleSetDataforTimerEvent~~~Unregistration with Timer Succeeded. Going to "
                         "delete the subscription from Persist file.",
     };
-    return texts;
+    return TEXTS;
 }
 
 HRESULT TimerSender::CreateComponent() {

@@ -13,7 +13,7 @@ class TimerSender : public Sender {
     // timer: what to register, alive as long as this object; null for one that only ends registrations.
     TimerSender(const TimerInfo* timer, std::wstring clientId) : Sender(std::move(clientId)), info_(timer) {}
 
-    const Texts& texts() const override;
+    const Wording& Texts() const override;
     [[nodiscard]] HRESULT Modify(std::wstring_view id) override;
     [[nodiscard]] HRESULT Unsubscribe(std::wstring_view id) override;
     // A schedule that the timer refuses for another reason is not subscribed anew.

@@ -10,7 +10,7 @@ namespace {
 
 using namespace vorna;
 
-struct advice {
+struct Advice {
     HRESULT code;
     // Null: whatever the text.
     const wchar_t* text;
@@ -25,7 +25,7 @@ constexpr wchar_t EVENT_SOURCE[] =
     L"archives data of the service.";
 
 // Entries with a text stand before the one without.
-const advice table[] = {
+const Advice TABLE[] = {
     // Subscription documents.
     {RESULT_XML_MALFORMED, nullptr,
      L"Make the document well-formed XML without a document type definition; the root of a subscription is Archive, "
@@ -146,7 +146,7 @@ constexpr wchar_t GENERAL[] = L"vornactl has no advice for this code. Turn the c
 } // namespace
 
 std::wstring_view AdviceFor(HRESULT code, std::wstring_view text) {
-    for (const advice& entry : table)
+    for (const Advice& entry : TABLE)
         if (entry.code == code && (!entry.text || text == entry.text))
             return entry.words;
     return GENERAL;

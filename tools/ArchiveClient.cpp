@@ -18,7 +18,7 @@ void ArchiveClient::SetData(std::wstring_view document, const std::wstring& doin
     vorna::bstr text;
     const HRESULT result = component_->SetData(service_.get(), vorna::bstr(document).get(), 0, text.put());
     if (result != S_OK)
-        throw failure(result, doing, text.str());
+        throw Failure(result, doing, text.str());
 }
 
 std::wstring ArchiveClient::GetData(std::wstring_view xpath, std::wstring_view prefixes) {
@@ -27,7 +27,7 @@ std::wstring ArchiveClient::GetData(std::wstring_view xpath, std::wstring_view p
     const HRESULT result = component_->GetData(service_.get(), vorna::bstr(xpath).get(), vorna::bstr(prefixes).get(),
                                                text.put(), document.put());
     if (result != S_OK)
-        throw failure(result, L"reading " + std::wstring(xpath), text.str());
+        throw Failure(result, L"reading " + std::wstring(xpath), text.str());
     return document.str();
 }
 

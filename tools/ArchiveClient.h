@@ -11,7 +11,7 @@
 
 namespace vornactl {
 
-// One service, and the component. Needs COM on the thread. Every operation throws failure with the component's text.
+// One service, and the component. Needs COM on the thread. Every operation throws Failure with the component's text.
 class ArchiveClient {
   public:
     // serviceFile: the file with the service document.

@@ -79,55 +79,55 @@ std::wstring Awaited(const std::wstring& subscriptionDocument) {
     return text;
 }
 
-archive_entry ReadArchive(SubscriptionPersistance& persistance, const SubscriptionListEntry& record) {
-    archive_entry archive;
-    const size_t split = record.ClientCookie.find_last_of(L'\\');
-    archive.archiveId = split == std::wstring::npos ? record.ClientCookie : record.ClientCookie.substr(split + 1);
-    archive.service = split == std::wstring::npos ? std::wstring() : record.ClientCookie.substr(0, split);
-    archive.endDate = PaddedDate(record.EndDate);
-    archive.state = !record.Valid ? ArchiveState::Ended : record.Aged ? ArchiveState::Aged : ArchiveState::Active;
-    archive.bytes = BytesOnDisk(ArchiveDirectory(archive.service), record.SubscriptionId);
-    if (!record.Valid)
+ArchiveEntry ReadArchive(SubscriptionPersistance& persistance, const SubscriptionListEntry& record) {
+    ArchiveEntry archive;
+    const size_t split = record.clientCookie.find_last_of(L'\\');
+    archive.archiveId = split == std::wstring::npos ? record.clientCookie : record.clientCookie.substr(split + 1);
+    archive.service = split == std::wstring::npos ? std::wstring() : record.clientCookie.substr(0, split);
+    archive.endDate = PaddedDate(record.endDate);
+    archive.state = !record.valid ? ArchiveState::Ended : record.aged ? ArchiveState::Aged : ArchiveState::Active;
+    archive.bytes = BytesOnDisk(ArchiveDirectory(archive.service), record.subscriptionId);
+    if (!record.valid)
         return archive;
     SubscriptionRecord whole;
-    const HRESULT result = persistance.GetSubscription(record.SubscriptionId, whole);
+    const HRESULT result = persistance.GetSubscription(record.subscriptionId, whole);
     if (result == S_OK) {
-        archive.snapshots = whole.SnapShots.size();
-        archive.awaited = Awaited(whole.SubscriptionText);
+        archive.snapshots = whole.snapShots.size();
+        archive.awaited = Awaited(whole.subscriptionText);
     } else {
-        archive.problem = failure(result, L"reading the archive " + archive.archiveId + L" of " + archive.service,
+        archive.problem = Failure(result, L"reading the archive " + archive.archiveId + L" of " + archive.service,
                                   L"Its configuration cannot be read: " +
-                                      ConfigArchivePath(ArchiveDirectory(archive.service), record.SubscriptionId));
+                                      ConfigArchivePath(ArchiveDirectory(archive.service), record.subscriptionId));
     }
     return archive;
 }
 
 } // namespace
 
-std::vector<archive_entry> ReadArchives(bool withEnded) {
+std::vector<ArchiveEntry> ReadArchives(bool withEnded) {
     // Without it nobody knows where the archives are.
     CLSID component{};
     if (const HRESULT result = CLSIDFromProgID(PROGID_VORNA, &component); FAILED(result))
-        throw failure(result, READING, L"The component is not registered on this machine.");
+        throw Failure(result, READING, L"The component is not registered on this machine.");
     SubscriptionPersistance persistance;
     SubscriptionList list;
     const HRESULT result = persistance.GetSubscriptionsList(list);
     // No valid one is a list all the same.
     if (result != S_OK && result != RESULT_NO_SUBSCRIPTION)
-        throw failure(result, READING,
+        throw Failure(result, READING,
                       L"The record of all archives cannot be read: " + VORNAUTILITY::GetComponentDirectory() +
                           L"Vorna");
-    std::vector<archive_entry> archives;
+    std::vector<ArchiveEntry> archives;
     for (const SubscriptionListEntry& record : list)
-        if (record.Valid || withEnded)
+        if (record.valid || withEnded)
             archives.push_back(ReadArchive(persistance, record));
     return archives;
 }
 
-std::vector<std::wstring> FormatArchives(const std::vector<archive_entry>& archives) {
-    using row = std::array<std::wstring, 7>;
-    std::vector<row> rows{{L"ARCHIVE", L"SERVICE", L"STATE", L"ENDS", L"SNAPSHOTS", L"KB", L"WAITS FOR"}};
-    for (const archive_entry& archive : archives)
+std::vector<std::wstring> FormatArchives(const std::vector<ArchiveEntry>& archives) {
+    using Row = std::array<std::wstring, 7>;
+    std::vector<Row> rows{{L"ARCHIVE", L"SERVICE", L"STATE", L"ENDS", L"SNAPSHOTS", L"KB", L"WAITS FOR"}};
+    for (const ArchiveEntry& archive : archives)
         rows.push_back({archive.archiveId, archive.service, StateText(archive.state),
                         archive.endDate.empty() ? L"-" : archive.endDate,
                         archive.snapshots ? std::to_wstring(*archive.snapshots)
@@ -136,11 +136,11 @@ std::vector<std::wstring> FormatArchives(const std::vector<archive_entry>& archi
                         std::to_wstring((archive.bytes + 1023) / 1024),
                         archive.awaited.empty() ? L"-" : archive.awaited});
     std::array<size_t, 7> widths{};
-    for (const row& cells : rows)
+    for (const Row& cells : rows)
         for (size_t i = 0; i < cells.size(); ++i)
             widths[i] = std::max(widths[i], cells[i].size());
     std::vector<std::wstring> lines;
-    for (const row& cells : rows) {
+    for (const Row& cells : rows) {
         std::wstring line;
         for (size_t i = 0; i < cells.size(); ++i) {
             if (i + 1 == cells.size()) {

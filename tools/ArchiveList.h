@@ -12,7 +12,7 @@ namespace vornactl {
 
 enum class ArchiveState { Active, Aged, Ended };
 
-struct archive_entry {
+struct ArchiveEntry {
     std::wstring archiveId;
     // serviceId\serviceURI\portID.
     std::wstring service;
@@ -25,13 +25,13 @@ struct archive_entry {
     // What makes it take a snapshot, for people; empty where snapshots is absent.
     std::wstring awaited;
     // Why the archive could not be read.
-    std::optional<failure> problem;
+    std::optional<Failure> problem;
 };
 
-// In the order of their registration. withEnded: also those that are over. Needs COM on the thread; throws failure.
-std::vector<archive_entry> ReadArchives(bool withEnded);
+// In the order of their registration. withEnded: also those that are over. Needs COM on the thread; throws Failure.
+std::vector<ArchiveEntry> ReadArchives(bool withEnded);
 
 // One line for the heading and one for each archive, columns aligned.
-std::vector<std::wstring> FormatArchives(const std::vector<archive_entry>& archives);
+std::vector<std::wstring> FormatArchives(const std::vector<ArchiveEntry>& archives);
 
 } // namespace vornactl

@@ -6,15 +6,15 @@
 
 namespace vornactl {
 
-CommandLine::CommandLine(std::span<const std::wstring> arguments, const syntax& allowed) {
+CommandLine::CommandLine(std::span<const std::wstring> arguments, const Syntax& allowed) {
     bool plain = false;
     for (size_t i = 0; i < arguments.size(); ++i) {
         const std::wstring& argument = arguments[i];
         if (plain || !argument.starts_with(L"-") || argument == L"-") {
             if (words_.size() == allowed.words.size())
-                throw usage_error{L"one word too many: \"" + argument + L"\""};
+                throw UsageError{L"one word too many: \"" + argument + L"\""};
             if (argument.empty())
-                throw usage_error{std::wstring(allowed.words[words_.size()]) + L" is an empty word"};
+                throw UsageError{std::wstring(allowed.words[words_.size()]) + L" is an empty word"};
             words_.push_back(argument);
             continue;
         }
@@ -25,32 +25,32 @@ CommandLine::CommandLine(std::span<const std::wstring> arguments, const syntax& 
         const size_t equals = argument.find(L'=');
         const std::wstring name = argument.substr(0, equals);
         const auto known = std::find_if(allowed.options.begin(), allowed.options.end(),
-                                        [&](const option& entry) { return name == entry.name; });
+                                        [&](const Option& entry) { return name == entry.name; });
         if (known == allowed.options.end())
-            throw usage_error{L"unknown option: \"" + name + L"\""};
+            throw UsageError{L"unknown option: \"" + name + L"\""};
         if (!known->repeated && values_.contains(name))
-            throw usage_error{L"given twice: \"" + name + L"\""};
+            throw UsageError{L"given twice: \"" + name + L"\""};
         std::wstring value;
         if (!known->value) {
             if (equals != argument.npos)
-                throw usage_error{L"takes no value: \"" + argument + L"\""};
+                throw UsageError{L"takes no value: \"" + argument + L"\""};
         } else if (equals != argument.npos) {
             value = argument.substr(equals + 1);
         } else {
             if (++i == arguments.size())
-                throw usage_error{L"\"" + name + L"\" must be followed by " + known->value};
+                throw UsageError{L"\"" + name + L"\" must be followed by " + known->value};
             value = arguments[i];
         }
         if (known->value && value.empty())
-            throw usage_error{L"\"" + name + L"\" is followed by an empty " + known->value};
+            throw UsageError{L"\"" + name + L"\" is followed by an empty " + known->value};
         values_[name].push_back(std::move(value));
     }
     if (words_.size() < allowed.mandatoryWords)
-        throw usage_error{std::wstring(allowed.words[words_.size()]) + L" is missing"};
-    for (const option& entry : allowed.options)
+        throw UsageError{std::wstring(allowed.words[words_.size()]) + L" is missing"};
+    for (const Option& entry : allowed.options)
         if (entry.mandatory && !values_.contains(std::wstring_view(entry.name)))
-            throw usage_error{L"\"" + std::wstring(entry.name) + L" " + (entry.value ? entry.value : L"") +
-                              L"\" is missing"};
+            throw UsageError{L"\"" + std::wstring(entry.name) + L" " + (entry.value ? entry.value : L"") +
+                             L"\" is missing"};
 }
 
 std::wstring CommandLine::Value(std::wstring_view option) const {

@@ -9,7 +9,7 @@
 
 namespace vornactl {
 
-struct option {
+struct Option {
     // With its dashes.
     const wchar_t* name;
     // What stands behind it, for messages; null: nothing does.
@@ -20,19 +20,19 @@ struct option {
 };
 
 // What a command takes.
-struct syntax {
+struct Syntax {
     // The names of the words without an option, in order, for messages.
     std::vector<const wchar_t*> words;
     size_t mandatoryWords = 0;
-    std::vector<option> options;
+    std::vector<Option> options;
 };
 
 // Words that were found right.
 class CommandLine {
   public:
     // arguments: what follows the command. Options may stand anywhere, as "--name value" or "--name=value"; after "--"
-    // everything is a plain word. Throws usage_error, which names the wrong or the missing word.
-    CommandLine(std::span<const std::wstring> arguments, const syntax& allowed);
+    // everything is a plain word. Throws UsageError, which names the wrong or the missing word.
+    CommandLine(std::span<const std::wstring> arguments, const Syntax& allowed);
 
     // Empty where it was not given.
     std::wstring Word(size_t index) const { return index < words_.size() ? words_[index] : std::wstring(); }

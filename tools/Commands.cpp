@@ -16,8 +16,8 @@ namespace vornactl {
 
 namespace {
 
-const option SERVICE{L"--service", L"FILE", true};
-const option OUTPUT{L"--output", L"FILE"};
+const Option SERVICE{L"--service", L"FILE", true};
+const Option OUTPUT{L"--output", L"FILE"};
 
 std::filesystem::path ModuleFolder(const CommandLine& line) {
     if (line.Word(0).empty())
@@ -27,26 +27,26 @@ std::filesystem::path ModuleFolder(const CommandLine& line) {
     return failed ? std::filesystem::path(line.Word(0)) : folder;
 }
 
-exit_code Register(const CommandLine& line) {
+ExitCode Register(const CommandLine& line) {
     RegisterModules(ModuleFolder(line));
     return EXIT_DONE;
 }
 
-exit_code Unregister(const CommandLine& line) {
+ExitCode Unregister(const CommandLine& line) {
     UnregisterModules(ModuleFolder(line));
     return EXIT_DONE;
 }
 
-exit_code Subscribe(const CommandLine& line) {
+ExitCode Subscribe(const CommandLine& line) {
     const std::wstring file = line.Word(0);
     const std::wstring document = ReadSubscription(file);
     ArchiveClient(line.Value(SERVICE.name)).SetData(document, L"subscribing " + file);
-    const subscription_summary summary = Summarise(document);
+    const SubscriptionSummary summary = Summarise(document);
     Console::Line(L"archive " + summary.archiveId + (summary.collect ? L": collecting" : L": ended"));
     return EXIT_DONE;
 }
 
-exit_code Unsubscribe(const CommandLine& line) {
+ExitCode Unsubscribe(const CommandLine& line) {
     const std::wstring id = line.Word(0);
     ArchiveClient(line.Value(SERVICE.name)).SetData(EndingDocument(id), L"unsubscribing " + id);
     Console::Line(L"archive " + id + L": ended");
@@ -54,7 +54,7 @@ exit_code Unsubscribe(const CommandLine& line) {
 }
 
 // To the file that was asked for, or to standard output.
-exit_code Deliver(const CommandLine& line, const std::wstring& document) {
+ExitCode Deliver(const CommandLine& line, const std::wstring& document) {
     if (line.Has(OUTPUT.name))
         WriteDocument(line.Value(OUTPUT.name), document + L"\n");
     else
@@ -62,20 +62,20 @@ exit_code Deliver(const CommandLine& line, const std::wstring& document) {
     return EXIT_DONE;
 }
 
-exit_code Get(const CommandLine& line) {
+ExitCode Get(const CommandLine& line) {
     return Deliver(line, ArchiveClient(line.Value(SERVICE.name)).GetData(line.Word(0), line.Value(L"--prefixes")));
 }
 
-exit_code List(const CommandLine& line) {
-    const std::vector<archive_entry> archives = ReadArchives(line.Has(L"--all"));
+ExitCode List(const CommandLine& line) {
+    const std::vector<ArchiveEntry> archives = ReadArchives(line.Has(L"--all"));
     if (archives.empty()) {
         Console::Line(L"no archives");
         return EXIT_DONE;
     }
     for (const std::wstring& row : FormatArchives(archives))
         Console::Line(row);
-    exit_code result = EXIT_DONE;
-    for (const archive_entry& archive : archives)
+    ExitCode result = EXIT_DONE;
+    for (const ArchiveEntry& archive : archives)
         if (archive.problem) {
             Console::Show(*archive.problem);
             result = EXIT_FAILED;
@@ -83,7 +83,7 @@ exit_code List(const CommandLine& line) {
     return result;
 }
 
-exit_code Raise(const CommandLine& line) {
+ExitCode Raise(const CommandLine& line) {
     const std::wstring name = line.Word(0);
     const std::wstring properties = PropertiesDocument(line.Values(L"--property"));
     const long subscriptions = RaiseEvent(name, properties, line.Value(L"--payload"));
@@ -94,27 +94,27 @@ exit_code Raise(const CommandLine& line) {
     return EXIT_DONE;
 }
 
-exit_code ModelPut(const CommandLine& line) {
+ExitCode ModelPut(const CommandLine& line) {
     Console::Line(L"data model written: " + PutModel(line.Word(0), line.Word(1)));
     return EXIT_DONE;
 }
 
-exit_code ModelShow(const CommandLine& line) {
+ExitCode ModelShow(const CommandLine& line) {
     return Deliver(line, GetModel(line.Word(0)));
 }
 
-exit_code Help(const CommandLine&);
+ExitCode Help(const CommandLine&);
 
-struct command {
+struct Command {
     // One word, or two with a blank between them.
     const wchar_t* name;
-    syntax takes;
-    exit_code (*run)(const CommandLine&);
+    Syntax takes;
+    ExitCode (*run)(const CommandLine&);
     const wchar_t* summary;
 };
 
-const std::vector<command>& AllCommands() {
-    static const std::vector<command> commands{
+const std::vector<Command>& AllCommands() {
+    static const std::vector<Command> commands{
         {L"register",
          {{L"FOLDER"}, 0, {}},
          Register,
@@ -156,13 +156,13 @@ const std::vector<command>& AllCommands() {
     return commands;
 }
 
-std::wstring Usage(const command& entry) {
+std::wstring Usage(const Command& entry) {
     std::wstring usage = L"vornactl " + std::wstring(entry.name);
     for (size_t i = 0; i < entry.takes.words.size(); ++i) {
         const std::wstring word = entry.takes.words[i];
         usage += i < entry.takes.mandatoryWords ? L" " + word : L" [" + word + L"]";
     }
-    for (const option& each : entry.takes.options) {
+    for (const Option& each : entry.takes.options) {
         const std::wstring text = each.name + (each.value ? L" " + std::wstring(each.value) : std::wstring());
         usage += each.mandatory ? L" " + text : L" [" + text + L"]";
         if (each.repeated)
@@ -171,9 +171,9 @@ std::wstring Usage(const command& entry) {
     return usage;
 }
 
-exit_code Help(const CommandLine&) {
+ExitCode Help(const CommandLine&) {
     Console::Line(L"vornactl: archives of device data, from the command line");
-    for (const command& entry : AllCommands()) {
+    for (const Command& entry : AllCommands()) {
         Console::Line(L"");
         Console::Line(L"  " + Usage(entry));
         Console::Line(L"      " + std::wstring(entry.summary));
@@ -183,19 +183,19 @@ exit_code Help(const CommandLine&) {
     return EXIT_DONE;
 }
 
-struct choice {
-    const command* chosen = nullptr;
+struct Choice {
+    const Command* chosen = nullptr;
     // How many words its name has.
     size_t words = 0;
 };
 
-choice Choose(std::span<const std::wstring> arguments) {
+Choice Choose(std::span<const std::wstring> arguments) {
     std::wstring name = arguments.front();
     if (name == L"--help" || name == L"-h" || name == L"/?")
         name = L"help";
     const std::wstring both = arguments.size() > 1 ? name + L" " + arguments[1] : name;
     std::wstring longer;
-    for (const command& entry : AllCommands()) {
+    for (const Command& entry : AllCommands()) {
         const std::wstring_view known = entry.name;
         if (known == name)
             return {&entry, 1};
@@ -204,19 +204,19 @@ choice Choose(std::span<const std::wstring> arguments) {
         if (known.starts_with(name + L" "))
             longer += (longer.empty() ? L"; there is \"" : L", \"") + std::wstring(known) + L"\"";
     }
-    throw usage_error{L"unknown command: \"" + (longer.empty() ? name : both) + L"\"" + longer};
+    throw UsageError{L"unknown command: \"" + (longer.empty() ? name : both) + L"\"" + longer};
 }
 
 } // namespace
 
-exit_code Run(std::span<const std::wstring> arguments) {
+ExitCode Run(std::span<const std::wstring> arguments) {
     if (arguments.empty())
-        throw usage_error{L"no command"};
+        throw UsageError{L"no command"};
     const auto [chosen, words] = Choose(arguments);
     try {
         return chosen->run(CommandLine(arguments.subspan(words), chosen->takes));
-    } catch (const usage_error& wrong) {
-        throw usage_error{wrong.message + L"\n  usage: " + Usage(*chosen)};
+    } catch (const UsageError& wrong) {
+        throw UsageError{wrong.message + L"\n  usage: " + Usage(*chosen)};
     }
 }
 

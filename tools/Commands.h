@@ -9,7 +9,7 @@
 
 namespace vornactl {
 
-// Runs one command line, without the program's name. Throws failure and usage_error.
-exit_code Run(std::span<const std::wstring> arguments);
+// Runs one command line, without the program's name. Throws Failure and UsageError.
+ExitCode Run(std::span<const std::wstring> arguments);
 
 } // namespace vornactl

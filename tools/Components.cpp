@@ -14,7 +14,7 @@ vorna::com_ptr<IUnknown> MakeService(const std::wstring& file) {
     vorna::com_ptr<IUnknown> service;
     const HRESULT result = factory->CreateService(vorna::bstr(document).get(), service.put());
     if (FAILED(result) || !service)
-        throw failure(FAILED(result) ? result : E_FAIL, L"making a service object of " + file);
+        throw Failure(FAILED(result) ? result : E_FAIL, L"making a service object of " + file);
     return service;
 }
 
@@ -22,9 +22,9 @@ std::wstring ReadXml(const std::wstring& file) {
     std::wstring document = ReadDocument(file);
     vorna::XmlAccessor accessor;
     if (const HRESULT result = accessor.Create(); result != S_OK)
-        throw failure(result, L"creating " + std::wstring(vorna::PROGID_XML_ACCESSOR));
+        throw Failure(result, L"creating " + std::wstring(vorna::PROGID_XML_ACCESSOR));
     if (accessor.Load(document) != S_OK)
-        throw failure(vorna::RESULT_XML_MALFORMED, L"reading " + file,
+        throw Failure(vorna::RESULT_XML_MALFORMED, L"reading " + file,
                       L"The file is not well-formed XML, nests too deep or has a document type definition.");
     return document;
 }

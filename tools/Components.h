@@ -9,20 +9,20 @@
 
 namespace vornactl {
 
-// An object of the component that progId names. Throws failure.
+// An object of the component that progId names. Throws Failure.
 template <typename Interface>
 vorna::com_ptr<Interface> Create(const wchar_t* progId) {
     vorna::com_ptr<Interface> object;
     const HRESULT result = vorna::PlatformServices::CreateInstance(progId, nullptr, object);
     if (FAILED(result))
-        throw failure(result, L"creating " + std::wstring(progId));
+        throw Failure(result, L"creating " + std::wstring(progId));
     return object;
 }
 
-// The service object of the service document in a file. Throws failure with the file's name.
+// The service object of the service document in a file. Throws Failure with the file's name.
 vorna::com_ptr<IUnknown> MakeService(const std::wstring& file);
 
-// The document in a file, as ReadDocument gives it. Throws failure with the file's name, also where the XML accessor
+// The document in a file, as ReadDocument gives it. Throws Failure with the file's name, also where the XML accessor
 // does not take the text for a document.
 std::wstring ReadXml(const std::wstring& file);
 

@@ -30,7 +30,7 @@ bool Write(HANDLE output, std::wstring_view text) {
 
 void Console::Line(std::wstring_view text) {
     if (!Write(GetStdHandle(STD_OUTPUT_HANDLE), text))
-        throw failure(vorna::result_from_last_error(), L"writing to standard output");
+        throw Failure(vorna::result_from_last_error(), L"writing to standard output");
 }
 
 void Console::ErrorLine(std::wstring_view text) noexcept {
@@ -41,7 +41,7 @@ void Console::ErrorLine(std::wstring_view text) noexcept {
     }
 }
 
-void Console::Show(const failure& failed) {
+void Console::Show(const Failure& failed) {
     wchar_t code[16];
     swprintf(code, std::size(code), L"0x%08lX", static_cast<unsigned long>(failed.code));
     std::wstring text = failed.text.empty() ? SystemText(failed.code) : failed.text;

@@ -16,7 +16,7 @@ constexpr std::wstring_view LONG_NETWORK_PATH = L"\\\\?\\UNC\\";
 keldan::ServiceIdentity IdentityOf(IUnknown* service, const std::wstring& file) {
     keldan::ServiceIdentity identity;
     if (const HRESULT result = keldan::ServiceIdentity::Of(service, identity); FAILED(result))
-        throw failure(result, L"reading the identity of " + file);
+        throw Failure(result, L"reading the identity of " + file);
     return identity;
 }
 
@@ -36,10 +36,10 @@ std::wstring PutModel(const std::wstring& serviceFile, const std::wstring& model
     } parts[] = {{L"portID", service.portId}, {L"serviceId", service.serviceId}, {L"serviceURI", service.serviceUri}};
     for (const auto& part : parts)
         if (part.value.empty())
-            throw failure(vorna::RESULT_SERVICE_OBJECT, doing,
+            throw Failure(vorna::RESULT_SERVICE_OBJECT, doing,
                           L"The service document gives no " + std::wstring(part.element) + L".");
     if (service.serviceUri == keldan::SERVICE_URI_HOST)
-        throw failure(E_INVALIDARG, doing,
+        throw Failure(E_INVALIDARG, doing,
                       L"The serviceURI \"" + service.serviceUri +
                           L"\" stands for the live data model of this machine, which cannot be replaced.");
 
@@ -47,7 +47,7 @@ std::wstring PutModel(const std::wstring& serviceFile, const std::wstring& model
     const keldan::ModelStore store(keldan::DataFolder::Configured());
     std::wstring message;
     if (const HRESULT result = store.Write(service, document, message); FAILED(result))
-        throw failure(result, doing, message);
+        throw Failure(result, doing, message);
     // Without the prefix for long paths, which people need not see.
     const std::wstring path = store.PathOf(service);
     return path.starts_with(LONG_PATH) && !path.starts_with(LONG_NETWORK_PATH) ? path.substr(LONG_PATH.size()) : path;
@@ -62,7 +62,7 @@ std::wstring GetModel(const std::wstring& serviceFile) {
     const HRESULT result = aggregator->GetData(service.get(), vorna::bstr(L"/").get(), vorna::bstr(L"").get(),
                                                document.put(), message.put());
     if (result != S_OK)
-        throw failure(FAILED(result) ? result : E_FAIL, L"reading the data model of " + Named(identity, serviceFile),
+        throw Failure(FAILED(result) ? result : E_FAIL, L"reading the data model of " + Named(identity, serviceFile),
                       message.str());
     return document.str();
 }

@@ -10,7 +10,7 @@ namespace vornactl {
 // failure; the model is then as it was.
 std::wstring PutModel(const std::wstring& serviceFile, const std::wstring& modelFile);
 
-// The whole data model of the service, stored or live, as the platform's aggregator gives it. Throws failure.
+// The whole data model of the service, stored or live, as the platform's aggregator gives it. Throws Failure.
 std::wstring GetModel(const std::wstring& serviceFile);
 
 } // namespace vornactl

@@ -14,15 +14,15 @@ namespace vornactl {
 
 namespace {
 
-failure Refusal(HRESULT result, std::wstring doing, long subscriptions, size_t payloadSize) {
+Failure Refusal(HRESULT result, std::wstring doing, long subscriptions, size_t payloadSize) {
     if (result == HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA))
-        return failure(result, doing + L": queued for " + std::to_wstring(subscriptions) + L" of its subscriptions",
+        return Failure(result, doing + L": queued for " + std::to_wstring(subscriptions) + L" of its subscriptions",
                        QUEUE_FULL);
     if (result == HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE))
-        return failure(result, std::move(doing),
+        return Failure(result, std::move(doing),
                        L"The payload has " + std::to_wstring(payloadSize) +
                            L" characters, more than the event manager takes. No subscription got the event.");
-    return failure(result, std::move(doing));
+    return Failure(result, std::move(doing));
 }
 
 } // namespace
@@ -35,17 +35,17 @@ std::wstring PropertiesDocument(std::span<const std::wstring> properties) {
     for (const std::wstring& property : properties) {
         const size_t equals = property.find(L'=');
         if (equals == property.npos)
-            throw usage_error{L"the property \"" + property + L"\" is not of the form NAME=VALUE"};
+            throw UsageError{L"the property \"" + property + L"\" is not of the form NAME=VALUE"};
         const std::wstring name = property.substr(0, equals);
         if (name.empty())
-            throw usage_error{L"the property \"" + property + L"\" has no name"};
+            throw UsageError{L"the property \"" + property + L"\" has no name"};
         for (const wchar_t letter : property)
             if (!IS_HIGH_SURROGATE(letter) && !IS_LOW_SURROGATE(letter) && !vorna::IsXmlCharacter(letter))
-                throw usage_error{L"the property \"" + name +
-                                  L"\" holds a character that no document can hold, number " +
-                                  std::to_wstring(static_cast<unsigned>(letter))};
+                throw UsageError{L"the property \"" + name +
+                                 L"\" holds a character that no document can hold, number " +
+                                 std::to_wstring(static_cast<unsigned>(letter))};
         if (!names.insert(name).second)
-            throw usage_error{L"the property \"" + name + L"\" is given twice"};
+            throw UsageError{L"the property \"" + name + L"\" is given twice"};
         document += L"<Property Name=\"" + vorna::EscapeXml(name, vorna::XmlContext::Attribute) + L"\">" +
                     vorna::EscapeXml(property.substr(equals + 1), vorna::XmlContext::Attribute) + L"</Property>";
     }

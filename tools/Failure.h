@@ -8,22 +8,22 @@
 
 namespace vornactl {
 
-enum exit_code : int { EXIT_DONE = 0, EXIT_FAILED = 1, EXIT_USAGE = 2 };
+enum ExitCode : int { EXIT_DONE = 0, EXIT_FAILED = 1, EXIT_USAGE = 2 };
 
 // The component, the platform or the operating system refused something.
-struct failure {
+struct Failure {
     HRESULT code;
     // What was tried, with the value that it was tried with.
     std::wstring doing;
     // The text that came with the code; may be empty.
     std::wstring text;
 
-    failure(HRESULT result, std::wstring what, std::wstring said = {})
+    Failure(HRESULT result, std::wstring what, std::wstring said = {})
         : code(result), doing(std::move(what)), text(std::move(said)) {}
 };
 
 // The words on the command line are not right. message names the word.
-struct usage_error {
+struct UsageError {
     std::wstring message;
 };
 

@@ -16,25 +16,25 @@ namespace {
 
 constexpr DWORD PROGRAM_WAIT_MS = 60'000;
 
-struct module_file {
+struct ModuleFile {
     const wchar_t* name;
     bool mandatory;
 };
 
 // The platform first: the component finds it complete.
-constexpr module_file modules[] = {{L"QXKeldan.dll", false}, {L"QXKeldanHost.exe", false}, {L"Vorna.dll", true}};
+constexpr ModuleFile MODULES[] = {{L"QXKeldan.dll", false}, {L"QXKeldanHost.exe", false}, {L"Vorna.dll", true}};
 
 void CallLibrary(const std::wstring& path, const char* entryPoint, const std::wstring& doing) {
     vorna::unique_library library(LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
     if (!library)
-        throw failure(vorna::result_from_last_error(), doing);
+        throw Failure(vorna::result_from_last_error(), doing);
     const FARPROC address = GetProcAddress(library.get(), entryPoint);
     if (!address)
-        throw failure(vorna::result_from_last_error(), doing);
+        throw Failure(vorna::result_from_last_error(), doing);
     // By way of void*: the compiler takes no direct cast between functions of different kinds for meant.
     const auto function = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(reinterpret_cast<void*>(address));
     if (const HRESULT result = function(); FAILED(result))
-        throw failure(result, doing);
+        throw Failure(result, doing);
 }
 
 void RunProgram(const std::wstring& path, const wchar_t* argument, const std::wstring& doing) {
@@ -44,15 +44,15 @@ void RunProgram(const std::wstring& path, const wchar_t* argument, const std::ws
     PROCESS_INFORMATION information{};
     if (!CreateProcessW(path.c_str(), line.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
                         &startup, &information))
-        throw failure(vorna::result_from_last_error(), doing);
+        throw Failure(vorna::result_from_last_error(), doing);
     const vorna::unique_handle process(information.hProcess);
     const vorna::unique_handle thread(information.hThread);
     if (WaitForSingleObject(process.get(), PROGRAM_WAIT_MS) != WAIT_OBJECT_0)
-        throw failure(HRESULT_FROM_WIN32(ERROR_TIMEOUT), doing, L"The program did not end within a minute.");
+        throw Failure(HRESULT_FROM_WIN32(ERROR_TIMEOUT), doing, L"The program did not end within a minute.");
     DWORD exitCode = 1;
     GetExitCodeProcess(process.get(), &exitCode);
     if (exitCode != 0)
-        throw failure(E_FAIL, doing, L"The program ended with exit code " + std::to_wstring(exitCode) + L".");
+        throw Failure(E_FAIL, doing, L"The program ended with exit code " + std::to_wstring(exitCode) + L".");
 }
 
 void Call(const std::filesystem::path& path, bool registering) {
@@ -66,12 +66,12 @@ void Call(const std::filesystem::path& path, bool registering) {
 } // namespace
 
 void RegisterModules(const std::filesystem::path& folder) {
-    for (const module_file& module : modules) {
+    for (const ModuleFile& module : MODULES) {
         const auto path = folder / module.name;
         std::error_code ignored;
         if (!std::filesystem::exists(path, ignored)) {
             if (module.mandatory)
-                throw failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"registering " + path.wstring());
+                throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"registering " + path.wstring());
             Console::Line(L"not there: " + path.wstring());
             continue;
         }
@@ -81,19 +81,19 @@ void RegisterModules(const std::filesystem::path& folder) {
 }
 
 void UnregisterModules(const std::filesystem::path& folder) {
-    std::optional<failure> first;
-    for (auto module = std::rbegin(modules); module != std::rend(modules); ++module) {
+    std::optional<Failure> first;
+    for (auto module = std::rbegin(MODULES); module != std::rend(MODULES); ++module) {
         const auto path = folder / module->name;
         std::error_code ignored;
         try {
             if (!std::filesystem::exists(path, ignored)) {
                 if (module->mandatory)
-                    throw failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"unregistering " + path.wstring());
+                    throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"unregistering " + path.wstring());
                 continue;
             }
             Call(path, false);
             Console::Line(L"unregistered: " + path.wstring());
-        } catch (const failure& failed) {
+        } catch (const Failure& failed) {
             if (!first)
                 first = failed;
         }
@@ -107,7 +107,7 @@ std::filesystem::path ProgramFolder() {
     for (;;) {
         const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
         if (length == 0)
-            throw failure(vorna::result_from_last_error(), L"finding this program's folder");
+            throw Failure(vorna::result_from_last_error(), L"finding this program's folder");
         if (length < path.size()) {
             path.resize(length);
             return std::filesystem::path(path).parent_path();

@@ -6,7 +6,7 @@
 namespace vornactl {
 
 // Registers what lies in the folder: Vorna.dll, which must be there, and the platform's QXKeldan.dll and
-// QXKeldanHost.exe, which a site with a platform of its own does not have. Says what it did. Throws failure.
+// QXKeldanHost.exe, which a site with a platform of its own does not have. Says what it did. Throws Failure.
 void RegisterModules(const std::filesystem::path& folder);
 
 // Ends every registration that RegisterModules made. Goes on after a failure and throws the first one at the end.

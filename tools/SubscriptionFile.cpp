@@ -21,7 +21,7 @@ std::filesystem::path FullPath(const std::wstring& name, const std::wstring& fil
     const auto document = std::filesystem::absolute(file, failed);
     const auto path = (document.parent_path() / name).lexically_normal().make_preferred();
     if (failed || !std::filesystem::is_regular_file(path, failed))
-        throw failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"subscribing " + file,
+        throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"subscribing " + file,
                       L"The TransformFile \"" + name + L"\" is not there: " + path.wstring());
     return path;
 }
@@ -47,14 +47,14 @@ std::wstring ReadSubscription(const std::wstring& file) {
         if (result == S_OK)
             result = accessor.QueryMarkup(L"/", document);
         if (result != S_OK)
-            throw failure(FAILED(result) ? result : E_FAIL, L"subscribing " + file,
+            throw Failure(FAILED(result) ? result : E_FAIL, L"subscribing " + file,
                           L"The TransformFile \"" + name + L"\" cannot be written as a full path.");
     }
     return document;
 }
 
-subscription_summary Summarise(std::wstring_view document) {
-    subscription_summary summary;
+SubscriptionSummary Summarise(std::wstring_view document) {
+    SubscriptionSummary summary;
     vorna::XmlAccessor accessor;
     std::wstring collect;
     if (accessor.Create() == S_OK && accessor.Load(document) == S_OK &&

@@ -16,7 +16,7 @@ constexpr std::wstring_view BLANKS = L" \t\r\n";
 
 std::wstring FromUtf16(std::string_view bytes, bool bigEndian, const std::wstring& path) {
     if (bytes.size() % 2 != 0)
-        throw failure(HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION), L"reading " + path,
+        throw Failure(HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION), L"reading " + path,
                       L"The file is UTF-16 with half a character at its end.");
     std::wstring text(bytes.size() / 2, L'\0');
     for (size_t i = 0; i < text.size(); ++i) {
@@ -33,7 +33,7 @@ std::wstring FromUtf8(std::string_view bytes, const std::wstring& path) {
     const int size = static_cast<int>(bytes.size());
     const int length = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), size, nullptr, 0);
     if (length == 0)
-        throw failure(HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION), L"reading " + path,
+        throw Failure(HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION), L"reading " + path,
                       L"The file is neither UTF-8 nor UTF-16 text.");
     std::wstring text(static_cast<size_t>(length), L'\0');
     MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), size, text.data(), length);
@@ -64,7 +64,7 @@ void DropDeclaration(std::wstring& text, const std::wstring& path) {
         return;
     const std::wstring encoding = DeclaredEncoding(std::wstring_view(text).substr(0, end));
     if (!encoding.empty() && encoding != L"us-ascii" && encoding != L"utf-8" && !encoding.starts_with(L"utf-16"))
-        throw failure(HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION), L"reading " + path,
+        throw Failure(HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION), L"reading " + path,
                       L"The document declares the encoding \"" + encoding + L"\".");
     text.erase(0, end + 2);
 }
@@ -76,15 +76,15 @@ std::string ReadBytes(const std::wstring& path) {
         const HRESULT result = vorna::result_from_last_error();
         const DWORD attributes = GetFileAttributesW(path.c_str());
         if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY))
-            throw failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"reading " + path, L"This is a folder, no file.");
-        throw failure(result, L"reading " + path);
+            throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"reading " + path, L"This is a folder, no file.");
+        throw Failure(result, L"reading " + path);
     }
     std::string bytes;
     for (DWORD read = 1; read != 0;) {
         const size_t before = bytes.size();
         bytes.resize(before + BLOCK);
         if (!ReadFile(file.get(), bytes.data() + before, BLOCK, &read, nullptr))
-            throw failure(vorna::result_from_last_error(), L"reading " + path);
+            throw Failure(vorna::result_from_last_error(), L"reading " + path);
         bytes.resize(before + read);
     }
     return bytes;
@@ -109,7 +109,7 @@ std::wstring DecodeDocument(std::string_view bytes, const std::wstring& path) {
         text = FromUtf8(bytes, path);
     DropDeclaration(text, path);
     if (text.find_first_not_of(BLANKS) == text.npos)
-        throw failure(HRESULT_FROM_WIN32(ERROR_INVALID_DATA), L"reading " + path, L"The file is empty.");
+        throw Failure(HRESULT_FROM_WIN32(ERROR_INVALID_DATA), L"reading " + path, L"The file is empty.");
     return text;
 }
 
@@ -121,12 +121,12 @@ void WriteDocument(const std::wstring& path, std::wstring_view text) {
     vorna::unique_file file(
         CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
-        throw failure(vorna::result_from_last_error(), L"writing " + path);
+        throw Failure(vorna::result_from_last_error(), L"writing " + path);
     const std::string bytes = EncodeUtf8(text);
     DWORD written = 0;
     if (!WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) ||
         written != bytes.size())
-        throw failure(vorna::result_from_last_error(), L"writing " + path);
+        throw Failure(vorna::result_from_last_error(), L"writing " + path);
 }
 
 std::string EncodeUtf8(std::wstring_view text) {

@@ -24,13 +24,13 @@ constexpr DWORD UNWINDING = 0x2 | 0x4; // EXCEPTION_UNWINDING, EXCEPTION_EXIT_UN
 constexpr DWORD THREAD_NAME_NOTICE = 0x406D1388;
 
 // Notices to a debugger, which go on where they were raised; everything else ends the call.
-bool IsNotice(DWORD code) {
+bool is_notice(DWORD code) {
     return code == EXCEPTION_BREAKPOINT || code == EXCEPTION_SINGLE_STEP || code == THREAD_NAME_NOTICE ||
            (code & 0xF0000000) == 0x40000000;
 }
 
-EXCEPTION_DISPOSITION __cdecl HandleFault(EXCEPTION_RECORD* record, void* frame, CONTEXT*, void*) {
-    if ((record->ExceptionFlags & UNWINDING) != 0 || IsNotice(record->ExceptionCode))
+EXCEPTION_DISPOSITION __cdecl handle_fault(EXCEPTION_RECORD* record, void* frame, CONTEXT*, void*) {
+    if ((record->ExceptionFlags & UNWINDING) != 0 || is_notice(record->ExceptionCode))
         return ExceptionContinueSearch;
     // The system's unwinding may change registers; what is needed afterwards is read from memory.
     guard_frame* volatile guard = static_cast<guard_frame*>(frame);
@@ -42,13 +42,13 @@ EXCEPTION_DISPOSITION __cdecl HandleFault(EXCEPTION_RECORD* record, void* frame,
     __builtin_longjmp(guard->jump, 1);
 }
 
-EXCEPTION_REGISTRATION_RECORD* ChainHead() {
+EXCEPTION_REGISTRATION_RECORD* chain_head() {
     EXCEPTION_REGISTRATION_RECORD* head;
     __asm__ volatile("movl %%fs:0, %0" : "=r"(head));
     return head;
 }
 
-void SetChainHead(EXCEPTION_REGISTRATION_RECORD* head) {
+void set_chain_head(EXCEPTION_REGISTRATION_RECORD* head) {
     __asm__ volatile("movl %0, %%fs:0" : : "r"(head) : "memory");
 }
 
@@ -74,15 +74,15 @@ __attribute__((noinline)) unsigned long run_guarded(void (*work)(void*), void* a
     guard_frame guard;
     guard.outer = innermost;
     guard.code = 0;
-    guard.registration.Next = ChainHead();
-    guard.registration.Handler = reinterpret_cast<PEXCEPTION_ROUTINE>(reinterpret_cast<void*>(&HandleFault));
+    guard.registration.Next = chain_head();
+    guard.registration.Handler = reinterpret_cast<PEXCEPTION_ROUTINE>(reinterpret_cast<void*>(&handle_fault));
     if (__builtin_setjmp(guard.jump) == 0) {
-        SetChainHead(&guard.registration);
+        set_chain_head(&guard.registration);
         work(argument);
-        SetChainHead(guard.registration.Next);
+        set_chain_head(guard.registration.Next);
         return 0;
     }
-    SetChainHead(guard.registration.Next);
+    set_chain_head(guard.registration.Next);
     if (guard.code == EXCEPTION_STACK_OVERFLOW)
         _resetstkoflw();
     return guard.code;

@@ -5,7 +5,7 @@ namespace vorna {
 namespace {
 
 template <typename Function>
-Function* Find(HMODULE library, const char* name) {
+Function* find(HMODULE library, const char* name) {
     return library ? reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name))) : nullptr;
 }
 
@@ -17,17 +17,17 @@ everyone_descriptor::everyone_descriptor()
 
 everyone_descriptor::everyone_descriptor(DWORD accessMask) : library_(LoadLibraryW(L"advapi32.dll")) {
     const auto initialize =
-        Find<decltype(::InitializeSecurityDescriptor)>(library_.get(), "InitializeSecurityDescriptor");
-    const auto allocateSid = Find<decltype(::AllocateAndInitializeSid)>(library_.get(), "AllocateAndInitializeSid");
-    const auto setEntries = Find<decltype(::SetEntriesInAclW)>(library_.get(), "SetEntriesInAclW");
-    const auto setDacl = Find<decltype(::SetSecurityDescriptorDacl)>(library_.get(), "SetSecurityDescriptorDacl");
-    freeSid_ = Find<decltype(::FreeSid)>(library_.get(), "FreeSid");
-    if (!initialize || !allocateSid || !setEntries || !setDacl || !freeSid_)
+        find<decltype(::InitializeSecurityDescriptor)>(library_.get(), "InitializeSecurityDescriptor");
+    const auto allocate_sid = find<decltype(::AllocateAndInitializeSid)>(library_.get(), "AllocateAndInitializeSid");
+    const auto set_entries = find<decltype(::SetEntriesInAclW)>(library_.get(), "SetEntriesInAclW");
+    const auto set_dacl = find<decltype(::SetSecurityDescriptorDacl)>(library_.get(), "SetSecurityDescriptorDacl");
+    freeSid_ = find<decltype(::FreeSid)>(library_.get(), "FreeSid");
+    if (!initialize || !allocate_sid || !set_entries || !set_dacl || !freeSid_)
         return;
 
     SID_IDENTIFIER_AUTHORITY world = {{0, 0, 0, 0, 0, 1}};
     if (!initialize(&descriptor_, SECURITY_DESCRIPTOR_REVISION) ||
-        !allocateSid(&world, 1, 0, 0, 0, 0, 0, 0, 0, 0, &sid_))
+        !allocate_sid(&world, 1, 0, 0, 0, 0, 0, 0, 0, 0, &sid_))
         return;
 
     EXPLICIT_ACCESSW everyone{};
@@ -38,10 +38,10 @@ everyone_descriptor::everyone_descriptor(DWORD accessMask) : library_(LoadLibrar
     everyone.Trustee.TrusteeType = TRUSTEE_IS_WELL_KNOWN_GROUP;
     everyone.Trustee.ptstrName = static_cast<LPWSTR>(sid_);
     PACL list = nullptr;
-    if (setEntries(1, &everyone, nullptr, &list) != ERROR_SUCCESS)
+    if (set_entries(1, &everyone, nullptr, &list) != ERROR_SUCCESS)
         return;
     list_.reset(list);
-    complete_ = setDacl(&descriptor_, TRUE, list, FALSE);
+    complete_ = set_dacl(&descriptor_, TRUE, list, FALSE);
 }
 
 everyone_descriptor::~everyone_descriptor() {

@@ -39,14 +39,14 @@ void LogConfiguration::Parse(const char* value) {
     if (!comma)
         return;
     const size_t length = static_cast<size_t>(comma - value);
-    auto first_field_is = [&](const char* name) {
+    auto firstFieldIs = [&](const char* name) {
         return length == std::strlen(name) && _strnicmp(value, name, length) == 0;
     };
     const char* rest = comma + 1;
-    if (first_field_is("console") || first_field_is("debug")) {
-        mode = first_field_is("console") ? LOG_MODE_CONSOLE : LOG_MODE_DEBUGGER;
+    if (firstFieldIs("console") || firstFieldIs("debug")) {
+        mode = firstFieldIs("console") ? LOG_MODE_CONSOLE : LOG_MODE_DEBUGGER;
         level = static_cast<unsigned char>(Number(rest));
-    } else if (first_field_is("file")) {
+    } else if (firstFieldIs("file")) {
         const char* second = std::strchr(rest, ',');
         if (!second || static_cast<size_t>(second - rest) >= sizeof path)
             return;

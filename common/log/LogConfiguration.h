@@ -6,7 +6,7 @@
 namespace vorna {
 
 // Where lines go. The numbers are those of the running state, so that a later start can be compared with it.
-enum log_mode : unsigned {
+enum LogMode : unsigned {
     LOG_MODE_OFF = 0,
     LOG_MODE_CONSOLE = 1,
     LOG_MODE_DEBUGGER = 2,

@@ -84,7 +84,7 @@ size_t FormatConverting(char* text, size_t room, const char* format, va_list arg
         const char* size = format;
         while (IsOneOf(*format, "hlLwIFN") || (format != size && *size == 'I' && IsOneOf(*format, "3264")))
             ++format;
-        const size_t size_length = static_cast<size_t>(format - size);
+        const size_t sizeLength = static_cast<size_t>(format - size);
         const char letter = *format;
         if (!letter)
             break;
@@ -94,9 +94,9 @@ size_t FormatConverting(char* text, size_t room, const char* format, va_list arg
             continue;
         }
 
-        const bool narrow_size = size_length == 1 && *size == 'h';
-        const bool wide_size = size_length == 1 && IsOneOf(*size, "lw");
-        const bool wide = (IsOneOf(letter, "SC") && !narrow_size) || (IsOneOf(letter, "sc") && wide_size);
+        const bool narrowSize = sizeLength == 1 && *size == 'h';
+        const bool wideSize = sizeLength == 1 && IsOneOf(*size, "lw");
+        const bool wide = (IsOneOf(letter, "SC") && !narrowSize) || (IsOneOf(letter, "sc") && wideSize);
         char* out = text + length;
         const size_t left = room - length;
         int written = 0;
@@ -112,14 +112,14 @@ size_t FormatConverting(char* text, size_t room, const char* format, va_list arg
             conversion.Add('s');
             written = _snprintf(out, left, conversion.c_str(), narrow);
         } else {
-            for (size_t at = 0; at < size_length; ++at)
+            for (size_t at = 0; at < sizeLength; ++at)
                 conversion.Add(size[at]);
             conversion.Add(letter);
-            const bool eight_bytes = size_length >= 2 && (std::strncmp(size, "ll", 2) == 0 || size[1] == '6');
+            const bool eightBytes = sizeLength >= 2 && (std::strncmp(size, "ll", 2) == 0 || size[1] == '6');
             // NOLINTBEGIN(bugprone-branch-clone): the branches differ in the types that they take.
             if (IsOneOf(letter, "eEfgGaA"))
                 written = _snprintf(out, left, conversion.c_str(), va_arg(arguments, double));
-            else if (eight_bytes)
+            else if (eightBytes)
                 written = _snprintf(out, left, conversion.c_str(), va_arg(arguments, long long));
             else // Numbers, characters and pointers are of one size.
                 written = _snprintf(out, left, conversion.c_str(), va_arg(arguments, void*));

@@ -95,10 +95,10 @@ bool LogFile::Open(const char* path) {
 LogAppend AppendToLogFile(HANDLE file, HANDLE mutex, const char* line, DWORD size) {
     const DWORD wait = WaitForSingleObject(mutex, APPEND_WAIT);
     if (wait != WAIT_OBJECT_0 && wait != WAIT_ABANDONED)
-        return LogAppend::DROPPED;
+        return LogAppend::Dropped;
     const bool whole = WriteAtEnd(file, line, size);
     ReleaseMutex(mutex);
-    return whole ? LogAppend::WRITTEN : LogAppend::FAILED;
+    return whole ? LogAppend::Written : LogAppend::Failed;
 }
 
 LogFileTrim::LogFileTrim(HANDLE file, DWORD kilobytes) : file_(file), limit_(LONGLONG{kilobytes} * 1024) {

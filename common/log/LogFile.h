@@ -20,11 +20,11 @@ using LogMutexName = char[MAX_PATH];
 void MakeLogMutexName(LogMutexName& name, const char* path);
 
 enum class LogAppend {
-    WRITTEN,
+    Written,
     // The mutex could not be had in time.
-    DROPPED,
+    Dropped,
     // The file did not take the line.
-    FAILED,
+    Failed,
 };
 
 // Writes at the end of the file; waits at most 500 ms for the mutex.

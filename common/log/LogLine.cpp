@@ -180,8 +180,8 @@ void AddWithPrecision(WorkingFormat& working, std::string_view format, size_t pr
 }
 
 void AddMessage(WorkingFormat& working, std::string_view format) {
-    const bool has_string = format.find("%s") != format.npos || format.find("%S") != format.npos;
-    const size_t strings = has_string ? CountStrings(format.substr(0, FORMAT_LIMIT)) : 0;
+    const bool hasString = format.find("%s") != format.npos || format.find("%S") != format.npos;
+    const size_t strings = hasString ? CountStrings(format.substr(0, FORMAT_LIMIT)) : 0;
     if (format.size() >= FORMAT_LIMIT) {
         working.Add("WARNING!!! LogMessage() format string > 512 chars:");
         format = format.substr(0, FORMAT_LIMIT - 1);
@@ -206,15 +206,15 @@ size_t FormatLogLine(char (&line)[LOG_LINE_SIZE], const char* head, bool dated, 
     AddMessage(working, format ? format : "");
 
     // Room stays for the line end and a terminating zero.
-    constexpr size_t room = LOG_LINE_SIZE - 3;
+    constexpr size_t ROOM = LOG_LINE_SIZE - 3;
     va_list again;
     va_copy(again, arguments);
-    const int written = _vsnprintf(line, room, working.c_str(), arguments);
+    const int written = _vsnprintf(line, ROOM, working.c_str(), arguments);
     size_t length = static_cast<size_t>(written);
     // -1 stands for a text that was cut as well as for one with a character that msvcrt does not convert. Either way
     // the second attempt gives what there is to show.
-    if (written < 0 || length > room)
-        length = FormatConverting(line, room, working.c_str(), again);
+    if (written < 0 || length > ROOM)
+        length = FormatConverting(line, ROOM, working.c_str(), again);
     va_end(again);
     if (length == 0 || line[length - 1] != '\n') {
         line[length++] = '\r';

@@ -13,7 +13,7 @@
 
 namespace vorna {
 
-constinit volatile unsigned char logging_level = 0;
+constinit volatile unsigned char loggingLevel = 0;
 
 namespace {
 
@@ -39,23 +39,23 @@ struct LoggingState {
 
 constinit LoggingState state;
 
-class keep_last_error {
+class KeepLastError {
   public:
-    keep_last_error() : error_(GetLastError()) {}
-    ~keep_last_error() { SetLastError(error_); }
-    keep_last_error(const keep_last_error&) = delete;
-    keep_last_error& operator=(const keep_last_error&) = delete;
+    KeepLastError() : error_(GetLastError()) {}
+    ~KeepLastError() { SetLastError(error_); }
+    KeepLastError(const KeepLastError&) = delete;
+    KeepLastError& operator=(const KeepLastError&) = delete;
 
   private:
     DWORD error_;
 };
 
-class writer_scope {
+class WriterScope {
   public:
-    writer_scope() { ++state.writers; }
-    ~writer_scope() { --state.writers; }
-    writer_scope(const writer_scope&) = delete;
-    writer_scope& operator=(const writer_scope&) = delete;
+    WriterScope() { ++state.writers; }
+    ~WriterScope() { --state.writers; }
+    WriterScope(const WriterScope&) = delete;
+    WriterScope& operator=(const WriterScope&) = delete;
 };
 
 void StoreProgramId(const char* programId) {
@@ -95,7 +95,7 @@ bool Publish(unsigned char level, unsigned mode, LogFile& opened, DWORD kilobyte
         state.file = opened.file.release();
         state.mutex = opened.mutex.release();
         state.maxKilobytes = kilobytes;
-        logging_level = level;
+        loggingLevel = level;
         // Last: whoever sees the mode sees the rest.
         state.mode = mode;
     }
@@ -108,7 +108,7 @@ unsigned Join(unsigned mode, LONG& users) {
     if (state.mode != mode)
         return 0;
     users = InterlockedIncrement(&state.users);
-    return logging_level;
+    return loggingLevel;
 }
 
 unsigned OpenTarget(unsigned char level, unsigned mode, const char* path, DWORD kilobytes, LONG& users) {
@@ -136,13 +136,13 @@ void SendToConsole(const char* line, DWORD size) {
 }
 
 void SendToFile(unsigned mode, const char* line, DWORD size) {
-    const writer_scope writing;
+    const WriterScope writing;
     HANDLE file = state.file;
     HANDLE mutex = state.mutex;
     if (!file || !mutex)
         return;
     // Only the mode that failed is given up, not one that was set meanwhile.
-    if (AppendToLogFile(file, mutex, line, size) == LogAppend::FAILED)
+    if (AppendToLogFile(file, mutex, line, size) == LogAppend::Failed)
         state.mode.compare_exchange_strong(mode, LOG_MODE_DEBUGGER);
 }
 
@@ -154,7 +154,7 @@ void SendToFallbackFile(const char* line, DWORD size) {
 }
 
 void WriteMessage(unsigned level, const char* format, va_list arguments) {
-    const keep_last_error keep;
+    const KeepLastError keep;
     const unsigned mode = state.mode;
     if (mode == LOG_MODE_OFF && level != 0)
         return;
@@ -220,7 +220,7 @@ bool ReleaseLastUser() {
 } // namespace
 
 unsigned StartLogging(const char* programId) {
-    const keep_last_error keep;
+    const KeepLastError keep;
     if (!programId)
         programId = "";
     LogConfiguration configuration;
@@ -231,7 +231,7 @@ unsigned StartLogging(const char* programId) {
     StoreProgramId(programId);
     if (users == 1 && LogEnabled(LOG_TRACE))
         LogMessage(LOG_TRACE, " ---Start Logging---");
-    return logging_level;
+    return loggingLevel;
 }
 
 void LogMessage(unsigned level, const char* format, ...) {
@@ -244,7 +244,7 @@ void LogMessage(unsigned level, const char* format, ...) {
 }
 
 void StopLogging() {
-    const keep_last_error keep;
+    const KeepLastError keep;
     if (!ReleaseLastUser())
         return;
     if (HANDLE file = state.file) {
@@ -257,7 +257,7 @@ void StopLogging() {
     }
     HANDLE file = state.file.exchange(nullptr);
     HANDLE mutex = state.mutex.exchange(nullptr);
-    logging_level = 0;
+    loggingLevel = 0;
     state.mode = LOG_MODE_OFF;
     if (file)
         CloseFile(file, mutex);

@@ -7,7 +7,7 @@
 namespace vorna {
 
 // What a message is for. A configured level shows itself and everything below it.
-enum log_level : unsigned {
+enum LogLevel : unsigned {
     LOG_ERROR = 1,
     LOG_WARNING = 2,
     LOG_NOTICE = 3,
@@ -18,10 +18,10 @@ enum log_level : unsigned {
 };
 
 // The configured level; 0 when logging is off. Written only by the functions below.
-extern volatile unsigned char logging_level;
+extern volatile unsigned char loggingLevel;
 
 inline bool LogEnabled(unsigned level) {
-    return level <= logging_level;
+    return level <= loggingLevel;
 }
 
 // Reads the configuration and opens the target; counts one user. Later calls only count. Returns the configured level.

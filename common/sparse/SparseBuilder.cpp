@@ -26,7 +26,7 @@ bool IsDocument(IXMLDOMNode* node) {
 }
 
 // One counter for the module. Two builds never meet in one document, so the order between threads does not matter.
-std::atomic<int> next_mark{1};
+std::atomic<int> nextMark{1};
 
 } // namespace
 
@@ -124,7 +124,7 @@ bool SparseBuilder::LiesInsideLast() {
         auto element = last_.try_as<IXMLDOMElement>();
         if (!element)
             return false;
-        inside_ = next_mark.fetch_add(1, std::memory_order_relaxed);
+        inside_ = nextMark.fetch_add(1, std::memory_order_relaxed);
         WriteMark(element.get(), inside_);
         top.number = ReadMark(top.source.get());
     }
@@ -153,7 +153,7 @@ bool SparseBuilder::CopyAncestors() {
 
 bool SparseBuilder::CopyAncestor(Ancestor& ancestor) {
     if (ancestor.number == 0) {
-        ancestor.number = next_mark.fetch_add(1, std::memory_order_relaxed);
+        ancestor.number = nextMark.fetch_add(1, std::memory_order_relaxed);
         WriteMark(ancestor.source.get(), ancestor.number);
     }
     // A clone without its children has the mark, the name, the namespace and every attribute, prefixed ones and

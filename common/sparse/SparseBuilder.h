@@ -36,7 +36,7 @@ class SparseBuilder {
     static bool MayStandAlone(IXMLDOMNode* selected);
 
     // The elements made so far, in the order of their start tags, and whether each was copied whole.
-    const std::vector<bool>& elements() const { return elements_; }
+    const std::vector<bool>& Elements() const { return elements_; }
 
   private:
     struct Ancestor {

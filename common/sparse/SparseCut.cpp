@@ -31,20 +31,20 @@ HRESULT SparseCut::Mark(IXMLDOMNode* selected) {
         auto document = com_ptr<IXMLDOMNode>(selected).try_as<IXMLDOMDocument>();
         if (!document || document->get_documentElement(root.put()) != S_OK || !root)
             return S_FALSE;
-        below_root_ = true;
+        belowRoot_ = true;
         return root->setAttribute(attribute_.get(), Borrowed(whole_));
     }
     case NODE_ELEMENT:
-        if (!below_root_ && !SparseBuilder::MayStandAlone(selected))
+        if (!belowRoot_ && !SparseBuilder::MayStandAlone(selected))
             return S_FALSE;
-        below_root_ = true;
+        belowRoot_ = true;
         return MarkElement(selected);
     case NODE_ATTRIBUTE:
-        below_root_ = true;
+        belowRoot_ = true;
         return MarkAttribute(selected);
     case NODE_TEXT:
     case NODE_CDATA_SECTION:
-        below_root_ = true;
+        belowRoot_ = true;
         return MarkCharacters(selected);
     case NODE_COMMENT:
         return SparseBuilder::MayStandAlone(selected) ? MarkCharacters(selected) : S_FALSE;
@@ -91,18 +91,18 @@ std::wstring SparseCut::Write(std::wstring_view text, bool keepReturns) {
     open_.clear();
     written_ = 0;
     inside_ = 0;
-    tag_open_ = false;
+    tagOpen_ = false;
     XmlMarkupWalk walk(text);
     std::size_t read = 0;
     while (walk.Next()) {
         WriteRun(text.substr(read, walk.begin() - read));
         read = walk.end();
         if (walk.OpensElement())
-            WriteElement(walk.markup(), walk.kind() == XmlMarkup::StartTag);
-        else if (walk.kind() == XmlMarkup::EndTag)
-            WriteEnd(walk.markup());
+            WriteElement(walk.Markup(), walk.Kind() == XmlMarkup::StartTag);
+        else if (walk.Kind() == XmlMarkup::EndTag)
+            WriteEnd(walk.Markup());
         else
-            WriteOther(walk.markup());
+            WriteOther(walk.Markup());
     }
     return std::move(text_);
 }
@@ -113,9 +113,9 @@ SparseCut::Marks SparseCut::ReadMarks(std::wstring_view tag) const {
         return marks;
     XmlAttributeWalk attributes(tag);
     while (attributes.Next()) {
-        std::wstring_view value = attributes.value().substr(1);
+        std::wstring_view value = attributes.Value().substr(1);
         // Other marks of the name are what an abandoned SparseBuilder left.
-        if (attributes.name() == name_)
+        if (attributes.Name() == name_)
             marks.whole = value.starts_with(whole_.view());
         else if (value.starts_with(token_))
             marks.attribute = true;
@@ -152,8 +152,8 @@ void SparseCut::WriteEnd(std::wstring_view tag) {
     if (written_ <= open_.size())
         return;
     written_ = open_.size();
-    Append(tag_open_ ? L"/>" : tag);
-    tag_open_ = false;
+    Append(tagOpen_ ? L"/>" : tag);
+    tagOpen_ = false;
 }
 
 void SparseCut::WriteOther(std::wstring_view markup) {
@@ -186,14 +186,14 @@ void SparseCut::WriteAncestors() {
         CloseTag();
         std::wstring_view tag = open_[written_];
         WriteTag(tag.substr(0, tag.size() - 1));
-        tag_open_ = true;
+        tagOpen_ = true;
     }
 }
 
 void SparseCut::CloseTag() {
-    if (tag_open_)
+    if (tagOpen_)
         Append(L">");
-    tag_open_ = false;
+    tagOpen_ = false;
 }
 
 void SparseCut::WriteTag(std::wstring_view tag) {
@@ -205,11 +205,11 @@ void SparseCut::WriteTag(std::wstring_view tag) {
     std::size_t written = 0;
     XmlAttributeWalk attributes(tag);
     while (attributes.Next()) {
-        bool mark = attributes.name() == name_;
-        if (!mark && !attributes.value().substr(1).starts_with(token_))
+        bool mark = attributes.Name() == name_;
+        if (!mark && !attributes.Value().substr(1).starts_with(token_))
             continue;
         // The token stands behind the opening quote.
-        std::size_t quote = attributes.end() - attributes.value().size();
+        std::size_t quote = attributes.end() - attributes.Value().size();
         Append(tag.substr(written, (mark ? attributes.begin() : quote + 1) - written));
         written = mark ? attributes.end() : quote + 1 + token_.size();
     }

@@ -53,7 +53,7 @@ class SparseCut {
     bstr attribute_;
     bstr whole_;
     // Whether the root element, if it was selected, has been passed.
-    bool below_root_ = false;
+    bool belowRoot_ = false;
 
     bool keepReturns_ = true;
     std::wstring text_;
@@ -63,7 +63,7 @@ class SparseCut {
     // Elements open inside a marked one, itself included.
     std::size_t inside_ = 0;
     // The tag written last lacks its end: ">" or "/>", as there will be content or none.
-    bool tag_open_ = false;
+    bool tagOpen_ = false;
 };
 
 } // namespace vorna

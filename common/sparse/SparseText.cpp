@@ -15,18 +15,18 @@ std::wstring SparseText::Write() {
     std::size_t next = 0;
     XmlMarkupWalk walk(built_.find(L"xmlns") == std::wstring_view::npos ? std::wstring_view() : built_);
     while (walk.Next()) {
-        if (walk.kind() == XmlMarkup::EndTag) {
+        if (walk.Kind() == XmlMarkup::EndTag) {
             if (depth == whole)
                 whole = 0;
             while (!scope_.empty() && scope_.back().depth == depth)
                 scope_.pop_back();
             --depth;
         } else if (walk.OpensElement()) {
-            bool opens = walk.kind() == XmlMarkup::StartTag;
+            bool opens = walk.Kind() == XmlMarkup::StartTag;
             if (whole == 0 && next < elements_.size()) {
                 bool copiedWhole = elements_[next++];
                 Append(built_.substr(written, walk.begin() - written));
-                WriteStartTag(walk.markup(), depth + 1, opens && !copiedWhole);
+                WriteStartTag(walk.Markup(), depth + 1, opens && !copiedWhole);
                 written = walk.end();
                 if (copiedWhole && opens)
                     whole = depth + 1;
@@ -45,11 +45,11 @@ void SparseText::WriteStartTag(std::wstring_view markup, std::size_t depth, bool
     while (attributes.Next()) {
         if (!attributes.IsNamespace())
             continue;
-        if (IsInScope(attributes.name(), attributes.value())) {
+        if (IsInScope(attributes.Name(), attributes.Value())) {
             Append(markup.substr(written, attributes.begin() - written));
             written = attributes.end();
         } else if (opensScope) {
-            scope_.push_back({attributes.name(), attributes.value(), depth});
+            scope_.push_back({attributes.Name(), attributes.Value(), depth});
         }
     }
     Append(markup.substr(written));

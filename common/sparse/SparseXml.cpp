@@ -144,7 +144,7 @@ bool BuildFromCopies(const Selection& selection, std::wstring& result, long& mou
     target->put_preserveWhiteSpace(VARIANT_TRUE);
     SparseBuilder builder(target, selection.mark);
     for (; mounted < selection.count; ++mounted) {
-        if (builder.elements().size() > most)
+        if (builder.Elements().size() > most)
             return false;
         const ScopeTrace trace("VORNAUTILITY::MountDocument");
         com_ptr<IXMLDOMNode> node;
@@ -157,7 +157,7 @@ bool BuildFromCopies(const Selection& selection, std::wstring& result, long& mou
         builder.RemoveMarks();
     }
     bstr text = RootText(target.get());
-    result = PlainAttributes(SparseText(text.view(), builder.elements(), selection.keepReturns).Write());
+    result = PlainAttributes(SparseText(text.view(), builder.Elements(), selection.keepReturns).Write());
     return true;
 }
 

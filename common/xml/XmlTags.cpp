@@ -128,16 +128,16 @@ std::wstring NamespaceDeclarations(std::wstring_view xml) {
     std::unordered_set<std::wstring_view> seen;
     XmlMarkupWalk tags(xml);
     while (tags.Next()) {
-        if (!tags.OpensElement() || tags.markup().find(PREFIXED) == std::wstring_view::npos)
+        if (!tags.OpensElement() || tags.Markup().find(PREFIXED) == std::wstring_view::npos)
             continue;
-        XmlAttributeWalk attributes(tags.markup());
+        XmlAttributeWalk attributes(tags.Markup());
         while (attributes.Next()) {
-            std::wstring_view whole = tags.markup().substr(attributes.begin(), attributes.end() - attributes.begin());
-            if (!attributes.name().starts_with(PREFIXED) || !seen.insert(whole).second)
+            std::wstring_view whole = tags.Markup().substr(attributes.begin(), attributes.end() - attributes.begin());
+            if (!attributes.Name().starts_with(PREFIXED) || !seen.insert(whole).second)
                 continue;
             // An element for each: one prefix may be declared with several names.
             document.append(document.empty() ? L"<d><d " : L"<d ");
-            document.append(attributes.name()).append(L"=").append(attributes.value()).append(L"/>");
+            document.append(attributes.Name()).append(L"=").append(attributes.Value()).append(L"/>");
         }
     }
     if (!document.empty())
@@ -163,7 +163,7 @@ std::wstring PlainAttributes(std::wstring text) {
         if (!walk.OpensElement())
             continue;
         plain.append(text, read, walk.begin() - read);
-        AppendPlain(plain, walk.markup());
+        AppendPlain(plain, walk.Markup());
         read = walk.end();
     }
     return plain.append(text, read, std::wstring::npos);

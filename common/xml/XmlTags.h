@@ -18,12 +18,12 @@ class XmlMarkupWalk {
 
     // The next piece of markup; text is what lies between the pieces. False at the end.
     bool Next();
-    XmlMarkup kind() const { return kind_; }
+    XmlMarkup Kind() const { return kind_; }
     bool OpensElement() const { return kind_ == XmlMarkup::StartTag || kind_ == XmlMarkup::EmptyTag; }
     // Where the piece lies, from its "<" to behind its ">".
     std::size_t begin() const { return begin_; }
     std::size_t end() const { return end_; }
-    std::wstring_view markup() const { return text_.substr(begin_, end_ - begin_); }
+    std::wstring_view Markup() const { return text_.substr(begin_, end_ - begin_); }
 
   private:
     bool FindTagEnd();
@@ -41,9 +41,9 @@ class XmlAttributeWalk {
     explicit XmlAttributeWalk(std::wstring_view markup);
 
     bool Next();
-    std::wstring_view name() const { return name_; }
+    std::wstring_view Name() const { return name_; }
     // As it stands in the text: quotes and references included.
-    std::wstring_view value() const { return value_; }
+    std::wstring_view Value() const { return value_; }
     // Where the attribute lies in the markup, from the blank before it to behind its closing quote.
     std::size_t begin() const { return begin_; }
     std::size_t end() const { return end_; }

@@ -18,8 +18,8 @@ namespace {
 
 std::wstring DataDocument(XmlDocument& document, const std::vector<XmlNode>& nodes, std::wstring_view serviceUri) {
     if (std::any_of(nodes.begin(), nodes.end(),
-                    [](const XmlNode& node) { return node.type() == NODE_DOCUMENT || node.IsRoot(); }))
-        return document.text();
+                    [](const XmlNode& node) { return node.Type() == NODE_DOCUMENT || node.IsRoot(); }))
+        return document.Text();
     std::wstring markup = L"<Data service=\"";
     vorna::AppendEscaped(markup, serviceUri, vorna::XmlContext::Attribute);
     markup.append(L"\">");
@@ -35,7 +35,7 @@ HRESULT Gather(IUnknown* service, std::wstring_view xpath, std::wstring_view pre
         message = L"The service is no service object, or does not tell its identity.";
         return result;
     }
-    prefix_map prefixes;
+    PrefixMap prefixes;
     if (!ReadPrefixes(prefixText, prefixes, message))
         return E_INVALIDARG;
     std::wstring text;
@@ -48,7 +48,7 @@ HRESULT Gather(IUnknown* service, std::wstring_view xpath, std::wstring_view pre
         XmlDocument document(text);
         try {
             nodes = document.Select(xpath, prefixes);
-        } catch (const failure& caught) {
+        } catch (const Failure& caught) {
             message = L"\"" + std::wstring(xpath) +
                       (caught.result == E_INVALIDARG ? L"\" is no XPath that selects nodes."
                                                      : L"\" takes too long on the data model \"" + name + L"\".");
@@ -56,7 +56,7 @@ HRESULT Gather(IUnknown* service, std::wstring_view xpath, std::wstring_view pre
         }
         if (!nodes.empty())
             data = DataDocument(document, nodes, identity.serviceUri);
-    } catch (const failure& caught) {
+    } catch (const Failure& caught) {
         message =
             L"The data model \"" + name + L"\" is not well-formed, nests too deep or has a document type definition.";
         return caught.result;

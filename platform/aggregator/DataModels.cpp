@@ -12,14 +12,14 @@ namespace {
 // Made when the module is loaded: the first answer about the processors covers the time since then.
 HostModel hostModel;
 
-struct live_model {
+struct ServedModel {
     std::wstring_view serviceUri;
     LiveModel& model;
 };
-const live_model liveModels[] = {{SERVICE_URI_HOST, hostModel}};
+const ServedModel LIVE_MODELS[] = {{SERVICE_URI_HOST, hostModel}};
 
-const live_model* FindLiveModel(const ServiceIdentity& service) {
-    for (const auto& live : liveModels)
+const ServedModel* FindLiveModel(const ServiceIdentity& service) {
+    for (const auto& live : LIVE_MODELS)
         if (service.serviceUri == live.serviceUri)
             return &live;
     return nullptr;
@@ -29,7 +29,7 @@ const live_model* FindLiveModel(const ServiceIdentity& service) {
 
 HRESULT GetDataModel(const ServiceIdentity& service, std::wstring& document, std::wstring& name,
                      std::wstring& message) {
-    if (const live_model* live = FindLiveModel(service)) {
+    if (const ServedModel* live = FindLiveModel(service)) {
         name = live->serviceUri;
         document = live->model.Compute();
         return S_OK;

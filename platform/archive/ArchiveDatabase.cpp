@@ -12,7 +12,7 @@ namespace keldan {
 
 namespace {
 
-constexpr LONGLONG page_size = 4096;
+constexpr LONGLONG PAGE_SIZE = 4096;
 
 // A database's name serves SQLite to tell the open ones apart; where the pages go is the file layer's business.
 std::array<char, 32> NextName() {
@@ -23,10 +23,10 @@ std::array<char, 32> NextName() {
 }
 
 int SetKey(sqlite3* database, const ArchiveKeys& keys) {
-    constexpr std::string_view prefix = "raw:";
-    std::array<BYTE, prefix.size() + sizeof keys.pages> text;
-    std::memcpy(text.data(), prefix.data(), prefix.size());
-    std::memcpy(text.data() + prefix.size(), keys.pages.data(), keys.pages.size());
+    constexpr std::string_view PREFIX = "raw:";
+    std::array<BYTE, PREFIX.size() + sizeof keys.pages> text;
+    std::memcpy(text.data(), PREFIX.data(), PREFIX.size());
+    std::memcpy(text.data() + PREFIX.size(), keys.pages.data(), keys.pages.size());
     int code = sqlite3_key(database, text.data(), static_cast<int>(text.size()));
     SecureZeroMemory(text.data(), text.size());
     return code;
@@ -39,16 +39,16 @@ HRESULT ArchiveDatabase::Open() {
     if (!files)
         return E_OUTOFMEMORY;
     int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE |
-                (file_.writable() ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
-                (file_.created() ? SQLITE_OPEN_CREATE : 0);
+                (file_.Writable() ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
+                (file_.Created() ? SQLITE_OPEN_CREATE : 0);
     int code = sqlite3_open_v2(NextName().data(), database_.put(), flags, files);
     if (code == SQLITE_OK)
-        code = SetKey(database_.get(), file_.keys());
+        code = SetKey(database_.get(), file_.Keys());
     if (code != SQLITE_OK)
         return Result(code);
-    if (!file_.created()) {
+    if (!file_.Created()) {
         HRESULT result = CheckSize();
-        return SUCCEEDED(result) && file_.journal_exists() ? DropJournal() : result;
+        return SUCCEEDED(result) && file_.JournalExists() ? DropJournal() : result;
     }
     // Nobody knows of the file yet, and it is put on disk as a whole before anybody does.
     return Execute("PRAGMA page_size=4096; PRAGMA auto_vacuum=FULL; PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF;"
@@ -56,7 +56,7 @@ HRESULT ArchiveDatabase::Open() {
 }
 
 HRESULT ArchiveDatabase::Count(long& count) {
-    unique_statement statement;
+    UniqueStatement statement;
     if (HRESULT result = Prepare("SELECT count(*) FROM streams", statement); FAILED(result))
         return result;
     int code = sqlite3_step(statement.get());
@@ -66,7 +66,7 @@ HRESULT ArchiveDatabase::Count(long& count) {
 }
 
 HRESULT ArchiveDatabase::Put(Bytes name, Bytes data) {
-    unique_statement statement;
+    UniqueStatement statement;
     HRESULT result = Prepare("INSERT INTO streams(name, data) VALUES(?1, ?2) "
                              "ON CONFLICT(name) DO UPDATE SET data=excluded.data",
                              statement);
@@ -78,7 +78,7 @@ HRESULT ArchiveDatabase::Put(Bytes name, Bytes data) {
 }
 
 HRESULT ArchiveDatabase::Remove(Bytes name) {
-    unique_statement statement;
+    UniqueStatement statement;
     HRESULT result = Prepare("DELETE FROM streams WHERE name=?1", statement);
     if (SUCCEEDED(result))
         result = Bind(statement, 1, name);
@@ -101,14 +101,14 @@ HRESULT ArchiveDatabase::Execute(const char* sql) {
 // the database smaller counts from the moment its journal is gone, and the file is cut after that. What lies behind the
 // last page is never read, and goes before the next change.
 HRESULT ArchiveDatabase::CheckSize() {
-    unique_statement statement;
+    UniqueStatement statement;
     if (HRESULT result = Prepare("PRAGMA page_count", statement); FAILED(result))
         return result;
     int code = sqlite3_step(statement.get());
-    const LONGLONG size = code == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0) * page_size : 0;
+    const LONGLONG size = code == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0) * PAGE_SIZE : 0;
     if (code == SQLITE_ROW && size > file_.ContentSize())
         file_.ReportDamage();
-    else if (code == SQLITE_ROW && size < file_.ContentSize() && file_.writable())
+    else if (code == SQLITE_ROW && size < file_.ContentSize() && file_.Writable())
         code = file_.Truncate(size);
     return Result(code);
 }
@@ -123,18 +123,18 @@ HRESULT ArchiveDatabase::DropJournal() {
     return Result(code);
 }
 
-HRESULT ArchiveDatabase::Prepare(const char* sql, unique_statement& statement) {
+HRESULT ArchiveDatabase::Prepare(const char* sql, UniqueStatement& statement) {
     return Result(sqlite3_prepare_v2(database_.get(), sql, -1, statement.put(), nullptr));
 }
 
-HRESULT ArchiveDatabase::Bind(const unique_statement& statement, int position, Bytes bytes) {
+HRESULT ArchiveDatabase::Bind(const UniqueStatement& statement, int position, Bytes bytes) {
     // Without bytes there may be no address either, and that would be NULL instead of an empty value.
     if (bytes.empty())
         return Result(sqlite3_bind_zeroblob(statement.get(), position, 0));
     return Result(sqlite3_bind_blob64(statement.get(), position, bytes.data(), bytes.size(), SQLITE_STATIC));
 }
 
-HRESULT ArchiveDatabase::Find(Bytes name, unique_statement& row) {
+HRESULT ArchiveDatabase::Find(Bytes name, UniqueStatement& row) {
     HRESULT result = Prepare("SELECT data FROM streams WHERE name=?1", row);
     if (SUCCEEDED(result))
         result = Bind(row, 1, name);

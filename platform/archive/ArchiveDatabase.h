@@ -14,19 +14,19 @@ namespace keldan {
 // A stream's name or content: bytes as they are, so any text survives, with zeros and halves of surrogate pairs.
 using Bytes = std::basic_string_view<BYTE>;
 
-struct statement_traits {
+struct StatementTraits {
     using type = sqlite3_stmt*;
     static type invalid() { return nullptr; }
     static void close(type value) { sqlite3_finalize(value); }
 };
-using unique_statement = vorna::unique_any<statement_traits>;
+using UniqueStatement = vorna::unique_any<StatementTraits>;
 
-struct database_traits {
+struct DatabaseTraits {
     using type = sqlite3*;
     static type invalid() { return nullptr; }
     static void close(type value) { sqlite3_close(value); }
 };
-using unique_database = vorna::unique_any<database_traits>;
+using UniqueDatabase = vorna::unique_any<DatabaseTraits>;
 
 // Every operation is one transaction: after S_OK it is on disk, after a failure nothing has changed. The result
 // 0x80070570 stands for any change of the file since it was left. One thread, the one that made the object.
@@ -43,7 +43,7 @@ class ArchiveDatabase {
     // take gets the content, valid during the call. 0x80070002: no such stream.
     template <typename Take>
     HRESULT Get(Bytes name, Take take) {
-        unique_statement row;
+        UniqueStatement row;
         HRESULT result = Find(name, row);
         if (SUCCEEDED(result))
             result = take(Bytes(static_cast<const BYTE*>(sqlite3_column_blob(row.get(), 0)),
@@ -58,13 +58,13 @@ class ArchiveDatabase {
     HRESULT Execute(const char* sql);
     HRESULT CheckSize();
     HRESULT DropJournal();
-    HRESULT Prepare(const char* sql, unique_statement& statement);
-    HRESULT Bind(const unique_statement& statement, int position, Bytes bytes);
-    HRESULT Find(Bytes name, unique_statement& row);
+    HRESULT Prepare(const char* sql, UniqueStatement& statement);
+    HRESULT Bind(const UniqueStatement& statement, int position, Bytes bytes);
+    HRESULT Find(Bytes name, UniqueStatement& row);
 
     ArchiveFile& file_;
     CurrentArchive current_;
-    unique_database database_;
+    UniqueDatabase database_;
 };
 
 } // namespace keldan

@@ -13,15 +13,15 @@ namespace keldan {
 
 namespace {
 
-constexpr LONGLONG header_size = ArchiveHeader::size;
-constexpr LONGLONG page_size = 4096;
+constexpr LONGLONG HEADER_SIZE = ArchiveHeader::SIZE;
+constexpr LONGLONG PAGE_SIZE = 4096;
 
 // The cipher leaves the first 24 bytes of the first page open and unproved: a salt, which a raw key does not use, and
 // the database's page format, which is always the same. So they are known, and any other value is damage.
 // Page size 4096, rollback journal twice, 64 bytes of each page for the proof, and three fixed fractions.
-constexpr std::array<BYTE, 24> open_bytes{0, 0, 0, 0, 0,    0, 0, 0, 0,  0,  0,  0,
+constexpr std::array<BYTE, 24> OPEN_BYTES{0, 0, 0, 0, 0,    0, 0, 0, 0,  0,  0,  0,
                                           0, 0, 0, 0, 0x10, 0, 1, 1, 64, 64, 32, 32};
-constexpr size_t salt_size = 16;
+constexpr size_t SALT_SIZE = 16;
 
 // Far behind the end of any archive: a locked range must not hinder readers of the data.
 OVERLAPPED LockPlace() {
@@ -64,8 +64,8 @@ HRESULT ArchiveFile::Open(Access access, Deadline& deadline) {
         if (FAILED(result))
             return result;
         // Nobody makes or removes a journal while this lock is held, so what is found here stays true.
-        journal_exists_ = GetFileAttributesW(JournalPath().c_str()) != INVALID_FILE_ATTRIBUTES;
-        if (!journal_exists_ || access_ == Access::Write)
+        journalExists_ = GetFileAttributesW(JournalPath().c_str()) != INVALID_FILE_ATTRIBUTES;
+        if (!journalExists_ || access_ == Access::Write)
             return OpenHeader();
         access_ = Access::Write;
     }
@@ -142,32 +142,32 @@ HRESULT ArchiveFile::Publish() {
 
 LONGLONG ArchiveFile::ContentSize() const {
     LARGE_INTEGER size;
-    return GetFileSizeEx(file_.get(), &size) ? size.QuadPart - header_size : -1;
+    return GetFileSizeEx(file_.get(), &size) ? size.QuadPart - HEADER_SIZE : -1;
 }
 
 int ArchiveFile::ReadAt(void* buffer, int count, LONGLONG offset) {
-    int code = Read(file_.get(), buffer, count, offset + header_size);
+    int code = Read(file_.get(), buffer, count, offset + HEADER_SIZE);
     // While a journal exists the file may be in the middle of a change.
-    if (created_ || journal_exists_)
+    if (created_ || journalExists_)
         return code;
     if (code == SQLITE_IOERR_SHORT_READ)
         ReportDamage();
-    if (offset == 0 && std::memcmp(buffer, open_bytes.data(), std::min<size_t>(open_bytes.size(), count)) != 0)
+    if (offset == 0 && std::memcmp(buffer, OPEN_BYTES.data(), std::min<size_t>(OPEN_BYTES.size(), count)) != 0)
         ReportDamage();
     return damaged_ ? SQLITE_IOERR_CORRUPTFS : code;
 }
 
 int ArchiveFile::WriteAt(const void* buffer, int count, LONGLONG offset) {
-    if (offset != 0 || count != page_size)
-        return Write(file_.get(), buffer, count, offset + header_size);
-    std::array<BYTE, page_size> page;
+    if (offset != 0 || count != PAGE_SIZE)
+        return Write(file_.get(), buffer, count, offset + HEADER_SIZE);
+    std::array<BYTE, PAGE_SIZE> page;
     std::memcpy(page.data(), buffer, page.size());
-    std::fill_n(page.begin(), salt_size, BYTE{0});
-    return Write(file_.get(), page.data(), count, header_size);
+    std::fill_n(page.begin(), SALT_SIZE, BYTE{0});
+    return Write(file_.get(), page.data(), count, HEADER_SIZE);
 }
 
 int ArchiveFile::Truncate(LONGLONG size) {
-    return SetSize(file_.get(), size + header_size);
+    return SetSize(file_.get(), size + HEADER_SIZE);
 }
 
 int ArchiveFile::Sync() {
@@ -178,7 +178,7 @@ int ArchiveFile::FileSize(LONGLONG& size) {
     size = ContentSize();
     if (size < 0)
         return Fail(SQLITE_IOERR_FSTAT, GetLastError());
-    if (!created_ && !journal_exists_ && (size == 0 || size % page_size != 0)) {
+    if (!created_ && !journalExists_ && (size == 0 || size % PAGE_SIZE != 0)) {
         ReportDamage();
         return SQLITE_IOERR_CORRUPTFS;
     }
@@ -191,7 +191,7 @@ int ArchiveFile::OpenJournal(bool write, bool create) {
                                nullptr));
     if (!journal_)
         return Fail(SQLITE_CANTOPEN, GetLastError());
-    journal_exists_ = true;
+    journalExists_ = true;
     return SQLITE_OK;
 }
 
@@ -232,7 +232,7 @@ int ArchiveFile::DeleteJournal() {
         if (!passing || !deadline.Pause())
             return Fail(SQLITE_IOERR_DELETE, error);
     }
-    journal_exists_ = false;
+    journalExists_ = false;
     return SQLITE_OK;
 }
 

@@ -37,13 +37,13 @@ class ArchiveFile {
     // was first.
     HRESULT Publish();
 
-    const ArchiveKeys& keys() const { return keys_; }
-    bool created() const { return created_; }
-    bool writable() const { return access_ == Access::Write; }
+    const ArchiveKeys& Keys() const { return keys_; }
+    bool Created() const { return created_; }
+    bool Writable() const { return access_ == Access::Write; }
     // The first system error below the database; ERROR_SUCCESS where there was none.
-    DWORD error() const { return error_; }
+    DWORD Error() const { return error_; }
     // The file does not have the form that it was left in.
-    bool damaged() const { return damaged_; }
+    bool Damaged() const { return damaged_; }
     void ReportDamage() { damaged_ = true; }
     // The bytes behind the header; negative where that cannot be had.
     LONGLONG ContentSize() const;
@@ -56,7 +56,7 @@ class ArchiveFile {
     int FileSize(LONGLONG& size);
 
     // The journal.
-    bool journal_exists() const { return journal_exists_; }
+    bool JournalExists() const { return journalExists_; }
     int OpenJournal(bool write, bool create);
     void CloseJournal() { journal_.reset(); }
     int ReadJournal(void* buffer, int count, LONGLONG offset);
@@ -86,7 +86,7 @@ class ArchiveFile {
     bool damaged_ = false;
     bool created_ = false;
     bool published_ = false;
-    bool journal_exists_ = false;
+    bool journalExists_ = false;
 };
 
 } // namespace keldan

@@ -14,17 +14,17 @@ namespace keldan {
 
 namespace {
 
-constexpr size_t magic_size = 16;
-constexpr char magic[magic_size + 1] = "Keldan archive\r\n";
-constexpr DWORD version = 1;
-constexpr size_t version_offset = magic_size;
-constexpr size_t length_offset = version_offset + sizeof(DWORD);
-constexpr size_t protected_offset = length_offset + sizeof(DWORD);
-constexpr size_t tag_size = 32;
-constexpr size_t tag_offset = ArchiveHeader::size - tag_size;
-constexpr size_t keys_size = 64;
+constexpr size_t MAGIC_SIZE = 16;
+constexpr char MAGIC[MAGIC_SIZE + 1] = "Keldan archive\r\n";
+constexpr DWORD VERSION = 1;
+constexpr size_t VERSION_OFFSET = MAGIC_SIZE;
+constexpr size_t LENGTH_OFFSET = VERSION_OFFSET + sizeof(DWORD);
+constexpr size_t PROTECTED_OFFSET = LENGTH_OFFSET + sizeof(DWORD);
+constexpr size_t TAG_SIZE = 32;
+constexpr size_t TAG_OFFSET = ArchiveHeader::SIZE - TAG_SIZE;
+constexpr size_t KEYS_SIZE = 64;
 
-using Tag = std::array<BYTE, tag_size>;
+using Tag = std::array<BYTE, TAG_SIZE>;
 
 // What the name is bound in as, to the protected keys and to the tag.
 std::wstring BoundName(std::wstring_view name) {
@@ -41,7 +41,7 @@ HRESULT ComputeTag(const ArchiveHeader::Bytes& bytes, std::wstring_view name, co
         status = BCryptCreateHash(algorithm.get(), hash.put(), nullptr, 0, const_cast<PUCHAR>(keys.header.data()),
                                   keys.header.size(), 0);
     if (status >= 0)
-        status = BCryptHashData(hash.get(), const_cast<PUCHAR>(bytes.data()), tag_offset, 0);
+        status = BCryptHashData(hash.get(), const_cast<PUCHAR>(bytes.data()), TAG_OFFSET, 0);
     if (status >= 0)
         status = BCryptHashData(hash.get(), reinterpret_cast<PUCHAR>(bound.data()),
                                 static_cast<ULONG>(bound.size() * sizeof(wchar_t)), 0);
@@ -69,7 +69,7 @@ class RememberedKeys {
     }
     void Add(std::wstring_view name, const ArchiveHeader::Bytes& bytes, const ArchiveKeys& keys) {
         std::lock_guard lock(mutex_);
-        if (entries_.size() == most_)
+        if (entries_.size() == MOST)
             entries_.pop_front();
         entries_.push_back({std::wstring(name), bytes, keys});
     }
@@ -80,7 +80,7 @@ class RememberedKeys {
         ArchiveHeader::Bytes bytes;
         ArchiveKeys keys;
     };
-    static constexpr size_t most_ = 64;
+    static constexpr size_t MOST = 64;
     std::mutex mutex_;
     std::deque<Entry> entries_;
 };
@@ -106,7 +106,7 @@ HRESULT ArchiveHeader::Make(std::wstring_view name, Bytes& bytes, ArchiveKeys& k
         if (BCryptGenRandom(nullptr, key->data(), key->size(), BCRYPT_USE_SYSTEM_PREFERRED_RNG) < 0)
             return E_FAIL;
     }
-    std::array<BYTE, keys_size> plain;
+    std::array<BYTE, KEYS_SIZE> plain;
     std::memcpy(plain.data(), keys.pages.data(), keys.pages.size());
     std::memcpy(plain.data() + keys.pages.size(), keys.header.data(), keys.header.size());
     std::wstring bound = BoundName(name);
@@ -120,17 +120,17 @@ HRESULT ArchiveHeader::Make(std::wstring_view name, Bytes& bytes, ArchiveKeys& k
     if (!done)
         return vorna::result_from_win32(error);
     vorna::unique_local_memory owned(out.pbData);
-    if (out.cbData > tag_offset - protected_offset)
+    if (out.cbData > TAG_OFFSET - PROTECTED_OFFSET)
         return E_UNEXPECTED;
 
-    std::memcpy(bytes.data(), magic, magic_size);
-    std::memcpy(bytes.data() + version_offset, &version, sizeof version);
-    std::memcpy(bytes.data() + length_offset, &out.cbData, sizeof out.cbData);
-    std::memcpy(bytes.data() + protected_offset, out.pbData, out.cbData);
+    std::memcpy(bytes.data(), MAGIC, MAGIC_SIZE);
+    std::memcpy(bytes.data() + VERSION_OFFSET, &VERSION, sizeof VERSION);
+    std::memcpy(bytes.data() + LENGTH_OFFSET, &out.cbData, sizeof out.cbData);
+    std::memcpy(bytes.data() + PROTECTED_OFFSET, out.pbData, out.cbData);
     Tag tag;
     if (HRESULT result = ComputeTag(bytes, name, keys, tag); FAILED(result))
         return result;
-    std::memcpy(bytes.data() + tag_offset, tag.data(), tag.size());
+    std::memcpy(bytes.data() + TAG_OFFSET, tag.data(), tag.size());
     Remembered().Add(name, bytes, keys);
     return S_OK;
 }
@@ -141,20 +141,20 @@ HRESULT ArchiveHeader::Open(std::wstring_view name, const Bytes& bytes, ArchiveK
         return S_OK;
     DWORD found = 0;
     DWORD length = 0;
-    std::memcpy(&found, bytes.data() + version_offset, sizeof found);
-    std::memcpy(&length, bytes.data() + length_offset, sizeof length);
-    if (std::memcmp(bytes.data(), magic, magic_size) != 0 || found != version || length == 0 ||
-        length > tag_offset - protected_offset)
+    std::memcpy(&found, bytes.data() + VERSION_OFFSET, sizeof found);
+    std::memcpy(&length, bytes.data() + LENGTH_OFFSET, sizeof length);
+    if (std::memcmp(bytes.data(), MAGIC, MAGIC_SIZE) != 0 || found != VERSION || length == 0 ||
+        length > TAG_OFFSET - PROTECTED_OFFSET)
         return damaged;
 
     std::wstring bound = BoundName(name);
-    DATA_BLOB in = Blob(bytes.data() + protected_offset, length);
+    DATA_BLOB in = Blob(bytes.data() + PROTECTED_OFFSET, length);
     DATA_BLOB entropy = Blob(bound.data(), bound.size() * sizeof(wchar_t));
     DATA_BLOB out{};
     if (!CryptUnprotectData(&in, nullptr, &entropy, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN, &out))
         return damaged;
     vorna::unique_local_memory owned(out.pbData);
-    if (out.cbData != keys_size)
+    if (out.cbData != KEYS_SIZE)
         return damaged;
     std::memcpy(keys.pages.data(), out.pbData, keys.pages.size());
     std::memcpy(keys.header.data(), out.pbData + keys.pages.size(), keys.header.size());
@@ -163,7 +163,7 @@ HRESULT ArchiveHeader::Open(std::wstring_view name, const Bytes& bytes, ArchiveK
     Tag tag;
     if (HRESULT result = ComputeTag(bytes, name, keys, tag); FAILED(result))
         return result;
-    if (std::memcmp(tag.data(), bytes.data() + tag_offset, tag.size()) != 0)
+    if (std::memcmp(tag.data(), bytes.data() + TAG_OFFSET, tag.size()) != 0)
         return damaged;
     Remembered().Add(name, bytes, keys);
     return S_OK;

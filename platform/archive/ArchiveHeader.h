@@ -27,8 +27,8 @@ struct ArchiveKeys {
 // archives can be moved on its machine.
 class ArchiveHeader {
   public:
-    static constexpr size_t size = 4096;
-    using Bytes = std::array<BYTE, size>;
+    static constexpr size_t SIZE = 4096;
+    using Bytes = std::array<BYTE, SIZE>;
 
     // What the header of an archive at this path is bound to.
     static std::wstring NameOf(std::wstring_view path);

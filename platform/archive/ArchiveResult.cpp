@@ -8,7 +8,7 @@
 namespace keldan {
 
 HRESULT ArchiveResult(int code, const ArchiveFile& file) {
-    if (file.damaged())
+    if (file.Damaged())
         return HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT);
     switch (code & 0xFF) {
     case SQLITE_OK:
@@ -30,14 +30,14 @@ HRESULT ArchiveResult(int code, const ArchiveFile& file) {
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
         // The cipher calls a page that could not be read at all a page that was changed.
-        return file.error() == ERROR_SUCCESS ? HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT)
-                                             : vorna::result_from_win32(file.error());
+        return file.Error() == ERROR_SUCCESS ? HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT)
+                                             : vorna::result_from_win32(file.Error());
     default:
         if (code == SQLITE_IOERR_NOMEM)
             return E_OUTOFMEMORY;
         if (code == SQLITE_IOERR_CORRUPTFS || code == SQLITE_IOERR_SHORT_READ)
             return HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT);
-        return vorna::result_from_win32(file.error());
+        return vorna::result_from_win32(file.Error());
     }
 }
 

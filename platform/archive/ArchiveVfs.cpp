@@ -154,7 +154,7 @@ int Delete(sqlite3_vfs*, const char* name, int) {
 }
 
 int Exists(sqlite3_vfs*, const char* name, int, int* answer) {
-    *answer = current && NamesJournal(name) && current->journal_exists();
+    *answer = current && NamesJournal(name) && current->JournalExists();
     return SQLITE_OK;
 }
 
@@ -184,18 +184,18 @@ int Now(sqlite3_vfs*, double* days) {
 }
 
 int LastError(sqlite3_vfs*, int, char*) {
-    return current ? static_cast<int>(current->error()) : 0;
+    return current ? static_cast<int>(current->Error()) : 0;
 }
 
-constexpr char files_name[] = "keldan";
-constexpr char cipher_name[] = "multipleciphers-keldan";
+constexpr char FILES_NAME[] = "keldan";
+constexpr char CIPHER_NAME[] = "multipleciphers-keldan";
 
 bool Register() {
     static sqlite3_vfs files{};
     files.iVersion = 1;
     files.szOsFile = sizeof(OpenFile);
     files.mxPathname = 128;
-    files.zName = files_name;
+    files.zName = FILES_NAME;
     files.xOpen = Open;
     files.xDelete = Delete;
     files.xAccess = Exists;
@@ -205,14 +205,14 @@ bool Register() {
     files.xCurrentTime = Now;
     files.xGetLastError = LastError;
     return sqlite3_initialize() == SQLITE_OK && sqlite3_vfs_register(&files, 0) == SQLITE_OK &&
-           sqlite3mc_vfs_create(files_name, 0) == SQLITE_OK && sqlite3_vfs_find(cipher_name);
+           sqlite3mc_vfs_create(FILES_NAME, 0) == SQLITE_OK && sqlite3_vfs_find(CIPHER_NAME);
 }
 
 } // namespace
 
 const char* ArchiveVfsName() {
     static const bool registered = Register();
-    return registered ? cipher_name : nullptr;
+    return registered ? CIPHER_NAME : nullptr;
 }
 
 CurrentArchive::CurrentArchive(ArchiveFile& file) {

@@ -8,7 +8,7 @@ namespace keldan {
 
 namespace {
 
-constexpr HRESULT no_file = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+constexpr HRESULT NO_FILE = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
 
 // Half a character at the end is kept too: a BSTR may hold any bytes.
 Bytes BytesOf(BSTR text) {
@@ -89,8 +89,8 @@ STDMETHODIMP SecureArchiveManager::GetEntryCount(long kind, long* count) {
     if (!count)
         return E_POINTER;
     *count = 0;
-    constexpr long streams = 2;
-    if (kind != streams)
+    constexpr long STREAMS = 2;
+    if (kind != STREAMS)
         return E_INVALIDARG;
     return vorna::closed_door([&]() -> HRESULT {
         if (path_.empty())
@@ -99,7 +99,7 @@ STDMETHODIMP SecureArchiveManager::GetEntryCount(long kind, long* count) {
         long found = 0;
         HRESULT result = InArchive(path_, ArchiveFile::Access::Read, deadline,
                                    [&](ArchiveDatabase& database) { return database.Count(found); });
-        if (result == no_file)
+        if (result == NO_FILE)
             return S_OK;
         if (SUCCEEDED(result))
             *count = found;
@@ -116,7 +116,7 @@ STDMETHODIMP SecureArchiveManager::AddStream(BSTR name, BSTR data, long) {
             HRESULT result = InArchive(path_, ArchiveFile::Access::Write, deadline, [&](ArchiveDatabase& database) {
                 return database.Put(BytesOf(name), BytesOf(data));
             });
-            if (result != no_file)
+            if (result != NO_FILE)
                 return result;
             result = CreateWith(path_, BytesOf(name), BytesOf(data));
             // Somebody else was first, or is about to be.

@@ -14,10 +14,10 @@ namespace keldan {
 // several objects, threads and processes may work on one archive at the same time and wait for each other.
 class SecureArchiveManager : public vorna::dispatch_object<SecureArchiveManager, ISecureArchiveManager> {
   public:
-    static constexpr DWORD longest_wait = 30000;
+    static constexpr DWORD LONGEST_WAIT = 30000;
 
     // milliseconds: the longest wait for an archive that another holds.
-    explicit SecureArchiveManager(DWORD milliseconds = longest_wait) : wait_(milliseconds) {}
+    explicit SecureArchiveManager(DWORD milliseconds = LONGEST_WAIT) : wait_(milliseconds) {}
 
     STDMETHODIMP put_Archive(BSTR path) override;
     STDMETHODIMP GetEntryCount(long kind, long* count) override;

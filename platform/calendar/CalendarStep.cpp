@@ -18,8 +18,8 @@ constexpr std::int64_t LARGEST_COMPONENT = 65534;
 } // namespace
 
 Milliseconds CalendarStep::RoughLength() const {
-    constexpr std::chrono::seconds averageMonth(2629746);
-    return averageMonth * (years * 12 + months) + std::chrono::days(days) + Elapsed();
+    constexpr std::chrono::seconds AVERAGE_MONTH(2629746);
+    return AVERAGE_MONTH * (years * 12 + months) + std::chrono::days(days) + Elapsed();
 }
 
 Instant CalendarStep::After(LocalTime start, Instant origin, std::int64_t times, const LocalZone& zone) const {
@@ -58,17 +58,17 @@ Instant CalendarStep::After(LocalTime start, Instant origin, std::int64_t times,
 
 std::optional<CalendarStep> ParseStep(std::wstring_view text) {
     CalendarStep step;
-    struct component {
+    struct Component {
         wchar_t designator;
         std::int64_t CalendarStep::*field;
     };
-    constexpr component dateComponents[] = {
+    constexpr Component DATE_COMPONENTS[] = {
         {L'Y', &CalendarStep::years}, {L'M', &CalendarStep::months}, {L'D', &CalendarStep::days}};
-    constexpr component timeComponents[] = {
+    constexpr Component TIME_COMPONENTS[] = {
         {L'H', &CalendarStep::hours}, {L'M', &CalendarStep::minutes}, {L'S', &CalendarStep::seconds}};
     int found = 0;
     // Components stand in this order, each at most once.
-    const auto takeAll = [&](const component* next, const component* last) {
+    const auto takeAll = [&](const Component* next, const Component* last) {
         while (!text.empty() && text.front() != L'T') {
             const auto value = TakeNumber(text);
             if (!value || *value > LARGEST_COMPONENT || text.empty())
@@ -84,9 +84,9 @@ std::optional<CalendarStep> ParseStep(std::wstring_view text) {
         }
         return true;
     };
-    if (!Take(text, L'P') || !takeAll(std::begin(dateComponents), std::end(dateComponents)))
+    if (!Take(text, L'P') || !takeAll(std::begin(DATE_COMPONENTS), std::end(DATE_COMPONENTS)))
         return std::nullopt;
-    if (Take(text, L'T') && !takeAll(std::begin(timeComponents), std::end(timeComponents)))
+    if (Take(text, L'T') && !takeAll(std::begin(TIME_COMPONENTS), std::end(TIME_COMPONENTS)))
         return std::nullopt;
     return found > 0 && text.empty() ? std::optional(step) : std::nullopt;
 }

@@ -27,7 +27,7 @@ class ModelStore {
     // no name leaves the folder or is a device. Empty for an identity that is too long for a file name, or no text.
     static std::wstring FileName(const ServiceIdentity& service);
 
-    const std::wstring& folder() const { return folder_; }
+    const std::wstring& Folder() const { return folder_; }
     // The full path of a service's model; empty where FileName is.
     std::wstring PathOf(const ServiceIdentity& service) const;
 

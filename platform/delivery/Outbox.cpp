@@ -237,7 +237,7 @@ void Outbox::State::TryLater(const std::wstring& id, Line& line, Clock::duration
 
 std::wstring Outbox::State::Compose(const std::wstring& id, const Callback& callback) const {
     std::wstring body;
-    AppendBody(journal.table().at(Name(BODY, callback.body)), body);
+    AppendBody(journal.Values().at(Name(BODY, callback.body)), body);
     return CallbackDocument(root, id, callback.cookie, body);
 }
 
@@ -487,7 +487,7 @@ void Outbox::Forget(const std::wstring& subscriptionId) {
     state_->Forget(subscriptionId);
 }
 
-std::size_t Outbox::pending() const {
+std::size_t Outbox::Pending() const {
     std::lock_guard lock(state_->mutex);
     return state_->callbacks;
 }

@@ -85,7 +85,7 @@ class Outbox {
     void Forget(const std::wstring& subscriptionId);
 
     // Callbacks that wait or are being delivered.
-    std::size_t pending() const;
+    std::size_t Pending() const;
 
   private:
     struct State;

@@ -70,7 +70,7 @@ HRESULT EventAccessService::Start(const std::filesystem::path& folder) {
     expired_ = std::move(content.expired);
     // Where registrations were lost, what fired for them still goes to its clients; so does what fired before an end.
     Outbox::Known known;
-    if (store_.whole())
+    if (store_.Whole())
         known = [this](const std::wstring& id) { return registrations_.contains(id) || expired_.contains(id); };
     if (HRESULT result = outbox_.Start(folder / L"eventaccess-outbox.journal", known); FAILED(result))
         return result;
@@ -94,7 +94,7 @@ void EventAccessService::Stop() {
 
 bool EventAccessService::InUse() const {
     std::lock_guard lock(mutex_);
-    return !registrations_.empty() || outbox_.pending() > 0;
+    return !registrations_.empty() || outbox_.Pending() > 0;
 }
 
 void EventAccessService::Put(const std::wstring& id, Watched watched) {
@@ -134,13 +134,13 @@ HRESULT EventAccessService::ReadFirstStates(const ServiceIdentity& service, cons
     std::optional<ModelReading> reading;
     try {
         reading.emplace(text);
-    } catch (const failure& failed) {
+    } catch (const Failure& failed) {
         return failed.result == vorna::RESULT_XML_MALFORMED ? S_OK : failed.result;
     }
     try {
         for (std::size_t i = 0; i < events.size(); ++i)
             states[i] = FirstState(events[i], *reading);
-    } catch (const failure& failed) {
+    } catch (const Failure& failed) {
         return failed.result;
     }
     seen = stamp;
@@ -239,7 +239,7 @@ void EventAccessService::Run() {
         }
         const auto sleep =
             std::clamp<milliseconds>(ceil<milliseconds>(next - steady_clock::now()), milliseconds(0), LONGEST_SLEEP);
-        const HANDLE signals[] = {wake_.get(), models_.changes()};
+        const HANDLE signals[] = {wake_.get(), models_.Changes()};
         const DWORD woken =
             WaitForMultipleObjects(signals[1] ? 2 : 1, signals, FALSE, static_cast<DWORD>(sleep.count()));
         if (woken == WAIT_OBJECT_0 + 1)
@@ -270,7 +270,7 @@ EventAccessService::Steady EventAccessService::TakeTurn() {
     const bool stored = !std::all_of(services.begin(), services.end(), HasLiveModel);
     if (!stored)
         models_.EndWatch();
-    else if (now >= nextPoll_ || !models_.changes())
+    else if (now >= nextPoll_ || !models_.Changes())
         models_.Watch();
     if (now >= nextPoll_)
         nextPoll_ = now + POLL_INTERVAL;
@@ -293,7 +293,7 @@ EventAccessService::Steady EventAccessService::TakeTurn() {
         try {
             if (!Look(service, now))
                 next = std::min(next, now + SECOND_LOOK);
-        } catch (const failure& failed) {
+        } catch (const Failure& failed) {
             ReportFailure(service, ResultText(failed.result));
         } catch (const std::exception&) {
             ReportFailure(service, L"lack of memory");
@@ -382,7 +382,7 @@ std::optional<ModelReading> EventAccessService::Read(const ServiceIdentity& serv
             std::optional<ModelReading> reading(std::in_place, text);
             model = {};
             return reading;
-        } catch (const failure& failed) {
+        } catch (const Failure& failed) {
             if (failed.result != vorna::RESULT_XML_MALFORMED)
                 throw;
             message = NameOf(service) + L" is not well-formed, nests too deep or has a document type definition.";
@@ -404,7 +404,7 @@ EventAccessService::Bodies EventAccessService::Evaluate(ModelReading& reading, s
             try {
                 if (Advance(one.events[i], reading, one.states[i]))
                     one.fired.push_back(one.events[i].xpath);
-            } catch (const failure& failed) {
+            } catch (const Failure& failed) {
                 if (failed.result == E_OUTOFMEMORY)
                     throw;
                 Report(L"the event \"" + one.events[i].xpath + L"\" of " + one.id + L" cannot be evaluated: " +

@@ -35,7 +35,7 @@ class EventAccessStore {
     // Reads the store in the folder. A damaged one is put aside, reported to the debugger output, and content is empty.
     [[nodiscard]] HRESULT Open(const std::filesystem::path& folder, Content& content);
     // Whether nothing was lost when it was opened.
-    bool whole() const { return journal_.state() == Journal::State::Good; }
+    bool Whole() const { return journal_.Condition() == Journal::State::Good; }
     [[nodiscard]] HRESULT Commit(Batch batch) { return journal_.Commit(std::move(batch.changes_)); }
 
   private:

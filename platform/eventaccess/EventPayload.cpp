@@ -14,7 +14,7 @@ bool IsReadable(const std::wstring& data) {
     try {
         (void)ScanXml(L"<EventPayload><Event><Data>" + data + L"</Data></Event></EventPayload>");
         return true;
-    } catch (const failure&) {
+    } catch (const Failure&) {
         return false;
     }
 }

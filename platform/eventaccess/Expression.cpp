@@ -78,11 +78,11 @@ bool IsTaken(std::wstring_view expression, const std::wstring& question) {
         !CallsOnlyKnownFunctions(expression))
         return false;
     try {
-        prefix_map prefixes;
+        PrefixMap prefixes;
         AddUnknownPrefixes(expression, prefixes);
         (void)XmlDocument(L"<r/>").Select(question, prefixes);
         return true;
-    } catch (const failure& failed) {
+    } catch (const Failure& failed) {
         if (failed.result == E_OUTOFMEMORY)
             throw;
         return false;
@@ -99,7 +99,7 @@ bool IsCondition(std::wstring_view expression) {
     return IsTaken(expression, L"(/)[boolean(" + std::wstring(expression) + L")]");
 }
 
-void AddUnknownPrefixes(std::wstring_view expression, prefix_map& prefixes) {
+void AddUnknownPrefixes(std::wstring_view expression, PrefixMap& prefixes) {
     ForEachName(expression, [&](std::wstring_view name, std::size_t at) {
         const bool isPrefix = expression.substr(at).starts_with(L":") && !expression.substr(at).starts_with(L"::");
         if (isPrefix && name != L"xml" && vorna::IsNameStart(name.front()) && !prefixes.contains(name))

@@ -18,6 +18,6 @@ inline constexpr std::size_t LONGEST_EXPRESSION = 8192;
 
 // Adds the prefixes that the expression uses and the map does not know, each with a URI that no document declares:
 // names with them then select nothing, where MSXML would refuse the whole expression.
-void AddUnknownPrefixes(std::wstring_view expression, prefix_map& prefixes);
+void AddUnknownPrefixes(std::wstring_view expression, PrefixMap& prefixes);
 
 } // namespace keldan

@@ -14,10 +14,10 @@ std::uint64_t Joined(DWORD high, DWORD low) {
 
 void ModelFolder::Watch() {
     // Where it cannot be made, somebody else may make it.
-    (void)CreateFolder(store_.folder());
+    (void)CreateFolder(store_.Folder());
     // Renamed files, and those written in place.
-    changes_ = vorna::unique_any<changes_traits>(FindFirstChangeNotificationW(
-        store_.folder().c_str(), FALSE,
+    changes_ = vorna::unique_any<ChangesTraits>(FindFirstChangeNotificationW(
+        store_.Folder().c_str(), FALSE,
         FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE));
 }
 

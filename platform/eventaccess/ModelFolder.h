@@ -29,7 +29,7 @@ class ModelFolder {
     void Watch();
     void EndWatch() { changes_.reset(); }
     // Signalled when a file has changed; null where nothing is noticed.
-    HANDLE changes() const { return changes_ ? changes_.get() : nullptr; }
+    HANDLE Changes() const { return changes_ ? changes_.get() : nullptr; }
     // After a signal and before the stamps are looked at, so that the next change is noticed.
     void Continue();
 
@@ -39,14 +39,14 @@ class ModelFolder {
     [[nodiscard]] HRESULT Read(const ServiceIdentity& service, std::wstring& document, std::wstring& message) const;
 
   private:
-    struct changes_traits {
+    struct ChangesTraits {
         using type = HANDLE;
         static type invalid() { return INVALID_HANDLE_VALUE; }
         static void close(type value) { FindCloseChangeNotification(value); }
     };
 
     ModelStore store_;
-    vorna::unique_any<changes_traits> changes_{INVALID_HANDLE_VALUE};
+    vorna::unique_any<ChangesTraits> changes_{INVALID_HANDLE_VALUE};
 };
 
 } // namespace keldan

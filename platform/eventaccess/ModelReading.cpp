@@ -34,7 +34,7 @@ std::string DigestOf(const std::wstring& text) {
 ModelReading::ModelReading(std::wstring_view model) : document_(model) {
     std::wstring message;
     // A list that cannot be read back leaves its prefixes unknown.
-    if (!ReadPrefixes(document_.namespaceList(), prefixes_, message))
+    if (!ReadPrefixes(document_.NamespaceList(), prefixes_, message))
         prefixes_.clear();
 }
 

@@ -12,7 +12,7 @@ namespace keldan {
 
 class ModelReading {
   public:
-    // Throws failure with 0x8000012D where the model is not well-formed, nests too deep or has a document type
+    // Throws result_error with 0x8000012D where the model is not well-formed, nests too deep or has a document type
     // definition.
     explicit ModelReading(std::wstring_view model);
 
@@ -31,7 +31,7 @@ class ModelReading {
     std::vector<XmlNode> Select(const std::wstring& question);
 
     XmlDocument document_;
-    prefix_map prefixes_;
+    PrefixMap prefixes_;
     std::map<std::wstring, bool> truths_;
     std::map<std::wstring, std::wstring> data_;
     std::map<std::wstring, std::string> digests_;

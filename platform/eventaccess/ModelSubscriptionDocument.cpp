@@ -14,7 +14,7 @@ namespace {
 
 void Require(bool condition) {
     if (!condition)
-        throw failure{E_INVALIDARG};
+        throw Failure{E_INVALIDARG};
 }
 
 // The text of the one element; empty where there is none. Two of them contradict each other.
@@ -57,7 +57,7 @@ void CheckExpressions(const std::vector<WatchedEvent>& events) {
 }
 
 ModelSubscription Read(XmlDocument& document) {
-    Require(document.rootName() == L"EventSubscription");
+    Require(document.RootName() == L"EventSubscription");
     ModelSubscription subscription;
     const auto client = ParseReceiver(vorna::Trimmed(TextOf(document, L"/EventSubscription/Notification/Input/URI")));
     Require(client.has_value());
@@ -82,7 +82,7 @@ HRESULT ParseModelSubscription(std::wstring_view text, ModelSubscription& subscr
         XmlDocument document(text);
         subscription = Read(document);
         return S_OK;
-    } catch (const failure& failed) {
+    } catch (const Failure& failed) {
         return failed.result;
     }
 }

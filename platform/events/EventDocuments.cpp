@@ -14,10 +14,10 @@ template <typename Read>
 HRESULT Parse(std::wstring_view text, std::wstring_view root, Read read) {
     try {
         XmlDocument document(text);
-        if (document.rootName() != root)
+        if (document.RootName() != root)
             return E_INVALIDARG;
         return read(document) ? S_OK : E_INVALIDARG;
-    } catch (const failure& failed) {
+    } catch (const Failure& failed) {
         return failed.result;
     }
 }
@@ -89,9 +89,9 @@ HRESULT MakePayload(std::wstring_view payload, std::wstring& body) {
         try {
             const XmlDocument document(payload);
             // Who receives the callback reads it with the same limit of depth.
-            ScanXml(L"<Event><Payload>" + document.text() + L"</Payload></Event>");
-            made += document.text();
-        } catch (const failure& failed) {
+            ScanXml(L"<Event><Payload>" + document.Text() + L"</Payload></Event>");
+            made += document.Text();
+        } catch (const Failure& failed) {
             return failed.result;
         }
     }

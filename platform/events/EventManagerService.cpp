@@ -38,7 +38,7 @@ HRESULT EventManagerService::Start(const std::filesystem::path& folder) {
         return result;
     // Where the registrations were lost, what was raised for them still goes to its clients.
     Outbox::Known known;
-    if (journal_.state() == Journal::State::Good)
+    if (journal_.Condition() == Journal::State::Good)
         known = [this](const std::wstring& id) { return registrations_.contains(id); };
     return outbox_.Start(folder / OUTBOX_FILE, known);
 }

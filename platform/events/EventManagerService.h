@@ -45,7 +45,7 @@ class EventManagerService {
 
     // Whether callbacks wait or are being delivered. Registrations alone need no process: whoever raises an event
     // starts it.
-    bool InUse() const { return outbox_.pending() > 0; }
+    bool InUse() const { return outbox_.Pending() > 0; }
 
   private:
     using Registrations = std::map<std::wstring, EventRegistration>;

@@ -40,7 +40,7 @@ bool UnderWine() {
 
 ClassObjects::ClassObjects(HANDLE renew) : renew_(renew), singleUse_(UnderWine()) {}
 
-HRESULT ClassObjects::Open(std::vector<server_class> classes) {
+HRESULT ClassObjects::Open(std::vector<ServerClass> classes) {
     classes_.swap(classes);
     const HRESULT result = Register();
     if (SUCCEEDED(result) && singleUse_) {
@@ -56,7 +56,7 @@ void ClassObjects::UseUpLeftOvers() {
     if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)))
         return;
     vorna::scope_exit leave([] { CoUninitialize(); });
-    for (const server_class& entry : classes_)
+    for (const ServerClass& entry : classes_)
         for (int attempt = 0; attempt < MOST_LEFT_OVER && !closing_; ++attempt) {
             vorna::com_ptr<IUnknown> object;
             const bool ours =
@@ -82,7 +82,7 @@ void ClassObjects::Close() {
 }
 
 HRESULT ClassObjects::Register() {
-    for (const server_class& entry : classes_) {
+    for (const ServerClass& entry : classes_) {
         vorna::com_ptr<IClassFactory> plain;
         HRESULT result = entry.getClassFactory(IID_IClassFactory, plain.put_void());
         if (FAILED(result))

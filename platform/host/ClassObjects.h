@@ -24,11 +24,11 @@ class ClassObjects {
     ClassObjects(const ClassObjects&) = delete;
     ClassObjects& operator=(const ClassObjects&) = delete;
 
-    [[nodiscard]] HRESULT Open(std::vector<server_class> classes);
+    [[nodiscard]] HRESULT Open(std::vector<ServerClass> classes);
     [[nodiscard]] HRESULT Renew();
     void Close();
     // What they add to the count of uses of this module.
-    long uses() const { return uses_; }
+    long Uses() const { return uses_; }
 
   private:
     [[nodiscard]] HRESULT Register();
@@ -37,7 +37,7 @@ class ClassObjects {
 
     const HANDLE renew_;
     const bool singleUse_;
-    std::vector<server_class> classes_;
+    std::vector<ServerClass> classes_;
     std::vector<DWORD> cookies_;
     long uses_ = 0;
     std::atomic<bool> closing_{false};

@@ -28,12 +28,12 @@ constexpr seconds IDLE_BEFORE_END(30);
 constexpr milliseconds IDLE_CHECK = seconds(5);
 constexpr seconds LINGER(3);
 
-constexpr server_class TIMER{__uuidof(::ZEBTimer), L"QXKELDAN.ZEBTimer", L"QXKeldan timer",
-                             vorna::get_class_factory<ZEBTimer>};
-constexpr server_class EVENT_MANAGER{__uuidof(::ZEBEventManager), L"QXKELDAN.ZEBEventManager",
-                                     L"QXKeldan event manager", vorna::get_class_factory<ZEBEventManager>};
-constexpr server_class EVENT_ACCESS{__uuidof(::ZEBEventAccess), L"QXKELDAN.ZEBEventAccess", L"QXKeldan event access",
-                                    vorna::get_class_factory<ZEBEventAccess>};
+constexpr ServerClass TIMER{__uuidof(::ZEBTimer), L"QXKELDAN.ZEBTimer", L"QXKeldan timer",
+                            vorna::get_class_factory<ZEBTimer>};
+constexpr ServerClass EVENT_MANAGER{__uuidof(::ZEBEventManager), L"QXKELDAN.ZEBEventManager", L"QXKeldan event manager",
+                                    vorna::get_class_factory<ZEBEventManager>};
+constexpr ServerClass EVENT_ACCESS{__uuidof(::ZEBEventAccess), L"QXKELDAN.ZEBEventAccess", L"QXKeldan event access",
+                                   vorna::get_class_factory<ZEBEventAccess>};
 
 void Report(const wchar_t* text, HRESULT result) {
     wchar_t code[16];
@@ -51,10 +51,10 @@ Host::Host(std::filesystem::path folder) : folder_(std::move(folder)) {
         new Hosted<EventAccessService, ZEBEventAccess>(EVENT_ACCESS, DeliverToClient, DataFolder::Configured()));
 }
 
-std::vector<server_class> Host::Classes() const {
-    std::vector<server_class> classes;
+std::vector<ServerClass> Host::Classes() const {
+    std::vector<ServerClass> classes;
     for (const HostedComponent* component : components_)
-        for (const server_class& entry : component->Classes())
+        for (const ServerClass& entry : component->Classes())
             classes.push_back(entry);
     return classes;
 }
@@ -62,7 +62,7 @@ std::vector<server_class> Host::Classes() const {
 HRESULT Host::Register() const {
     const std::wstring path = vorna::this_module_path();
     HRESULT result = RegisterTypeLibrary(path);
-    for (const server_class& entry : Classes())
+    for (const ServerClass& entry : Classes())
         if (SUCCEEDED(result))
             result = RegisterServerClass(entry, ServerKind::LocalServer, path);
     return result;
@@ -70,7 +70,7 @@ HRESULT Host::Register() const {
 
 HRESULT Host::Unregister() const {
     HRESULT result = UnregisterTypeLibrary(vorna::this_module_path());
-    for (const server_class& entry : Classes())
+    for (const ServerClass& entry : Classes())
         if (const HRESULT one = UnregisterServerClass(entry); SUCCEEDED(result))
             result = one;
     return result;
@@ -84,7 +84,7 @@ HRESULT Host::StartComponents() {
 }
 
 bool Host::InUse(const ClassObjects& classes) const {
-    if (vorna::module_uses > classes.uses())
+    if (vorna::module_uses > classes.Uses())
         return true;
     for (const HostedComponent* component : components_)
         if (component->HasRegistrations())
@@ -110,7 +110,7 @@ int Host::Run() {
         return 0;
     }
     WritePid();
-    ClassObjects classes(signals.renew());
+    ClassObjects classes(signals.Renew());
     HRESULT result = StartComponents();
     if (FAILED(result))
         Report(L"a component cannot start:", result);

@@ -24,7 +24,7 @@ class Host {
 
   private:
     [[nodiscard]] HRESULT StartComponents();
-    std::vector<server_class> Classes() const;
+    std::vector<ServerClass> Classes() const;
     bool InUse(const ClassObjects& classes) const;
     void WritePid() const;
     void Serve(HostSignals& signals, ClassObjects& classes) const;

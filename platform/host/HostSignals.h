@@ -25,7 +25,7 @@ class HostSignals {
     enum class Wish { None, Renew, Stop };
     // What somebody asked of the host within the time.
     Wish WaitForWish(DWORD milliseconds) const;
-    HANDLE renew() const { return renew_.get(); }
+    HANDLE Renew() const { return renew_.get(); }
 
     // Asks the host of the folder to end and waits until it has. True also where there is none.
     static bool StopHost(const std::filesystem::path& folder);

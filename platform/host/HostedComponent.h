@@ -14,7 +14,7 @@ class HostedComponent {
     virtual ~HostedComponent() = default;
 
     // The classes that clients create; constant.
-    virtual const std::vector<server_class>& Classes() const = 0;
+    virtual const std::vector<ServerClass>& Classes() const = 0;
     // Takes up the registrations in the data folder. Called before the classes can be created.
     [[nodiscard]] virtual HRESULT Start(const std::filesystem::path& folder) = 0;
     // Whether somebody has to be called back some time, so that the process must stay.
@@ -29,10 +29,10 @@ class Hosted : public HostedComponent {
   public:
     // arguments: what the service is made of.
     template <typename... Arguments>
-    explicit Hosted(const server_class& entry, Arguments&&... arguments)
+    explicit Hosted(const ServerClass& entry, Arguments&&... arguments)
         : classes_{entry}, service_(std::forward<Arguments>(arguments)...) {}
 
-    const std::vector<server_class>& Classes() const override { return classes_; }
+    const std::vector<ServerClass>& Classes() const override { return classes_; }
     [[nodiscard]] HRESULT Start(const std::filesystem::path& folder) override {
         const HRESULT result = service_.Start(folder);
         if (SUCCEEDED(result))
@@ -43,7 +43,7 @@ class Hosted : public HostedComponent {
     void Stop() override { service_.Stop(); }
 
   private:
-    const std::vector<server_class> classes_;
+    const std::vector<ServerClass> classes_;
     Service service_;
 };
 

@@ -20,7 +20,7 @@
 namespace {
 
 std::filesystem::path Folder() {
-    return keldan::DataFolder::Configured().path();
+    return keldan::DataFolder::Configured().Path();
 }
 
 // The option without its dash or slash, in lower case; empty where there is none.

@@ -47,9 +47,9 @@ class Journal {
     // the debugger output (what: the plural that names its records); the table that was read last is then empty.
     [[nodiscard]] HRESULT Open(const std::filesystem::path& file, const std::wstring& what, const Reader& read);
 
-    const Table& table() const { return table_; }
-    State state() const { return state_; }
-    const std::filesystem::path& setAside() const { return setAside_; }
+    const Table& Values() const { return table_; }
+    State Condition() const { return state_; }
+    const std::filesystem::path& SetAside() const { return setAside_; }
 
     // On failure the table and the file are as before.
     [[nodiscard]] HRESULT Commit(std::vector<Change> changes);
@@ -57,7 +57,7 @@ class Journal {
     // The caller found that the values make no sense: the file is moved aside as if it were damaged.
     [[nodiscard]] HRESULT Discard();
 
-    std::uint64_t fileSize() const { return size_; }
+    std::uint64_t FileSize() const { return size_; }
 
   private:
     static constexpr std::uint64_t SMALLEST_TO_COMPACT = 64 * 1024;

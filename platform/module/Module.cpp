@@ -12,7 +12,7 @@
 namespace {
 
 // The classes of this module.
-const keldan::server_class classes[] = {
+const keldan::ServerClass CLASSES[] = {
     {CLSID_XMLSimpleAccessor, L"QXKELDAN.XMLSimpleAccessor", L"Keldan XML accessor",
      vorna::get_class_factory<keldan::XMLSimpleAccessor>},
     {CLSID_ZEBService, L"QXKELDAN.ZEBService", L"Keldan service factory",
@@ -24,7 +24,7 @@ const keldan::server_class classes[] = {
 
 HRESULT UnregisterAll(const std::wstring& path) {
     HRESULT result = keldan::UnregisterTypeLibrary(path);
-    for (const auto& entry : classes) {
+    for (const auto& entry : CLASSES) {
         const HRESULT one = keldan::UnregisterServerClass(entry);
         if (SUCCEEDED(result))
             result = one;
@@ -34,7 +34,7 @@ HRESULT UnregisterAll(const std::wstring& path) {
 
 HRESULT RegisterAll(const std::wstring& path) {
     HRESULT result = keldan::RegisterTypeLibrary(path);
-    for (const auto& entry : classes) {
+    for (const auto& entry : CLASSES) {
         if (FAILED(result))
             break;
         result = keldan::RegisterServerClass(entry, keldan::ServerKind::InProcess, path);
@@ -54,7 +54,7 @@ STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
     if (!object)
         return E_POINTER;
     *object = nullptr;
-    for (const auto& entry : classes)
+    for (const auto& entry : CLASSES)
         if (entry.clsid == clsid)
             return entry.getClassFactory(iid, object);
     return CLASS_E_CLASSNOTAVAILABLE;

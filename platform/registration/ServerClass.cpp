@@ -38,14 +38,14 @@ std::wstring PlainPath(const std::wstring& path) {
     return drive ? path.substr(4) : path;
 }
 
-struct library_identity {
+struct LibraryIdentity {
     GUID guid{};
     WORD major = 0;
     WORD minor = 0;
     LCID language = 0;
 };
 
-HRESULT ReadIdentity(const std::wstring& modulePath, library_identity& identity) {
+HRESULT ReadIdentity(const std::wstring& modulePath, LibraryIdentity& identity) {
     vorna::com_ptr<ITypeLib> library;
     HRESULT result = LoadTypeLibEx(modulePath.c_str(), REGKIND_NONE, library.put());
     if (FAILED(result))
@@ -61,7 +61,7 @@ HRESULT ReadIdentity(const std::wstring& modulePath, library_identity& identity)
 
 } // namespace
 
-HRESULT RegisterServerClass(const server_class& entry, ServerKind kind, const std::wstring& modulePath) {
+HRESULT RegisterServerClass(const ServerClass& entry, ServerKind kind, const std::wstring& modulePath) {
     const std::wstring guid = GuidText(entry.clsid);
     const std::wstring classKey = L"CLSID\\" + guid;
     const bool inProcess = kind == ServerKind::InProcess;
@@ -83,7 +83,7 @@ HRESULT RegisterServerClass(const server_class& entry, ServerKind kind, const st
     return result;
 }
 
-HRESULT UnregisterServerClass(const server_class& entry) {
+HRESULT UnregisterServerClass(const ServerClass& entry) {
     const HRESULT byName = DeleteTree(entry.progId);
     const HRESULT byGuid = DeleteTree(L"CLSID\\" + GuidText(entry.clsid));
     return FAILED(byName) ? byName : byGuid;
@@ -95,7 +95,7 @@ HRESULT RegisterTypeLibrary(const std::wstring& modulePath) {
 }
 
 HRESULT UnregisterTypeLibrary(const std::wstring& modulePath) {
-    library_identity identity;
+    LibraryIdentity identity;
     HRESULT result = ReadIdentity(modulePath, identity);
     if (FAILED(result))
         return result;

@@ -16,7 +16,7 @@ enum class ServerKind {
 };
 
 // One class of a module. Tables of them are constants of the module; the texts live as long as it does.
-struct server_class {
+struct ServerClass {
     const CLSID& clsid;
     // Version-independent and versioned in one.
     const wchar_t* progId;
@@ -27,9 +27,9 @@ struct server_class {
 };
 
 // Writes CLSID and ProgID of one class. modulePath: the full path of the file that serves it.
-[[nodiscard]] HRESULT RegisterServerClass(const server_class& entry, ServerKind kind, const std::wstring& modulePath);
+[[nodiscard]] HRESULT RegisterServerClass(const ServerClass& entry, ServerKind kind, const std::wstring& modulePath);
 // Removes both. A class that is not registered is no error.
-[[nodiscard]] HRESULT UnregisterServerClass(const server_class& entry);
+[[nodiscard]] HRESULT UnregisterServerClass(const ServerClass& entry);
 
 // Registers the type library in resource 1 of the file, so that the interfaces marshal.
 [[nodiscard]] HRESULT RegisterTypeLibrary(const std::wstring& modulePath);

@@ -46,7 +46,7 @@ STDMETHODIMP ServiceFactory::CreateService(BSTR serviceXml, IUnknown** service) 
                                        value(more, L"friendlyName")}));
         *service = made.detach();
         return S_OK;
-    } catch (const failure& failed) {
+    } catch (const Failure& failed) {
         return failed.result;
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;

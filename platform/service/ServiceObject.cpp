@@ -15,7 +15,7 @@ HRESULT Give(const std::wstring& text, BSTR* value) {
 
 } // namespace
 
-ServiceObject::ServiceObject(description values) : values_(std::move(values)) {}
+ServiceObject::ServiceObject(Description values) : values_(std::move(values)) {}
 
 STDMETHODIMP ServiceObject::get_portID(BSTR* value) {
     return Give(values_.portId, value);

@@ -11,7 +11,7 @@ namespace keldan {
 // Does not change once it is made, so that any number of threads may read it.
 class ServiceObject : public vorna::dispatch_object<ServiceObject, IZEBServiceObject> {
   public:
-    struct description {
+    struct Description {
         std::wstring portId;
         std::wstring serviceId;
         std::wstring serviceUri;
@@ -21,7 +21,7 @@ class ServiceObject : public vorna::dispatch_object<ServiceObject, IZEBServiceOb
         std::wstring friendlyName;
     };
 
-    explicit ServiceObject(description values);
+    explicit ServiceObject(Description values);
 
     STDMETHODIMP get_portID(BSTR* value) override;
     STDMETHODIMP get_serviceId(BSTR* value) override;
@@ -32,7 +32,7 @@ class ServiceObject : public vorna::dispatch_object<ServiceObject, IZEBServiceOb
     STDMETHODIMP get_friendlyName(BSTR* value) override;
 
   private:
-    const description values_;
+    const Description values_;
 };
 
 } // namespace keldan

@@ -87,10 +87,10 @@ std::optional<NotifyEntry> ParseEntry(const Document& document, const std::wstri
 
 std::optional<LocalTime> ParseLocalTime(std::wstring_view text) {
     std::int64_t fields[6];
-    constexpr wchar_t separators[] = L"--T::";
+    constexpr wchar_t SEPARATORS[] = L"--T::";
     for (int i = 0; i < 6; ++i) {
         const auto value = TakeNumber(text);
-        if (!value || (i < 5 && !Take(text, separators[i])))
+        if (!value || (i < 5 && !Take(text, SEPARATORS[i])))
             return std::nullopt;
         fields[i] = *value;
     }

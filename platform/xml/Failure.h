@@ -5,7 +5,7 @@
 
 namespace keldan {
 
-struct failure {
+struct Failure {
     HRESULT result;
 };
 

@@ -9,7 +9,7 @@ namespace {
 
 void Check(HRESULT result) {
     if (FAILED(result))
-        throw failure{result};
+        throw Failure{result};
 }
 
 vorna::com_ptr<IClassFactory> FindClass() {
@@ -47,7 +47,7 @@ vorna::com_ptr<IXMLDOMDocument2> ParseXml(std::wstring_view text) {
     Check(document->put_preserveWhiteSpace(VARIANT_TRUE));
     VARIANT_BOOL loaded = VARIANT_FALSE;
     if (FAILED(document->loadXML(vorna::bstr(text).get(), &loaded)) || loaded != VARIANT_TRUE)
-        throw failure{vorna::RESULT_XML_MALFORMED};
+        throw Failure{vorna::RESULT_XML_MALFORMED};
     return document;
 }
 

@@ -5,7 +5,7 @@
 namespace keldan {
 
 void AppendNode(XmlDocument& document, const XmlNode& node, std::wstring& markup) {
-    switch (node.type()) {
+    switch (node.Type()) {
     case NODE_ATTRIBUTE:
         markup.append(L"<Attribute name=\"").append(node.LocalName()).append(L"\"");
         if (const std::wstring uri = node.NamespaceUri(); !uri.empty()) {

@@ -44,7 +44,7 @@ bool TakeDeclaration(std::wstring_view& text, std::wstring_view& name, std::wstr
 
 } // namespace
 
-bool ReadPrefixes(std::wstring_view text, prefix_map& prefixes, std::wstring& message) {
+bool ReadPrefixes(std::wstring_view text, PrefixMap& prefixes, std::wstring& message) {
     prefixes.clear();
     for (;;) {
         const size_t start = text.find_first_not_of(BLANKS);

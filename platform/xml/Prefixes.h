@@ -11,6 +11,6 @@ namespace keldan {
 // Reads declarations that blanks part: xmlns:a='uri', with either kind of quotes or none, and a='uri' for short. A
 // default declaration (xmlns='uri') is taken and dropped: XPath names cannot use it. False where the text is something
 // else, or gives one prefix two URIs; message then names the place.
-[[nodiscard]] bool ReadPrefixes(std::wstring_view text, prefix_map& prefixes, std::wstring& message);
+[[nodiscard]] bool ReadPrefixes(std::wstring_view text, PrefixMap& prefixes, std::wstring& message);
 
 } // namespace keldan

@@ -24,7 +24,7 @@ constexpr wchar_t XSLT_URI[] = L"http://www.w3.org/1999/XSL/Transform";
 constexpr SIZE_T TRANSFORM_STACK_BYTES = 16 * 1024 * 1024;
 
 // What XSLT 1.0 has, but for import and include, which name other files.
-constexpr std::wstring_view allowed_elements[] = {L"apply-imports",
+constexpr std::wstring_view ALLOWED_ELEMENTS[] = {L"apply-imports",
                                                   L"apply-templates",
                                                   L"attribute",
                                                   L"attribute-set",
@@ -69,23 +69,23 @@ bool IsOnDrive(std::wstring_view path) {
 
 std::string ReadBytes(const std::wstring& path) {
     if (!IsOnDrive(path))
-        throw failure{E_ACCESSDENIED};
+        throw Failure{E_ACCESSDENIED};
     vorna::unique_file file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                         FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
-        throw failure{vorna::result_from_last_error()};
+        throw Failure{vorna::result_from_last_error()};
     // Names such as CON are devices in every folder.
     if (GetFileType(file.get()) != FILE_TYPE_DISK)
-        throw failure{E_ACCESSDENIED};
+        throw Failure{E_ACCESSDENIED};
     LARGE_INTEGER size{};
     if (!GetFileSizeEx(file.get(), &size))
-        throw failure{vorna::result_from_last_error()};
+        throw Failure{vorna::result_from_last_error()};
     if (size.QuadPart > static_cast<LONGLONG>(MAXIMUM_STYLESHEET_BYTES))
-        throw failure{vorna::result_from_win32(ERROR_FILE_TOO_LARGE)};
+        throw Failure{vorna::result_from_win32(ERROR_FILE_TOO_LARGE)};
     std::string bytes(static_cast<size_t>(size.QuadPart), '\0');
     DWORD read = 0;
     if (!ReadFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr))
-        throw failure{vorna::result_from_last_error()};
+        throw Failure{vorna::result_from_last_error()};
     bytes.resize(read);
     return bytes;
 }
@@ -95,7 +95,7 @@ std::wstring Widen(std::string_view bytes, UINT codePage) {
     const int size = static_cast<int>(bytes.size());
     const int length = MultiByteToWideChar(codePage, flags, bytes.data(), size, nullptr, 0);
     if (length == 0)
-        throw failure{vorna::RESULT_XML_MALFORMED};
+        throw Failure{vorna::RESULT_XML_MALFORMED};
     std::wstring text(static_cast<size_t>(length), L'\0');
     MultiByteToWideChar(codePage, flags, bytes.data(), size, text.data(), length);
     return text;
@@ -133,7 +133,7 @@ std::wstring Decode(std::string_view bytes) {
     if (encoding == "iso-8859-1")
         return Widen(bytes, 28591);
     if (!encoding.empty() && encoding != "utf-8" && encoding != "us-ascii")
-        throw failure{vorna::RESULT_XML_MALFORMED};
+        throw Failure{vorna::RESULT_XML_MALFORMED};
     return Widen(bytes, CP_UTF8);
 }
 
@@ -161,32 +161,32 @@ void CheckStylesheet(XmlDocument& stylesheet) {
     for (const XmlNode& node : stylesheet.Select(L"//*")) {
         const std::wstring space = node.NamespaceUri();
         if (space == L"urn:schemas-microsoft-com:xslt")
-            throw failure{E_ACCESSDENIED};
-        if (space == XSLT_URI && std::find(std::begin(allowed_elements), std::end(allowed_elements),
-                                           node.LocalName()) == std::end(allowed_elements))
-            throw failure{E_ACCESSDENIED};
+            throw Failure{E_ACCESSDENIED};
+        if (space == XSLT_URI && std::find(std::begin(ALLOWED_ELEMENTS), std::end(ALLOWED_ELEMENTS),
+                                           node.LocalName()) == std::end(ALLOWED_ELEMENTS))
+            throw Failure{E_ACCESSDENIED};
     }
     for (const XmlNode& node : stylesheet.Select(L"//@*"))
         if (node.LocalName() == L"extension-element-prefixes" || CallsOut(node.Text()))
-            throw failure{E_ACCESSDENIED};
+            throw Failure{E_ACCESSDENIED};
 }
 
 // Shared by the caller and the thread that transforms; whoever ends last frees it.
-struct transformation {
+struct Transformation {
     std::wstring document;
     std::wstring stylesheet;
     std::wstring result;
     HRESULT status = E_FAIL;
 };
 
-void Run(transformation& work) {
+void Run(Transformation& work) {
     try {
         const auto document = ParseXml(work.document);
         const auto stylesheet = ParseXml(work.stylesheet);
         vorna::bstr text;
         work.status = document->transformNode(stylesheet.get(), text.put());
         work.result = text.view();
-    } catch (const failure& failed) {
+    } catch (const Failure& failed) {
         work.status = failed.result;
     } catch (...) {
         work.status = E_OUTOFMEMORY;
@@ -195,8 +195,8 @@ void Run(transformation& work) {
 
 DWORD WINAPI RunThread(void* argument) {
     {
-        const std::unique_ptr<std::shared_ptr<transformation>> work(
-            static_cast<std::shared_ptr<transformation>*>(argument));
+        const std::unique_ptr<std::shared_ptr<Transformation>> work(
+            static_cast<std::shared_ptr<Transformation>*>(argument));
         if (SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
             Run(**work);
             CoUninitialize();
@@ -211,36 +211,36 @@ DWORD WINAPI RunThread(void* argument) {
 } // namespace
 
 std::wstring Transform(std::wstring_view document, const std::wstring& stylesheetFile) {
-    auto work = std::make_shared<transformation>();
+    auto work = std::make_shared<Transformation>();
     work->stylesheet = Decode(ReadBytes(stylesheetFile));
     work->document = document;
     {
         XmlDocument stylesheet(work->stylesheet);
         CheckStylesheet(stylesheet);
-        work->stylesheet = stylesheet.text();
+        work->stylesheet = stylesheet.Text();
     }
 
-    auto argument = std::make_unique<std::shared_ptr<transformation>>(work);
+    auto argument = std::make_unique<std::shared_ptr<Transformation>>(work);
     HMODULE module = nullptr;
     if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&RunThread), &module))
-        throw failure{vorna::result_from_last_error()};
+        throw Failure{vorna::result_from_last_error()};
     vorna::unique_library loaded(module);
     ++vorna::module_uses;
     vorna::unique_handle thread(CreateThread(nullptr, TRANSFORM_STACK_BYTES, RunThread, argument.get(),
                                              STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr));
     if (!thread) {
         --vorna::module_uses;
-        throw failure{vorna::result_from_last_error()};
+        throw Failure{vorna::result_from_last_error()};
     }
     // Both belong to the thread now.
     (void)argument.release();
     (void)loaded.release();
     if (WaitForSingleObject(thread.get(), MAXIMUM_TRANSFORM_MILLISECONDS) != WAIT_OBJECT_0) {
         SetThreadPriority(thread.get(), THREAD_PRIORITY_IDLE);
-        throw failure{vorna::result_from_win32(ERROR_TIMEOUT)};
+        throw Failure{vorna::result_from_win32(ERROR_TIMEOUT)};
     }
     if (work->status != S_OK)
-        throw failure{FAILED(work->status) ? work->status : E_FAIL};
+        throw Failure{FAILED(work->status) ? work->status : E_FAIL};
     return std::move(work->result);
 }
 

@@ -22,7 +22,7 @@ template <typename Function>
 HRESULT Guarded(Function work) {
     try {
         return work();
-    } catch (const failure& failed) {
+    } catch (const Failure& failed) {
         return failed.result;
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
@@ -45,9 +45,9 @@ HRESULT Answer(BSTR* result, Function text) {
 
 } // namespace
 
-XmlDocument& XMLSimpleAccessor::document() {
+XmlDocument& XMLSimpleAccessor::Document() {
     if (!document_)
-        throw failure{E_UNEXPECTED};
+        throw Failure{E_UNEXPECTED};
     return *document_;
 }
 
@@ -66,16 +66,16 @@ STDMETHODIMP XMLSimpleAccessor::Load(BSTR text) {
 STDMETHODIMP XMLSimpleAccessor::Query(BSTR xpath, long kind, BSTR* result) {
     return Answer(result, [&] {
         if (kind != KIND_TEXT && kind != KIND_MARKUP)
-            throw failure{E_INVALIDARG};
-        const auto nodes = document().Select(vorna::view_of(xpath));
+            throw Failure{E_INVALIDARG};
+        const auto nodes = Document().Select(vorna::view_of(xpath));
         // The root element alone stands for the whole document.
         if (kind == KIND_MARKUP && nodes.size() == 1 && nodes[0].IsRoot())
-            return document().text();
+            return Document().Text();
         std::wstring joined;
         for (size_t i = 0; i < nodes.size(); ++i) {
             if (i > 0)
                 joined += DELIMITER;
-            joined += kind == KIND_TEXT ? nodes[i].Text() : document().Markup(nodes[i]);
+            joined += kind == KIND_TEXT ? nodes[i].Text() : Document().Markup(nodes[i]);
         }
         return joined;
     });
@@ -85,24 +85,24 @@ STDMETHODIMP XMLSimpleAccessor::Set(BSTR xpath, BSTR markup, long mode) {
     return Guarded([&] {
         if (mode < static_cast<long>(ChangeMode::Insert) || mode > static_cast<long>(ChangeMode::Replace))
             return E_INVALIDARG;
-        const auto nodes = document().Select(vorna::view_of(xpath));
+        const auto nodes = Document().Select(vorna::view_of(xpath));
         if (nodes.empty())
             return vorna::result_from_win32(ERROR_NOT_FOUND);
-        document().Change(nodes[0], vorna::view_of(markup), static_cast<ChangeMode>(mode));
+        Document().Change(nodes[0], vorna::view_of(markup), static_cast<ChangeMode>(mode));
         return S_OK;
     });
 }
 
 STDMETHODIMP XMLSimpleAccessor::get_RootName(BSTR* name) {
-    return Answer(name, [&] { return document().rootName(); });
+    return Answer(name, [&] { return Document().RootName(); });
 }
 
 STDMETHODIMP XMLSimpleAccessor::get_NamespaceList(BSTR* declarations) {
-    return Answer(declarations, [&] { return document().namespaceList(); });
+    return Answer(declarations, [&] { return Document().NamespaceList(); });
 }
 
 STDMETHODIMP XMLSimpleAccessor::TransformByFile(BSTR stylesheetFile, BSTR* result) {
-    return Answer(result, [&] { return Transform(document().text(), std::wstring(vorna::view_of(stylesheetFile))); });
+    return Answer(result, [&] { return Transform(Document().Text(), std::wstring(vorna::view_of(stylesheetFile))); });
 }
 
 } // namespace keldan

@@ -31,7 +31,7 @@ class XMLSimpleAccessor : public vorna::dispatch_object<XMLSimpleAccessor, IXMLS
     STDMETHODIMP TransformByFile(BSTR stylesheetFile, BSTR* result) override;
 
   private:
-    XmlDocument& document();
+    XmlDocument& Document();
 
     std::optional<XmlDocument> document_;
 };

@@ -19,13 +19,13 @@ constexpr std::wstring_view WIDE_AXES[] = {L"ancestor::",  L"ancestor-or-self::"
 
 void CheckXPath(std::wstring_view xpath, size_t elements) {
     if (xpath.find(L'\0') != xpath.npos)
-        throw failure{E_INVALIDARG};
+        throw Failure{E_INVALIDARG};
     // What a level multiplies the visits by: once for "//", once more for each axis that leads anywhere.
-    struct level {
+    struct Level {
         double visits = 1;
         bool descends = false;
     };
-    std::vector<level> open(1);
+    std::vector<Level> open(1);
     double most = 1;
     for (size_t i = 0; i < xpath.size(); ++i) {
         const wchar_t c = xpath[i];
@@ -33,12 +33,12 @@ void CheckXPath(std::wstring_view xpath, size_t elements) {
         if (c == L'"' || c == L'\'') {
             i = xpath.find(c, i + 1);
             if (i == xpath.npos)
-                throw failure{E_INVALIDARG};
+                throw Failure{E_INVALIDARG};
         } else if (c == L'[' || c == L'(') {
             if (open.size() > MAXIMUM_NESTING)
-                throw failure{E_INVALIDARG};
+                throw Failure{E_INVALIDARG};
             // A parenthesis is no level of its own: what it holds is evaluated as often as what stands around it.
-            open.push_back(c == L'[' ? level{open.back().visits, false} : open.back());
+            open.push_back(c == L'[' ? Level{open.back().visits, false} : open.back());
         } else if ((c == L']' || c == L')') && open.size() > 1) {
             open.pop_back();
         } else if (rest.starts_with(L"//") && !open.back().descends) {
@@ -50,7 +50,7 @@ void CheckXPath(std::wstring_view xpath, size_t elements) {
         }
         most = std::max(most, open.back().visits);
         if (most > MAXIMUM_VISITS)
-            throw failure{vorna::result_from_win32(ERROR_NOT_ENOUGH_QUOTA)};
+            throw Failure{vorna::result_from_win32(ERROR_NOT_ENOUGH_QUOTA)};
     }
 }
 

@@ -19,7 +19,7 @@ namespace {
 
 void Check(HRESULT result) {
     if (FAILED(result))
-        throw failure{result};
+        throw Failure{result};
 }
 
 VARIANT Reference(IUnknown* object) {
@@ -48,7 +48,7 @@ void CheckDeclaration(std::wstring_view head) {
         const size_t quote = declaration.find_first_of(L"\"'", name);
         const size_t end = quote == declaration.npos ? quote : declaration.find(declaration[quote], quote + 1);
         if (end == declaration.npos)
-            throw failure{vorna::RESULT_XML_MALFORMED};
+            throw Failure{vorna::RESULT_XML_MALFORMED};
         declaration.erase(name, end + 1 - name);
     }
     (void)ParseXml(declaration + L"<r/>");
@@ -72,10 +72,10 @@ std::wstring Xml(IXMLDOMNode* node) {
 XmlDocument::XmlDocument(std::wstring_view text) : outline_(ScanXml(text)) {
     CheckDeclaration(text.substr(0, outline_.bodyBegin));
     text_ = text.substr(outline_.bodyBegin);
-    (void)parsed();
+    (void)Parsed();
 }
 
-IXMLDOMDocument2* XmlDocument::parsed() {
+IXMLDOMDocument2* XmlDocument::Parsed() {
     if (!dom_) {
         selectionNamespaces_.clear();
         emptyText_.reset();
@@ -88,7 +88,7 @@ std::vector<XmlNode> XmlDocument::Select(std::wstring_view xpath) {
     return SelectWith(xpath, outline_.namespaceList);
 }
 
-std::vector<XmlNode> XmlDocument::Select(std::wstring_view xpath, const prefix_map& prefixes) {
+std::vector<XmlNode> XmlDocument::Select(std::wstring_view xpath, const PrefixMap& prefixes) {
     std::wstring namespaces;
     for (const auto& [prefix, uri] : prefixes) {
         const wchar_t quote = uri.find(L'\'') == uri.npos ? L'\'' : L'"';
@@ -100,7 +100,7 @@ std::vector<XmlNode> XmlDocument::Select(std::wstring_view xpath, const prefix_m
 
 std::vector<XmlNode> XmlDocument::SelectWith(std::wstring_view xpath, const std::wstring& namespaces) {
     CheckXPath(xpath, outline_.elements);
-    IXMLDOMDocument2* document = parsed();
+    IXMLDOMDocument2* document = Parsed();
     if (namespaces != selectionNamespaces_ && xpath.find(L':') != xpath.npos) {
         const bstr value(namespaces);
         VARIANT property{};
@@ -113,10 +113,10 @@ std::vector<XmlNode> XmlDocument::SelectWith(std::wstring_view xpath, const std:
     com_ptr<IXMLDOMNodeList> list;
     const HRESULT result = document->selectNodes(bstr(xpath).get(), list.put());
     if (result == E_OUTOFMEMORY)
-        throw failure{result};
+        throw Failure{result};
     long count = 0;
     if (result != S_OK || !list || FAILED(list->get_length(&count)))
-        throw failure{E_INVALIDARG};
+        throw Failure{E_INVALIDARG};
     std::vector<XmlNode> nodes;
     nodes.reserve(static_cast<size_t>(count));
     for (long i = 0; i < count; ++i) {
@@ -132,11 +132,11 @@ std::vector<XmlNode> XmlDocument::SelectWith(std::wstring_view xpath, const std:
 std::wstring XmlDocument::UnindentedXml(IXMLDOMNode* node) {
     com_ptr<IXMLDOMNode> first;
     Check(node->get_firstChild(first.put()));
-    if (!first || XmlNode(first).type() == NODE_TEXT)
+    if (!first || XmlNode(first).Type() == NODE_TEXT)
         return Xml(node);
     if (!emptyText_) {
         com_ptr<IXMLDOMText> created;
-        Check(parsed()->createTextNode(bstr(std::wstring_view()).get(), created.put()));
+        Check(Parsed()->createTextNode(bstr(std::wstring_view()).get(), created.put()));
         emptyText_ = created.try_as<IXMLDOMNode>();
     }
     Check(node->insertBefore(emptyText_.get(), Reference(first.get()), nullptr));
@@ -145,9 +145,9 @@ std::wstring XmlDocument::UnindentedXml(IXMLDOMNode* node) {
 }
 
 std::wstring XmlDocument::Markup(const XmlNode& node) {
-    if (node.type() == NODE_DOCUMENT)
+    if (node.Type() == NODE_DOCUMENT)
         return text_;
-    if (node.type() != NODE_ELEMENT)
+    if (node.Type() != NODE_ELEMENT)
         return Xml(node.get());
     if (!outline_.hasNamespaces || node.IsRoot())
         return UnindentedXml(node.get());
@@ -160,9 +160,9 @@ std::wstring XmlDocument::Markup(const XmlNode& node) {
 std::wstring XmlDocument::SerializedDocument() {
     std::wstring text;
     com_ptr<IXMLDOMNode> child;
-    Check(parsed()->get_firstChild(child.put()));
+    Check(Parsed()->get_firstChild(child.put()));
     while (child) {
-        text += XmlNode(child).type() == NODE_ELEMENT ? UnindentedXml(child.get()) : Xml(child.get());
+        text += XmlNode(child).Type() == NODE_ELEMENT ? UnindentedXml(child.get()) : Xml(child.get());
         com_ptr<IXMLDOMNode> next;
         Check(child->get_nextSibling(next.put()));
         child = std::move(next);
@@ -177,7 +177,7 @@ bool XmlDocument::IsContent(std::wstring_view markup) const {
         (void)ScanXml(wrapped);
         (void)ParseXml(wrapped);
         return true;
-    } catch (const failure& failed) {
+    } catch (const Failure& failed) {
         if (failed.result != vorna::RESULT_XML_MALFORMED)
             throw;
         return false;
@@ -190,7 +190,7 @@ std::wstring XmlDocument::AsContent(std::wstring_view markup) const {
         return std::wstring(markup);
     const std::wstring escaped = vorna::EscapeXml(markup);
     if (markup.find(L'<') != markup.npos || !IsContent(escaped))
-        throw failure{vorna::RESULT_XML_MALFORMED};
+        throw Failure{vorna::RESULT_XML_MALFORMED};
     return escaped;
 }
 
@@ -212,7 +212,7 @@ void XmlDocument::ChangeAttribute(const XmlNode& attribute, std::wstring_view va
         Check(list->get_item(0, owner.put()));
         com_ptr<IXMLDOMNamedNodeMap> attributes;
         if (!owner || FAILED(owner->get_attributes(attributes.put())) || !attributes)
-            throw failure{E_INVALIDARG};
+            throw Failure{E_INVALIDARG};
         // Taken out, not freed: the node at hand still refers to it.
         com_ptr<IXMLDOMNode> removed;
         Check(attributes->removeQualifiedItem(bstr(attribute.LocalName()).get(), bstr(attribute.NamespaceUri()).get(),
@@ -229,7 +229,7 @@ std::wstring XmlDocument::MarkPlace(const XmlNode& node, ChangeMode mode, size_t
     for (int i = 0; text_.find(mark) != text_.npos; ++i)
         mark = L"here" + std::to_wstring(i);
     com_ptr<IXMLDOMComment> comment;
-    Check(parsed()->createComment(bstr(mark).get(), comment.put()));
+    Check(Parsed()->createComment(bstr(mark).get(), comment.put()));
     if (mode == ChangeMode::Append) {
         Check(node.get()->appendChild(comment.get(), nullptr));
     } else if (mode == ChangeMode::Insert) {
@@ -243,7 +243,7 @@ std::wstring XmlDocument::MarkPlace(const XmlNode& node, ChangeMode mode, size_t
         com_ptr<IXMLDOMNode> parent;
         Check(node.get()->get_parentNode(parent.put()));
         if (!parent)
-            throw failure{E_INVALIDARG};
+            throw Failure{E_INVALIDARG};
         Check(parent->replaceChild(comment.get(), node.get(), nullptr));
     }
     std::wstring marked = SerializedDocument();
@@ -251,34 +251,34 @@ std::wstring XmlDocument::MarkPlace(const XmlNode& node, ChangeMode mode, size_t
     place = marked.find(mark);
     length = mark.size();
     if (place == marked.npos)
-        throw failure{E_UNEXPECTED};
+        throw Failure{E_UNEXPECTED};
     return marked;
 }
 
 void XmlDocument::Change(const XmlNode& node, std::wstring_view markup, ChangeMode mode) {
     // Whatever fails, or leaves the parsed form behind the text: the text is parsed again when it is asked.
     vorna::scope_exit outdated([&] { dom_.reset(); });
-    if (node.type() == NODE_ATTRIBUTE && mode == ChangeMode::Replace) {
+    if (node.Type() == NODE_ATTRIBUTE && mode == ChangeMode::Replace) {
         ChangeAttribute(node, markup);
         outdated.release();
         return;
     }
-    if (mode != ChangeMode::Replace && node.type() != NODE_ELEMENT && node.type() != NODE_DOCUMENT)
-        throw failure{E_INVALIDARG};
+    if (mode != ChangeMode::Replace && node.Type() != NODE_ELEMENT && node.Type() != NODE_DOCUMENT)
+        throw Failure{E_INVALIDARG};
     const std::wstring content = AsContent(markup);
-    if (node.type() == NODE_DOCUMENT && mode == ChangeMode::Replace) {
+    if (node.Type() == NODE_DOCUMENT && mode == ChangeMode::Replace) {
         *this = XmlDocument(content);
         return;
     }
     com_ptr<IXMLDOMNode> parent;
-    const bool outside = node.type() == NODE_DOCUMENT ||
+    const bool outside = node.Type() == NODE_DOCUMENT ||
                          (mode == ChangeMode::Replace && node.get()->get_parentNode(parent.put()) == S_OK &&
-                          XmlNode(parent).type() == NODE_DOCUMENT);
+                          XmlNode(parent).Type() == NODE_DOCUMENT);
     size_t place = 0;
     size_t length = 0;
     std::wstring changed = MarkPlace(node, mode, place, length);
     changed.replace(place, length, content);
-    xml_outline outline = ScanXml(changed);
+    XmlOutline outline = ScanXml(changed);
     // In an element, content that is well-formed by itself leaves the document well-formed; what a prefix means there,
     // and what may stand beside the root, is seen in the whole alone.
     if (outside || outline_.hasNamespaces)

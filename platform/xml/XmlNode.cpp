@@ -13,7 +13,7 @@ namespace {
 std::wstring Read(IXMLDOMNode* node, HRESULT (STDMETHODCALLTYPE IXMLDOMNode::*get)(BSTR*)) {
     vorna::bstr text;
     if (const HRESULT result = (node->*get)(text.put()); FAILED(result))
-        throw failure{result};
+        throw Failure{result};
     return text.str();
 }
 
@@ -21,14 +21,14 @@ std::wstring Read(IXMLDOMNode* node, HRESULT (STDMETHODCALLTYPE IXMLDOMNode::*ge
 
 XmlNode::XmlNode(vorna::com_ptr<IXMLDOMNode> node) : node_(std::move(node)) {
     if (!node_ || FAILED(node_->get_nodeType(&type_)))
-        throw failure{E_FAIL};
+        throw Failure{E_FAIL};
 }
 
 bool XmlNode::IsRoot() const {
     if (type_ != NODE_ELEMENT)
         return false;
     vorna::com_ptr<IXMLDOMNode> parent;
-    return node_->get_parentNode(parent.put()) == S_OK && XmlNode(parent).type() == NODE_DOCUMENT;
+    return node_->get_parentNode(parent.put()) == S_OK && XmlNode(parent).Type() == NODE_DOCUMENT;
 }
 
 std::wstring XmlNode::LocalName() const {

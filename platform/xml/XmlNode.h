@@ -12,7 +12,7 @@ class XmlNode {
   public:
     explicit XmlNode(vorna::com_ptr<IXMLDOMNode> node);
 
-    DOMNodeType type() const { return type_; }
+    DOMNodeType Type() const { return type_; }
     // Whether this is the document's root element.
     bool IsRoot() const;
     std::wstring LocalName() const;

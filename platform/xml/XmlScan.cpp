@@ -15,81 +15,81 @@ constexpr std::wstring_view BLANKS = L" \t\r\n";
 constexpr std::wstring_view XMLNS = L"xmlns";
 
 [[noreturn]] void Malformed() {
-    throw failure{vorna::RESULT_XML_MALFORMED};
+    throw Failure{vorna::RESULT_XML_MALFORMED};
 }
 
 class Scanner {
   public:
     explicit Scanner(std::wstring_view text) : text_(text) {}
-    xml_outline Scan();
+    XmlOutline Scan();
 
   private:
-    struct binding {
+    struct Binding {
         size_t depth;
         std::wstring_view prefix;
     };
 
-    size_t behind(std::wstring_view mark, size_t from) const;
-    void skipDeclaration();
-    void scanStartTag();
-    void scanEndTag();
-    void declare(std::wstring_view name, std::wstring_view value);
-    void checkName(std::wstring_view name, bool element) const;
+    size_t Behind(std::wstring_view mark, size_t from) const;
+    void SkipDeclaration();
+    void ScanStartTag();
+    void ScanEndTag();
+    void Declare(std::wstring_view name, std::wstring_view value);
+    void CheckName(std::wstring_view name, bool element) const;
 
     std::wstring_view text_;
     size_t position_ = 0;
     size_t depth_ = 0;
-    std::vector<binding> bindings_;
+    std::vector<Binding> bindings_;
     std::unordered_set<std::wstring_view> listed_;
     // The names of the attributes in the tag at hand.
     std::vector<std::wstring_view> names_;
-    xml_outline outline_;
+    XmlOutline outline_;
 };
 
-size_t Scanner::behind(std::wstring_view mark, size_t from) const {
+size_t Scanner::Behind(std::wstring_view mark, size_t from) const {
     const size_t found = text_.find(mark, from);
     if (found == text_.npos)
         Malformed();
     return found + mark.size();
 }
 
-void Scanner::skipDeclaration() {
+void Scanner::SkipDeclaration() {
     if (text_.starts_with(L'\xFEFF'))
         ++position_;
     const auto rest = text_.substr(position_);
     if (rest.starts_with(L"<?xml") && rest.size() > 5 && vorna::IsXmlSpace(rest[5]))
-        position_ = std::min(text_.find_first_not_of(BLANKS, behind(L"?>", position_)), text_.size());
+        position_ = std::min(text_.find_first_not_of(BLANKS, Behind(L"?>", position_)), text_.size());
     outline_.bodyBegin = position_;
     if (text_.substr(position_).starts_with(L"<?xml "))
         Malformed();
 }
 
-xml_outline Scanner::Scan() {
+XmlOutline Scanner::Scan() {
     // MSXML would stop at a null.
     if (text_.find(L'\0') != text_.npos)
         Malformed();
-    skipDeclaration();
+    SkipDeclaration();
     while ((position_ = text_.find(L'<', position_)) != text_.npos) {
         const auto rest = text_.substr(position_);
         if (rest.starts_with(L"<!--"))
-            position_ = behind(L"-->", position_ + 4);
+            position_ = Behind(L"-->", position_ + 4);
         else if (rest.starts_with(L"<![CDATA["))
-            position_ = behind(L"]]>", position_ + 9);
+            position_ = Behind(L"]]>", position_ + 9);
         else if (rest.starts_with(L"<?"))
-            position_ = behind(L"?>", position_ + 2);
+            position_ = Behind(L"?>", position_ + 2);
         else if (rest.starts_with(L"<!"))
             // A document type definition: it could define entities that grow without bound or name files.
             Malformed();
         else if (rest.starts_with(L"</"))
-            scanEndTag();
+            ScanEndTag();
         else
-            scanStartTag();
+            ScanStartTag();
     }
     return std::move(outline_);
 }
 
-void Scanner::scanEndTag() {
-    position_ = behind(L">", position_);
+void Scanner::ScanEndTag() {
+    position_ = Behind(L">", position_);
     if (depth_ == 0)
         Malformed();
     while (!bindings_.empty() && bindings_.back().depth == depth_)
@@ -97,7 +97,7 @@ void Scanner::scanEndTag() {
     --depth_;
 }
 
-void Scanner::scanStartTag() {
+void Scanner::ScanStartTag() {
     if (++depth_ > MAXIMUM_DEPTH)
         Malformed();
     const size_t nameEnd = text_.find_first_of(L" \t\r\n/>", position_ + 1);
@@ -118,24 +118,24 @@ void Scanner::scanStartTag() {
         const size_t quote = attributeEnd == text_.npos ? attributeEnd : text_.find_first_of(L"\"'<>", attributeEnd);
         if (quote == text_.npos || text_[quote] == L'<' || text_[quote] == L'>')
             Malformed();
-        const size_t end = behind(text_.substr(quote, 1), quote + 1);
+        const size_t end = Behind(text_.substr(quote, 1), quote + 1);
         const auto attribute = text_.substr(at, attributeEnd - at);
         if (attribute == XMLNS || attribute.starts_with(L"xmlns:"))
-            declare(attribute, text_.substr(quote + 1, end - quote - 2));
+            Declare(attribute, text_.substr(quote + 1, end - quote - 2));
         else if (attribute.find(L':') != attribute.npos)
             names_.push_back(attribute);
         at = end;
     }
-    checkName(name, true);
+    CheckName(name, true);
     for (const auto attribute : names_)
-        checkName(attribute, false);
+        CheckName(attribute, false);
     const bool closed = text_[at] == L'/';
     position_ = at + 1;
     if (closed)
-        scanEndTag();
+        ScanEndTag();
 }
 
-void Scanner::declare(std::wstring_view name, std::wstring_view value) {
+void Scanner::Declare(std::wstring_view name, std::wstring_view value) {
     outline_.hasNamespaces = true;
     if (name == XMLNS)
         return;
@@ -160,7 +160,7 @@ void Scanner::declare(std::wstring_view name, std::wstring_view value) {
     list += L'\'';
 }
 
-void Scanner::checkName(std::wstring_view name, bool element) const {
+void Scanner::CheckName(std::wstring_view name, bool element) const {
     const size_t colon = name.find(L':');
     if (colon == name.npos)
         return;
@@ -168,14 +168,14 @@ void Scanner::checkName(std::wstring_view name, bool element) const {
     if (colon == 0 || colon + 1 == name.size() || !vorna::IsNameStart(name[colon + 1]) ||
         name.find(L':', colon + 1) != name.npos || (element && prefix == L"xml"))
         Malformed();
-    const auto declared = [&](const binding& one) { return one.prefix == prefix; };
+    const auto declared = [&](const Binding& one) { return one.prefix == prefix; };
     if (prefix != L"xml" && std::none_of(bindings_.rbegin(), bindings_.rend(), declared))
         Malformed();
 }
 
 } // namespace
 
-xml_outline ScanXml(std::wstring_view text) {
+XmlOutline ScanXml(std::wstring_view text) {
     return Scanner(text).Scan();
 }
 

@@ -11,7 +11,7 @@ namespace keldan {
 // Elements nest no deeper than this: readers of the markup may recurse, on stacks that are not theirs.
 inline constexpr size_t MAXIMUM_DEPTH = 256;
 
-struct xml_outline {
+struct XmlOutline {
     // Where the document begins behind the byte order mark and the XML declaration.
     size_t bodyBegin = 0;
     std::wstring rootName;
@@ -22,8 +22,8 @@ struct xml_outline {
     std::wstring namespaceList;
 };
 
-// Throws failure with 0x8000012D where the text has a document type definition, nests too deep, uses a prefix that is
+// Throws result_error with 0x8000012D where the text has a document type definition, nests too deep, uses a prefix that is
 // not declared, or breaks the rules of names with colons. Whether it is well-formed otherwise is for MSXML to say.
-xml_outline ScanXml(std::wstring_view text);
+XmlOutline ScanXml(std::wstring_view text);
 
 } // namespace keldan

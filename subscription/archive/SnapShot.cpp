@@ -6,9 +6,9 @@
 
 namespace vorna {
 
-SnapShot::SnapShot(const SYSTEMTIME& time) : Id(FormatDateTime(time)), AccessTime(time) {
+SnapShot::SnapShot(const SYSTEMTIME& time) : id(FormatDateTime(time)), accessTime(time) {
     // A stream name must not hold what a file name cannot.
-    std::replace(Id.begin(), Id.end(), L':', L'_');
+    std::replace(id.begin(), id.end(), L':', L'_');
 }
 
 SnapShot::SnapShot(std::wstring_view xml) {
@@ -31,10 +31,10 @@ SnapShot::SnapShot(std::wstring_view xml, XmlAccessor& accessor) {
     }
 }
 
-SnapShot::SnapShot(std::wstring_view id, std::wstring_view accessTime, std::wstring_view alreadyRead)
-    : Id(id), AlreadyRead(alreadyRead == L"TRUE" ? 1 : 0) {
+SnapShot::SnapShot(std::wstring_view name, std::wstring_view time, std::wstring_view flag)
+    : id(name), alreadyRead(flag == L"TRUE" ? 1 : 0) {
     // A time of last year does not parse; what was read of it stays, and such a snapshot never ages.
-    (void)ParseDateTime(accessTime, AccessTime);
+    (void)ParseDateTime(time, accessTime);
 }
 
 void SnapShot::Read(std::wstring_view xml, XmlAccessor& accessor) {
@@ -43,7 +43,7 @@ void SnapShot::Read(std::wstring_view xml, XmlAccessor& accessor) {
         VORNA_LOG(LOG_TRACE, "XML not properly formatted");
         return;
     }
-    if (accessor.QueryText(L"/SnapShot/@Id", Id) != S_OK) {
+    if (accessor.QueryText(L"/SnapShot/@Id", id) != S_OK) {
         VORNA_LOG(LOG_TRACE, "Failed to get /SnapShot/@Id from input XML");
         return;
     }
@@ -55,13 +55,13 @@ void SnapShot::Read(std::wstring_view xml, XmlAccessor& accessor) {
     // Without a flag the time still counts.
     if (accessor.QueryText(L"/SnapShot/AlreadyRead", flag) != S_OK)
         VORNA_LOG(LOG_TRACE, "Failed to Get /SnapShot/AlreadyRead from input XML");
-    *this = SnapShot(std::wstring(Id), time, flag);
+    *this = SnapShot(std::wstring(id), time, flag);
 }
 
 void SnapShot::ToXML(std::wstring& xml) const {
     const ScopeTrace trace("SnapShot::ToXML");
-    xml.assign(L"<SnapShot Id=\"").append(Id).append(L"\"><AccessTime>").append(FormatDateTime(AccessTime));
-    xml.append(L"</AccessTime><AlreadyRead>").append(AlreadyRead == 1 ? L"TRUE" : L"FALSE");
+    xml.assign(L"<SnapShot Id=\"").append(id).append(L"\"><AccessTime>").append(FormatDateTime(accessTime));
+    xml.append(L"</AccessTime><AlreadyRead>").append(alreadyRead == 1 ? L"TRUE" : L"FALSE");
     xml.append(L"</AlreadyRead></SnapShot>");
 }
 

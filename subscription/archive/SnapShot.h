@@ -21,17 +21,17 @@ class SnapShot {
     // The same with an accessor that the caller has created, for reading many.
     SnapShot(std::wstring_view xml, XmlAccessor& accessor);
     // From the texts of the fields, as the XML form holds them.
-    SnapShot(std::wstring_view id, std::wstring_view accessTime, std::wstring_view alreadyRead);
+    SnapShot(std::wstring_view name, std::wstring_view time, std::wstring_view flag);
 
     // <SnapShot Id="..."><AccessTime>...</AccessTime><AlreadyRead>TRUE|FALSE</AlreadyRead></SnapShot>
     void ToXML(std::wstring& xml) const;
 
     // Also the name of the stream in the subscription's snapshot archive.
-    std::wstring Id;
+    std::wstring id;
     // Local time of the capture, later of the last retrieval.
-    SYSTEMTIME AccessTime{};
+    SYSTEMTIME accessTime{};
     // 1 once a client has read the snapshot.
-    int AlreadyRead = 0;
+    int alreadyRead = 0;
 
   private:
     void Read(std::wstring_view xml, XmlAccessor& accessor);

@@ -63,11 +63,11 @@ TEST(CreateDirectories, TakesAndRefusesPathsByTheirPieces) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.below);
         support::TestFolder folder;
-        EXPECT_EQ(c.result, VORNAUTILITY::CreateDirectories((Ansi(folder.path()) + c.below).c_str()));
+        EXPECT_EQ(c.result, VORNAUTILITY::CreateDirectories((Ansi(folder.Path()) + c.below).c_str()));
         if (c.made)
-            EXPECT_TRUE(is_directory(folder.path() / c.made));
+            EXPECT_TRUE(is_directory(folder.Path() / c.made));
         else
-            EXPECT_TRUE(is_empty(folder.path()));
+            EXPECT_TRUE(is_empty(folder.Path()));
     }
 }
 
@@ -80,19 +80,19 @@ TEST(CreateDirectories, RefusesWhatIsNoFullPathOfADrive) {
 
 TEST(CreateDirectories, AcceptsWhatExistsAndTheLongForm) {
     support::TestFolder folder;
-    const std::string inner = Ansi(folder.path() / L"inner");
+    const std::string inner = Ansi(folder.Path() / L"inner");
     EXPECT_EQ(1, VORNAUTILITY::CreateDirectories(inner.c_str()));
     EXPECT_EQ(1, VORNAUTILITY::CreateDirectories(inner.c_str()));
     EXPECT_EQ(1, VORNAUTILITY::CreateDirectories(("\\\\?\\" + inner + "\\more").c_str()));
-    EXPECT_TRUE(exists(folder.path() / L"inner\\more"));
+    EXPECT_TRUE(exists(folder.Path() / L"inner\\more"));
 
-    WriteFileIn(folder.path() / L"file");
-    EXPECT_EQ(0, VORNAUTILITY::CreateDirectories(Ansi(folder.path() / L"file").c_str()));
+    WriteFileIn(folder.Path() / L"file");
+    EXPECT_EQ(0, VORNAUTILITY::CreateDirectories(Ansi(folder.Path() / L"file").c_str()));
 }
 
 TEST(CreateDirectories, OpensTheDirectoryToEveryone) {
     support::TestFolder folder;
-    const path made = folder.path() / L"open";
+    const path made = folder.Path() / L"open";
     ASSERT_TRUE(VORNAUTILITY::SCCreateDirectory(Ansi(made).c_str()));
 
     PACL list = nullptr;
@@ -121,7 +121,7 @@ TEST(CreateDirectories, OpensTheDirectoryToEveryone) {
 
 TEST(DeleteDirectory, RemovesATreeWithReadOnlyFiles) {
     support::TestFolder folder;
-    const path tree = folder.path() / L"tree";
+    const path tree = folder.Path() / L"tree";
     create_directories(tree / L"one" / L"two");
     WriteFileIn(tree / L"top", FILE_ATTRIBUTE_READONLY);
     WriteFileIn(tree / L"one" / L"two" / L"deep", FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
@@ -132,43 +132,43 @@ TEST(DeleteDirectory, RemovesATreeWithReadOnlyFiles) {
 
 TEST(DeleteDirectory, RemovesWhatCreateDirectoriesMadeHoweverDeep) {
     support::TestFolder folder;
-    std::string deep = Ansi(folder.path() / L"tree");
+    std::string deep = Ansi(folder.Path() / L"tree");
     while (deep.size() < 480)
         deep += "\\piece-of-a-path";
     ASSERT_EQ(1, VORNAUTILITY::CreateDirectories(deep.c_str()));
-    EXPECT_TRUE(VORNAUTILITY::DeleteDirectory(Ansi(folder.path() / L"tree").c_str(), true));
-    EXPECT_TRUE(is_empty(folder.path()));
+    EXPECT_TRUE(VORNAUTILITY::DeleteDirectory(Ansi(folder.Path() / L"tree").c_str(), true));
+    EXPECT_TRUE(is_empty(folder.Path()));
 }
 
 TEST(DeleteDirectory, StopsAtASubdirectoryWithoutRecurse) {
     support::TestFolder folder;
-    create_directories(folder.path() / L"tree" / L"one");
-    create_directories(folder.path() / L"flat");
-    WriteFileIn(folder.path() / L"flat" / L"file");
-    EXPECT_FALSE(VORNAUTILITY::DeleteDirectory(Ansi(folder.path() / L"tree").c_str(), false));
-    EXPECT_TRUE(exists(folder.path() / L"tree" / L"one"));
-    EXPECT_TRUE(VORNAUTILITY::DeleteDirectory(Ansi(folder.path() / L"flat").c_str(), false));
-    EXPECT_FALSE(exists(folder.path() / L"flat"));
+    create_directories(folder.Path() / L"tree" / L"one");
+    create_directories(folder.Path() / L"flat");
+    WriteFileIn(folder.Path() / L"flat" / L"file");
+    EXPECT_FALSE(VORNAUTILITY::DeleteDirectory(Ansi(folder.Path() / L"tree").c_str(), false));
+    EXPECT_TRUE(exists(folder.Path() / L"tree" / L"one"));
+    EXPECT_TRUE(VORNAUTILITY::DeleteDirectory(Ansi(folder.Path() / L"flat").c_str(), false));
+    EXPECT_FALSE(exists(folder.Path() / L"flat"));
 }
 
 TEST(DeleteDirectory, StopsAtAFileInUse) {
     support::TestFolder folder;
-    create_directories(folder.path() / L"tree");
-    const path file = folder.path() / L"tree" / L"file";
+    create_directories(folder.Path() / L"tree");
+    const path file = folder.Path() / L"tree" / L"file";
     vorna::unique_file held(CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
     ASSERT_TRUE(held);
-    EXPECT_FALSE(VORNAUTILITY::DeleteDirectory(Ansi(folder.path() / L"tree").c_str(), true));
+    EXPECT_FALSE(VORNAUTILITY::DeleteDirectory(Ansi(folder.Path() / L"tree").c_str(), true));
     EXPECT_TRUE(exists(file));
 }
 
 TEST(DeleteDirectory, RefusesRootsDetoursAndWhatIsNotThere) {
     support::TestFolder folder;
-    create_directories(folder.path() / L"kept");
-    create_directories(folder.path() / L"other");
-    const std::string base = Ansi(folder.path());
+    create_directories(folder.Path() / L"kept");
+    create_directories(folder.Path() / L"other");
+    const std::string base = Ansi(folder.Path());
     EXPECT_FALSE(VORNAUTILITY::DeleteDirectory((base + "\\missing").c_str(), true));
     EXPECT_FALSE(VORNAUTILITY::DeleteDirectory((base + "\\other\\..\\kept").c_str(), true));
-    EXPECT_TRUE(exists(folder.path() / L"kept"));
+    EXPECT_TRUE(exists(folder.Path() / L"kept"));
     for (const char* bad : {"", "C:", "C:\\", "\\\\?\\C:\\", "relative"})
         EXPECT_FALSE(VORNAUTILITY::DeleteDirectory(bad, true)) << bad;
     EXPECT_FALSE(VORNAUTILITY::DeleteDirectory(nullptr, true));
@@ -204,7 +204,7 @@ class Link {
     Link(const Link&) = delete;
     Link& operator=(const Link&) = delete;
 
-    bool exists() const { return GetFileAttributesW(link_.c_str()) != INVALID_FILE_ATTRIBUTES; }
+    bool Exists() const { return GetFileAttributesW(link_.c_str()) != INVALID_FILE_ATTRIBUTES; }
 
   private:
     void RunOnHost(const std::string& what, bool there) {
@@ -217,7 +217,7 @@ class Link {
         vorna::unique_handle handle(process.hProcess);
         vorna::unique_handle thread(process.hThread);
         // A program of the host has no handle to wait for.
-        for (int i = 0; i < 500 && exists() != there; ++i)
+        for (int i = 0; i < 500 && Exists() != there; ++i)
             Sleep(10);
     }
 
@@ -227,14 +227,14 @@ class Link {
 
 TEST(DeleteDirectory, NeverFollowsALinkOutOfTheTree) {
     support::TestFolder folder;
-    const path outside = folder.path() / L"outside";
-    const path tree = folder.path() / L"tree";
+    const path outside = folder.Path() / L"outside";
+    const path tree = folder.Path() / L"tree";
     create_directories(outside / L"empty");
     create_directories(tree / L"inner");
     WriteFileIn(outside / L"kept");
     const Link full(tree / L"inner" / L"link", outside);
     const Link empty(tree / L"another", outside / L"empty");
-    if (!full.exists() || !empty.exists())
+    if (!full.Exists() || !empty.Exists())
         GTEST_SKIP() << "no links here";
     // Where the system cannot open the link itself, the deletion fails instead of following it.
     const bool deleted = VORNAUTILITY::DeleteDirectory(Ansi(tree).c_str(), true);
@@ -246,14 +246,14 @@ TEST(DeleteDirectory, NeverFollowsALinkOutOfTheTree) {
 
 TEST(DeleteDirectory, RemovesALinkThatItIsGivenAndNotItsTarget) {
     support::TestFolder folder;
-    const path outside = folder.path() / L"outside";
+    const path outside = folder.Path() / L"outside";
     create_directories(outside);
     WriteFileIn(outside / L"kept");
-    const Link link(folder.path() / L"link", outside);
-    if (!link.exists())
+    const Link link(folder.Path() / L"link", outside);
+    if (!link.Exists())
         GTEST_SKIP() << "no links here";
-    const bool deleted = VORNAUTILITY::DeleteDirectory(Ansi(folder.path() / L"link").c_str(), true);
-    EXPECT_EQ(deleted, !link.exists());
+    const bool deleted = VORNAUTILITY::DeleteDirectory(Ansi(folder.Path() / L"link").c_str(), true);
+    EXPECT_EQ(deleted, !link.Exists());
     EXPECT_TRUE(deleted || IsWine());
     EXPECT_TRUE(exists(outside / L"kept"));
 }

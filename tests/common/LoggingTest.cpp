@@ -52,7 +52,7 @@ class LoggingTest : public testing::Test {
             StopLogging();
     }
 
-    std::filesystem::path Log() const { return folder_.path() / "a.log"; }
+    std::filesystem::path Log() const { return folder_.Path() / "a.log"; }
     void Configure(const std::string& value) {
         // First the old value goes, or its end would undo the new one.
         value_.reset();
@@ -119,7 +119,7 @@ TEST_F(LoggingTest, ARunningTargetStays) {
     EXPECT_EQ(4u, Start("debug,8")) << "the running level is reported";
     LogMessage(4, "first");
     StopLogging();
-    EXPECT_EQ(0u, logging_level) << "the start with another mode counted a user";
+    EXPECT_EQ(0u, loggingLevel) << "the start with another mode counted a user";
     EXPECT_THAT(Lines(), ElementsAre(" ---Start Logging---", "first"));
     EXPECT_THAT(debugger.Texts(), ElementsAre());
 }
@@ -156,24 +156,24 @@ TEST_F(LoggingTest, DebuggerLinesHaveNoDate) {
 TEST_F(LoggingTest, ConsoleLinesGoToTheStandardOutput) {
     HANDLE before = GetStdHandle(STD_OUTPUT_HANDLE);
     unique_file file(
-        CreateFileW((folder_.path() / "out").c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW, 0, nullptr));
+        CreateFileW((folder_.Path() / "out").c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW, 0, nullptr));
     SetStdHandle(STD_OUTPUT_HANDLE, file.get());
     Start("console,4");
     LogMessage(2, "text");
     SetStdHandle(STD_OUTPUT_HANDLE, before);
     EXPECT_EQ("VORNATEST.Logging:: ---Start Logging---\r\nVORNATEST.Logging::text\r\n",
-              ReadAll(folder_.path() / "out"));
+              ReadAll(folder_.Path() / "out"));
 }
 
 TEST_F(LoggingTest, AFileThatCannotBeOpenedLeavesLoggingOff) {
-    EXPECT_EQ(0u, Start("file," + folder_.path().string() + "\\none\\a.log,8"));
+    EXPECT_EQ(0u, Start("file," + folder_.Path().string() + "\\none\\a.log,8"));
     EXPECT_EQ(8u, StartFile("8")) << "a later start finds a usable file";
 }
 
 TEST_F(LoggingTest, WithoutATargetOnlyLevelZeroIsKept) {
     // The file lies in the root of the current drive.
     const auto directory = std::filesystem::current_path();
-    std::filesystem::current_path(folder_.path());
+    std::filesystem::current_path(folder_.Path());
     const std::filesystem::path fallback = "\\qxv-event.log";
     const std::string before = ReadAll(fallback);
     LogMessage(1, "dropped");
@@ -186,7 +186,7 @@ TEST_F(LoggingTest, WithoutATargetOnlyLevelZeroIsKept) {
     std::filesystem::current_path(directory);
     EXPECT_TRUE(std::regex_match(text, std::regex("[^\n]*/0\\] [^\n]*::kept 1\r\n[^\n]*/0\\] [^\n]*::kept 2\r\n")))
         << text;
-    EXPECT_EQ(0u, logging_level);
+    EXPECT_EQ(0u, loggingLevel);
 }
 
 TEST_F(LoggingTest, AFailedWriteTurnsToTheDebuggerForGood) {
@@ -259,7 +259,7 @@ TEST_F(LoggingTest, TrimKeepsTheLastWholeLines) {
         StartFile(std::string(expected.kilobytes) + ",1");
         StopLogging();
         EXPECT_EQ(expected.after, ReadAll(Log()));
-        EXPECT_EQ(0u, logging_level);
+        EXPECT_EQ(0u, loggingLevel);
     }
 }
 
@@ -309,9 +309,9 @@ TEST_F(LoggingTest, ConcurrentFirstStartsShareOneTarget) {
         EXPECT_EQ(1, std::count(lines.begin(), lines.end(), " ---Start Logging---"));
         for (int user = 0; user < 5; ++user)
             StopLogging();
-        EXPECT_EQ(4u, logging_level);
+        EXPECT_EQ(4u, loggingLevel);
         StopLogging();
-        EXPECT_EQ(0u, logging_level);
+        EXPECT_EQ(0u, loggingLevel);
         threads.clear();
         DWORD left = 0;
         GetProcessHandleCount(GetCurrentProcess(), &left);
@@ -335,7 +335,7 @@ TEST_F(LoggingTest, LinesOfOneThreadSurviveStartsAndStopsOfAnother) {
     }
     end = true;
     writer.join();
-    EXPECT_EQ(0u, logging_level);
+    EXPECT_EQ(0u, loggingLevel);
     for (const std::string& line : Lines())
         ASSERT_EQ("a line that is written whole or not at all", line);
 }
@@ -449,10 +449,10 @@ TEST(LogConfigurationTest, Values) {
 }
 
 TEST(LogConfigurationTest, PlacesInTheirOrder) {
-    constexpr wchar_t product[] = L"SOFTWARE\\Ostrevane\\QXKeldan";
+    constexpr wchar_t PRODUCT[] = L"SOFTWARE\\Ostrevane\\QXKeldan";
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, KEY);
     LogConfiguration configuration;
-    support::RegistryValue last(product, L"Logging", L"debug,1");
+    support::RegistryValue last(PRODUCT, L"Logging", L"debug,1");
     EXPECT_TRUE(configuration.Read(PROGRAM));
     EXPECT_EQ(1, configuration.level) << "without the key, the value of the key above counts";
     {

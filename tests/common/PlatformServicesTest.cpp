@@ -45,7 +45,7 @@ class PlatformServicesTest : public testing::Test {
                                                      L"file," + Log().wstring() + L"," + std::to_wstring(level));
         StartLogging("VORNATEST.Services");
     }
-    std::filesystem::path Log() const { return folder_.path() / "a.log"; }
+    std::filesystem::path Log() const { return folder_.Path() / "a.log"; }
     std::vector<std::string> Lines() const {
         std::vector<std::string> lines;
         std::ifstream file(Log(), std::ios::binary);
@@ -134,7 +134,7 @@ TEST_F(PlatformServicesTest, AModuleThatDoesNotRegisterIsReported) {
     EXPECT_FALSE(CPComPtr<>::RegisterComponent(module.c_str(), true));
     Server("fault");
     EXPECT_FALSE(CPComPtr<>::RegisterComponent(module.c_str(), true));
-    EXPECT_FALSE(CPComPtr<>::RegisterComponent((folder_.path() / "none.DLL").c_str(), true));
+    EXPECT_FALSE(CPComPtr<>::RegisterComponent((folder_.Path() / "none.DLL").c_str(), true));
     EXPECT_FALSE(CPComPtr<>::RegisterComponent(L"kernel32.dll", true));
     EXPECT_THAT(Lines(), ElementsAre(REGISTER + ("COM Registration Failed!!! | module=" + name),
                                      REGISTER + ("DLL COM Registration Threw an Exception!!! | module=" + name),
@@ -145,7 +145,7 @@ TEST_F(PlatformServicesTest, AModuleThatDoesNotRegisterIsReported) {
 TEST_F(PlatformServicesTest, AProgramRegistersItself) {
     LogAt(2);
     // In a folder with a blank, in another letter case.
-    const auto folder = folder_.path() / "a b";
+    const auto folder = folder_.Path() / "a b";
     std::filesystem::create_directory(folder);
     std::filesystem::copy_file(support::BinFolder() / "test_registrar.exe", folder / "R.EXE");
     EXPECT_TRUE(CPComPtr<>::RegisterComponent((folder / "R.EXE").c_str(), true));

@@ -243,7 +243,7 @@ TEST_F(SparseDocument, NodesThatCannotBeMountedLeaveTheTarget) {
 // What is logged at trace level while the object lives.
 std::vector<std::string> Logged(std::wstring_view xml, std::wstring_view xpath) {
     support::TestFolder folder;
-    const auto file = folder.path() / "a.log";
+    const auto file = folder.Path() / "a.log";
     support::RegistryValue value(L"SOFTWARE\\Ostrevane\\QXKeldan\\Logging", L"VORNATEST.Sparse",
                                  L"file," + file.wstring() + L",4");
     StartLogging("VORNATEST.Sparse");

@@ -16,7 +16,7 @@ class LiveEvents : public LivePlatform {
     LiveEvents() : LivePlatform(L"gauge") {}
     void SetUp() override {
         LivePlatform::SetUp();
-        watch_.emplace(folder_.path());
+        watch_.emplace(folder_.Path());
     }
     void TearDown() override {
         watch_.reset();
@@ -71,7 +71,7 @@ TEST_F(LiveEvents, OnlyTheRightDoorIsArchived) {
     for (const wchar_t* id : {L"First", L"Second"})
         EXPECT_HR(S_OK, SetData(DoorDocument(id, L"1", L"", L"OFF")));
     EXPECT_EQ(0, Raise(L"1", L"4712")) << "nobody is registered any more";
-    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "Archives" / "machine"));
+    EXPECT_FALSE(std::filesystem::exists(folder_.Path() / "Archives" / "machine"));
 }
 
 TEST_F(LiveEvents, ThresholdFiresResetsAndFiresAgain) {
@@ -152,7 +152,7 @@ TEST_F(LiveEvents, AgedArchiveStaysReadableAndComesBack) {
     EXPECT_EQ(1, Raise(L"1", L"before"));
     ASSERT_TRUE(WaitForSnapshots(L"Short", 1));
     ASSERT_HR(S_OK, SetData(DoorDocument(L"Short", L"1", L"<Aging>P0Y0M0DT0H0M1S</Aging>")));
-    const std::wstring vornaId = Record(L"Short").VornaId;
+    const std::wstring vornaId = Record(L"Short").vornaId;
     std::wstring endDate;
     ASSERT_HR(S_OK, SubscriptionPersistance().GetEndDateForSubscription(vornaId, endDate));
     while (!Subscription::HasReachedEnd(endDate))
@@ -180,5 +180,5 @@ TEST_F(LiveEvents, RefusedTriggersLeaveNothing) {
                           &text));
         EXPECT_EQ(L"Failed to subscribe with ZEB's EventAccess component", text);
     }
-    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "Archives"));
+    EXPECT_FALSE(std::filesystem::exists(folder_.Path() / "Archives"));
 }

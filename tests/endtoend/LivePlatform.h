@@ -74,7 +74,7 @@ class LivePlatform : public testing::Test {
     void SetUp() override {
         support::RegisterPlatform();
         StopHost();
-        support::InstallComponent(folder_.path());
+        support::InstallComponent(folder_.Path());
         com_ptr<IZEBServiceFactory> factory;
         ASSERT_HR(S_OK, PlatformServices::CreateInstance(PROGID_SERVICE_FACTORY, nullptr, factory));
         ASSERT_HR(S_OK,
@@ -112,34 +112,34 @@ class LivePlatform : public testing::Test {
     }
     std::vector<std::wstring> Ids(const std::wstring& id) {
         std::vector<std::wstring> ids;
-        for (const SnapShot& snapShot : Record(id).SnapShots)
-            ids.push_back(snapShot.Id);
+        for (const SnapShot& snapShot : Record(id).snapShots)
+            ids.push_back(snapShot.id);
         return ids;
     }
     // Every snapshot of the index can be read and holds the text, and there are no others. Each of so many captures
     // that were cut off may have left an entry whose stream was never written.
     void ExpectWhole(const std::wstring& id, std::wstring_view text, size_t cutOff = 0) {
         const SubscriptionRecord record = Record(id);
-        SamAccessor archive(SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId));
+        SamAccessor archive(SnapshotArchivePath(record.archiveDirectory, record.subscriptionId));
         size_t readable = 0;
-        for (const SnapShot& snapShot : record.SnapShots) {
+        for (const SnapShot& snapShot : record.snapShots) {
             bstr data;
-            archive.SetFileName(snapShot.Id);
+            archive.SetFileName(snapShot.id);
             const HRESULT read = archive.getStreamFromArchive(data);
             if (read == HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND))
                 continue;
             ++readable;
-            EXPECT_HR(S_OK, read) << support::Narrow(snapShot.Id);
+            EXPECT_HR(S_OK, read) << support::Narrow(snapShot.id);
             EXPECT_NE(std::wstring_view::npos, data.view().find(text));
         }
-        EXPECT_LE(record.SnapShots.size(), readable + cutOff);
+        EXPECT_LE(record.snapShots.size(), readable + cutOff);
         long count = 0;
         EXPECT_HR(S_OK, archive.getNumberOfFilesInArchive(count));
         EXPECT_EQ(static_cast<long>(readable), count);
     }
     void KillHost() {
         DWORD id = 0;
-        std::ifstream(folder_.path() / "host.pid") >> id;
+        std::ifstream(folder_.Path() / "host.pid") >> id;
         unique_handle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
         ASSERT_TRUE(process);
         ASSERT_TRUE(TerminateProcess(process.get(), 9));
@@ -150,7 +150,7 @@ class LivePlatform : public testing::Test {
     // The service's path, with a backslash at its end.
     const std::wstring path_;
     support::TestFolder folder_;
-    support::PlatformData data_{folder_.path()};
+    support::PlatformData data_{folder_.Path()};
     com_ptr<IUnknown> service_;
 };
 

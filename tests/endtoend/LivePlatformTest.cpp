@@ -21,7 +21,7 @@ std::wstring Document(std::wstring_view id, std::wstring_view collect, int secon
 TEST_F(LivePlatform, SnapshotsAreCapturedWhileNobodyWatches) {
     ASSERT_HR(S_OK, SetData(Document(L"Mem", L"ON", 1)));
     ASSERT_HR(S_OK, SetData(Document(L"Other", L"ON", 3600)));
-    FolderWatch watch(folder_.path());
+    FolderWatch watch(folder_.Path());
     EXPECT_TRUE(watch.WaitUntil([&] { return Ids(L"Mem").size() >= 4; }));
     const std::wstring document = GetData(L"/Archive[@ID='Mem']//Total");
     EXPECT_EQ(0u, document.find(L"<Archive><ArchiveData ID=\"Mem\"><Snapshot id=\"1\" timestamp=\""));
@@ -35,14 +35,14 @@ TEST_F(LivePlatform, SnapshotsAreCapturedWhileNobodyWatches) {
 
     EXPECT_HR(S_OK, SetData(Document(L"Mem", L"OFF", 1)));
     EXPECT_HR(S_OK, SetData(Document(L"Other", L"OFF", 1)));
-    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "Archives" / "machine"));
+    EXPECT_FALSE(std::filesystem::exists(folder_.Path() / "Archives" / "machine"));
 }
 
 TEST_F(LivePlatform, KilledHostLosesNothing) {
     const std::wstring more = L"<DataManagement><MaxStorageSize Units=\"NUMFILES\">1000</MaxStorageSize>"
                               L"</DataManagement>";
     ASSERT_HR(S_OK, SetData(Document(L"Mem", L"ON", 1, more)));
-    FolderWatch watch(folder_.path());
+    FolderWatch watch(folder_.Path());
     std::vector<std::wstring> before;
     for (int round = 0; round < 3; ++round) {
         const size_t enough = before.size() + 2;
@@ -82,7 +82,7 @@ TEST(Child, DISABLED_Captures) {
 TEST_F(LivePlatform, TwoProcessesOnOneArchive) {
     const std::wstring more = L"<DataManagement><MaxStorageSize Units=\"NUMFILES\">3</MaxStorageSize></DataManagement>";
     ASSERT_HR(S_OK, SetData(Document(L"Two", L"ON", 3600, more)));
-    SetEnvironmentVariableW(L"VORNA_CHILD_ID", Record(L"Two").SubscriptionId.c_str());
+    SetEnvironmentVariableW(L"VORNA_CHILD_ID", Record(L"Two").subscriptionId.c_str());
     wchar_t program[MAX_PATH];
     GetModuleFileNameW(nullptr, program, MAX_PATH);
     std::vector<unique_handle> children;

@@ -48,11 +48,11 @@ class ScriptedService : public vorna::dispatch_object<ScriptedService, IZEBServi
 
 } // namespace
 
-Scripts& scripts() {
+Scripts& CurrentScripts() {
     return current;
 }
 void ResetScripts() {
-    current = Scripts();
+    current = CurrentScripts();
 }
 
 STDMETHODIMP ScriptedTimer::GetTicket(BSTR* ticket) {

@@ -17,18 +17,18 @@ namespace fakes {
 
 // Points a ProgID at a class of the test's own.
 template <typename Class>
-class installed_class {
+class InstalledClass {
   public:
-    explicit installed_class(const wchar_t* progId)
+    explicit InstalledClass(const wchar_t* progId)
         : clsid_(NewGuid()), progId_(L"SOFTWARE\\Classes\\" + std::wstring(progId) + L"\\CLSID", L"", Text(clsid_)) {
         vorna::com_ptr<IUnknown> factory;
         vorna::get_class_factory<Class>(IID_IUnknown, factory.put_void());
         EXPECT_HR(S_OK,
                   CoRegisterClassObject(clsid_, factory.get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie_));
     }
-    ~installed_class() { CoRevokeClassObject(cookie_); }
-    installed_class(const installed_class&) = delete;
-    installed_class& operator=(const installed_class&) = delete;
+    ~InstalledClass() { CoRevokeClassObject(cookie_); }
+    InstalledClass(const InstalledClass&) = delete;
+    InstalledClass& operator=(const InstalledClass&) = delete;
 
   private:
     static GUID NewGuid() {
@@ -95,7 +95,7 @@ struct Scripts {
     AggregatorScript aggregator;
     ArchiveScript archive;
 };
-Scripts& scripts();
+Scripts& CurrentScripts();
 void ResetScripts();
 
 class ScriptedTimer : public vorna::dispatch_object<ScriptedTimer, IZEBTimer> {

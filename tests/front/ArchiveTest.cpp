@@ -25,23 +25,23 @@ class ArchiveTest : public ComponentTest {
         SYSTEMTIME then;
         FileTimeToSystemTime(&file, &then);
         SnapShot snapShot(then);
-        snapShot.AlreadyRead = read ? 1 : 0;
+        snapShot.alreadyRead = read ? 1 : 0;
         ASSERT_HR(S_OK,
-                  SubscriptionPersistance().AddSnapShot(record.ArchiveDirectory, record.SubscriptionId, snapShot));
-        SamAccessor archive(SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId), snapShot.Id);
+                  SubscriptionPersistance().AddSnapShot(record.archiveDirectory, record.subscriptionId, snapShot));
+        SamAccessor archive(SnapshotArchivePath(record.archiveDirectory, record.subscriptionId), snapShot.id);
         ASSERT_HR(S_OK, archive.addStreamToArchive(data));
     }
     long Streams(const SubscriptionRecord& record) {
         long count = -1;
-        SamAccessor archive(SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId));
+        SamAccessor archive(SnapshotArchivePath(record.archiveDirectory, record.subscriptionId));
         EXPECT_HR(S_OK, archive.getNumberOfFilesInArchive(count));
         return count;
     }
     // A subscription without the first capture.
     SubscriptionRecord Subscribe(std::wstring_view id, std::wstring_view more = L"") {
-        fakes::scripts().aggregator.result = S_FALSE;
+        fakes::CurrentScripts().aggregator.result = S_FALSE;
         EXPECT_HR(S_OK, SetData(Document(id, L"ON", more)).result);
-        fakes::scripts().aggregator.result = S_OK;
+        fakes::CurrentScripts().aggregator.result = S_OK;
         return Record(id);
     }
     static std::wstring Limit(std::wstring_view inner) {
@@ -51,7 +51,7 @@ class ArchiveTest : public ComponentTest {
         SubscriptionList list;
         (void)SubscriptionPersistance().GetSubscriptionsList(list);
         return static_cast<size_t>(
-            std::count_if(list.begin(), list.end(), [](const SubscriptionListEntry& entry) { return entry.Valid; }));
+            std::count_if(list.begin(), list.end(), [](const SubscriptionListEntry& entry) { return entry.valid; }));
     }
 };
 
@@ -61,26 +61,26 @@ TEST_F(ArchiveTest, FromTheFirstCaptureToNothingLeft) {
     EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
     EXPECT_HR(S_OK, SetData(Document(L"A2")).result);
     // Two registrations and one maintenance timer.
-    EXPECT_EQ(3u, fakes::scripts().timer.schedules.size());
+    EXPECT_EQ(3u, fakes::CurrentScripts().timer.schedules.size());
     const SubscriptionRecord record = Record(L"A1");
-    ASSERT_EQ(1u, record.SnapShots.size());
-    EXPECT_NE(std::wstring::npos, record.ServiceXml.find(L"<friendlyName>Press &amp; Co &lt;7&gt;</friendlyName>"));
+    ASSERT_EQ(1u, record.snapShots.size());
+    EXPECT_NE(std::wstring::npos, record.serviceXml.find(L"<friendlyName>Press &amp; Co &lt;7&gt;</friendlyName>"));
 
     const Answer answer = GetData(L"/Archive[@ID='A1']/Data/V");
     ASSERT_HR(S_OK, answer.result);
     EXPECT_EQ(UNTOUCHED, answer.text);
     EXPECT_EQ(0u, answer.document.find(L"<Archive><ArchiveData ID=\"A1\"><Snapshot id=\"1\" timestamp=\"20"));
     EXPECT_NE(std::wstring::npos, answer.document.find(L"\"><Data><V>1</V></Data></Snapshot></ArchiveData></Archive>"));
-    EXPECT_EQ(1, Record(L"A1").SnapShots.front().AlreadyRead);
+    EXPECT_EQ(1, Record(L"A1").snapShots.front().alreadyRead);
 
     // The other archive of the service outlives the first.
     EXPECT_HR(S_OK, SetData(Document(L"A1", L"OFF")).result);
     EXPECT_HR(RESULT_NO_SUBSCRIPTION, GetData(L"/Archive[@ID='A1']/*").result);
     EXPECT_HR(S_OK, GetData(L"/Archive[@ID='A2']/*").result);
-    EXPECT_EQ(2u, fakes::scripts().timer.schedules.size());
+    EXPECT_EQ(2u, fakes::CurrentScripts().timer.schedules.size());
     EXPECT_HR(S_OK, SetData(L"<Archive ID=\"A2\"><Collect>OFF</Collect></Archive>").result);
-    EXPECT_TRUE(fakes::scripts().timer.schedules.empty());
-    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "Archives"));
+    EXPECT_TRUE(fakes::CurrentScripts().timer.schedules.empty());
+    EXPECT_FALSE(std::filesystem::exists(folder_.Path() / "Archives"));
     EXPECT_EQ(1u, FilesLeft()) << "only the persist archive, with its records of the past";
 }
 
@@ -98,8 +98,8 @@ TEST_F(ArchiveTest, FailedRegistrationsLeaveNothing) {
         HRESULT result;
         const wchar_t* text;
     };
-    auto& timer = fakes::scripts().timer;
-    auto& archive = fakes::scripts().archive;
+    auto& timer = fakes::CurrentScripts().timer;
+    auto& archive = fakes::CurrentScripts().archive;
     const Case cases[] = {
         {"refused", [&] { timer.subscribe = {E_ACCESSDENIED}; }, RESULT_TIMER_REGISTRATION,
          L"Failed to register with ZEB's timer component"},
@@ -144,11 +144,11 @@ TEST_F(ArchiveTest, FailedRegistrationsLeaveNothing) {
 
 TEST_F(ArchiveTest, StaleTicketIsReplacedOnce) {
     EXPECT_HR(S_OK, SetData(Document(L"A0")).result);
-    fakes::scripts().timer.subscribe = {PLATFORM_TICKET_STALE};
+    fakes::CurrentScripts().timer.subscribe = {PLATFORM_TICKET_STALE};
     EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
     std::wstring clientId;
     EXPECT_HR(S_OK, SubscriptionPersistance().GetClientID(clientId));
-    EXPECT_EQ(L"ticket-" + std::to_wstring(fakes::scripts().timer.tickets), clientId);
+    EXPECT_EQ(L"ticket-" + std::to_wstring(fakes::CurrentScripts().timer.tickets), clientId);
 }
 
 TEST_F(ArchiveTest, DirectoryThatCannotBeMade) {
@@ -158,14 +158,14 @@ TEST_F(ArchiveTest, DirectoryThatCannotBeMade) {
     const Answer answer = SetData(Document(L"A1"), service.get());
     EXPECT_HR(E_FAIL, answer.result);
     EXPECT_EQ(L"Directory creation failed", answer.text);
-    EXPECT_TRUE(fakes::scripts().timer.schedules.empty());
+    EXPECT_TRUE(fakes::CurrentScripts().timer.schedules.empty());
     EXPECT_EQ(0u, FilesLeft());
 }
 
 TEST_F(ArchiveTest, AggregatorWithoutDataStillGivesASubscription) {
     for (HRESULT result : {S_FALSE, E_FAIL, S_OK}) {
-        fakes::scripts().aggregator.result = result;
-        fakes::scripts().aggregator.data.clear();
+        fakes::CurrentScripts().aggregator.result = result;
+        fakes::CurrentScripts().aggregator.data.clear();
         EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
         const Answer answer = GetData(L"/Archive[@ID='A1']/*");
         EXPECT_HR(E_FAIL, answer.result);
@@ -181,28 +181,28 @@ TEST_F(ArchiveTest, RenewalOfALostRegistrationKeepsEverySnapshot) {
     for (int minutes = 3; minutes > 0; --minutes)
         Capture(before, minutes, L"<Data><V>" + std::to_wstring(minutes) + L"</V></Data>");
     for (HRESULT answer : {S_OK, PLATFORM_ID_UNKNOWN, PLATFORM_ID_EXPIRED}) {
-        fakes::scripts().timer.modify = {answer};
+        fakes::CurrentScripts().timer.modify = {answer};
         EXPECT_HR(S_OK, SetData(Document(L"A1", L"ON", L"<Aging>P2Y0M0DT0H0M0S</Aging>")).result);
         const SubscriptionRecord after = Record(L"A1");
-        EXPECT_EQ(before.VornaId, after.VornaId);
-        EXPECT_EQ(answer == S_OK, after.SubscriptionId == before.SubscriptionId);
-        EXPECT_EQ(3u, after.SnapShots.size());
+        EXPECT_EQ(before.vornaId, after.vornaId);
+        EXPECT_EQ(answer == S_OK, after.subscriptionId == before.subscriptionId);
+        EXPECT_EQ(3u, after.snapShots.size());
         EXPECT_EQ(3, Streams(after));
-        EXPECT_NE(std::wstring::npos, after.SubscriptionText.find(L"<Aging>P2Y0M0DT0H0M0S</Aging>"));
+        EXPECT_NE(std::wstring::npos, after.subscriptionText.find(L"<Aging>P2Y0M0DT0H0M0S</Aging>"));
         std::wstring end;
-        EXPECT_HR(S_OK, SubscriptionPersistance().GetEndDateForSubscription(after.VornaId, end));
+        EXPECT_HR(S_OK, SubscriptionPersistance().GetEndDateForSubscription(after.vornaId, end));
         EXPECT_EQ(std::to_wstring(LocalNow().wYear + 2), end.substr(0, 4));
     }
     EXPECT_EQ(3u, FilesLeft()) << "one persist, one configuration, one snapshot archive";
     // A modification that the timer refuses for another reason changes nothing.
-    fakes::scripts().timer.modify = {E_ACCESSDENIED};
+    fakes::CurrentScripts().timer.modify = {E_ACCESSDENIED};
     EXPECT_HR(E_ACCESSDENIED, SetData(Document(L"A1")).result);
-    EXPECT_EQ(3u, Record(L"A1").SnapShots.size());
+    EXPECT_EQ(3u, Record(L"A1").snapShots.size());
 }
 
 TEST_F(ArchiveTest, RefusedUnregistrationInvalidatesAllTheSame) {
     EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
-    fakes::scripts().timer.unsubscribe = {E_ACCESSDENIED};
+    fakes::CurrentScripts().timer.unsubscribe = {E_ACCESSDENIED};
     const Answer answer = SetData(Document(L"A1", L"OFF"));
     EXPECT_HR(E_ACCESSDENIED, answer.result);
     EXPECT_EQ(L"Subscription has been invalidated", answer.text);
@@ -215,7 +215,7 @@ TEST_F(ArchiveTest, WithoutDataManagementTheNewestSixStay) {
         Capture(record, minutes * 600, L"<Data><V>" + std::to_wstring(minutes) + L"</V></Data>");
     EXPECT_HR(S_OK, Tick(record).result);
     const SubscriptionRecord after = Record(L"A1");
-    ASSERT_EQ(6u, after.SnapShots.size());
+    ASSERT_EQ(6u, after.snapShots.size());
     EXPECT_EQ(6, Streams(after));
     const Answer answer = GetData(L"/Archive[@ID='A1']/Data");
     EXPECT_EQ(std::wstring::npos, answer.document.find(L"<V>6</V>")) << "the oldest went";
@@ -227,13 +227,13 @@ TEST_F(ArchiveTest, SizeLimitShrinksTheArchiveBelowIt) {
     const SubscriptionRecord record = Subscribe(L"A1", Limit(L"<MaxStorageSize Units=\"KB\">100</MaxStorageSize>"));
     for (int minutes = 8; minutes > 0; --minutes)
         Capture(record, minutes, L"<Data>" + std::wstring(20000, L'x') + L"</Data>");
-    const std::wstring path = SnapshotArchivePath(record.ArchiveDirectory, record.SubscriptionId);
+    const std::wstring path = SnapshotArchivePath(record.archiveDirectory, record.subscriptionId);
     ASSERT_GT(std::filesystem::file_size(path), 200u * 1024);
     EXPECT_HR(S_OK, Tick(record).result);
     EXPECT_LT(std::filesystem::file_size(path), 100u * 1024);
     const SubscriptionRecord after = Record(L"A1");
-    EXPECT_EQ(static_cast<long>(after.SnapShots.size()), Streams(after));
-    EXPECT_GE(after.SnapShots.size(), 1u);
+    EXPECT_EQ(static_cast<long>(after.snapShots.size()), Streams(after));
+    EXPECT_GE(after.snapShots.size(), 1u);
 }
 
 TEST_F(ArchiveTest, LifetimesRunFromTheCaptureAndFromTheLastRead) {
@@ -251,18 +251,18 @@ TEST_F(ArchiveTest, LifetimesRunFromTheCaptureAndFromTheLastRead) {
     EXPECT_EQ(std::wstring::npos, answer.document.find(L"too old"));
     EXPECT_NE(std::wstring::npos, answer.document.find(L"<Data>unread</Data>"));
     EXPECT_EQ(2, Streams(record));
-    EXPECT_EQ(2u, Record(L"A1").SnapShots.size());
+    EXPECT_EQ(2u, Record(L"A1").snapShots.size());
 }
 
 TEST_F(ArchiveTest, FailedAddTakesItsRecordBack) {
     const SubscriptionRecord record = Subscribe(L"A1");
     Capture(record, 5, L"<Data>old</Data>");
-    fakes::scripts().archive.answer = [](auto& operation, auto& stream) {
+    fakes::CurrentScripts().archive.answer = [](auto& operation, auto& stream) {
         return operation == L"add" && stream.starts_with(L"20") ? HRESULT_FROM_WIN32(ERROR_DISK_FULL) : S_OK;
     };
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_DISK_FULL), Tick(record).result);
-    fakes::scripts().archive.answer = nullptr;
-    EXPECT_EQ(1u, Record(L"A1").SnapShots.size());
+    fakes::CurrentScripts().archive.answer = nullptr;
+    EXPECT_EQ(1u, Record(L"A1").snapShots.size());
     EXPECT_EQ(1, Streams(record));
 }
 
@@ -272,22 +272,22 @@ TEST_F(ArchiveTest, NothingSelectedMarksNothingRead) {
     const Answer answer = GetData(L"/Archive[@ID='A1']/Other");
     EXPECT_HR(E_FAIL, answer.result);
     EXPECT_EQ(L"Could not find the required data in the archive", answer.text);
-    EXPECT_EQ(0, Record(L"A1").SnapShots.front().AlreadyRead);
+    EXPECT_EQ(0, Record(L"A1").snapShots.front().alreadyRead);
 }
 
 TEST_F(ArchiveTest, UnreadableSnapshotsLeaveNoGapInTheNumbers) {
     const SubscriptionRecord record = Subscribe(L"A1");
     for (int minutes = 3; minutes > 0; --minutes)
         Capture(record, minutes, L"<Data><V>" + std::to_wstring(minutes) + L"</V></Data>");
-    const std::wstring second = Record(L"A1").SnapShots[1].Id;
-    fakes::scripts().archive.answer = [&](auto& operation, auto& stream) {
+    const std::wstring second = Record(L"A1").snapShots[1].id;
+    fakes::CurrentScripts().archive.answer = [&](auto& operation, auto& stream) {
         return operation == L"get" && stream == second ? HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT) : S_OK;
     };
     const Answer answer = GetData(L"/Archive[@ID='A1']/Data");
     EXPECT_HR(S_OK, answer.result);
     EXPECT_NE(std::wstring::npos, answer.document.find(L"<Snapshot id=\"2\""));
     EXPECT_EQ(std::wstring::npos, answer.document.find(L"<Snapshot id=\"3\""));
-    EXPECT_EQ(0, Record(L"A1").SnapShots[1].AlreadyRead);
+    EXPECT_EQ(0, Record(L"A1").snapShots[1].alreadyRead);
 }
 
 TEST_F(ArchiveTest, DamagedArchivesAreNamedAndNotTakenForMissing) {
@@ -301,38 +301,38 @@ TEST_F(ArchiveTest, DamagedArchivesAreNamedAndNotTakenForMissing) {
         stream.seekp(5000);
         stream.put(static_cast<char>(before ^ 1));
     };
-    damage(ConfigArchivePath(record.ArchiveDirectory, record.SubscriptionId));
+    damage(ConfigArchivePath(record.archiveDirectory, record.subscriptionId));
     const Answer answer = GetData(L"/Archive[@ID='A1']/*");
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), answer.result);
     EXPECT_EQ(L"The subscription could not be read: its archive is damaged (0x80070570)", answer.text);
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), Tick(record).result);
-    EXPECT_TRUE(fakes::scripts().timer.unsubscribed.empty()) << "damage never ends a registration";
+    EXPECT_TRUE(fakes::CurrentScripts().timer.unsubscribed.empty()) << "damage never ends a registration";
     EXPECT_HR(S_OK, GetData(L"/Archive[@ID='A2']/*").result);
     // It can still be ended, and its sender learns of it with the next tick.
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), SetData(Document(L"A1", L"Off")).result);
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), SetData(Document(L"A1")).result);
     EXPECT_HR(S_OK, SetData(Document(L"A1", L"OFF")).result);
-    EXPECT_FALSE(std::filesystem::exists(ConfigArchivePath(record.ArchiveDirectory, record.SubscriptionId)));
+    EXPECT_FALSE(std::filesystem::exists(ConfigArchivePath(record.archiveDirectory, record.subscriptionId)));
     EXPECT_HR(S_OK, Tick(record).result);
-    EXPECT_EQ(0u, fakes::scripts().timer.schedules.count(record.SubscriptionId));
+    EXPECT_EQ(0u, fakes::CurrentScripts().timer.schedules.count(record.subscriptionId));
     EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
     record = Record(L"A1");
-    fakes::scripts().timer.unsubscribed.clear();
+    fakes::CurrentScripts().timer.unsubscribed.clear();
 
-    damage(folder_.path() / "Vorna");
+    damage(folder_.Path() / "Vorna");
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), SetData(Document(L"A3")).result);
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), Tick(record).result);
-    EXPECT_TRUE(fakes::scripts().timer.unsubscribed.empty());
+    EXPECT_TRUE(fakes::CurrentScripts().timer.unsubscribed.empty());
 }
 
 TEST_F(ArchiveTest, MaintenanceTickAndForgedCookie) {
     EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
     SubscriptionRecord record = Record(L"A1");
-    EXPECT_HR(S_OK, Deliver(L"<TimerEvent><SubscriptionID>" + record.SubscriptionId +
+    EXPECT_HR(S_OK, Deliver(L"<TimerEvent><SubscriptionID>" + record.subscriptionId +
                             L"</SubscriptionID><ClientCookie></ClientCookie></TimerEvent>")
                         .result);
-    EXPECT_EQ(1u, Record(L"A1").SnapShots.size()) << "the maintenance tick captures nothing";
-    record.ClientCookie = L"press\\press-7\\7\\A2";
+    EXPECT_EQ(1u, Record(L"A1").snapShots.size()) << "the maintenance tick captures nothing";
+    record.clientCookie = L"press\\press-7\\7\\A2";
     EXPECT_HR(E_ACCESSDENIED, Tick(record).result);
-    EXPECT_EQ(1u, Record(L"A1").SnapShots.size());
+    EXPECT_EQ(1u, Record(L"A1").snapShots.size());
 }

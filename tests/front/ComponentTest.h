@@ -22,7 +22,7 @@ class ComponentTest : public testing::Test {
     void SetUp() override {
         support::RegisterPlatform();
         fakes::ResetScripts();
-        support::InstallComponent(folder_.path());
+        support::InstallComponent(folder_.Path());
         timer_.emplace(vorna::PROGID_TIMER);
         eventManager_.emplace(vorna::PROGID_EVENT_MANAGER);
         eventAccess_.emplace(vorna::PROGID_EVENT_ACCESS);
@@ -83,8 +83,8 @@ class ComponentTest : public testing::Test {
     static std::wstring CallBack(std::wstring_view root, const vorna::SubscriptionRecord& record,
                                  std::wstring_view body = L"") {
         const std::wstring name(root);
-        return L"<" + name + L"><SubscriptionID>" + record.SubscriptionId + L"</SubscriptionID><ClientCookie>" +
-               record.ClientCookie + L"</ClientCookie>" + std::wstring(body) + L"</" + name + L">";
+        return L"<" + name + L"><SubscriptionID>" + record.subscriptionId + L"</SubscriptionID><ClientCookie>" +
+               record.clientCookie + L"</ClientCookie>" + std::wstring(body) + L"</" + name + L">";
     }
     Answer Tick(const vorna::SubscriptionRecord& record) { return Deliver(CallBack(L"TimerEvent", record)); }
     Answer MaintenanceTick() {
@@ -102,18 +102,18 @@ class ComponentTest : public testing::Test {
     // Files below the component's folder, besides its module.
     size_t FilesLeft() const {
         size_t count = 0;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_.path()))
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_.Path()))
             count += entry.is_regular_file() && entry.path().extension() != ".dll";
         return count;
     }
 
     support::TestFolder folder_;
     long live_ = vorna::module_uses;
-    std::optional<fakes::installed_class<fakes::ScriptedTimer>> timer_;
-    std::optional<fakes::installed_class<fakes::ScriptedEventManager>> eventManager_;
-    std::optional<fakes::installed_class<fakes::ScriptedEventAccess>> eventAccess_;
-    std::optional<fakes::installed_class<fakes::ScriptedAggregator>> aggregator_;
-    std::optional<fakes::installed_class<fakes::ScriptedArchiveManager>> archive_;
+    std::optional<fakes::InstalledClass<fakes::ScriptedTimer>> timer_;
+    std::optional<fakes::InstalledClass<fakes::ScriptedEventManager>> eventManager_;
+    std::optional<fakes::InstalledClass<fakes::ScriptedEventAccess>> eventAccess_;
+    std::optional<fakes::InstalledClass<fakes::ScriptedAggregator>> aggregator_;
+    std::optional<fakes::InstalledClass<fakes::ScriptedArchiveManager>> archive_;
     vorna::com_ptr<IUnknown> service_ = fakes::MakeService();
     vorna::com_ptr<IXDMAccessEx> component_;
 

@@ -36,7 +36,7 @@ const Kind KINDS[] = {
          return L"<KROEvent><Name>Door &amp; &lt;gate&gt;</Name>" + std::wstring(source) +
                 L"<Filter><Property Name=\"Floor &lt;2&gt;\">a&amp;b</Property></Filter></KROEvent>";
      },
-     []() -> fakes::SenderScript& { return fakes::scripts().eventManager; },
+     []() -> fakes::SenderScript& { return fakes::CurrentScripts().eventManager; },
      L"Failed to subscribe with ZEB's Eventmanager component", L"HandlesetDataforKRO Event failed to add subscription",
      L"Unregistration with KRO event Failed. Subscription has been invalidated"},
     {"event access", L"EventPayload", L"<Event><Data><V>1</V></Data></Event><Event><Data><V>2</V></Data></Event>",
@@ -45,7 +45,7 @@ const Kind KINDS[] = {
          return L"<XDMEvent><Event><XPath>/G/P</XPath><Trigger>. &lt; 8</Trigger><Reset>. &gt; 9</Reset></Event>" +
                 std::wstring(source) + L"</XDMEvent>";
      },
-     []() -> fakes::SenderScript& { return fakes::scripts().eventAccess; },
+     []() -> fakes::SenderScript& { return fakes::CurrentScripts().eventAccess; },
      L"Failed to subscribe with ZEB's EventAccess component", L"Add Subscription Failed for XDM Event",
      L"Subscription has been invalidated"},
 };
@@ -74,14 +74,14 @@ class EventArchive : public ComponentTest {
     }
     static std::wstring EndDate(const SubscriptionRecord& record) {
         std::wstring end;
-        EXPECT_HR(S_OK, SubscriptionPersistance().GetEndDateForSubscription(record.VornaId, end));
+        EXPECT_HR(S_OK, SubscriptionPersistance().GetEndDateForSubscription(record.vornaId, end));
         return end;
     }
     static bool IsAged(const SubscriptionRecord& record) {
-        return SubscriptionPersistance().IsSubscriptionAged(record.VornaId);
+        return SubscriptionPersistance().IsSubscriptionAged(record.vornaId);
     }
     std::wstring StyleSheet(const std::string& body) {
-        const std::filesystem::path file = folder_.path() / ("sheet" + std::to_string(++sheets_) + ".dll");
+        const std::filesystem::path file = folder_.Path() / ("sheet" + std::to_string(++sheets_) + ".dll");
         std::ofstream(file) << "<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>" << body
                             << "</xsl:stylesheet>";
         return file.wstring();
@@ -91,7 +91,7 @@ class EventArchive : public ComponentTest {
                L"</TransformFile></EventPayload>";
     }
 
-    fakes::SenderScript& manager_ = fakes::scripts().eventManager;
+    fakes::SenderScript& manager_ = fakes::CurrentScripts().eventManager;
     int sheets_ = 0;
 };
 
@@ -107,16 +107,16 @@ TEST_F(EventArchive, FromTheRegistrationToNothingLeft) {
                                               L"</XDMPrefixes></XMLDataModel>"))
                             .result);
         EXPECT_EQ(2u, kind.sender().schedules.size());
-        EXPECT_EQ(1u, fakes::scripts().timer.schedules.size()) << "one maintenance timer";
-        EXPECT_EQ(0, fakes::scripts().aggregator.calls) << "nothing is gathered before the event";
-        EXPECT_EQ(0u, Record(L"A1").SnapShots.size());
+        EXPECT_EQ(1u, fakes::CurrentScripts().timer.schedules.size()) << "one maintenance timer";
+        EXPECT_EQ(0, fakes::CurrentScripts().aggregator.calls) << "nothing is gathered before the event";
+        EXPECT_EQ(0u, Record(L"A1").snapShots.size());
 
         EXPECT_HR(S_OK, Fire(kind, L"A1").result);
         const std::wstring document = GetData(L"/Archive[@ID='A1']/*").document;
         EXPECT_NE(std::wstring::npos, document.find(L"\">" + std::wstring(kind.archived) + L"</Snapshot>"))
             << support::Narrow(document);
         EXPECT_HR(S_OK, Fire(kind, L"A2").result);
-        EXPECT_EQ(1, fakes::scripts().aggregator.calls);
+        EXPECT_EQ(1, fakes::CurrentScripts().aggregator.calls);
         EXPECT_NE(std::wstring::npos, GetData(L"/Archive[@ID='A2']/*").document.find(L"<Data><V>1</V></Data>"));
 
         // Collect ON for what is there renews the aging and nothing else.
@@ -124,15 +124,15 @@ TEST_F(EventArchive, FromTheRegistrationToNothingLeft) {
         EXPECT_HR(S_OK,
                   SetData(EventDocument(kind, L"A1", Source(L"/none", L""), L"<Aging>P3Y0M0DT0H0M0S</Aging>")).result);
         const SubscriptionRecord after = Record(L"A1");
-        EXPECT_EQ(before.SubscriptionId, after.SubscriptionId);
-        EXPECT_EQ(std::wstring::npos, after.SubscriptionText.find(L"/none"));
-        EXPECT_NE(std::wstring::npos, after.SubscriptionText.find(L"<Aging>P3Y0M0DT0H0M0S</Aging>"));
+        EXPECT_EQ(before.subscriptionId, after.subscriptionId);
+        EXPECT_EQ(std::wstring::npos, after.subscriptionText.find(L"/none"));
+        EXPECT_NE(std::wstring::npos, after.subscriptionText.find(L"<Aging>P3Y0M0DT0H0M0S</Aging>"));
         EXPECT_EQ(std::to_wstring(LocalNow().wYear + 3), EndDate(after).substr(0, 4));
 
         EXPECT_HR(S_OK, SetData(Off(L"A1")).result);
         EXPECT_HR(S_OK, SetData(Off(L"A2")).result);
         EXPECT_TRUE(kind.sender().schedules.empty());
-        EXPECT_TRUE(fakes::scripts().timer.schedules.empty());
+        EXPECT_TRUE(fakes::CurrentScripts().timer.schedules.empty());
         EXPECT_EQ(1u, FilesLeft()) << "only the persist archive";
     }
 }
@@ -141,7 +141,7 @@ TEST_F(EventArchive, FailedRegistrationsLeaveNothing) {
     for (const Kind& kind : KINDS) {
         fakes::SenderScript& sender = kind.sender();
         const auto failing = [](std::wstring_view end) {
-            fakes::scripts().archive.answer = [end](auto& operation, auto& stream) {
+            fakes::CurrentScripts().archive.answer = [end](auto& operation, auto& stream) {
                 return operation == L"add" && stream.ends_with(end) ? E_ACCESSDENIED : S_OK;
             };
         };
@@ -163,13 +163,13 @@ TEST_F(EventArchive, FailedRegistrationsLeaveNothing) {
             EXPECT_HR(item.result, answer.result);
             EXPECT_EQ(item.text, answer.text);
             EXPECT_TRUE(sender.schedules.empty());
-            EXPECT_TRUE(fakes::scripts().timer.schedules.empty()) << "no maintenance timer nobody knows of";
-            EXPECT_FALSE(std::filesystem::exists(folder_.path() / "Archives"));
+            EXPECT_TRUE(fakes::CurrentScripts().timer.schedules.empty()) << "no maintenance timer nobody knows of";
+            EXPECT_FALSE(std::filesystem::exists(folder_.Path() / "Archives"));
         }
     }
     for (const wchar_t* answered : {L"", L"<SubscriptionResults/>", L"<SubscriptionResults><SubscriptionID>"}) {
         fakes::ResetScripts();
-        fakes::scripts().eventAccess.answer = answered;
+        fakes::CurrentScripts().eventAccess.answer = answered;
         const Answer answer = SetData(EventDocument(KINDS[1], L"A1"));
         EXPECT_HR(E_UNEXPECTED, answer.result);
         EXPECT_EQ(L"Invalid subcription ticket returned from Event access Subscription", answer.text);
@@ -187,10 +187,10 @@ TEST_F(EventArchive, FailedModificationIsFollowedByAFreshSubscription) {
             kind.sender().modify = {refusal};
             EXPECT_HR(S_OK, SetData(EventDocument(kind, L"A1")).result);
             const SubscriptionRecord after = Record(L"A1");
-            EXPECT_NE(before.SubscriptionId, after.SubscriptionId);
-            EXPECT_EQ(1u, after.SnapShots.size());
+            EXPECT_NE(before.subscriptionId, after.subscriptionId);
+            EXPECT_EQ(1u, after.snapShots.size());
             ASSERT_EQ(1u, kind.sender().schedules.size()) << "the old registration does not go on beside the new one";
-            EXPECT_EQ(after.SubscriptionId, kind.sender().schedules.begin()->first);
+            EXPECT_EQ(after.subscriptionId, kind.sender().schedules.begin()->first);
         }
         EXPECT_NE(std::wstring::npos, GetData(L"/Archive[@ID='A1']/*").document.find(kind.archived));
         kind.sender().modify = {E_ACCESSDENIED};
@@ -226,9 +226,9 @@ TEST_F(EventArchive, TwoRenewalsAtOnceKeepEverySnapshot) {
     other.join();
     manager_.onSubscribed = nullptr;
     const SubscriptionRecord record = Record(L"A1");
-    EXPECT_EQ(1u, record.SnapShots.size());
+    EXPECT_EQ(1u, record.snapShots.size());
     ASSERT_EQ(1u, manager_.schedules.size());
-    EXPECT_EQ(record.SubscriptionId, manager_.schedules.begin()->first);
+    EXPECT_EQ(record.subscriptionId, manager_.schedules.begin()->first);
     EXPECT_NE(std::wstring::npos, GetData(L"/Archive[@ID='A1']/*").document.find(KINDS[0].archived));
     EXPECT_EQ(3u, FilesLeft()) << "one persist, one configuration, one snapshot archive";
 }
@@ -245,7 +245,7 @@ TEST_F(EventArchive, PayloadsAreNarrowedAndTurned) {
         StyleSheet("<xsl:template match='/'><X><xsl:copy-of select=\"document('http://x/')\"/>"
                    "</X></xsl:template>");
     const std::wstring text = StyleSheet("<xsl:output method='text'/><xsl:template match='/'>no markup</xsl:template>");
-    const std::wstring missing = (folder_.path() / "missing.xslt").wstring();
+    const std::wstring missing = (folder_.Path() / "missing.xslt").wstring();
     const struct {
         std::wstring source;
         const wchar_t* archived;
@@ -276,9 +276,9 @@ TEST_F(EventArchive, CallBacksThatAreNotWhatTheySay) {
     ASSERT_HR(S_OK, SetData(EventDocument(KINDS[1], L"A2")).result);
     const SubscriptionRecord event = Record(L"A1");
     SubscriptionRecord forged = event;
-    forged.ClientCookie = Record(L"A2").ClientCookie;
+    forged.clientCookie = Record(L"A2").clientCookie;
     SubscriptionRecord unknown = event;
-    unknown.SubscriptionId = L"never-made";
+    unknown.subscriptionId = L"never-made";
     const std::wstring payload = KINDS[0].body;
     const struct {
         const char* name;
@@ -304,12 +304,12 @@ TEST_F(EventArchive, CallBacksThatAreNotWhatTheySay) {
         EXPECT_HR(item.result, answer.result);
         EXPECT_EQ(item.text, answer.text);
     }
-    EXPECT_EQ(0u, Record(L"A1").SnapShots.size());
+    EXPECT_EQ(0u, Record(L"A1").snapShots.size());
     EXPECT_EQ(1u, manager_.schedules.size());
-    EXPECT_EQ(1u, fakes::scripts().eventAccess.schedules.size());
+    EXPECT_EQ(1u, fakes::CurrentScripts().eventAccess.schedules.size());
     // Once ended, a late callback ends only what is left of its own registration.
     EXPECT_HR(S_OK, SetData(Off(L"A1")).result);
-    manager_.schedules[event.SubscriptionId] = L"";
+    manager_.schedules[event.subscriptionId] = L"";
     EXPECT_HR(S_OK, Deliver(CallBack(L"Event", event, payload)).result);
     EXPECT_TRUE(manager_.schedules.empty());
 }
@@ -336,13 +336,13 @@ TEST_F(EventArchive, AgedSubscriptionsAreEndedKeptAndRevived) {
         // Replayed, and the next pass: nothing more happens.
         EXPECT_HR(S_OK, item.end(record).result);
         EXPECT_HR(S_OK, MaintenanceTick().result);
-        EXPECT_EQ(1u, Record(L"A1").SnapShots.size()) << "no capture after the end, and none lost";
+        EXPECT_EQ(1u, Record(L"A1").snapShots.size()) << "no capture after the end, and none lost";
         EXPECT_NE(std::wstring::npos, GetData(L"/Archive[@ID='A1']/*").document.find(KINDS[0].archived));
 
         EXPECT_HR(S_OK, SetData(EventDocument(KINDS[0], L"A1")).result);
         EXPECT_FALSE(IsAged(record));
-        EXPECT_EQ(1u, manager_.schedules.count(Record(L"A1").SubscriptionId));
-        EXPECT_EQ(1u, Record(L"A1").SnapShots.size());
+        EXPECT_EQ(1u, manager_.schedules.count(Record(L"A1").subscriptionId));
+        EXPECT_EQ(1u, Record(L"A1").snapShots.size());
         EXPECT_HR(S_OK, Fire(KINDS[0], L"A1").result);
         EXPECT_HR(S_OK, SetData(Off(L"A1")).result);
     }
@@ -352,14 +352,14 @@ TEST_F(EventArchive, RenewedInTheMomentOfItsEndItLivesOn) {
     const SubscriptionRecord record = Aged(L"A1");
     manager_.onUnsubscribed = [&] {
         // The registration is gone already, the mark is not set yet.
-        manager_.schedules[record.SubscriptionId] = L"";
+        manager_.schedules[record.subscriptionId] = L"";
         EXPECT_HR(S_OK, SetData(EventDocument(KINDS[0], L"A1")).result);
         manager_.schedules.clear();
     };
     EXPECT_HR(S_OK, MaintenanceTick().result);
     EXPECT_FALSE(IsAged(record));
-    EXPECT_EQ(1u, manager_.schedules.count(Record(L"A1").SubscriptionId));
-    EXPECT_EQ(1u, Record(L"A1").SnapShots.size());
+    EXPECT_EQ(1u, manager_.schedules.count(Record(L"A1").subscriptionId));
+    EXPECT_EQ(1u, Record(L"A1").snapShots.size());
 }
 
 TEST_F(EventArchive, MaintenanceRestoresWhatTheEventManagerLost) {
@@ -369,16 +369,16 @@ TEST_F(EventArchive, MaintenanceRestoresWhatTheEventManagerLost) {
     const SubscriptionRecord before = Record(L"A1");
     const std::wstring endDate = EndDate(before);
     EXPECT_HR(S_OK, MaintenanceTick().result);
-    EXPECT_EQ(before.SubscriptionId, Record(L"A1").SubscriptionId) << "what is there stays";
+    EXPECT_EQ(before.subscriptionId, Record(L"A1").subscriptionId) << "what is there stays";
     manager_.schedules.clear();
     manager_.subscribe = {E_OUTOFMEMORY};
     EXPECT_HR(S_OK, MaintenanceTick().result);
-    EXPECT_EQ(before.SubscriptionId, Record(L"A1").SubscriptionId);
+    EXPECT_EQ(before.subscriptionId, Record(L"A1").subscriptionId);
     EXPECT_HR(S_OK, MaintenanceTick().result);
     const SubscriptionRecord after = Record(L"A1");
-    EXPECT_EQ(1u, manager_.schedules.count(after.SubscriptionId));
+    EXPECT_EQ(1u, manager_.schedules.count(after.subscriptionId));
     EXPECT_EQ(endDate, EndDate(after));
-    EXPECT_EQ(1u, after.SnapShots.size());
+    EXPECT_EQ(1u, after.snapShots.size());
     EXPECT_HR(S_OK, Fire(KINDS[0], L"A1").result);
-    EXPECT_EQ(1u, fakes::scripts().eventAccess.schedules.size()) << "event access is left alone";
+    EXPECT_EQ(1u, fakes::CurrentScripts().eventAccess.schedules.size()) << "event access is left alone";
 }

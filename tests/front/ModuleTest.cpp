@@ -28,7 +28,7 @@ std::wstring Documentation(ITypeLib& library, INT index) {
 
 TEST_F(ComponentTest, TypeLibraryDescribesThreeTypesInOrder) {
     com_ptr<ITypeLib> library;
-    ASSERT_HR(S_OK, LoadTypeLibEx((folder_.path() / "Vorna.dll").c_str(), REGKIND_NONE, library.put()));
+    ASSERT_HR(S_OK, LoadTypeLibEx((folder_.Path() / "Vorna.dll").c_str(), REGKIND_NONE, library.put()));
     TLIBATTR* attributes = nullptr;
     ASSERT_HR(S_OK, library->GetLibAttr(&attributes));
     EXPECT_EQ(0x409u, attributes->lcid);
@@ -84,7 +84,7 @@ TEST_F(ComponentTest, RegistrationWritesItsKeysAndTakesAllButTheKeptOnesBack) {
         {classKey, L"AppID", applicationId},
         {classKey + L"\\ProgID", L"", L"QXKELDAN.Vorna.1"},
         {classKey + L"\\VersionIndependentProgID", L"", L"QXKELDAN.Vorna"},
-        {classKey + L"\\InprocServer32", L"", (folder_.path() / "Vorna.dll").wstring()},
+        {classKey + L"\\InprocServer32", L"", (folder_.Path() / "Vorna.dll").wstring()},
         {classKey + L"\\InprocServer32", L"ThreadingModel", L"Free"},
         {classKey + L"\\TypeLib", L"", L"{3C9F4A0E-52B7-4D0B-A6BE-91D1E60F7B30}"},
         {L"AppID\\" + applicationId, L"", L"Vorna"},
@@ -92,7 +92,7 @@ TEST_F(ComponentTest, RegistrationWritesItsKeysAndTakesAllButTheKeptOnesBack) {
     for (const auto& entry : entries)
         EXPECT_EQ(entry.value, ClassesValue(entry.key, entry.name)) << support::Narrow(entry.key);
 
-    EXPECT_TRUE(CPComPtr<>::RegisterComponent((folder_.path() / "Vorna.dll").c_str(), false));
+    EXPECT_TRUE(CPComPtr<>::RegisterComponent((folder_.Path() / "Vorna.dll").c_str(), false));
     for (const wchar_t* key : {L"QXKELDAN.Vorna.1", L"QXKELDAN.Vorna", classKey.c_str(), L"AppID\\Vorna.DLL",
                                L"TypeLib\\{3C9F4A0E-52B7-4D0B-A6BE-91D1E60F7B30}\\1.0\\0"})
         EXPECT_EQ(L"(missing)", ClassesValue(key)) << support::Narrow(key);
@@ -105,7 +105,7 @@ TEST_F(ComponentTest, RegistrationWritesItsKeysAndTakesAllButTheKeptOnesBack) {
 
 TEST_F(ComponentTest, ModuleUnloadsOnlyWhenNothingIsLeft) {
     component_.reset();
-    unique_library module(LoadLibraryW((folder_.path() / "Vorna.dll").c_str()));
+    unique_library module(LoadLibraryW((folder_.Path() / "Vorna.dll").c_str()));
     ASSERT_TRUE(module);
     const auto canUnload =
         reinterpret_cast<HRESULT(WINAPI*)()>(reinterpret_cast<void*>(GetProcAddress(module.get(), "DllCanUnloadNow")));

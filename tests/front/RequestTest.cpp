@@ -81,7 +81,7 @@ TEST_F(ComponentTest, RefusedDocuments) {
         EXPECT_EQ(item.text, answer.text);
     }
     EXPECT_EQ(0u, FilesLeft());
-    EXPECT_EQ(0, fakes::scripts().timer.tickets);
+    EXPECT_EQ(0, fakes::CurrentScripts().timer.tickets);
 }
 
 TEST_F(ComponentTest, IdentitiesThatCouldLeaveTheFolderOrBreakTheDocument) {
@@ -172,17 +172,17 @@ TEST_F(ComponentTest, RefusedCallBacks) {
 }
 
 TEST_F(ComponentTest, CallBackForAnUnknownSubscriptionEndsItsRegistration) {
-    fakes::scripts().timer.schedules[L"lost"] = L"";
+    fakes::CurrentScripts().timer.schedules[L"lost"] = L"";
     EXPECT_HR(S_OK, Deliver(L"<TimerEvent><SubscriptionID>lost</SubscriptionID><ClientCookie>c</ClientCookie>"
                             L"</TimerEvent>")
                         .result);
-    EXPECT_TRUE(fakes::scripts().timer.schedules.empty());
+    EXPECT_TRUE(fakes::CurrentScripts().timer.schedules.empty());
 }
 
 TEST_F(ComponentTest, TickBeforeTheRecordStandsDoesNotEndTheRegistration) {
     std::thread early;
     Answer answer{E_FAIL, L"", L""};
-    fakes::scripts().timer.onSubscribed = [&](const std::wstring& id) {
+    fakes::CurrentScripts().timer.onSubscribed = [&](const std::wstring& id) {
         // The maintenance timer subscribes too; only the first registration ticks.
         if (!early.joinable())
             early = std::thread([&, id] {
@@ -195,7 +195,7 @@ TEST_F(ComponentTest, TickBeforeTheRecordStandsDoesNotEndTheRegistration) {
     EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
     early.join();
     EXPECT_HR(S_OK, answer.result);
-    EXPECT_TRUE(fakes::scripts().timer.unsubscribed.empty());
+    EXPECT_TRUE(fakes::CurrentScripts().timer.unsubscribed.empty());
 }
 
 TEST_F(ComponentTest, FilledExceptionInfoIsLeftAloneOnSuccess) {

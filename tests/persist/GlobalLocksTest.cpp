@@ -57,8 +57,8 @@ TEST(GlobalLocks, OwnedTwiceIsGivenBackTwice) {
     GlobalLocks outer, inner;
     ASSERT_HR(S_OK, outer.Lock(L"\\config_17"));
     {
-        scoped_lock again(inner, L"\\config_17");
-        EXPECT_TRUE(again.held());
+        ScopedLock again(inner, L"\\config_17");
+        EXPECT_TRUE(again.Held());
     }
     EXPECT_FALSE(IsFree(ARCHIVE_MUTEX));
     outer.Unlock(L"\\config_17");
@@ -80,7 +80,7 @@ TEST(GlobalLocks, LockOfAThreadThatDiedIsTakenOver) {
 TEST(GlobalLocks, FaultGivesTheLockBack) {
     GlobalLocks locks;
     EXPECT_THROW(call_guarded([&] {
-                     scoped_lock lock(locks, L"\\config_17");
+                     ScopedLock lock(locks, L"\\config_17");
                      EXPECT_FALSE(IsFree(ARCHIVE_MUTEX));
                      RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
                  }),

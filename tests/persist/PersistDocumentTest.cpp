@@ -17,26 +17,26 @@ class PersistDocument : public testing::Test {
   protected:
     void SetUp() override {
         support::RegisterPlatform();
-        support::InstallComponent(folder_.path());
+        support::InstallComponent(folder_.Path());
         persistance_.emplace();
-        record_.ClientCookie = L"press\\press-7\\7\\A1";
-        record_.VornaId = L"{V}";
-        record_.SubscriptionId = L"S1";
-        record_.ServiceXml = L"<service><portID>7</portID><serviceId>press</serviceId><serviceURI>press-7</serviceURI>"
+        record_.clientCookie = L"press\\press-7\\7\\A1";
+        record_.vornaId = L"{V}";
+        record_.subscriptionId = L"S1";
+        record_.serviceXml = L"<service><portID>7</portID><serviceId>press</serviceId><serviceURI>press-7</serviceURI>"
                              L"</service>";
-        record_.SubscriptionText = L"<Archive ID=\"A1\"/>";
-        record_.Lifetime.years = 1;
-        record_.ArchiveDirectory = ArchiveDirectory(L"press\\press-7\\7");
-        std::filesystem::create_directories(record_.ArchiveDirectory);
+        record_.subscriptionText = L"<Archive ID=\"A1\"/>";
+        record_.lifetime.years = 1;
+        record_.archiveDirectory = ArchiveDirectory(L"press\\press-7\\7");
+        std::filesystem::create_directories(record_.archiveDirectory);
     }
     std::wstring Text(const std::wstring& archive, const std::wstring& stream) {
         bstr text;
         EXPECT_HR(S_OK, SamAccessor(archive, stream).getStreamFromArchive(text));
         return text.str();
     }
-    std::wstring Document() { return Text((folder_.path() / "Vorna").wstring(), L"VornaPersist"); }
+    std::wstring Document() { return Text((folder_.Path() / "Vorna").wstring(), L"VornaPersist"); }
     void Overwrite(std::wstring_view text) {
-        ASSERT_HR(S_OK, SamAccessor((folder_.path() / "Vorna").wstring(), L"VornaPersist").addStreamToArchive(text));
+        ASSERT_HR(S_OK, SamAccessor((folder_.Path() / "Vorna").wstring(), L"VornaPersist").addStreamToArchive(text));
     }
     static void ExpectHolds(const std::wstring& text, const std::wstring& part) {
         EXPECT_NE(std::wstring::npos, text.find(part)) << support::Narrow(part) << "\nin " << support::Narrow(text);
@@ -57,18 +57,18 @@ TEST_F(PersistDocument, NodesAreRewrittenByTheirTemplates) {
     ExpectHolds(document, L"<ClientID ID=\"T1\"");
     ExpectHolds(document, L"<MaintainanceID ID=\"M1\"");
     ExpectHolds(document, head + L"ENDDATE=\"" + std::to_wstring(LocalNow().wYear + 1) + L"-");
-    ExpectHolds(document, L"\" VALID=\"TRUE\">" + record_.ServiceXml + L"</Subscription>");
-    EXPECT_EQ(record_.SubscriptionText, Text(ConfigArchivePath(record_.ArchiveDirectory, L"S1"), L"S1_Subscription"));
+    ExpectHolds(document, L"\" VALID=\"TRUE\">" + record_.serviceXml + L"</Subscription>");
+    EXPECT_EQ(record_.subscriptionText, Text(ConfigArchivePath(record_.archiveDirectory, L"S1"), L"S1_Subscription"));
 
     // A new registration of the same component ID keeps its end; a modification needs the time of the last one.
-    record_.Lifetime.years = 5;
+    record_.lifetime.years = 5;
     ASSERT_HR(S_OK, persistance_->AddSubscription(record_, L"T2", L""));
     document = Document();
     ExpectHolds(document, L"<ClientID ID=\"T2\"");
     ExpectHolds(document, L"<MaintainanceID ID=\"M1\"");
     ExpectHolds(document, head + L"ENDDATE=\"" + std::to_wstring(LocalNow().wYear + 1) + L"-");
     EXPECT_EQ(document.find(L"<Subscription "), document.rfind(L"<Subscription "));
-    record_.Kind = RegistrationKind::Modification;
+    record_.kind = RegistrationKind::Modification;
     ASSERT_HR(S_OK, persistance_->AddSubscription(record_, L"T2", L""));
     ExpectHolds(Document(), head + L"ENDDATE=\"" + std::to_wstring(LocalNow().wYear + 5) + L"-");
 
@@ -77,16 +77,16 @@ TEST_F(PersistDocument, NodesAreRewrittenByTheirTemplates) {
     EXPECT_HR(S_FALSE, persistance_->SetAgingForSubscription(L"S1", L"2026-1-1T0:0:0")) << "it was renewed meanwhile";
     EXPECT_FALSE(persistance_->IsSubscriptionAged(L"{V}"));
     ASSERT_HR(S_OK, persistance_->SetAgingForSubscription(L"S1", endDate));
-    ExpectHolds(Document(), L"\" AGED=\"TRUE\" VALID=\"TRUE\">" + record_.ServiceXml);
+    ExpectHolds(Document(), L"\" AGED=\"TRUE\" VALID=\"TRUE\">" + record_.serviceXml);
     EXPECT_TRUE(persistance_->IsSubscriptionAged(L"{V}"));
     EXPECT_HR(E_FAIL, persistance_->AddSubscription(record_, L"T2", L"")) << "the aged node has lost the time";
 
     ASSERT_HR(S_OK, persistance_->DeleteSubscription(L"S1"));
-    ExpectHolds(Document(), head + L"VALID=\"FALSE\">" + record_.ServiceXml + L"</Subscription>");
+    ExpectHolds(Document(), head + L"VALID=\"FALSE\">" + record_.serviceXml + L"</Subscription>");
     SubscriptionList list;
     EXPECT_HR(RESULT_NO_SUBSCRIPTION, persistance_->GetSubscriptionsList(list));
     ASSERT_EQ(1u, list.size());
-    EXPECT_FALSE(list.front().Valid);
+    EXPECT_FALSE(list.front().valid);
 }
 
 TEST_F(PersistDocument, NoDocumentIsNoSubscriptionAndADamagedOneIsNotBegunAnew) {
@@ -106,7 +106,7 @@ TEST_F(PersistDocument, ValuesThatWouldBreakItAreRefused) {
     ASSERT_HR(S_OK, persistance_->AddSubscription(record_, L"T1", L""));
     const std::wstring before = Document();
     for (std::wstring SubscriptionRecord::*field :
-         {&SubscriptionRecord::ClientCookie, &SubscriptionRecord::VornaId, &SubscriptionRecord::SubscriptionId}) {
+         {&SubscriptionRecord::clientCookie, &SubscriptionRecord::vornaId, &SubscriptionRecord::subscriptionId}) {
         SubscriptionRecord bad = record_;
         bad.*field = L"x\" VALID=\"TRUE";
         EXPECT_HR(E_INVALIDARG, persistance_->AddSubscription(bad, L"T1", L""));
@@ -118,54 +118,54 @@ TEST_F(PersistDocument, ValuesThatWouldBreakItAreRefused) {
 
 TEST_F(PersistDocument, SnapshotIndex) {
     SnapShot first({2005, 3, 0, 7, 14, 5, 9, 0}), second({2005, 3, 0, 7, 14, 5, 10, 0});
-    EXPECT_HR(RESULT_NO_SUBSCRIPTION, persistance_->AddSnapShot(record_.ArchiveDirectory, L"S1", first))
+    EXPECT_HR(RESULT_NO_SUBSCRIPTION, persistance_->AddSnapShot(record_.archiveDirectory, L"S1", first))
         << "a subscription that is not there gets no index";
     ASSERT_HR(S_OK, persistance_->AddSubscription(record_, L"T1", L""));
-    ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.ArchiveDirectory, L"S1", first));
-    ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.ArchiveDirectory, L"S1", second));
-    const auto index = [&] { return Text(ConfigArchivePath(record_.ArchiveDirectory, L"S1"), L"S1_SnapShotInfo"); };
+    ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.archiveDirectory, L"S1", first));
+    ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.archiveDirectory, L"S1", second));
+    const auto index = [&] { return Text(ConfigArchivePath(record_.archiveDirectory, L"S1"), L"S1_SnapShotInfo"); };
     const auto entry = [](const wchar_t* id, const wchar_t* time, const wchar_t* read) {
         return L"<SnapShot Id=\"" + std::wstring(id) + L"\"><AccessTime>" + time + L"</AccessTime><AlreadyRead>" +
                read + L"</AlreadyRead></SnapShot>";
     };
     SubscriptionRecord whole;
     ASSERT_HR(S_OK, persistance_->GetSubscription(L"S1", whole));
-    ASSERT_EQ(2u, whole.SnapShots.size());
-    EXPECT_EQ(second.Id, whole.SnapShots[1].Id);
+    ASSERT_EQ(2u, whole.snapShots.size());
+    EXPECT_EQ(second.id, whole.snapShots[1].id);
     const std::wstring firstEntry = entry(L"2005-3-7T14_5_9", L"2005-3-7T14:5:9", L"FALSE");
     EXPECT_EQ(L"<SnapShots>" + firstEntry + entry(L"2005-3-7T14_5_10", L"2005-3-7T14:5:10", L"FALSE") + L"</SnapShots>",
               index());
 
-    second.AlreadyRead = 1;
-    second.AccessTime.wYear = 2031;
+    second.alreadyRead = 1;
+    second.accessTime.wYear = 2031;
     const SnapShot gone({2004, 1, 0, 1, 1, 1, 1, 0});
     const SnapShot updates[] = {second, gone};
     const std::wstring updated =
         L"<SnapShots>" + firstEntry + entry(L"2005-3-7T14_5_10", L"2031-3-7T14:5:10", L"TRUE") + L"</SnapShots>";
-    ASSERT_HR(S_OK, persistance_->RefreshSnapShots(record_.ArchiveDirectory, L"S1", updates));
+    ASSERT_HR(S_OK, persistance_->RefreshSnapShots(record_.archiveDirectory, L"S1", updates));
     EXPECT_EQ(updated, index());
-    ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.ArchiveDirectory, L"S1", second));
+    ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.archiveDirectory, L"S1", second));
     EXPECT_EQ(updated, index()) << "one entry for one Id";
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS),
-              persistance_->AddSnapShot(record_.ArchiveDirectory, L"S1", first, SubscriptionPersistance::Entry::New));
+              persistance_->AddSnapShot(record_.archiveDirectory, L"S1", first, SubscriptionPersistance::Entry::New));
     EXPECT_EQ(updated, index()) << "what is known stays as it is";
 
-    EXPECT_EQ(0, persistance_->DeleteSnapShot(record_.ArchiveDirectory, L"S1", gone.Id));
-    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.ArchiveDirectory, L"S1", second.Id));
+    EXPECT_EQ(0, persistance_->DeleteSnapShot(record_.archiveDirectory, L"S1", gone.id));
+    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.archiveDirectory, L"S1", second.id));
     EXPECT_EQ(L"<SnapShots>" + firstEntry + L"</SnapShots>", index());
     SubscriptionRecord found;
     EXPECT_HR(S_OK,
-              WriteStream(ConfigArchivePath(record_.ArchiveDirectory, L"S1"), L"S1_SnapShotInfo",
+              WriteStream(ConfigArchivePath(record_.archiveDirectory, L"S1"), L"S1_SnapShotInfo",
                           L"<SnapShots><SnapShot Id=\"a\"><AccessTime/><AlreadyRead>TRUE</AlreadyRead></SnapShot>" +
                               firstEntry + L"</SnapShots>"));
     ASSERT_HR(S_OK, persistance_->GetSubscription(L"S1", found));
-    ASSERT_EQ(2u, found.SnapShots.size()) << "an entry without a time does not shift the others";
-    EXPECT_EQ(0, found.SnapShots[0].AlreadyRead);
-    EXPECT_EQ(first.Id, found.SnapShots[1].Id);
-    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.ArchiveDirectory, L"S1", L"a"));
-    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.ArchiveDirectory, L"S1", first.Id));
+    ASSERT_EQ(2u, found.snapShots.size()) << "an entry without a time does not shift the others";
+    EXPECT_EQ(0, found.snapShots[0].alreadyRead);
+    EXPECT_EQ(first.id, found.snapShots[1].id);
+    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.archiveDirectory, L"S1", L"a"));
+    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.archiveDirectory, L"S1", first.id));
     EXPECT_HR(S_OK, persistance_->GetSubscription(L"S1", found)) << "an empty index is an empty list";
-    EXPECT_TRUE(found.SnapShots.empty());
+    EXPECT_TRUE(found.snapShots.empty());
 }
 
 TEST_F(PersistDocument, SnapshotRecordsFromXml) {
@@ -184,12 +184,12 @@ TEST_F(PersistDocument, SnapshotRecordsFromXml) {
     };
     for (const auto& item : cases) {
         const SnapShot snapShot{std::wstring_view(item.xml)};
-        EXPECT_EQ(item.id, snapShot.Id) << support::Narrow(item.xml);
-        EXPECT_EQ(item.read, snapShot.AlreadyRead) << support::Narrow(item.xml);
+        EXPECT_EQ(item.id, snapShot.id) << support::Narrow(item.xml);
+        EXPECT_EQ(item.read, snapShot.alreadyRead) << support::Narrow(item.xml);
     }
     std::wstring xml;
     SnapShot empty;
-    empty.Id = L"x";
+    empty.id = L"x";
     empty.ToXML(xml);
     EXPECT_EQ(L"<SnapShot Id=\"x\"><AccessTime></AccessTime><AlreadyRead>FALSE</AlreadyRead></SnapShot>", xml);
 }

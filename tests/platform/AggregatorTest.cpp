@@ -84,13 +84,13 @@ class AggregatorTest : public testing::Test {
         return result;
     }
     void Store(const ServiceIdentity& identity, std::string_view bytes) {
-        const keldan::ModelStore store(keldan::DataFolder(folder_.path().wstring()));
-        std::filesystem::create_directories(folder_.path() / L"models");
-        std::ofstream(folder_.path() / L"models" / keldan::ModelStore::FileName(identity), std::ios::binary) << bytes;
+        const keldan::ModelStore store(keldan::DataFolder(folder_.Path().wstring()));
+        std::filesystem::create_directories(folder_.Path() / L"models");
+        std::ofstream(folder_.Path() / L"models" / keldan::ModelStore::FileName(identity), std::ios::binary) << bytes;
     }
 
     support::TestFolder folder_;
-    support::PlatformData dataFolder_{folder_.path()};
+    support::PlatformData dataFolder_{folder_.Path()};
     const ServiceIdentity press_{L"1", L"press", L"urn:press"};
     vorna::com_ptr<IAggregator> aggregator_;
     std::string data_;

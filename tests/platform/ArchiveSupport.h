@@ -17,12 +17,12 @@ namespace platform_test {
 class Archive {
   public:
     explicit Archive(const std::filesystem::path& path,
-                     DWORD milliseconds = keldan::SecureArchiveManager::longest_wait) {
+                     DWORD milliseconds = keldan::SecureArchiveManager::LONGEST_WAIT) {
         manager_.attach(new keldan::SecureArchiveManager(milliseconds));
         EXPECT_HR(S_OK, Bind(path));
     }
 
-    ISecureArchiveManager& manager() { return *manager_.get(); }
+    ISecureArchiveManager& Manager() { return *manager_.get(); }
     HRESULT Bind(const std::filesystem::path& path) { return manager_->put_Archive(vorna::bstr(path.wstring()).get()); }
     HRESULT Add(const std::wstring& name, const std::wstring& data) {
         return manager_->AddStream(vorna::bstr(name).get(), vorna::bstr(data).get(), 0);

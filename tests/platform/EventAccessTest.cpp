@@ -247,7 +247,7 @@ TEST_F(EventAccess, RefusesWhatIsNoEventSubscription) {
 
 TEST(EventAccessQueue, EventThatFindsNoRoomIsPostedWhenThereIsSome) {
     const support::TestFolder folder;
-    const keldan::DataFolder data(folder.path().wstring());
+    const keldan::DataFolder data(folder.Path().wstring());
     const keldan::ModelStore store(data);
     ASSERT_NO_FATAL_FAILURE(WriteModel(store, Gauge(L"1")));
     Inbox came;
@@ -263,7 +263,7 @@ TEST(EventAccessQueue, EventThatFindsNoRoomIsPostedWhenThereIsSome) {
         data, policy);
     // Also where the test ends early: the service waits for the client.
     const vorna::scope_exit release([&] { SetEvent(released.get()); });
-    ASSERT_HR(S_OK, service.Start(folder.path()));
+    ASSERT_HR(S_OK, service.Start(folder.Path()));
     std::wstring id;
     ASSERT_HR(S_OK, service.Subscribe(GAUGE, Document(Event(L"/Gauge/Pressure")), id));
     ASSERT_NO_FATAL_FAILURE(WriteModel(store, Gauge(L"2")));

@@ -89,9 +89,9 @@ TEST_F(EventManager, DeliversWhatWasRaisedInOrderAndLetterForLetter) {
 }
 
 TEST_F(EventManager, FiltersPassEventsThatHaveEveryValue) {
-    constexpr wchar_t a1[] = L"<FilterOn><Name>a</Name><Value>1</Value></FilterOn>";
-    constexpr wchar_t b2[] = L"<FilterOn><Value>2</Value><Name>b</Name></FilterOn>";
-    constexpr wchar_t markup[] = L"<FilterOn><Name>a&amp;&lt;</Name><Value>&quot;x' &gt;</Value></FilterOn>";
+    constexpr wchar_t A1[] = L"<FilterOn><Name>a</Name><Value>1</Value></FilterOn>";
+    constexpr wchar_t B2[] = L"<FilterOn><Value>2</Value><Name>b</Name></FilterOn>";
+    constexpr wchar_t MARKUP[] = L"<FilterOn><Name>a&amp;&lt;</Name><Value>&quot;x' &gt;</Value></FilterOn>";
     struct {
         const char* what;
         std::wstring filters;
@@ -100,19 +100,19 @@ TEST_F(EventManager, FiltersPassEventsThatHaveEveryValue) {
     } const cases[] = {
         {"no filter, no properties", L"", L"", 1},
         {"no filter, properties", L"", L"<Property Name='a'>1</Property>", 1},
-        {"the value", a1, L"<Property Name='a'>1</Property>", 1},
-        {"another value", a1, L"<Property Name='a'>2</Property>", 0},
-        {"the value with a blank", a1, L"<Property Name='a'>1 </Property>", 0},
-        {"the name in another case", a1, L"<Property Name='A'>1</Property>", 0},
-        {"no property of the name", a1, L"<Property Name='b'>1</Property>", 0},
-        {"one of two", std::wstring(a1) + b2, L"<Property Name='a'>1</Property>", 0},
-        {"both of two", std::wstring(a1) + b2, L"<Property Name='b'>2</Property><Property Name='a'>1</Property>", 1},
-        {"a property given twice", a1, L"<Property Name='a'>2</Property><Property Name='a'>1</Property>", 1},
-        {"two values wanted", std::wstring(a1) + L"<FilterOn><Name>a</Name><Value>2</Value></FilterOn>",
+        {"the value", A1, L"<Property Name='a'>1</Property>", 1},
+        {"another value", A1, L"<Property Name='a'>2</Property>", 0},
+        {"the value with a blank", A1, L"<Property Name='a'>1 </Property>", 0},
+        {"the name in another case", A1, L"<Property Name='A'>1</Property>", 0},
+        {"no property of the name", A1, L"<Property Name='b'>1</Property>", 0},
+        {"one of two", std::wstring(A1) + B2, L"<Property Name='a'>1</Property>", 0},
+        {"both of two", std::wstring(A1) + B2, L"<Property Name='b'>2</Property><Property Name='a'>1</Property>", 1},
+        {"a property given twice", A1, L"<Property Name='a'>2</Property><Property Name='a'>1</Property>", 1},
+        {"two values wanted", std::wstring(A1) + L"<FilterOn><Name>a</Name><Value>2</Value></FilterOn>",
          L"<Property Name='a'>2</Property><Property Name='a'>1</Property>", 1},
         {"no name", L"<FilterOn><Value>1</Value></FilterOn>", L"", 1},
         {"no value", L"<FilterOn><Name>a</Name></FilterOn>", L"<Property Name='a'/>", 1},
-        {"markup", markup, L"<Property Name='a&amp;&lt;'>\"x' &gt;</Property>", 1},
+        {"markup", MARKUP, L"<Property Name='a&amp;&lt;'>\"x' &gt;</Property>", 1},
     };
     for (const auto& one : cases) {
         const std::wstring id = Subscribe(Info(L"e"), L"<FilterProperties>" + one.filters + L"</FilterProperties>");
@@ -210,21 +210,21 @@ TEST_F(EventManager, RefusesWhatItCannotUseWithItsCode) {
     const std::wstring id = Subscribe(Info(L"e"));
     const std::wstring good = Info(L"e");
     const std::wstring receiver = std::wstring(L"progID:") + RECEIVER;
-    constexpr HRESULT malformed = vorna::RESULT_XML_MALFORMED;
+    constexpr HRESULT MALFORMED = vorna::RESULT_XML_MALFORMED;
     struct {
         std::wstring info;
         std::wstring filter;
         HRESULT result;
     } const registrations[] = {
-        {L"", NO_FILTER, malformed},
-        {L"<SubscriptionInfo>", NO_FILTER, malformed},
-        {L"<!DOCTYPE SubscriptionInfo>" + good, NO_FILTER, malformed},
+        {L"", NO_FILTER, MALFORMED},
+        {L"<SubscriptionInfo>", NO_FILTER, MALFORMED},
+        {L"<!DOCTYPE SubscriptionInfo>" + good, NO_FILTER, MALFORMED},
         {L"<Other><EventName>e</EventName></Other>", NO_FILTER, E_INVALIDARG},
         {L"<SubscriptionInfo/>", NO_FILTER, E_INVALIDARG},
         {Info(L""), NO_FILTER, E_INVALIDARG},
         {Info(L"e</EventName><EventName>f"), NO_FILTER, E_INVALIDARG},
-        {good, L"", malformed},
-        {good, L"<FilterProperties><FilterOn></FilterProperties>", malformed},
+        {good, L"", MALFORMED},
+        {good, L"<FilterProperties><FilterOn></FilterProperties>", MALFORMED},
         {good, L"<Filter/>", E_INVALIDARG},
         {good, L"<FilterProperties><FilterOn><Name>a</Name><Name>b</Name></FilterOn></FilterProperties>", E_INVALIDARG},
     };
@@ -249,16 +249,16 @@ TEST_F(EventManager, RefusesWhatItCannotUseWithItsCode) {
         HRESULT result;
     } const raises[] = {
         {L"", L"", L"", E_INVALIDARG},
-        {L"e", L"<EventProperties>", L"", malformed},
+        {L"e", L"<EventProperties>", L"", MALFORMED},
         {L"e", L"<Properties/>", L"", E_INVALIDARG},
         {L"e", L"<EventProperties><Property>1</Property></EventProperties>", L"", E_INVALIDARG},
         {L"e", L"<EventProperties><Property Name=''>1</Property></EventProperties>", L"", E_INVALIDARG},
-        {L"e", L"", L"text", malformed},
-        {L"e", L"", L"<a></b>", malformed},
-        {L"e", L"", L"<a/><b/>", malformed},
-        {L"e", L"", L"</Payload></Event><Event><Payload>", malformed},
-        {L"e", L"", L"<!DOCTYPE a><a/>", malformed},
-        {L"e", L"", deep, malformed},
+        {L"e", L"", L"text", MALFORMED},
+        {L"e", L"", L"<a></b>", MALFORMED},
+        {L"e", L"", L"<a/><b/>", MALFORMED},
+        {L"e", L"", L"</Payload></Event><Event><Payload>", MALFORMED},
+        {L"e", L"", L"<!DOCTYPE a><a/>", MALFORMED},
+        {L"e", L"", deep, MALFORMED},
         {L"e", L"", L"<a>" + std::wstring(8'388'608, L'x') + L"</a>", HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE)},
     };
     for (const auto& one : raises) {

@@ -129,7 +129,7 @@ class HostTest : public testing::Test {
 
     support::TestFolder folder_;
     // Not there before the host makes it.
-    const std::filesystem::path dataFolder_ = folder_.path() / "platform" / "data";
+    const std::filesystem::path dataFolder_ = folder_.Path() / "platform" / "data";
     support::PlatformData data_{dataFolder_};
     RunningClass receiver_;
 };

@@ -28,12 +28,12 @@ struct Sample {
             {{"a", std::nullopt}, {"c", ""}},
             {{"b", "three"}},
         };
-        tables.push_back(journal.table());
-        sizes.push_back(journal.fileSize());
+        tables.push_back(journal.Values());
+        sizes.push_back(journal.FileSize());
         for (const auto& commit : commits) {
             EXPECT_HR(S_OK, journal.Commit(commit));
-            tables.push_back(journal.table());
-            sizes.push_back(journal.fileSize());
+            tables.push_back(journal.Values());
+            sizes.push_back(journal.FileSize());
         }
     }
     std::vector<Journal::Table> tables;
@@ -42,7 +42,7 @@ struct Sample {
 
 TEST(Journal, FileCutOffAnywhereHoldsTheCommitsThatAreWhole) {
     support::TestFolder folder;
-    const auto path = folder.path() / "j";
+    const auto path = folder.Path() / "j";
     const Sample sample(path);
     const std::string bytes = ReadFile(path);
     ASSERT_EQ(sample.sizes.back(), bytes.size());
@@ -53,20 +53,20 @@ TEST(Journal, FileCutOffAnywhereHoldsTheCommitsThatAreWhole) {
             ++whole;
         Journal journal;
         ASSERT_HR(S_OK, journal.Open(path)) << length;
-        EXPECT_EQ(Journal::State::Good, journal.state()) << length;
-        EXPECT_EQ(sample.tables[whole], journal.table()) << length;
+        EXPECT_EQ(Journal::State::Good, journal.Condition()) << length;
+        EXPECT_EQ(sample.tables[whole], journal.Values()) << length;
         // And goes on from there.
         ASSERT_HR(S_OK, journal.Commit({{"next", "value"}}));
-        Journal::Table expected = journal.table();
+        Journal::Table expected = journal.Values();
         journal = Journal();
         ASSERT_HR(S_OK, journal.Open(path));
-        EXPECT_EQ(expected, journal.table()) << length;
+        EXPECT_EQ(expected, journal.Values()) << length;
     }
 }
 
 TEST(Journal, FileWithAnyByteChangedIsPutAsideAndNotUsed) {
     support::TestFolder folder;
-    const auto path = folder.path() / "j";
+    const auto path = folder.Path() / "j";
     const Sample sample(path);
     const std::string bytes = ReadFile(path);
     for (std::size_t place = 0; place < bytes.size(); ++place) {
@@ -75,15 +75,15 @@ TEST(Journal, FileWithAnyByteChangedIsPutAsideAndNotUsed) {
         WriteFile(path, damaged);
         Journal journal;
         ASSERT_HR(S_OK, journal.Open(path)) << place;
-        EXPECT_EQ(Journal::State::Damaged, journal.state()) << place;
-        EXPECT_TRUE(journal.table().empty()) << place;
-        EXPECT_EQ(damaged, ReadFile(journal.setAside())) << place;
+        EXPECT_EQ(Journal::State::Damaged, journal.Condition()) << place;
+        EXPECT_TRUE(journal.Values().empty()) << place;
+        EXPECT_EQ(damaged, ReadFile(journal.SetAside())) << place;
     }
 }
 
 TEST(Journal, FileStaysSmallHoweverOftenAValueIsWritten) {
     support::TestFolder folder;
-    const auto path = folder.path() / "j";
+    const auto path = folder.Path() / "j";
     Journal journal;
     ASSERT_HR(S_OK, journal.Open(path));
     ASSERT_HR(S_OK, journal.Commit({{"kept", "value"}}));
@@ -91,13 +91,13 @@ TEST(Journal, FileStaysSmallHoweverOftenAValueIsWritten) {
     for (int i = 0; i < 100; ++i) {
         large[0] = static_cast<char>('a' + i % 26);
         ASSERT_HR(S_OK, journal.Commit({{"often", large}}));
-        ASSERT_LT(journal.fileSize(), 80'000u);
+        ASSERT_LT(journal.FileSize(), 80'000u);
     }
-    const Journal::Table expected = journal.table();
+    const Journal::Table expected = journal.Values();
     journal = Journal();
     ASSERT_HR(S_OK, journal.Open(path));
-    EXPECT_EQ(expected, journal.table());
-    EXPECT_EQ("value", journal.table().at("kept"));
+    EXPECT_EQ(expected, journal.Values());
+    EXPECT_EQ("value", journal.Values().at("kept"));
 }
 
 } // namespace

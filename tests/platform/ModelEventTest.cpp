@@ -14,7 +14,7 @@ TEST(ModelEvent, FiresWhenItShould) {
     const WatchedEvent over8{L"/G/P", L". > 8", L""};
     const WatchedEvent over8Until5{L"/G/P", L". > 8", L". < 5"};
     const WatchedEvent change{L"/G/P", L"", L""};
-    struct step {
+    struct Step {
         const wchar_t* model;
         bool fires;
     };
@@ -23,7 +23,7 @@ TEST(ModelEvent, FiresWhenItShould) {
         WatchedEvent event;
         // Null: none when the registration was made.
         const wchar_t* first;
-        std::vector<step> later;
+        std::vector<Step> later;
     } const cases[] = {
         {"each time it becomes true",
          over8,
@@ -112,7 +112,7 @@ TEST(ModelEvent, FiresWhenItShould) {
             ModelReading reading(one.first);
             state = FirstState(one.event, reading);
         }
-        for (const step& next : one.later) {
+        for (const Step& next : one.later) {
             ModelReading reading(next.model);
             EXPECT_EQ(next.fires, Advance(one.event, reading, state))
                 << one.what << ": " << support::Narrow(next.model);
@@ -143,7 +143,7 @@ TEST(ModelEvent, QuestionThatTakesTooLongLeavesTheStateAlone) {
         model += L"<P/>";
     ModelReading reading(model + L"</G>");
     EventState state;
-    EXPECT_THROW((void)Advance({L"//P", L"//P[//P[//P]]", L""}, reading, state), failure);
+    EXPECT_THROW((void)Advance({L"//P", L"//P[//P[//P]]", L""}, reading, state), Failure);
     EXPECT_EQ(EventState(), state);
 }
 

@@ -24,7 +24,7 @@ TEST(ModelStore, NamesFilesInjectivelyAndInsideTheFolder) {
 
 TEST(ModelStore, WritesReadsAndRemoves) {
     support::TestFolder folder;
-    const keldan::ModelStore store(keldan::DataFolder(folder.path().wstring()));
+    const keldan::ModelStore store(keldan::DataFolder(folder.Path().wstring()));
     const ServiceIdentity service{L"1", std::wstring(60, L'A'), L"b"};
     std::wstring message;
     std::wstring text;
@@ -33,14 +33,14 @@ TEST(ModelStore, WritesReadsAndRemoves) {
     ASSERT_HR(S_OK, store.Read(service, text, message));
     EXPECT_EQ(L"<one>\u00e9</one>", text);
     EXPECT_HR(E_INVALIDARG, store.Write(service, L"\xD800", message));
-    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(folder.path() / L"models"), {}));
+    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(folder.Path() / L"models"), {}));
     EXPECT_HR(S_OK, store.Remove(service));
     EXPECT_HR(NO_MODEL, store.Remove(service));
 }
 
 TEST(ModelStore, ReadersSeeOneWholeModelOrTheOther) {
     support::TestFolder folder;
-    const keldan::ModelStore store(keldan::DataFolder(folder.path().wstring()));
+    const keldan::ModelStore store(keldan::DataFolder(folder.Path().wstring()));
     const ServiceIdentity service{L"1", L"a", L"b"};
     const std::wstring models[] = {L"<m>" + std::wstring(50000, L'a') + L"</m>", L"<m>b</m>"};
     std::wstring message;

@@ -93,16 +93,16 @@ class OutboxTest : public testing::Test {
     }
     // What a process that is started after this one would find to do.
     std::size_t LeftOnDisk() {
-        const auto copy = folder_.path() / "copy";
+        const auto copy = folder_.Path() / "copy";
         std::filesystem::remove(copy);
         std::filesystem::copy_file(file_, copy);
         Outbox outbox(L"Root", [](const auto&, const auto&) { return E_FAIL; });
         EXPECT_HR(S_OK, outbox.Start(copy));
-        return outbox.pending();
+        return outbox.Pending();
     }
 
     support::TestFolder folder_;
-    const std::filesystem::path file_ = folder_.path() / "outbox";
+    const std::filesystem::path file_ = folder_.Path() / "outbox";
     Script script_;
     std::vector<std::wstring> refused_;
 };
@@ -126,7 +126,7 @@ TEST_F(OutboxTest, HangingAndFailingClientsDelayNobodyElse) {
     EXPECT_TRUE(script_.WaitFor(L"hangs", 3));
     EXPECT_EQ(L"1 2 3 ", script_.Bodies(L"hangs"));
     outbox->Stop();
-    EXPECT_EQ(3u, outbox->pending());
+    EXPECT_EQ(3u, outbox->Pending());
     outbox.reset();
     EXPECT_EQ(3u, LeftOnDisk());
 }
@@ -163,7 +163,7 @@ TEST_F(OutboxTest, FullQueueRefusesAndNamesThoseWithoutRoom) {
     script_.LetGo(L"full");
     EXPECT_TRUE(script_.WaitFor(L"full", 2));
     outbox->Stop();
-    EXPECT_EQ(0u, outbox->pending());
+    EXPECT_EQ(0u, outbox->Pending());
     EXPECT_EQ(L"1 2 ", script_.Bodies(L"full"));
 }
 
@@ -206,7 +206,7 @@ TEST_F(OutboxTest, ForgottenCallbacksAreNotMade) {
     EXPECT_TRUE(script_.WaitFor(L"a", 1));
     outbox->Forget(L"a");
     outbox->Forget(L"nobody");
-    EXPECT_EQ(0u, outbox->pending());
+    EXPECT_EQ(0u, outbox->Pending());
     EXPECT_EQ(0u, LeftOnDisk());
     EXPECT_HR(S_OK, Post(*outbox, L"3", {L"a"}));
     script_.LetGo(L"a");
@@ -254,14 +254,14 @@ TEST_F(OutboxTest, DamagedFileIsKeptAsideAndTheOutboxServes) {
         outbox.reset();
         damage();
         outbox = OpenAlone();
-        EXPECT_EQ(0u, outbox->pending()) << kept;
+        EXPECT_EQ(0u, outbox->Pending()) << kept;
         EXPECT_HR(S_OK, Post(*outbox, L"2", {L"a"})) << kept;
         outbox.reset();
         std::filesystem::remove(file_);
         ++kept;
     }
     std::size_t found = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_.path()))
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.Path()))
         found += entry.path().filename().wstring().starts_with(L"outbox.damaged");
     EXPECT_EQ(kept, found);
 }

@@ -85,22 +85,22 @@ TEST(ScheduleCalendar, FrequenciesBeyondTheCalendarNeverTickAgain) {
 // Drives a scheduler by hand. Both clocks move together unless the wall clock is set.
 class Script {
   public:
-    explicit Script(const wchar_t* utc) { now_.wall = Utc(utc); }
+    explicit Script(const wchar_t* utc) { now.wall = Utc(utc); }
 
     void Subscribe(Schedule schedule) {
-        scheduler_.Put(scheduler_.Make(L"id", L"ticket", std::move(schedule), now_), now_);
+        scheduler.Put(scheduler.Make(L"id", L"ticket", std::move(schedule), now), now);
     }
     void Pass(Milliseconds time) {
-        now_.wall += time;
-        now_.steady += time;
+        now.wall += time;
+        now.steady += time;
     }
-    void SetClock(const wchar_t* utc) { now_.wall = Utc(utc); }
+    void SetClock(const wchar_t* utc) { now.wall = Utc(utc); }
 
     // The calls that are due now, begun.
     std::vector<Call> Calls() {
-        std::vector<Call> calls = scheduler_.Advance(now_);
+        std::vector<Call> calls = scheduler.Advance(now);
         for (const Call& call : calls)
-            EXPECT_TRUE(scheduler_.Begin(call.number, now_));
+            EXPECT_TRUE(scheduler.Begin(call.number, now));
         return calls;
     }
     // As many deliveries as are due now, each taken by the client at once.
@@ -108,7 +108,7 @@ class Script {
         int delivered = 0;
         for (std::vector<Call> calls = Calls(); !calls.empty(); calls = Calls())
             for (const Call& call : calls) {
-                scheduler_.Finish(call.number, S_OK, now_);
+                scheduler.Finish(call.number, S_OK, now);
                 ++delivered;
             }
         return delivered;
@@ -116,34 +116,34 @@ class Script {
     // The instants of all deliveries within the time, the scheduler being asked when it wants to be.
     std::vector<Instant> Run(Milliseconds time) {
         std::vector<Instant> delivered;
-        const Milliseconds until = now_.steady + time;
+        const Milliseconds until = now.steady + time;
         for (;;) {
             for (int i = Deliver(); i > 0; --i)
-                delivered.push_back(now_.wall);
-            const Milliseconds step = std::min(scheduler_.UntilNext(now_), Milliseconds(seconds(10)));
-            if (now_.steady + step > until)
+                delivered.push_back(now.wall);
+            const Milliseconds step = std::min(scheduler.UntilNext(now), Milliseconds(seconds(10)));
+            if (now.steady + step > until)
                 break;
             Pass(std::max(step, Milliseconds(1)));
         }
-        Pass(until - now_.steady);
+        Pass(until - now.steady);
         return delivered;
     }
     // The process ended and starts again with what had been written; nothing is known of the time between.
     void Restart() {
-        Registration kept = *scheduler_.Find(L"id");
-        scheduler_ = Scheduler(LocalZone(CentralEurope()));
-        now_.steady = Milliseconds(12345);
-        scheduler_.Put(ReadRegistration(WriteRegistration(kept)).value(), now_);
+        Registration kept = *scheduler.Find(L"id");
+        scheduler = Scheduler(LocalZone(CentralEurope()));
+        now.steady = Milliseconds(12345);
+        scheduler.Put(ReadRegistration(WriteRegistration(kept)).value(), now);
     }
 
-    Scheduler scheduler_{LocalZone(CentralEurope())};
-    Now now_;
+    Scheduler scheduler{LocalZone(CentralEurope())};
+    Now now;
 };
 
 TEST(Scheduler, DeliversEachTickOnce) {
     Script script(L"2027-1-1T8:0:0");
     script.Subscribe(Every(L"P0Y0M0DT0H5M0S", L"2027-1-1T9:5:0"));
-    EXPECT_EQ(minutes(5), script.scheduler_.UntilNext(script.now_));
+    EXPECT_EQ(minutes(5), script.scheduler.UntilNext(script.now));
     const auto ticks = script.Run(hours(1));
     ASSERT_EQ(12u, ticks.size());
     EXPECT_EQ(Utc(L"2027-1-1T8:5:0"), ticks.front());
@@ -168,7 +168,7 @@ TEST(Scheduler, MissedTicksAreDeliveredOnceAndThePhaseStays) {
         Script script(L"2027-1-1T8:0:0");
         script.Subscribe(Every(L"P0Y0M0DT0H5M0S", L"2027-1-1T9:5:0"));
         EXPECT_EQ(1u, script.Run(minutes(7)).size());
-        script.now_.wall += hours(3);
+        script.now.wall += hours(3);
         if (restarted)
             script.Restart();
         EXPECT_EQ(1, script.Deliver());
@@ -190,7 +190,7 @@ TEST(Scheduler, TicksBeforeTheRegistrationDoNotCount) {
     Script script(L"2027-1-1T8:0:0");
     script.Subscribe(Every(L"P0Y0M1DT0H0M0S", L"2026-12-1T12:0:0"));
     EXPECT_EQ(0, script.Deliver());
-    EXPECT_EQ(hours(3), script.scheduler_.UntilNext(script.now_));
+    EXPECT_EQ(hours(3), script.scheduler.UntilNext(script.now));
 }
 
 TEST(Scheduler, NineOClockStaysNineOClockAcrossBothChangesOfDaylightSaving) {
@@ -228,25 +228,25 @@ TEST(Scheduler, ClockThatIsSetBackNeitherDoublesNorStarves) {
             Script script(L"2027-6-1T8:0:0");
             script.Subscribe(Every(one.frequency, L"2027-6-1T10:0:0"));
             EXPECT_EQ(1, script.Deliver());
-            Milliseconds last = script.now_.steady;
+            Milliseconds last = script.now.steady;
             script.Pass(one.period / 10);
-            script.now_.wall -= one.back;
+            script.now.wall -= one.back;
             if (restarted) {
                 script.Restart();
-                last = script.now_.steady - one.period / 10;
+                last = script.now.steady - one.period / 10;
             }
             for (int i = 0; i < 3; ++i) {
                 Milliseconds waited{};
                 while (script.Deliver() == 0 && waited < 3 * one.period) {
-                    const auto step = std::clamp(script.scheduler_.UntilNext(script.now_), Milliseconds(1),
-                                                 Milliseconds(seconds(10)));
+                    const auto step =
+                        std::clamp(script.scheduler.UntilNext(script.now), Milliseconds(1), Milliseconds(seconds(10)));
                     script.Pass(step);
                     waited += step;
                 }
-                const Milliseconds gap = script.now_.steady - last;
+                const Milliseconds gap = script.now.steady - last;
                 EXPECT_GE(gap, one.period * 9 / 10) << i;
                 EXPECT_LE(gap, one.period * 2 + seconds(2)) << i;
-                last = script.now_.steady;
+                last = script.now.steady;
             }
         }
 }
@@ -272,7 +272,7 @@ TEST(Scheduler, RunningDeliveryAbsorbsTheTicksThatComeMeanwhile) {
     ASSERT_EQ(1u, first.size());
     script.Pass(minutes(3));
     EXPECT_TRUE(script.Calls().empty());
-    script.scheduler_.Finish(first[0].number, S_OK, script.now_);
+    script.scheduler.Finish(first[0].number, S_OK, script.now);
     EXPECT_EQ(1, script.Deliver());
 }
 
@@ -284,12 +284,12 @@ TEST(Scheduler, FailedDeliveriesAreTriedAgainAndThenGivenUpUntilTheNextTick) {
     for (int attempt = 0; attempt < 3; ++attempt) {
         const auto calls = script.Calls();
         ASSERT_EQ(1u, calls.size()) << attempt;
-        script.scheduler_.Finish(calls[0].number, E_FAIL, script.now_);
+        script.scheduler.Finish(calls[0].number, E_FAIL, script.now);
         EXPECT_TRUE(script.Calls().empty());
         if (attempt < 2)
             script.Pass(seconds(5));
     }
-    EXPECT_EQ(seconds(50), script.scheduler_.UntilNext(script.now_));
+    EXPECT_EQ(seconds(50), script.scheduler.UntilNext(script.now));
     script.Pass(seconds(50));
     EXPECT_EQ(1, script.Deliver());
 }
@@ -300,9 +300,9 @@ TEST(Scheduler, NextTickMakesAnEndOfTheRetries) {
     schedule.entries[0].retryAttempts = 5;
     schedule.entries[0].retryFrequency = hours(1);
     script.Subscribe(std::move(schedule));
-    script.scheduler_.Finish(script.Calls().at(0).number, E_FAIL, script.now_);
+    script.scheduler.Finish(script.Calls().at(0).number, E_FAIL, script.now);
     EXPECT_TRUE(script.Calls().empty());
-    EXPECT_EQ(minutes(1), script.scheduler_.UntilNext(script.now_));
+    EXPECT_EQ(minutes(1), script.scheduler.UntilNext(script.now));
     script.Pass(minutes(1));
     EXPECT_EQ(1, script.Deliver());
 }
@@ -314,21 +314,21 @@ TEST(Scheduler, ClientThatHangsIsNotWaitedForAndNotCalledTwiceAtATime) {
     script.Subscribe(std::move(schedule));
     const auto hanging = script.Calls();
     ASSERT_EQ(1u, hanging.size());
-    EXPECT_EQ(minutes(10), script.scheduler_.UntilNext(script.now_));
+    EXPECT_EQ(minutes(10), script.scheduler.UntilNext(script.now));
     script.Pass(minutes(10));
     const auto second = script.Calls();
     ASSERT_EQ(1u, second.size());
     EXPECT_EQ(L"Client.2", second[0].client);
-    EXPECT_EQ(std::vector{hanging[0].number}, script.scheduler_.TakeChanges().abandoned);
-    script.scheduler_.Finish(second[0].number, S_OK, script.now_);
+    EXPECT_EQ(std::vector{hanging[0].number}, script.scheduler.TakeChanges().abandoned);
+    script.scheduler.Finish(second[0].number, S_OK, script.now);
 
     script.Pass(minutes(50));
     const auto next = script.Calls();
     ASSERT_EQ(1u, next.size());
     EXPECT_EQ(L"Client.2", next[0].client);
-    script.scheduler_.Finish(next[0].number, S_OK, script.now_);
+    script.scheduler.Finish(next[0].number, S_OK, script.now);
 
-    script.scheduler_.Finish(hanging[0].number, S_OK, script.now_);
+    script.scheduler.Finish(hanging[0].number, S_OK, script.now);
     script.Pass(hours(1));
     EXPECT_EQ(2, script.Deliver());
 }
@@ -349,7 +349,7 @@ TEST(Scheduler, EntriesThatATickReachedAreNotReachedAgainAfterARestart) {
     Schedule schedule = Every(L"P0Y0M0DT1H0M0S", L"2027-1-1T9:0:0");
     schedule.entries.push_back({L"Client.2", L"", minutes(10), 0, seconds(5)});
     script.Subscribe(std::move(schedule));
-    script.scheduler_.Finish(script.Calls().at(0).number, S_OK, script.now_);
+    script.scheduler.Finish(script.Calls().at(0).number, S_OK, script.now);
     script.Restart();
     const auto calls = script.Calls();
     ASSERT_EQ(1u, calls.size());
@@ -377,10 +377,10 @@ TEST(Scheduler, NothingIsDeliveredAfterTheEnd) {
         schedule.agingCount = one.count;
         script.Subscribe(std::move(schedule));
         EXPECT_EQ(one.delivered, script.Run(minutes(5)).size());
-        const auto changes = script.scheduler_.TakeChanges();
+        const auto changes = script.scheduler.TakeChanges();
         ASSERT_EQ(1u, changes.ended.size());
         EXPECT_EQ(L"id", changes.ended[0].id);
-        EXPECT_EQ(nullptr, script.scheduler_.Find(L"id"));
+        EXPECT_EQ(nullptr, script.scheduler.Find(L"id"));
     }
 }
 
@@ -389,7 +389,7 @@ TEST(Scheduler, TickMissedUntilAfterTheEndIsNotDelivered) {
     Schedule schedule = Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:1:0");
     schedule.end = Local(L"2027-1-1T9:30:0");
     script.Subscribe(std::move(schedule));
-    script.now_.wall += hours(1);
+    script.now.wall += hours(1);
     script.Restart();
     EXPECT_EQ(0, script.Deliver());
 }
@@ -397,10 +397,10 @@ TEST(Scheduler, TickMissedUntilAfterTheEndIsNotDelivered) {
 TEST(Scheduler, RemovedRegistrationBeginsNoCallThatWasHandedOut) {
     Script script(L"2027-1-1T8:0:0");
     script.Subscribe(Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:0:0"));
-    const auto calls = script.scheduler_.Advance(script.now_);
+    const auto calls = script.scheduler.Advance(script.now);
     ASSERT_EQ(1u, calls.size());
-    script.scheduler_.Remove(L"id");
-    EXPECT_FALSE(script.scheduler_.Begin(calls[0].number, script.now_));
+    script.scheduler.Remove(L"id");
+    EXPECT_FALSE(script.scheduler.Begin(calls[0].number, script.now));
 }
 
 TEST(Scheduler, ModificationWaitsForTheCallOfTheEarlierSchedule) {
@@ -409,7 +409,7 @@ TEST(Scheduler, ModificationWaitsForTheCallOfTheEarlierSchedule) {
     const auto first = script.Calls();
     script.Subscribe(Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:0:0"));
     EXPECT_TRUE(script.Calls().empty());
-    script.scheduler_.Finish(first.at(0).number, S_OK, script.now_);
+    script.scheduler.Finish(first.at(0).number, S_OK, script.now);
     EXPECT_EQ(1u, script.Calls().size());
 }
 

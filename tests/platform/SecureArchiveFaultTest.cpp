@@ -12,8 +12,8 @@ namespace {
 namespace fs = std::filesystem;
 using platform_test::Archive;
 
-constexpr HRESULT not_found = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
-constexpr HRESULT disk_full = HRESULT_FROM_WIN32(ERROR_DISK_FULL);
+constexpr HRESULT NOT_FOUND = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+constexpr HRESULT DISK_FULL = HRESULT_FROM_WIN32(ERROR_DISK_FULL);
 
 std::wstring Setting(const wchar_t* name) {
     wchar_t text[MAX_PATH] = L"";
@@ -58,7 +58,7 @@ bool Holds(const fs::path& path, const std::map<std::wstring, int>& state) {
         std::wstring data;
         HRESULT result = archive.Get(SlotOf(slot), data);
         auto expected = state.find(SlotOf(slot));
-        if (expected == state.end() ? result != not_found : result != S_OK || data != DataOf(expected->second))
+        if (expected == state.end() ? result != NOT_FOUND : result != S_OK || data != DataOf(expected->second))
             return false;
     }
     return true;
@@ -129,7 +129,7 @@ TEST(SecureArchiveChild, DISABLED_Work) {
         Archive archive(path);
         for (int step = first;; ++step) {
             HRESULT result = IsRemoval(step) ? archive.Remove(SlotOf(step)) : archive.Add(SlotOf(step), DataOf(step));
-            ASSERT_TRUE(result == S_OK || (IsRemoval(step) && result == not_found));
+            ASSERT_TRUE(result == S_OK || (IsRemoval(step) && result == NOT_FOUND));
             acknowledge(step);
         }
     } else if (task == L"create") {
@@ -158,7 +158,7 @@ void Spin(int microseconds) {
 
 TEST(SecureArchiveFaults, EndedProcessLosesNothingAndLeavesNothingHalf) {
     support::TestFolder folder;
-    fs::path path = folder.path() / "A.sam";
+    fs::path path = folder.Path() / "A.sam";
     int steps = 0;
     for (int round = 0; round < 24; ++round) {
         Child child(L"change", path, steps);
@@ -176,7 +176,7 @@ TEST(SecureArchiveFaults, EndedProcessLosesNothingAndLeavesNothingHalf) {
             ++steps;
             ASSERT_TRUE(Holds(path, StateAfter(steps))) << "round " << round << ", step " << steps;
         }
-        EXPECT_EQ(std::vector<std::wstring>{L"A.sam"}, FilesIn(folder.path()));
+        EXPECT_EQ(std::vector<std::wstring>{L"A.sam"}, FilesIn(folder.Path()));
     }
 }
 
@@ -184,7 +184,7 @@ TEST(SecureArchiveFaults, EndedProcessMakesAWholeArchiveOrNone) {
     support::TestFolder folder;
     int next = 0;
     for (int round = 0; round < 12; ++round) {
-        Child child(L"create", folder.path(), next);
+        Child child(L"create", folder.Path(), next);
         for (int acknowledged = 0; acknowledged < 2; ++acknowledged) {
             auto step = child.Next();
             ASSERT_TRUE(step);
@@ -195,20 +195,20 @@ TEST(SecureArchiveFaults, EndedProcessMakesAWholeArchiveOrNone) {
         while (auto step = child.Next())
             next = *step + 1;
         for (int step = 0; step < next; ++step)
-            ASSERT_EQ(DataOf(step), Archive(folder.path() / (std::to_wstring(step) + L".sam")).MustGet(L"first"));
+            ASSERT_EQ(DataOf(step), Archive(folder.Path() / (std::to_wstring(step) + L".sam")).MustGet(L"first"));
         // What was under way does not hinder the next, and is gone with it.
-        Archive interrupted(folder.path() / (std::to_wstring(next) + L".sam"));
+        Archive interrupted(folder.Path() / (std::to_wstring(next) + L".sam"));
         ASSERT_HR(S_OK, interrupted.Add(L"first", DataOf(next)));
         ASSERT_EQ(1, interrupted.MustCount());
         ++next;
-        EXPECT_EQ(static_cast<size_t>(next), FilesIn(folder.path()).size());
+        EXPECT_EQ(static_cast<size_t>(next), FilesIn(folder.Path()).size());
     }
 }
 
 TEST(SecureArchiveFaults, ProcessesThatStartOneArchiveTogetherLoseNothing) {
     for (int round = 0; round < 3; ++round) {
         support::TestFolder folder;
-        fs::path path = folder.path() / "A.sam";
+        fs::path path = folder.Path() / "A.sam";
         Child one(L"add", path, 0);
         Child two(L"add", path, 1000);
         ASSERT_TRUE(one.Next());
@@ -221,12 +221,12 @@ TEST(SecureArchiveFaults, ProcessesThatStartOneArchiveTogetherLoseNothing) {
             EXPECT_TRUE(DataOf(step) == archive.MustGet(std::to_wstring(step)));
             EXPECT_TRUE(DataOf(1000 + step) == archive.MustGet(std::to_wstring(1000 + step)));
         }
-        EXPECT_EQ(std::vector<std::wstring>{L"A.sam"}, FilesIn(folder.path()));
+        EXPECT_EQ(std::vector<std::wstring>{L"A.sam"}, FilesIn(folder.Path()));
     }
 }
 
 // The slot through which this program calls WriteFile: the archive's code is linked into it.
-extern "C" decltype(&WriteFile) imported_write __asm__("__imp__WriteFile@20");
+extern "C" decltype(&WriteFile) importedWrite __asm__("__imp__WriteFile@20");
 
 // While it lives, some calls of WriteFile find the disk full.
 class FullDisk {
@@ -234,7 +234,7 @@ class FullDisk {
     enum class Kind { Refused, Short };
     // allowed: calls that still succeed. lasting: all after them fail, not only one.
     FullDisk(int allowed, Kind kind, bool lasting) {
-        real_ = imported_write;
+        real_ = importedWrite;
         allowed_ = allowed;
         kind_ = kind;
         lasting_ = lasting;
@@ -242,14 +242,14 @@ class FullDisk {
         Set(Write);
     }
     ~FullDisk() { Set(real_); }
-    bool failed() const { return failed_; }
+    bool Failed() const { return failed_; }
 
   private:
     static void Set(decltype(&WriteFile) function) {
         DWORD before = 0;
-        VirtualProtect(&imported_write, sizeof imported_write, PAGE_READWRITE, &before);
-        imported_write = function;
-        VirtualProtect(&imported_write, sizeof imported_write, before, &before);
+        VirtualProtect(&importedWrite, sizeof importedWrite, PAGE_READWRITE, &before);
+        importedWrite = function;
+        VirtualProtect(&importedWrite, sizeof importedWrite, before, &before);
     }
     static BOOL WINAPI Write(HANDLE file, LPCVOID data, DWORD size, LPDWORD done, LPOVERLAPPED place) {
         if (allowed_-- > 0 || (failed_ && !lasting_))
@@ -281,7 +281,7 @@ TEST(SecureArchiveFaults, FullDiskIsNamedAndChangesNothing) {
     for (const auto& [name, work] : works) {
         for (auto [kind, lasting] : {std::pair{FullDisk::Kind::Refused, false}, {FullDisk::Kind::Short, true}}) {
             support::TestFolder folder;
-            fs::path path = folder.path() / "A.sam";
+            fs::path path = folder.Path() / "A.sam";
             Archive archive(path);
             ASSERT_HR(S_OK, archive.Add(L"a", a));
             ASSERT_HR(S_OK, archive.Add(L"b", b));
@@ -293,19 +293,19 @@ TEST(SecureArchiveFaults, FullDiskIsNamedAndChangesNothing) {
                 {
                     FullDisk disk(allowed, kind, lasting);
                     result = work(archive);
-                    failed = disk.failed();
+                    failed = disk.Failed();
                 }
                 if (!failed) {
                     EXPECT_HR(S_OK, result) << name;
                     EXPECT_GT(allowed, 3) << name;
                     break;
                 }
-                ASSERT_HR(disk_full, result) << name << " after " << allowed;
+                ASSERT_HR(DISK_FULL, result) << name << " after " << allowed;
                 ASSERT_EQ(2, archive.MustCount()) << name << " after " << allowed;
                 ASSERT_TRUE(a == archive.MustGet(L"a")) << name << " after " << allowed;
                 ASSERT_TRUE(b == archive.MustGet(L"b")) << name << " after " << allowed;
                 ASSERT_EQ(size, fs::file_size(path)) << name << " after " << allowed;
-                ASSERT_EQ(std::vector<std::wstring>{L"A.sam"}, FilesIn(folder.path())) << name;
+                ASSERT_EQ(std::vector<std::wstring>{L"A.sam"}, FilesIn(folder.Path())) << name;
             }
         }
     }
@@ -313,20 +313,20 @@ TEST(SecureArchiveFaults, FullDiskIsNamedAndChangesNothing) {
 
 TEST(SecureArchiveFaults, ArchiveThatFindsNoRoomIsNotMade) {
     support::TestFolder folder;
-    Archive archive(folder.path() / "A.sam");
+    Archive archive(folder.Path() / "A.sam");
     for (int allowed = 0;; ++allowed) {
         ASSERT_LT(allowed, 100);
         FullDisk disk(allowed, FullDisk::Kind::Refused, true);
         HRESULT result = archive.Add(L"a", std::wstring(9000, L'a'));
-        if (!disk.failed()) {
+        if (!disk.Failed()) {
             EXPECT_HR(S_OK, result);
             EXPECT_GT(allowed, 3);
             break;
         }
-        ASSERT_HR(disk_full, result) << allowed;
-        ASSERT_TRUE(FilesIn(folder.path()).empty()) << allowed;
+        ASSERT_HR(DISK_FULL, result) << allowed;
+        ASSERT_TRUE(FilesIn(folder.Path()).empty()) << allowed;
     }
-    EXPECT_EQ(std::vector<std::wstring>{L"A.sam"}, FilesIn(folder.path()));
+    EXPECT_EQ(std::vector<std::wstring>{L"A.sam"}, FilesIn(folder.Path()));
 }
 
 } // namespace

@@ -13,19 +13,19 @@ using platform_test::PutByte;
 using platform_test::ReadBytes;
 using platform_test::WriteBytes;
 
-constexpr HRESULT not_found = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
-constexpr HRESULT no_folder = HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
-constexpr HRESULT denied = HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
-constexpr HRESULT corrupt = HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT);
-constexpr HRESULT busy = HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION);
+constexpr HRESULT NOT_FOUND = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+constexpr HRESULT NO_FOLDER = HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
+constexpr HRESULT DENIED = HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+constexpr HRESULT CORRUPT = HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT);
+constexpr HRESULT BUSY = HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION);
 
 class SecureArchive : public testing::Test {
   protected:
-    fs::path File(const wchar_t* name = L"A.sam") const { return folder_.path() / name; }
+    fs::path File(const wchar_t* name = L"A.sam") const { return folder_.Path() / name; }
     // Only the archives themselves may lie in the folder.
     void ExpectFiles(const std::vector<std::wstring>& expected) const {
         std::vector<std::wstring> found;
-        for (const auto& entry : fs::directory_iterator(folder_.path()))
+        for (const auto& entry : fs::directory_iterator(folder_.Path()))
             found.push_back(entry.path().filename().wstring());
         std::sort(found.begin(), found.end());
         EXPECT_EQ(expected, found);
@@ -56,9 +56,9 @@ TEST_F(SecureArchive, AnyTextComesBackAsItWas) {
     EXPECT_EQ(static_cast<long>(std::size(streams)), archive.MustCount());
     for (const auto& [name, data] : streams) {
         EXPECT_HR(S_OK, archive.Remove(name));
-        EXPECT_HR(not_found, archive.Remove(name));
+        EXPECT_HR(NOT_FOUND, archive.Remove(name));
         std::wstring gone;
-        EXPECT_HR(not_found, archive.Get(name, gone));
+        EXPECT_HR(NOT_FOUND, archive.Get(name, gone));
     }
     EXPECT_EQ(0, archive.MustCount());
     ExpectFiles({L"A.sam"});
@@ -68,9 +68,9 @@ TEST_F(SecureArchive, BytesThatAreNoWholeCharactersAreKept) {
     Archive archive(File());
     vorna::bstr odd;
     *odd.put() = SysAllocStringByteLen("abc", 3);
-    ASSERT_HR(S_OK, archive.manager().AddStream(vorna::bstr(L"odd").get(), odd.get(), 0));
+    ASSERT_HR(S_OK, archive.Manager().AddStream(vorna::bstr(L"odd").get(), odd.get(), 0));
     vorna::bstr back;
-    ASSERT_HR(S_OK, archive.manager().GetStream(vorna::bstr(L"odd").get(), 0, back.put()));
+    ASSERT_HR(S_OK, archive.Manager().GetStream(vorna::bstr(L"odd").get(), 0, back.put()));
     ASSERT_EQ(3u, SysStringByteLen(back.get()));
     EXPECT_EQ(0, memcmp("abc", back.get(), 3));
 }
@@ -121,15 +121,15 @@ TEST_F(SecureArchive, FiftyMegabytesAreStoredOnce) {
 TEST_F(SecureArchive, ReadingMakesNoArchive) {
     Archive archive(File());
     std::wstring data;
-    EXPECT_HR(not_found, archive.Get(L"a", data));
-    EXPECT_HR(not_found, archive.Remove(L"a"));
+    EXPECT_HR(NOT_FOUND, archive.Get(L"a", data));
+    EXPECT_HR(NOT_FOUND, archive.Remove(L"a"));
     EXPECT_EQ(0, archive.MustCount());
     ExpectFiles({});
 }
 
 TEST_F(SecureArchive, ArgumentsAreCheckedAndOutParametersSet) {
     Archive archive(File());
-    auto& manager = archive.manager();
+    auto& manager = archive.Manager();
     long count = 77;
     for (long kind : {-1L, 0L, 1L, 3L}) {
         EXPECT_HR(E_INVALIDARG, manager.GetEntryCount(kind, &count));
@@ -138,12 +138,12 @@ TEST_F(SecureArchive, ArgumentsAreCheckedAndOutParametersSet) {
     EXPECT_HR(E_POINTER, manager.GetEntryCount(2, nullptr));
     EXPECT_HR(E_POINTER, manager.GetStream(vorna::bstr(L"a").get(), 0, nullptr));
     auto poison = reinterpret_cast<BSTR>(1);
-    EXPECT_HR(not_found, manager.GetStream(vorna::bstr(L"a").get(), 0, &poison));
+    EXPECT_HR(NOT_FOUND, manager.GetStream(vorna::bstr(L"a").get(), 0, &poison));
     EXPECT_EQ(nullptr, poison);
     for (long flag : {0L, 1L, -5L})
         EXPECT_HR(S_OK, manager.put_Mode(flag));
 
-    EXPECT_HR(no_folder, archive.Bind(folder_.path() / "none" / "A.sam"));
+    EXPECT_HR(NO_FOLDER, archive.Bind(folder_.Path() / "none" / "A.sam"));
     EXPECT_HR(E_UNEXPECTED, archive.Add(L"a", L"b")) << "an archive that was not bound must not be worked on";
     EXPECT_HR(E_INVALIDARG, archive.Bind(L""));
     EXPECT_HR(E_INVALIDARG, archive.Bind(L"relative.sam"));
@@ -152,7 +152,7 @@ TEST_F(SecureArchive, ArgumentsAreCheckedAndOutParametersSet) {
 }
 
 TEST_F(SecureArchive, PathsBeyondTheOldLimitWork) {
-    fs::path deep = L"\\\\?\\" + folder_.path().wstring();
+    fs::path deep = L"\\\\?\\" + folder_.Path().wstring();
     for (int i = 0; i < 5; ++i)
         deep /= std::wstring(60, static_cast<wchar_t>(L'a' + i));
     fs::create_directories(deep);
@@ -167,8 +167,8 @@ TEST_F(SecureArchive, ReadOnlyFileIsReadAndNotWritten) {
     ASSERT_HR(S_OK, archive.Add(L"a", L"b"));
     auto before = ReadBytes(File());
     SetFileAttributesW(File().c_str(), FILE_ATTRIBUTE_READONLY);
-    EXPECT_HR(denied, archive.Add(L"c", L"d"));
-    EXPECT_HR(denied, archive.Remove(L"a"));
+    EXPECT_HR(DENIED, archive.Add(L"c", L"d"));
+    EXPECT_HR(DENIED, archive.Remove(L"a"));
     EXPECT_EQ(L"b", archive.MustGet(L"a"));
     EXPECT_EQ(1, archive.MustCount());
     SetFileAttributesW(File().c_str(), FILE_ATTRIBUTE_NORMAL);
@@ -181,8 +181,8 @@ TEST_F(SecureArchive, ArchiveHeldByAnotherIsWaitedForWithABound) {
     vorna::unique_file holder(
         CreateFileW(File().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     std::wstring data;
-    EXPECT_HR(busy, archive.Get(L"a", data));
-    EXPECT_HR(busy, archive.Add(L"c", L"d"));
+    EXPECT_HR(BUSY, archive.Get(L"a", data));
+    EXPECT_HR(BUSY, archive.Add(L"c", L"d"));
     Archive patient(File());
     std::thread reader([&] { EXPECT_EQ(L"b", patient.MustGet(L"a")); });
     holder.reset();
@@ -201,10 +201,10 @@ TEST_F(SecureArchive, NoPlainTextOnTheDisk) {
 }
 
 TEST_F(SecureArchive, EveryFlippedByteIsNoticed) {
-    constexpr int streams = 6;
+    constexpr int STREAMS = 6;
     auto data = [](int i) { return std::wstring(3000, static_cast<wchar_t>(L'a' + i)); };
     Archive archive(File());
-    for (int i = 0; i < streams; ++i)
+    for (int i = 0; i < STREAMS; ++i)
         ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), data(i)));
     const auto good = ReadBytes(File());
     // Every byte of the header and of what the cipher leaves open; some of each page, its proof and its nonce too.
@@ -219,13 +219,13 @@ TEST_F(SecureArchive, EveryFlippedByteIsNoticed) {
         PutByte(File(), offset, good[offset] ^ 0x40);
         long count = 0;
         HRESULT result = archive.Count(count);
-        bool noticed = result == corrupt;
+        bool noticed = result == CORRUPT;
         // The first page is read by every operation; the others at the latest with what lies in them.
-        ASSERT_TRUE(noticed || (offset >= 8192 && result == S_OK && count == streams)) << offset;
-        for (int i = 0; i < streams && !noticed; ++i) {
+        ASSERT_TRUE(noticed || (offset >= 8192 && result == S_OK && count == STREAMS)) << offset;
+        for (int i = 0; i < STREAMS && !noticed; ++i) {
             std::wstring found;
             result = archive.Get(std::to_wstring(i), found);
-            noticed = result == corrupt;
+            noticed = result == CORRUPT;
             ASSERT_TRUE(noticed || (result == S_OK && found == data(i))) << offset;
         }
         if (noticed) {
@@ -233,8 +233,8 @@ TEST_F(SecureArchive, EveryFlippedByteIsNoticed) {
             continue;
         }
         // What no read needs (which pages belong together) is proved when a stream goes.
-        for (int i = 0; i < streams && !noticed; ++i)
-            noticed = archive.Remove(std::to_wstring(i)) == corrupt;
+        for (int i = 0; i < STREAMS && !noticed; ++i)
+            noticed = archive.Remove(std::to_wstring(i)) == CORRUPT;
         ASSERT_TRUE(noticed) << offset;
         WriteBytes(File(), good);
     }
@@ -256,10 +256,10 @@ TEST_F(SecureArchive, OtherLengthsAreDamage) {
         WriteBytes(File(), bad);
         long count = 0;
         std::wstring data;
-        EXPECT_HR(corrupt, archive.Count(count)) << length;
-        EXPECT_HR(corrupt, archive.Get(L"0", data)) << length;
-        EXPECT_HR(corrupt, archive.Add(L"new", L"new")) << length;
-        EXPECT_HR(corrupt, archive.Remove(L"0")) << length;
+        EXPECT_HR(CORRUPT, archive.Count(count)) << length;
+        EXPECT_HR(CORRUPT, archive.Get(L"0", data)) << length;
+        EXPECT_HR(CORRUPT, archive.Add(L"new", L"new")) << length;
+        EXPECT_HR(CORRUPT, archive.Remove(L"0")) << length;
         EXPECT_TRUE(bad == ReadBytes(File())) << length;
         ExpectFiles({L"A.sam"});
     }
@@ -283,23 +283,23 @@ TEST_F(SecureArchive, PagesLeftBehindTheLastOneAreNoDamage) {
 }
 
 TEST_F(SecureArchive, AnotherArchivesFileIsNotTakenButAFolderCanMove) {
-    fs::create_directory(folder_.path() / "from");
-    fs::path first = folder_.path() / "from" / "A.sam";
-    fs::path second = folder_.path() / "from" / "B.sam";
+    fs::create_directory(folder_.Path() / "from");
+    fs::path first = folder_.Path() / "from" / "A.sam";
+    fs::path second = folder_.Path() / "from" / "B.sam";
     Archive one(first);
     Archive two(second);
     ASSERT_HR(S_OK, one.Add(L"a", L"of A"));
     ASSERT_HR(S_OK, two.Add(L"a", L"of B"));
 
-    fs::path moved = folder_.path() / "to";
-    fs::rename(folder_.path() / "from", moved);
+    fs::path moved = folder_.Path() / "to";
+    fs::rename(folder_.Path() / "from", moved);
     Archive after(moved / "a.SAM");
     EXPECT_EQ(L"of A", after.MustGet(L"a")) << "file names do not tell cases apart";
 
     WriteBytes(moved / "A.sam", ReadBytes(moved / "B.sam"));
     std::wstring data;
-    EXPECT_HR(corrupt, after.Get(L"a", data));
-    EXPECT_HR(corrupt, after.Add(L"a", L"c"));
+    EXPECT_HR(CORRUPT, after.Get(L"a", data));
+    EXPECT_HR(CORRUPT, after.Add(L"a", L"c"));
 }
 
 TEST_F(SecureArchive, RegisteredClassServesEarlyAndLateCallers) {

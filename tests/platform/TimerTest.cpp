@@ -266,12 +266,12 @@ class Mute : public vorna::com_object<Mute, IPersist> {
 };
 
 TEST(ClientCall, ClientsThatCannotTakeADocumentAreFailuresOnly) {
-    constexpr CLSID faulty = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x02}};
-    constexpr CLSID mute = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x03}};
-    RegisterProgId(L"QXKELDAN.TimerTestFaulty", faulty);
-    RegisterProgId(L"QXKELDAN.TimerTestMute", mute);
-    const auto first = RunningClass::Of<Faulty>(faulty, CLSCTX_INPROC_SERVER);
-    const auto second = RunningClass::Of<Mute>(mute, CLSCTX_INPROC_SERVER);
+    constexpr CLSID FAULTY = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x02}};
+    constexpr CLSID MUTE = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x03}};
+    RegisterProgId(L"QXKELDAN.TimerTestFaulty", FAULTY);
+    RegisterProgId(L"QXKELDAN.TimerTestMute", MUTE);
+    const auto first = RunningClass::Of<Faulty>(FAULTY, CLSCTX_INPROC_SERVER);
+    const auto second = RunningClass::Of<Mute>(MUTE, CLSCTX_INPROC_SERVER);
     EXPECT_HR(E_UNEXPECTED, keldan::DeliverToClient(L"QXKELDAN.TimerTestFaulty", L"<a/>"));
     EXPECT_HR(E_NOINTERFACE, keldan::DeliverToClient(L"QXKELDAN.TimerTestMute", L"<a/>"));
     EXPECT_HR(CO_E_CLASSSTRING, keldan::DeliverToClient(L"QXKELDAN.NoSuchClass", L"<a/>"));

@@ -58,14 +58,14 @@ class XmlAccessorTest : public testing::Test {
     com_ptr<IXMLSimpleAccessor> accessor_ = MakeAccessor();
 };
 
-struct query_case {
+struct QueryCase {
     const wchar_t* document;
     const wchar_t* xpath;
     long kind;
     const char* expected;
 };
 
-class XmlAccessorQuery : public XmlAccessorTest, public testing::WithParamInterface<query_case> {};
+class XmlAccessorQuery : public XmlAccessorTest, public testing::WithParamInterface<QueryCase> {};
 
 TEST_P(XmlAccessorQuery, Answers) {
     ASSERT_HR(S_OK, Load(GetParam().document));
@@ -78,40 +78,37 @@ constexpr wchar_t SPACES[] = L"<r xmlns='urn:d' xmlns:p='urn:p' xmlns:q=\"urn:q\
 
 INSTANTIATE_TEST_SUITE_P(
     Values, XmlAccessorQuery,
-    testing::Values(query_case{LIST, L"/S/P [@ID=\"2\"]/@V", 4, "FALSE"},
-                    query_case{LIST, L"/S/P [@ID=\"3\"] [@V='TRUE']", 4, "acd"},
-                    query_case{LIST, L"//P/@ID", 4,
-                               "1\x01"
-                               "2\x01"
-                               "3"},
-                    query_case{LIST, L"//P[@V='TRUE']", 8,
-                               "<P ID=\"1\" V=\"TRUE\"/>\x01<P ID=\"3\" V=\"TRUE\">a<b>c</b>d</P>"},
-                    query_case{LIST, L"/S/P[@ID='9']", 8, ""}, query_case{LIST, L"/S/P[1]/@ID", 8, "ID=\"1\""},
-                    query_case{L"<e a='&lt;&amp;&quot;&#65;&#x1F600;'>x<![CDATA[<&]]>&gt;\r\ny</e>", L"/e/@a", 4,
-                               "<&\"A\xF0\x9F\x98\x80"},
-                    query_case{L"<e>x<![CDATA[<&]]>&gt;\r\ny<!--no--></e>", L"/e", 4, "x<&>\ny"},
-                    query_case{L"<e a='1\r\n\t2&#10;3'/>", L"/e/@a", 4, "1  2\n3"},
-                    query_case{LIST, L"/S/P[", 4, "80070057"}, query_case{LIST, L"/S/P", 5, "80070057"},
-                    query_case{LIST, L"count(//P)", 4, "80070057"}, query_case{LIST, L"//z:P", 8, "80070057"},
-                    query_case{LIST, L"", 8, "80070057"}));
+    testing::Values(
+        QueryCase{LIST, L"/S/P [@ID=\"2\"]/@V", 4, "FALSE"}, QueryCase{LIST, L"/S/P [@ID=\"3\"] [@V='TRUE']", 4, "acd"},
+        QueryCase{LIST, L"//P/@ID", 4,
+                  "1\x01"
+                  "2\x01"
+                  "3"},
+        QueryCase{LIST, L"//P[@V='TRUE']", 8, "<P ID=\"1\" V=\"TRUE\"/>\x01<P ID=\"3\" V=\"TRUE\">a<b>c</b>d</P>"},
+        QueryCase{LIST, L"/S/P[@ID='9']", 8, ""}, QueryCase{LIST, L"/S/P[1]/@ID", 8, "ID=\"1\""},
+        QueryCase{L"<e a='&lt;&amp;&quot;&#65;&#x1F600;'>x<![CDATA[<&]]>&gt;\r\ny</e>", L"/e/@a", 4,
+                  "<&\"A\xF0\x9F\x98\x80"},
+        QueryCase{L"<e>x<![CDATA[<&]]>&gt;\r\ny<!--no--></e>", L"/e", 4, "x<&>\ny"},
+        QueryCase{L"<e a='1\r\n\t2&#10;3'/>", L"/e/@a", 4, "1  2\n3"}, QueryCase{LIST, L"/S/P[", 4, "80070057"},
+        QueryCase{LIST, L"/S/P", 5, "80070057"}, QueryCase{LIST, L"count(//P)", 4, "80070057"},
+        QueryCase{LIST, L"//z:P", 8, "80070057"}, QueryCase{LIST, L"", 8, "80070057"}));
 
 INSTANTIATE_TEST_SUITE_P(
     WholeDocument, XmlAccessorQuery,
-    testing::Values(query_case{L"<?xml version='1.0' encoding=\"UTF-8\"?>\n<!-- c --><r  a = 'x' ><e ></e>\t<f/></r >",
-                               L"/r", 8, "<!-- c --><r  a = 'x' ><e ></e>\t<f/></r >"},
-                    query_case{L"<?xml version=\"1.0\" encoding=\"ISO-8859-1\" standalone='yes'?><r>\xE9\x20AC</r>",
-                               L"/", 8, "<r>\xC3\xA9\xE2\x82\xAC</r>"},
-                    query_case{L"\xFEFF<r/>", L"/*", 8, "<r/>"}));
+    testing::Values(QueryCase{L"<?xml version='1.0' encoding=\"UTF-8\"?>\n<!-- c --><r  a = 'x' ><e ></e>\t<f/></r >",
+                              L"/r", 8, "<!-- c --><r  a = 'x' ><e ></e>\t<f/></r >"},
+                    QueryCase{L"<?xml version=\"1.0\" encoding=\"ISO-8859-1\" standalone='yes'?><r>\xE9\x20AC</r>",
+                              L"/", 8, "<r>\xC3\xA9\xE2\x82\xAC</r>"},
+                    QueryCase{L"\xFEFF<r/>", L"/*", 8, "<r/>"}));
 
 INSTANTIATE_TEST_SUITE_P(
     Namespaces, XmlAccessorQuery,
-    testing::Values(query_case{SPACES, L"//p:a/@q:x", 4, "1"}, query_case{SPACES, L"//c", 8, ""},
-                    query_case{SPACES, L"//*[local-name()='b']", 8, "<b xmlns=\"urn:d\"/>"},
-                    query_case{SPACES, L"//p:a", 8,
-                               "<p:a xmlns:p=\"urn:p\" xmlns:q=\"urn:q\" xmlns=\"urn:d\" q:x=\"1\"><b/></p:a>"},
-                    query_case{SPACES, L"//*[local-name()='c']", 8,
-                               "<c xmlns=\"urn:d\"><p:a xmlns:p=\"urn:other\"/></c>"},
-                    query_case{SPACES, L"namespace-uri(/*)", 4, "80070057"}));
+    testing::Values(
+        QueryCase{SPACES, L"//p:a/@q:x", 4, "1"}, QueryCase{SPACES, L"//c", 8, ""},
+        QueryCase{SPACES, L"//*[local-name()='b']", 8, "<b xmlns=\"urn:d\"/>"},
+        QueryCase{SPACES, L"//p:a", 8, "<p:a xmlns:p=\"urn:p\" xmlns:q=\"urn:q\" xmlns=\"urn:d\" q:x=\"1\"><b/></p:a>"},
+        QueryCase{SPACES, L"//*[local-name()='c']", 8, "<c xmlns=\"urn:d\"><p:a xmlns:p=\"urn:other\"/></c>"},
+        QueryCase{SPACES, L"namespace-uri(/*)", 4, "80070057"}));
 
 constexpr wchar_t TREE[] = L"<t><a n='1'><x>5</x><x>7</x></a><a n='2'><x>9</x><y/></a><b or='1'><div>3</div></b>"
                            L"<?pi data?><!--note--></t>";
@@ -119,34 +116,34 @@ constexpr wchar_t TREE[] = L"<t><a n='1'><x>5</x><x>7</x></a><a n='2'><x>9</x><y
 // The corners of XPath 1.0.
 INSTANTIATE_TEST_SUITE_P(
     XPath, XmlAccessorQuery,
-    testing::Values(query_case{TREE, L"//x[1]", 4,
-                               "5\x01"
-                               "9"},
-                    query_case{TREE, L"(//x)[2]", 4, "7"},
-                    query_case{TREE, L"//x[last()]/..", 8,
-                               "<a n=\"1\"><x>5</x><x>7</x></a>\x01<a n=\"2\"><x>9</x><y/></a>"},
-                    query_case{TREE, L"//x[. > 5 and not(. = 9)]", 4, "7"},
-                    query_case{TREE, L"//x[. div 3 = 3 or . mod 5 = 0]", 4,
-                               "5\x01"
-                               "9"},
-                    query_case{TREE, L"/t/b/@or | /t/a/@n", 4,
-                               "1\x01"
-                               "2\x01"
-                               "1"},
-                    query_case{TREE, L"//div[* * 2 = 0 or text() = '3']", 8, "<div>3</div>"},
-                    query_case{TREE, L"//y/preceding::x[1]", 4, "9"},
-                    query_case{TREE, L"//y/preceding-sibling::*", 4, "9"},
-                    query_case{TREE, L"//a[1]/following-sibling::a/@n", 4, "2"},
-                    query_case{TREE, L"//div/ancestor::*[position()=last()]/a[count(x)=sum(//div)-1]/@n", 4, "1"},
-                    query_case{TREE, L"//processing-instruction('pi') | //comment()", 8, "<?pi data?>\x01<!--note-->"},
-                    query_case{TREE, L"//a[substring(concat('ab', @n), 3) = '2']/x", 4, "9"},
-                    query_case{TREE, L"//a[translate(@n, '12', 'xy') = normalize-space('  y ')]/@n", 4, "2"},
-                    query_case{TREE, L"//a[starts-with(name(..), 't')][contains(x, '7') or x = 7]/@n", 4, "1"},
-                    query_case{TREE, L"//a[string-length(string(x)) = round(0.6)][number(@n) < 1.5]/@n", 4, "1"},
-                    query_case{TREE, L"/t/a[-@n = --1 - 2]/@n", 4, "1"}, query_case{TREE, L"//*[self::y]", 8, "<y/>"},
-                    query_case{TREE, L"$v", 8, "80070057"}, query_case{TREE, L"//a[foo()]", 8, "80070057"}));
+    testing::Values(QueryCase{TREE, L"//x[1]", 4,
+                              "5\x01"
+                              "9"},
+                    QueryCase{TREE, L"(//x)[2]", 4, "7"},
+                    QueryCase{TREE, L"//x[last()]/..", 8,
+                              "<a n=\"1\"><x>5</x><x>7</x></a>\x01<a n=\"2\"><x>9</x><y/></a>"},
+                    QueryCase{TREE, L"//x[. > 5 and not(. = 9)]", 4, "7"},
+                    QueryCase{TREE, L"//x[. div 3 = 3 or . mod 5 = 0]", 4,
+                              "5\x01"
+                              "9"},
+                    QueryCase{TREE, L"/t/b/@or | /t/a/@n", 4,
+                              "1\x01"
+                              "2\x01"
+                              "1"},
+                    QueryCase{TREE, L"//div[* * 2 = 0 or text() = '3']", 8, "<div>3</div>"},
+                    QueryCase{TREE, L"//y/preceding::x[1]", 4, "9"},
+                    QueryCase{TREE, L"//y/preceding-sibling::*", 4, "9"},
+                    QueryCase{TREE, L"//a[1]/following-sibling::a/@n", 4, "2"},
+                    QueryCase{TREE, L"//div/ancestor::*[position()=last()]/a[count(x)=sum(//div)-1]/@n", 4, "1"},
+                    QueryCase{TREE, L"//processing-instruction('pi') | //comment()", 8, "<?pi data?>\x01<!--note-->"},
+                    QueryCase{TREE, L"//a[substring(concat('ab', @n), 3) = '2']/x", 4, "9"},
+                    QueryCase{TREE, L"//a[translate(@n, '12', 'xy') = normalize-space('  y ')]/@n", 4, "2"},
+                    QueryCase{TREE, L"//a[starts-with(name(..), 't')][contains(x, '7') or x = 7]/@n", 4, "1"},
+                    QueryCase{TREE, L"//a[string-length(string(x)) = round(0.6)][number(@n) < 1.5]/@n", 4, "1"},
+                    QueryCase{TREE, L"/t/a[-@n = --1 - 2]/@n", 4, "1"}, QueryCase{TREE, L"//*[self::y]", 8, "<y/>"},
+                    QueryCase{TREE, L"$v", 8, "80070057"}, QueryCase{TREE, L"//a[foo()]", 8, "80070057"}));
 
-struct set_case {
+struct SetCase {
     const wchar_t* document;
     const wchar_t* xpath;
     const wchar_t* markup;
@@ -156,10 +153,10 @@ struct set_case {
     const char* expected;
 };
 
-class XmlAccessorSet : public XmlAccessorTest, public testing::WithParamInterface<set_case> {};
+class XmlAccessorSet : public XmlAccessorTest, public testing::WithParamInterface<SetCase> {};
 
 TEST_P(XmlAccessorSet, Changes) {
-    const set_case& tried = GetParam();
+    const SetCase& tried = GetParam();
     ASSERT_HR(S_OK, Load(tried.document));
     EXPECT_HR(tried.result, Set(tried.xpath, tried.markup, tried.mode));
     EXPECT_EQ(tried.expected, Whole());
@@ -169,39 +166,39 @@ constexpr wchar_t KEPT[] = L"<S  a='1'><P ID=\"1\" ><q/></P>\r\n <P ID='2'/></S>
 
 INSTANTIATE_TEST_SUITE_P(
     Modes, XmlAccessorSet,
-    testing::Values(set_case{KEPT, L"/S", L"<N  x='&lt;'/>t<M></M>", 1, S_OK,
-                             "<S a=\"1\"><N  x='&lt;'/>t<M></M><P ID=\"1\"><q/></P>\n <P ID=\"2\"/></S>"},
-                    set_case{KEPT, L"/S", L"<N/>", 2, S_OK, "<S a=\"1\"><P ID=\"1\"><q/></P>\n <P ID=\"2\"/><N/></S>"},
-                    set_case{KEPT, L"/S/P [@ID=\"2\"]", L"text", 1, S_OK,
-                             "<S a=\"1\"><P ID=\"1\"><q/></P>\n <P ID=\"2\">text</P></S>"},
-                    set_case{L"<S />", L"/S", L"a & b > c", 2, S_OK, "<S>a &amp; b &gt; c</S>"},
-                    set_case{L"<S/>", L"/S", L"a &amp; b", 1, S_OK, "<S>a &amp; b</S>"},
-                    set_case{KEPT, L"//P", L"<R/>", 3, S_OK, "<S a=\"1\"><R/>\n <P ID=\"2\"/></S>"},
-                    set_case{KEPT, L"/S/P[@ID='1']", L"", 3, S_OK, "<S a=\"1\">\n <P ID=\"2\"/></S>"},
-                    set_case{KEPT, L"/S", L"<?xml version='1.0'?><T>new</T>", 3, S_OK, "<T>new</T>"},
-                    set_case{KEPT, L"/", L"<T/>", 3, S_OK, "<T/>"},
-                    set_case{KEPT, L"/S/P/@ID", L"x'\"<&", 3, S_OK,
-                             "<S a=\"1\"><P ID=\"x'&quot;&lt;&amp;\"><q/></P>\n <P ID=\"2\"/></S>"},
-                    set_case{KEPT, L"/S/@a", L"", 3, S_OK, "<S><P ID=\"1\"><q/></P>\n <P ID=\"2\"/></S>"},
-                    set_case{L"<?xml version='1.0'?><S><P/></S>", L"//P", L"<Q/>", 3, S_OK, "<S><Q/></S>"},
-                    set_case{L"<p:S xmlns:p='urn:p'/>", L"/p:S", L"<p:c/>", 2, S_OK,
-                             "<p:S xmlns:p=\"urn:p\"><p:c/></p:S>"}));
+    testing::Values(SetCase{KEPT, L"/S", L"<N  x='&lt;'/>t<M></M>", 1, S_OK,
+                            "<S a=\"1\"><N  x='&lt;'/>t<M></M><P ID=\"1\"><q/></P>\n <P ID=\"2\"/></S>"},
+                    SetCase{KEPT, L"/S", L"<N/>", 2, S_OK, "<S a=\"1\"><P ID=\"1\"><q/></P>\n <P ID=\"2\"/><N/></S>"},
+                    SetCase{KEPT, L"/S/P [@ID=\"2\"]", L"text", 1, S_OK,
+                            "<S a=\"1\"><P ID=\"1\"><q/></P>\n <P ID=\"2\">text</P></S>"},
+                    SetCase{L"<S />", L"/S", L"a & b > c", 2, S_OK, "<S>a &amp; b &gt; c</S>"},
+                    SetCase{L"<S/>", L"/S", L"a &amp; b", 1, S_OK, "<S>a &amp; b</S>"},
+                    SetCase{KEPT, L"//P", L"<R/>", 3, S_OK, "<S a=\"1\"><R/>\n <P ID=\"2\"/></S>"},
+                    SetCase{KEPT, L"/S/P[@ID='1']", L"", 3, S_OK, "<S a=\"1\">\n <P ID=\"2\"/></S>"},
+                    SetCase{KEPT, L"/S", L"<?xml version='1.0'?><T>new</T>", 3, S_OK, "<T>new</T>"},
+                    SetCase{KEPT, L"/", L"<T/>", 3, S_OK, "<T/>"},
+                    SetCase{KEPT, L"/S/P/@ID", L"x'\"<&", 3, S_OK,
+                            "<S a=\"1\"><P ID=\"x'&quot;&lt;&amp;\"><q/></P>\n <P ID=\"2\"/></S>"},
+                    SetCase{KEPT, L"/S/@a", L"", 3, S_OK, "<S><P ID=\"1\"><q/></P>\n <P ID=\"2\"/></S>"},
+                    SetCase{L"<?xml version='1.0'?><S><P/></S>", L"//P", L"<Q/>", 3, S_OK, "<S><Q/></S>"},
+                    SetCase{L"<p:S xmlns:p='urn:p'/>", L"/p:S", L"<p:c/>", 2, S_OK,
+                            "<p:S xmlns:p=\"urn:p\"><p:c/></p:S>"}));
 
 constexpr char UNCHANGED[] = "<S  a='1'><P ID=\"1\" ><q/></P>\r\n <P ID='2'/></S>";
 
 INSTANTIATE_TEST_SUITE_P(Refused, XmlAccessorSet,
-                         testing::Values(set_case{KEPT, L"/S/none", L"<R/>", 1, NOT_FOUND, UNCHANGED},
-                                         set_case{KEPT, L"/S/none", L"", 3, NOT_FOUND, UNCHANGED},
-                                         set_case{KEPT, L"/S/P[", L"<R/>", 3, E_INVALIDARG, UNCHANGED},
-                                         set_case{KEPT, L"/S", L"<R/>", 4, E_INVALIDARG, UNCHANGED},
-                                         set_case{KEPT, L"/S/@a", L"<R/>", 2, E_INVALIDARG, UNCHANGED},
-                                         set_case{KEPT, L"/S", L"</S><S>", 1, vorna::RESULT_XML_MALFORMED, UNCHANGED},
-                                         set_case{KEPT, L"/S", L"<R>", 1, vorna::RESULT_XML_MALFORMED, UNCHANGED},
-                                         set_case{KEPT, L"/S", L"<u:R/>", 1, vorna::RESULT_XML_MALFORMED, UNCHANGED},
-                                         set_case{KEPT, L"/S", L"", 3, vorna::RESULT_XML_MALFORMED, UNCHANGED},
-                                         set_case{KEPT, L"/S", L"<R/><R/>", 3, vorna::RESULT_XML_MALFORMED, UNCHANGED},
-                                         set_case{KEPT, L"/S", L"<!DOCTYPE S>", 1, vorna::RESULT_XML_MALFORMED,
-                                                  UNCHANGED}));
+                         testing::Values(SetCase{KEPT, L"/S/none", L"<R/>", 1, NOT_FOUND, UNCHANGED},
+                                         SetCase{KEPT, L"/S/none", L"", 3, NOT_FOUND, UNCHANGED},
+                                         SetCase{KEPT, L"/S/P[", L"<R/>", 3, E_INVALIDARG, UNCHANGED},
+                                         SetCase{KEPT, L"/S", L"<R/>", 4, E_INVALIDARG, UNCHANGED},
+                                         SetCase{KEPT, L"/S/@a", L"<R/>", 2, E_INVALIDARG, UNCHANGED},
+                                         SetCase{KEPT, L"/S", L"</S><S>", 1, vorna::RESULT_XML_MALFORMED, UNCHANGED},
+                                         SetCase{KEPT, L"/S", L"<R>", 1, vorna::RESULT_XML_MALFORMED, UNCHANGED},
+                                         SetCase{KEPT, L"/S", L"<u:R/>", 1, vorna::RESULT_XML_MALFORMED, UNCHANGED},
+                                         SetCase{KEPT, L"/S", L"", 3, vorna::RESULT_XML_MALFORMED, UNCHANGED},
+                                         SetCase{KEPT, L"/S", L"<R/><R/>", 3, vorna::RESULT_XML_MALFORMED, UNCHANGED},
+                                         SetCase{KEPT, L"/S", L"<!DOCTYPE S>", 1, vorna::RESULT_XML_MALFORMED,
+                                                 UNCHANGED}));
 
 class XmlAccessorRefusal : public XmlAccessorTest, public testing::WithParamInterface<const wchar_t*> {};
 
@@ -229,7 +226,7 @@ INSTANTIATE_TEST_SUITE_P(
                     L"<a/><!DOCTYPE a>", L"<!doctype a><a/>"));
 
 TEST_F(XmlAccessorTest, TextThatLooksLikeADocumentTypeIsText) {
-    constexpr wchar_t text[] = L"<!--<!DOCTYPE a>--><a><![CDATA[<!DOCTYPE a>]]></a>";
+    const wchar_t text[] = L"<!--<!DOCTYPE a>--><a><![CDATA[<!DOCTYPE a>]]></a>";
     ASSERT_HR(S_OK, Load(text));
     EXPECT_EQ("<!DOCTYPE a>", Query(L"/a", 4));
     EXPECT_EQ(Narrow(text), Whole());
@@ -342,7 +339,7 @@ TEST_F(XmlAccessorTest, ScriptsCallItLateBound) {
     VariantClear(&answer);
 }
 
-struct proxy_call {
+struct ProxyCall {
     IStream* stream = nullptr;
     bool proxied = false;
     HRESULT result = E_FAIL;
@@ -350,7 +347,7 @@ struct proxy_call {
 };
 
 DWORD WINAPI CallFromSingleThreadedApartment(void* argument) {
-    auto& call = *static_cast<proxy_call*>(argument);
+    auto& call = *static_cast<ProxyCall*>(argument);
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     {
         com_ptr<IXMLSimpleAccessor> proxy;
@@ -368,7 +365,7 @@ DWORD WINAPI CallFromSingleThreadedApartment(void* argument) {
 // An object of the multithreaded apartment, called from a single-threaded one through the type library's proxy.
 TEST_F(XmlAccessorTest, ProxiesCarryItsCalls) {
     ASSERT_HR(S_OK, Load(L"<a b='7'/>"));
-    proxy_call call;
+    ProxyCall call;
     ASSERT_HR(S_OK, CoMarshalInterThreadInterfaceInStream(__uuidof(IXMLSimpleAccessor), accessor_.get(), &call.stream));
     vorna::unique_handle thread(CreateThread(nullptr, 0, CallFromSingleThreadedApartment, &call, 0, nullptr));
     ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(thread.get(), 30'000));
@@ -380,7 +377,7 @@ TEST_F(XmlAccessorTest, ProxiesCarryItsCalls) {
 class StylesheetTest : public XmlAccessorTest {
   protected:
     HRESULT Transform(std::string_view body, std::string& answer) {
-        const auto file = folder_.path() / "sheet.xsl";
+        const auto file = folder_.Path() / "sheet.xsl";
         std::ofstream(file, std::ios::binary)
             << "<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>" << body
             << "</xsl:stylesheet>";
@@ -405,15 +402,15 @@ TEST_F(StylesheetTest, TurnsTheDocument) {
 
 TEST_F(StylesheetTest, RefusesWhatReachesOut) {
     ASSERT_HR(S_OK, Load(L"<a/>"));
-    const std::string template_begin = "<xsl:template match='/'>";
+    const std::string templateBegin = "<xsl:template match='/'>";
     for (const std::string& body :
          {std::string("<xsl:import href='x.xsl'/>"), std::string("<xsl:include href='x.xsl'/>"),
           std::string("<m:script xmlns:m='urn:schemas-microsoft-com:xslt'>1</m:script>"),
-          template_begin + "<xsl:copy-of select=\"document ( 'c:/x.xml')\"/></xsl:template>",
-          template_begin + "<b c='{document(\"x\")}'/></xsl:template>",
-          template_begin + "<xsl:value-of select='d:evaluate(\"1\")' xmlns:d='urn:d'/></xsl:template>",
-          template_begin + "<xsl:document href='x'/></xsl:template>",
-          template_begin + "<b xsl:extension-element-prefixes='e' xmlns:e='urn:e'/></xsl:template>"}) {
+          templateBegin + "<xsl:copy-of select=\"document ( 'c:/x.xml')\"/></xsl:template>",
+          templateBegin + "<b c='{document(\"x\")}'/></xsl:template>",
+          templateBegin + "<xsl:value-of select='d:evaluate(\"1\")' xmlns:d='urn:d'/></xsl:template>",
+          templateBegin + "<xsl:document href='x'/></xsl:template>",
+          templateBegin + "<b xsl:extension-element-prefixes='e' xmlns:e='urn:e'/></xsl:template>"}) {
         std::string answer = "poison";
         EXPECT_HR(E_ACCESSDENIED, Transform(body, answer)) << body;
         EXPECT_EQ("", answer);
@@ -422,7 +419,7 @@ TEST_F(StylesheetTest, RefusesWhatReachesOut) {
     EXPECT_HR(vorna::RESULT_XML_MALFORMED, Transform("<!DOCTYPE x>", answer));
     bstr text;
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND),
-              accessor_->TransformByFile(bstr((folder_.path() / "none.xsl").wstring()).get(), text.put()));
+              accessor_->TransformByFile(bstr((folder_.Path() / "none.xsl").wstring()).get(), text.put()));
     for (const wchar_t* path :
          {L"", L"sheet.xsl", L"C:sheet.xsl", L"\\\\elsewhere\\share\\sheet.xsl", L"http://elsewhere/sheet.xsl",
           L"\\\\.\\pipe\\sheet", L"\\\\?\\UNC\\elsewhere\\share\\sheet.xsl"})

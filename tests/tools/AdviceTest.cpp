@@ -40,18 +40,18 @@ TEST(Advice, TheSystemDoesNotNameTheComponentsCodes) {
 }
 
 TEST(ArchiveList, ColumnsAlign) {
-    archive_entry active;
+    ArchiveEntry active;
     active.archiveId = L"a";
     active.service = L"s\\u\\p";
     active.endDate = L"2027-01-02 03:04:05";
     active.snapshots = 5;
     active.bytes = 1025;
     active.awaited = L"event Door";
-    archive_entry damaged;
+    ArchiveEntry damaged;
     damaged.archiveId = L"longer";
     damaged.service = L"s";
     damaged.state = ArchiveState::Aged;
-    damaged.problem = failure(E_FAIL, L"");
+    damaged.problem = Failure(E_FAIL, L"");
     const auto lines = FormatArchives({active, damaged});
     ASSERT_EQ(lines.size(), 3u);
     EXPECT_EQ(lines[0], L"ARCHIVE  SERVICE  STATE   ENDS                 SNAPSHOTS  KB  WAITS FOR");

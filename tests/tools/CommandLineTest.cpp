@@ -9,23 +9,23 @@ using namespace vornactl;
 
 namespace {
 
-const syntax GET{{L"XPATH"}, 1, {{L"--service", L"FILE", true}, {L"--output", L"FILE"}, {L"--all"}}};
+const Syntax GET{{L"XPATH"}, 1, {{L"--service", L"FILE", true}, {L"--output", L"FILE"}, {L"--all"}}};
 
-using words = std::vector<std::wstring>;
+using Words = std::vector<std::wstring>;
 
-std::wstring Refusal(const words& arguments) {
+std::wstring Refusal(const Words& arguments) {
     try {
         CommandLine(arguments, GET);
         return L"accepted";
-    } catch (const usage_error& wrong) {
+    } catch (const UsageError& wrong) {
         return wrong.message;
     }
 }
 
 TEST(CommandLine, TakesOptionsAnywhereAndInBothForms) {
-    for (const words& arguments :
-         {words{L"/A", L"--service", L"s.xml", L"--output", L"-o"}, words{L"--service=s.xml", L"--output=-o", L"/A"},
-          words{L"--service=s.xml", L"--output=-o", L"--", L"/A"}}) {
+    for (const Words& arguments :
+         {Words{L"/A", L"--service", L"s.xml", L"--output", L"-o"}, Words{L"--service=s.xml", L"--output=-o", L"/A"},
+          Words{L"--service=s.xml", L"--output=-o", L"--", L"/A"}}) {
         const CommandLine line(arguments, GET);
         EXPECT_EQ(line.Word(0), L"/A");
         EXPECT_EQ(line.Value(L"--service"), L"s.xml");
@@ -33,18 +33,18 @@ TEST(CommandLine, TakesOptionsAnywhereAndInBothForms) {
         EXPECT_FALSE(line.Has(L"--all"));
     }
     // A value may hold the sign that parts it from the option's name.
-    EXPECT_EQ(CommandLine(words{L"/A", L"--service=a=b"}, GET).Value(L"--service"), L"a=b");
+    EXPECT_EQ(CommandLine(Words{L"/A", L"--service=a=b"}, GET).Value(L"--service"), L"a=b");
 }
 
 TEST(CommandLine, KeepsTheValuesOfARepeatedOptionInOrder) {
-    const syntax raise{{L"NAME"}, 1, {{.name = L"--property", .value = L"NAME=VALUE", .repeated = true}}};
-    EXPECT_EQ(CommandLine(words{L"--property", L"b=1", L"N", L"--property=a=2"}, raise).Values(L"--property"),
-              (words{L"b=1", L"a=2"}));
+    const Syntax raise{{L"NAME"}, 1, {{.name = L"--property", .value = L"NAME=VALUE", .repeated = true}}};
+    EXPECT_EQ(CommandLine(Words{L"--property", L"b=1", L"N", L"--property=a=2"}, raise).Values(L"--property"),
+              (Words{L"b=1", L"a=2"}));
 }
 
 TEST(CommandLine, NamesTheWrongWord) {
     const struct {
-        words arguments;
+        Words arguments;
         std::wstring refusal;
     } cases[] = {
         {{L"--service", L"s.xml"}, L"XPATH is missing"},
@@ -63,7 +63,7 @@ TEST(CommandLine, NamesTheWrongWord) {
 
 TEST(CommandLine, ACommandThatIsNoneIsNamed) {
     const struct {
-        words arguments;
+        Words arguments;
         std::wstring refusal;
     } cases[] = {
         {{L"subscibe", L"a.xml"}, L"unknown command: \"subscibe\""},
@@ -78,7 +78,7 @@ TEST(CommandLine, ACommandThatIsNoneIsNamed) {
         try {
             vornactl::Run(each.arguments);
             ADD_FAILURE() << "accepted";
-        } catch (const usage_error& wrong) {
+        } catch (const UsageError& wrong) {
             EXPECT_EQ(wrong.message, each.refusal);
         }
     }

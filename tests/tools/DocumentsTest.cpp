@@ -29,7 +29,7 @@ TEST(PropertiesDocument, HoldsNamesAndValuesLetterForLetter) {
         EXPECT_EQ(PropertiesDocument(each.properties), each.document);
     for (const std::vector<std::wstring>& refused :
          {std::vector<std::wstring>{L"=front"}, {L"a=1", L"a=2"}, {L"a=\x1"}})
-        EXPECT_THROW(PropertiesDocument(refused), usage_error);
+        EXPECT_THROW(PropertiesDocument(refused), UsageError);
 }
 
 TEST(EndingDocument, AnIdOfMarkupEndsNothingElse) {
@@ -40,7 +40,7 @@ class Documents : public testing::Test {
   protected:
     void SetUp() override { support::RegisterPlatform(); }
     std::wstring File(const wchar_t* name, std::wstring_view text) {
-        const std::wstring path = (folder_.path() / name).wstring();
+        const std::wstring path = (folder_.Path() / name).wstring();
         WriteDocument(path, text);
         return path;
     }
@@ -50,7 +50,7 @@ class Documents : public testing::Test {
         try {
             work();
             return S_OK;
-        } catch (const failure& failed) {
+        } catch (const Failure& failed) {
             EXPECT_NE((failed.doing + failed.text).find(named), std::wstring::npos) << support::Narrow(failed.text);
             return failed.code;
         }
@@ -63,7 +63,7 @@ TEST_F(Documents, ARelativeStylesheetIsNamedByItsFullPath) {
     const std::wstring head = L"<Archive ID=\"a\"><KROEvent><EventPayload><TransformFile>";
     const std::wstring tail = L"</TransformFile></EventPayload></KROEvent><!-- kept --></Archive>";
     const std::wstring full = File(L"a & b.xslt", L"<x/>");
-    const std::wstring escaped = (folder_.path() / L"a &amp; b.xslt").wstring();
+    const std::wstring escaped = (folder_.Path() / L"a &amp; b.xslt").wstring();
     const struct {
         std::wstring given;
         std::wstring read;
@@ -78,14 +78,14 @@ TEST_F(Documents, ARelativeStylesheetIsNamedByItsFullPath) {
 }
 
 TEST_F(Documents, AStoredModelIsReplacedByAWellFormedOneOnly) {
-    const support::PlatformData data(folder_.path());
+    const support::PlatformData data(folder_.Path());
     const std::wstring model = File(L"model.xml", L"<Gauge>412</Gauge>");
     const std::wstring broken = File(L"broken.xml", L"<Gauge>");
     const auto service = [&](const wchar_t* serviceId, const wchar_t* uri) {
         return File(L"service.xml", support::ServiceDocument(L"p1", serviceId, uri));
     };
     const std::wstring written = PutModel(service(L"gauge", L"pressure"), model);
-    EXPECT_EQ(written, (folder_.path() / L"models" / L"gauge+pressure+p1.xml").wstring());
+    EXPECT_EQ(written, (folder_.Path() / L"models" / L"gauge+pressure+p1.xml").wstring());
     const struct {
         const wchar_t* serviceId;
         const wchar_t* uri;

@@ -15,7 +15,7 @@ HRESULT Refusal(const std::string& bytes) {
     try {
         DecodeDocument(bytes, L"a.xml");
         return S_OK;
-    } catch (const failure& failed) {
+    } catch (const Failure& failed) {
         EXPECT_NE(failed.doing.find(L"a.xml"), std::wstring::npos);
         return failed.code;
     }
@@ -50,11 +50,11 @@ TEST(TextFile, RefusesWhatIsNoDocumentText) {
 
 TEST(TextFile, NamesAFileThatCannotBeRead) {
     support::TestFolder folder;
-    for (const auto& path : {folder.path() / "missing.xml", folder.path()}) {
+    for (const auto& path : {folder.Path() / "missing.xml", folder.Path()}) {
         try {
             ReadDocument(path.wstring());
             ADD_FAILURE() << "read";
-        } catch (const failure& failed) {
+        } catch (const Failure& failed) {
             EXPECT_NE(failed.doing.find(path.wstring()), std::wstring::npos);
             EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), failed.code);
         }
@@ -63,7 +63,7 @@ TEST(TextFile, NamesAFileThatCannotBeRead) {
 
 TEST(TextFile, ReplacesAFileByUtf8) {
     support::TestFolder folder;
-    const auto path = folder.path() / "out.xml";
+    const auto path = folder.Path() / "out.xml";
     WriteDocument(path.wstring(), std::wstring(5000, L'x'));
     WriteDocument(path.wstring(), L"<a>\u20AC</a>");
     std::ifstream file(path, std::ios::binary);
