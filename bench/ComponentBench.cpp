@@ -9,8 +9,8 @@
 #include "common/services/platformservices.h"
 #include "common/sparse/SparseXml.h"
 #include "persist/SubscriptionPersistance.h"
-#include "subscription/archive/ArchiveNames.h"
 #include "subscription/archive/SamAccessor.h"
+#include "subscription/archive/SubscriptionArchive.h"
 
 #include <algorithm>
 #include <chrono>
@@ -121,9 +121,9 @@ class Archives {
         if (snapShots.size() != static_cast<size_t>(size) + 1)
             throw std::runtime_error("the capture was not recorded");
         const std::wstring& id = snapShots.back().id;
-        SamAccessor archive(SnapshotArchivePath(record.archiveDirectory, record.subscriptionId), id);
+        SamAccessor archive(record.Archive().SnapShotsPath(), id);
         bench::Require(archive.removeFile(), "removeFile");
-        if (SubscriptionPersistance().DeleteSnapShot(record.archiveDirectory, record.subscriptionId, id) != 1)
+        if (SubscriptionPersistance().DeleteSnapShot(record.Archive(), id) != 1)
             throw std::runtime_error("the capture was not taken back");
         return took;
     }
@@ -155,8 +155,7 @@ class Archives {
         const SubscriptionRecord record = Record(size);
         if (record.snapShots.size() != 1)
             throw std::runtime_error("no first capture");
-        SamAccessor archive(SnapshotArchivePath(record.archiveDirectory, record.subscriptionId),
-                            record.snapShots.front().id);
+        SamAccessor archive(record.Archive().SnapShotsPath(), record.snapShots.front().id);
         bstr data;
         bench::Require(archive.getStreamFromArchive(data), "the first capture");
         std::wstring index = L"<SnapShots>";
@@ -169,8 +168,7 @@ class Archives {
             index += entry;
         }
         record.snapShots.front().ToXML(entry);
-        SamAccessor config(ConfigArchivePath(record.archiveDirectory, record.subscriptionId),
-                           SnapShotInfoStream(record.subscriptionId));
+        SamAccessor config(record.Archive().ConfigPath(), record.Archive().IndexStream());
         bench::Require(config.addStreamToArchive(index + entry + L"</SnapShots>"), "writing an index");
     }
 
@@ -228,7 +226,7 @@ VORNA_BENCH(ComponentPieces) {
     Archives archives;
     const int size = 1000;
     const SubscriptionRecord record = archives.Record(size);
-    const std::wstring path = SnapshotArchivePath(record.archiveDirectory, record.subscriptionId);
+    const std::wstring path = record.Archive().SnapShotsPath();
     const auto figure = [&](const std::string& what, int rounds, const std::function<void()>& work) {
         std::vector<double> times;
         for (int round = 0; round < rounds; ++round)
@@ -253,8 +251,7 @@ VORNA_BENCH(ComponentPieces) {
     figure("the record with 1000 entries", 5, [&] { (void)archives.Record(size); });
     figure("the record with 1 entry", 21, [&] { (void)archives.Record(1); });
     bstr index;
-    SamAccessor config(ConfigArchivePath(record.archiveDirectory, record.subscriptionId),
-                       SnapShotInfoStream(record.subscriptionId));
+    SamAccessor config(record.Archive().ConfigPath(), record.Archive().IndexStream());
     figure("reading the index stream of 1000", 11,
            [&] { bench::Require(config.getStreamFromArchive(index), "reading the index"); });
     figure("writing the index stream of 1000", 11,
@@ -269,13 +266,10 @@ VORNA_BENCH(ComponentPieces) {
         }
     });
     figure("an entry in the index of 1000", 11, [&] {
-        bench::Require(SubscriptionPersistance().AddSnapShot(record.archiveDirectory, record.subscriptionId,
-                                                             record.snapShots.back()),
-                       "AddSnapShot");
+        bench::Require(SubscriptionPersistance().AddSnapShot(record.Archive(), record.snapShots.back()), "AddSnapShot");
     });
     figure("marking 1000 entries as read", 5, [&] {
-        bench::Require(SubscriptionPersistance().RefreshSnapShots(record.archiveDirectory, record.subscriptionId,
-                                                                  record.snapShots),
+        bench::Require(SubscriptionPersistance().RefreshSnapShots(record.Archive(), record.snapShots),
                        "RefreshSnapShots");
     });
     bstr data;
@@ -288,8 +282,7 @@ VORNA_BENCH(ComponentPieces) {
     });
     figure("a lock taken 1000 times", 5, [&] {
         for (int i = 0; i < size; ++i) {
-            GlobalLocks locks;
-            const ScopedLock lock(locks, ArchiveLockName(record.subscriptionId));
+            const NamedLock lock = record.Archive().Lock();
             bench::Keep(lock);
         }
     });

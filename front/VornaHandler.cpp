@@ -2,13 +2,13 @@
 
 #include "common/com/bstr.h"
 #include "common/com/results.h"
-#include "common/log/Logging.h"
-#include "front/HandlerFrame.h"
+#include "common/com/text_forms.h"
+#include "common/log/CatchAll.h"
+#include "common/text/ErrorText.h"
 #include "src/SubscriptionInfo.h"
 #include "subscription/Subscription.h"
 
 #include <algorithm>
-#include <cwchar>
 
 namespace vorna {
 
@@ -35,9 +35,7 @@ std::wstring ReadFailureText(HRESULT result) {
         reason = L"its records are not well formed";
     else if (result == RESULT_XML_ACCESSOR)
         reason = L"Create Instance of XMLSIMPLEACCESSOR failed";
-    wchar_t code[16];
-    std::swprintf(code, 16, L"0x%08lX", static_cast<unsigned long>(result));
-    return std::wstring(L"The subscription could not be read: ") + reason + L" (" + code + L")";
+    return std::wstring(L"The subscription could not be read: ") + reason + L" (" + hex_text(result) + L")";
 }
 
 } // namespace
@@ -67,9 +65,8 @@ VornaHandler::ArchivePath VornaHandler::ParseArchivePath(std::wstring_view xPath
 
 HRESULT VornaHandler::HandleGetData(IUnknown* pService, BSTR xPath, BSTR xdmPrefixes, CPWStringBuffer& errorText,
                                     BSTR* xdmDocument) {
-    const ScopeTrace trace("VornaHandler::HandleGetData");
-    return Guarded(errorText,
-                   [&] { return GetData(pService, view_of(xPath), view_of(xdmPrefixes), errorText, xdmDocument); });
+    return CatchAll("VornaHandler::HandleGetData", FailWith(errorText, RESULT_EXCEPTION),
+                    [&] { return GetData(pService, view_of(xPath), view_of(xdmPrefixes), errorText, xdmDocument); });
 }
 
 HRESULT VornaHandler::GetData(IUnknown* service, std::wstring_view xPath, std::wstring_view prefixes,
@@ -106,8 +103,8 @@ HRESULT VornaHandler::GetData(IUnknown* service, std::wstring_view xPath, std::w
 }
 
 HRESULT VornaHandler::HandleSetData(IUnknown* pService, BSTR subscriptionInfoXml, CPWStringBuffer& errorText) {
-    const ScopeTrace trace("VornaHandler::HandleSetData");
-    return Guarded(errorText, [&] { return SetData(pService, view_of(subscriptionInfoXml), errorText); });
+    return CatchAll("VornaHandler::HandleSetData", FailWith(errorText, RESULT_EXCEPTION),
+                    [&] { return SetData(pService, view_of(subscriptionInfoXml), errorText); });
 }
 
 HRESULT VornaHandler::SetData(IUnknown* service, std::wstring_view document, CPWStringBuffer& errorText) {

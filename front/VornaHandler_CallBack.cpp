@@ -2,16 +2,15 @@
 
 #include "common/com/bstr.h"
 #include "common/com/results.h"
-#include "common/log/Logging.h"
+#include "common/log/CatchAll.h"
 #include "common/services/ServiceObjects.h"
-#include "front/HandlerFrame.h"
+#include "common/text/ErrorText.h"
 #include "front/VornaHandler.h"
 #include "subscription/EventAccessSender.h"
 #include "subscription/EventManagerSender.h"
-#include "subscription/RegistrationLock.h"
+#include "subscription/MaintenanceTimer.h"
 #include "subscription/Subscription.h"
 #include "subscription/TimerSender.h"
-#include "subscription/archive/ArchiveNames.h"
 
 #include <memory>
 
@@ -85,14 +84,13 @@ std::wstring DirectoryOf(const SubscriptionListEntry& entry) {
 } // namespace
 
 HRESULT VornaHandler::HandleCallBack(BSTR eventInfo, CPWStringBuffer& errorText) {
-    const ScopeTrace trace("VornaHandler::HandleCallBack");
-    return Guarded(errorText, [&]() -> HRESULT {
+    return CatchAll("VornaHandler::HandleCallBack", FailWith(errorText, RESULT_EXCEPTION), [&]() -> HRESULT {
         CallBack callBack;
         callBack.document = view_of(eventInfo);
         if (HRESULT result = ReadCallBack(callBack, errorText); result != S_OK)
             return result;
         // Ordinary cookies are never empty; an event without a cookie is not the timer's maintenance tick.
-        if (callBack.root == TIMER.root && callBack.clientCookie == Subscription::MAINTENANCE_COOKIE) {
+        if (callBack.root == TIMER.root && callBack.clientCookie == MaintenanceTimer::COOKIE) {
             VORNA_LOG(LOG_TRACE, "Maintainance Callback. Going to start Maintainance");
             return RunMaintenance();
         }
@@ -133,7 +131,7 @@ HRESULT VornaHandler::Dispatch(const CallBack& callBack, CPWStringBuffer& errorT
     HRESULT found = persistance.GetSubscription(callBack.subscriptionId, record);
     if (found == RESULT_NO_SUBSCRIPTION) {
         // It may be one whose registration is not recorded yet: the first tick can be faster than its record.
-        RegistrationLock registration;
+        const NamedLock registration = RegistrationLock();
         found = registration.Held() ? persistance.GetSubscription(callBack.subscriptionId, record) : E_FAIL;
     }
     if (found == RESULT_NO_SUBSCRIPTION)
@@ -211,7 +209,7 @@ HRESULT VornaHandler::RunMaintenance() {
 // The other senders end theirs by themselves.
 void VornaHandler::Maintain(const SubscriptionListEntry& entry, SubscriptionPersistance& persistance) {
     std::wstring text;
-    if (persistance.GetSubscriptionText(DirectoryOf(entry), entry.subscriptionId, text) != S_OK ||
+    if (persistance.GetSubscriptionText({DirectoryOf(entry), entry.subscriptionId}, text) != S_OK ||
         !SubscriptionInfo(text).KROEvent())
         return;
     SubscriptionRecord record;

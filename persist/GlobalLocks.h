@@ -1,55 +1,24 @@
-// System-wide named locks: one for the persist document, one for each subscription's archives.
+// The locks that do not belong to one subscription. An archive's own lock is SubscriptionArchive::Lock.
 //
-// A lock is a kernel mutex: owned by a thread, recursive, shared by every process and session of the machine. A wait
-// ends after ten minutes at the latest. The data behind the lock of a process that died is used as it stands.
+// The persist lock and archive locks are never held together. The registration lock is taken outside of both, never
+// inside one, and is not held while a registration that calls back is being ended.
 #pragma once
 
-#include "common/com/ProcessorFault.h"
-#include "common/com/unique_any.h"
-
-#include <string>
-#include <string_view>
+#include "common/services/NamedLock.h"
 
 namespace vorna {
 
-// The name of the lock on the persist document.
-inline constexpr std::wstring_view PERSIST_LOCK = L"VORNA";
+// Guards the persist document. mutex: kept open over the life of the persistence object.
+inline NamedLock PersistLock(unique_handle& mutex) {
+    return NamedLock({L"VORNA", "Create VornaPersist Global Mutex Failed", L"5A1D7C3E-92F4-4B0A-8E6D-C07B3F1529D8"},
+                     &mutex);
+}
 
-// The two handles of one owner. It holds at most one archive lock at a time: what needs a second one beside it makes
-// an object of its own. Not shared between threads.
-class GlobalLocks {
-  public:
-    // S_OK once the calling thread owns the lock, E_FAIL otherwise (no mutex, ten minutes over).
-    [[nodiscard]] HRESULT Lock(std::wstring_view name);
-    // Does nothing where nothing is locked.
-    void Unlock(std::wstring_view name);
-
-  private:
-    HRESULT Wait(HANDLE mutex, std::wstring_view name);
-
-    unique_handle persistMutex_;
-    unique_handle archiveMutex_;
-};
-
-// Holds one lock for the life of the object, where result() is S_OK; given back also when a processor fault abandons
-// the frame.
-class ScopedLock {
-  public:
-    ScopedLock(GlobalLocks& locks, std::wstring_view name);
-    ~ScopedLock();
-    ScopedLock(const ScopedLock&) = delete;
-    ScopedLock& operator=(const ScopedLock&) = delete;
-
-    HRESULT Result() const { return result_; }
-    bool Held() const { return result_ == S_OK; }
-    // Gives the lock back early.
-    void Unlock();
-
-  private:
-    GlobalLocks& locks_;
-    std::wstring name_;
-    HRESULT result_;
-    on_fault abandoned_;
-};
+// One registration at a time, over all processes: from the platform's answer to the record in the persist document. A
+// callback that comes in between finds no record; before its registration is ended for that reason, this lock is taken
+// and the record looked for again.
+inline NamedLock RegistrationLock() {
+    return NamedLock({L"VORNA_REGISTRATION", "Create Archive Global Mutex Failed"});
+}
 
 } // namespace vorna

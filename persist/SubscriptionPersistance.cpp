@@ -1,11 +1,8 @@
 #include "persist/SubscriptionPersistance.h"
 
 #include "common/com/results.h"
-#include "common/log/Logging.h"
+#include "common/log/CatchAll.h"
 #include "common/services/Directories.h"
-#include "persist/PersistFrame.h"
-#include "subscription/archive/ArchiveNames.h"
-#include "subscription/archive/SamAccessor.h"
 
 #include <algorithm>
 
@@ -13,7 +10,13 @@ namespace vorna {
 
 namespace {
 
+constexpr std::wstring_view PERSIST_STREAM = L"VornaPersist";
 constexpr wchar_t EMPTY_DOCUMENT[] = L"<Subscriptions></Subscriptions>";
+
+// A composed message at level 4.
+void LogText(const std::wstring& message) {
+    VORNA_LOG(LOG_TRACE, "%S", message.c_str());
+}
 
 std::wstring ActiveByCookie(std::wstring_view cookie) {
     return L"/Subscriptions/Subscription [@PATH=\"" + std::wstring(cookie) + L"\"] [@VALID=\"TRUE\"]";
@@ -27,6 +30,43 @@ std::wstring ByVornaId(std::wstring_view vornaId) {
     return L"/Subscriptions/Subscription [@VORNAID=\"" + std::wstring(vornaId) + L"\"]";
 }
 
+// One node of the document. state: the attributes behind ID, with a blank before each.
+std::wstring MakeNode(std::wstring_view cookie, std::wstring_view vornaId, std::wstring_view id,
+                      const std::wstring& state, const std::wstring& serviceXml) {
+    std::wstring node = L"<Subscription PATH=\"";
+    node.append(cookie).append(L"\" VORNAID=\"").append(vornaId).append(L"\" ID=\"").append(id);
+    return node.append(L"\"").append(state).append(L">").append(serviceXml).append(L"</Subscription>");
+}
+
+// Reads the values of one node. The first that is missing is logged with the text given for it; the rest is not read.
+class NodeReader {
+  public:
+    NodeReader(XmlAccessor& accessor, std::wstring node) : accessor_(accessor), node_(std::move(node)) {}
+
+    NodeReader& Text(const wchar_t* path, std::wstring& value, const char* failure) {
+        return Check([&] { return accessor_.QueryText(node_ + path, value); }, failure);
+    }
+    NodeReader& Markup(const wchar_t* path, std::wstring& value, const char* failure) {
+        return Check([&] { return accessor_.QueryMarkup(node_ + path, value); }, failure);
+    }
+    // E_FAIL if a value was missing.
+    HRESULT Result() const { return result_; }
+
+  private:
+    template <typename Query>
+    NodeReader& Check(Query query, const char* failure) {
+        if (result_ == S_OK && query() != S_OK) {
+            VORNA_LOG(LOG_TRACE, "%s", failure);
+            result_ = E_FAIL;
+        }
+        return *this;
+    }
+
+    XmlAccessor& accessor_;
+    const std::wstring node_;
+    HRESULT result_ = S_OK;
+};
+
 // Replaces the single element of the path, or inserts it where there is none.
 HRESULT PutRootElement(XmlAccessor& accessor, const std::wstring& element, const std::wstring& markup) {
     const std::wstring path = L"/Subscriptions/" + element;
@@ -35,11 +75,11 @@ HRESULT PutRootElement(XmlAccessor& accessor, const std::wstring& element, const
     if (accessor.QueryText(path + L"/@ID", before) != S_OK && accessor.QueryMarkup(path, before) != S_OK) {
         result = accessor.Set(L"/Subscriptions", markup, XmlChange::Insert);
         if (result != S_OK)
-            LogTraceText(L"XMLSet failed!! Inserting : " + markup + L" at /SubscriptionsFailed");
+            LogText(L"XMLSet failed!! Inserting : " + markup + L" at /SubscriptionsFailed");
     } else {
         result = accessor.Set(path, markup, XmlChange::Replace);
         if (result != S_OK)
-            LogTraceText(L"Replacing : " + path + L" with " + markup + L"Failed");
+            LogText(L"Replacing : " + path + L" with " + markup + L"Failed");
     }
     return result == S_OK ? S_OK : E_FAIL;
 }
@@ -53,20 +93,53 @@ bool SubscriptionPersistance::IsPlainValue(std::wstring_view text) {
            std::none_of(text.begin(), text.end(), [](wchar_t letter) { return letter < L' '; });
 }
 
-HRESULT ReadStream(std::wstring_view archive, std::wstring_view name, std::wstring& text) {
-    text.clear();
-    SamAccessor accessor(archive, name);
-    bstr data;
-    HRESULT result = accessor.getStreamFromArchive(data);
-    if (result != S_OK)
-        return FAILED(result) ? result : E_FAIL;
-    text = data.str();
-    return text.empty() ? HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) : S_OK;
+// Runs work between an entry and an exit line; what it throws becomes 0x8000015E. Processor faults pass.
+template <typename Work>
+HRESULT SubscriptionPersistance::Traced(const Texts& texts, Work work) {
+    VORNA_LOG(LOG_TRACE, "%s - Entering", texts.operation);
+    const HRESULT result = CatchAll(RESULT_EXCEPTION, work, texts.exception);
+    VORNA_LOG(LOG_TRACE, "%s - Exiting (hr: %#x)", texts.operation, static_cast<unsigned>(result));
+    return result;
 }
 
-HRESULT WriteStream(std::wstring_view archive, std::wstring_view name, std::wstring_view text) {
-    SamAccessor accessor(archive, name);
-    return accessor.addStreamToArchive(text);
+// Lock, load, work, and for a change write back: the frame of every operation on the persist document. work takes the
+// loaded accessor.
+template <typename Work>
+HRESULT SubscriptionPersistance::WithPersistDocument(const Texts& texts, Access access, Work work) {
+    return Traced(texts, [&]() -> HRESULT {
+        const NamedLock lock = PersistLock(persistMutex_);
+        if (!lock.Held())
+            return lock.Result();
+        XmlAccessor accessor;
+        if (HRESULT result = LoadPersistDocument(texts, accessor); result != S_OK)
+            return result;
+        if (HRESULT result = work(accessor); result != S_OK || access == Access::Read)
+            return result;
+        std::wstring document;
+        if (accessor.QueryMarkup(L"/*", document) != S_OK) {
+            VORNA_LOG(LOG_TRACE, "%s", texts.rootFailed);
+            return E_FAIL;
+        }
+        return WriteStream(PersistArchive(), PERSIST_STREAM, document);
+    });
+}
+
+// The same for a subscription's snapshot index, under its archive lock. work changes the index; S_FALSE leaves the
+// stream as it is and counts as success.
+template <typename Work>
+HRESULT SubscriptionPersistance::WithIndex(const char* operation, const SubscriptionArchive& archive, Work work) {
+    return Traced({operation, "", ""}, [&]() -> HRESULT {
+        const NamedLock lock = archive.Lock();
+        if (!lock.Held())
+            return lock.Result();
+        SnapShotIndex index;
+        HRESULT result = archive.ReadIndex(index);
+        if (result == S_OK)
+            result = work(index);
+        if (result != S_OK)
+            return result == S_FALSE ? S_OK : result;
+        return archive.WriteIndex(index);
+    });
 }
 
 HRESULT SubscriptionPersistance::LoadPersistDocument(const Texts& texts, XmlAccessor& accessor) {
@@ -94,7 +167,7 @@ HRESULT SubscriptionPersistance::AddSubscription(const SubscriptionRecord& recor
     for (std::wstring_view value : {std::wstring_view(record.clientCookie), std::wstring_view(record.vornaId),
                                     std::wstring_view(record.subscriptionId), clientId, maintenanceId}) {
         if (!IsPlainValue(value)) {
-            LogTraceText(L"A value cannot stand in the persist document : " + std::wstring(value));
+            LogText(L"A value cannot stand in the persist document : " + std::wstring(value));
             return E_INVALIDARG;
         }
     }
@@ -107,12 +180,9 @@ HRESULT SubscriptionPersistance::AddSubscription(const SubscriptionRecord& recor
         return result;
 
     // The persist lock is given back by now; the two kinds of lock are never held together.
-    result = TracedOperation("SubscriptionPersistance::AddSubscription", TEXTS.exception, [&]() -> HRESULT {
-        ScopedLock lock(locks_, ArchiveLockName(record.subscriptionId));
-        if (!lock.Held())
-            return lock.Result();
-        return WriteStream(ConfigArchivePath(record.archiveDirectory, record.subscriptionId),
-                           SubscriptionStream(record.subscriptionId), record.subscriptionText);
+    result = Traced(TEXTS, [&]() -> HRESULT {
+        const NamedLock lock = record.Archive().Lock();
+        return lock.Held() ? record.Archive().WriteDocument(record.subscriptionText) : lock.Result();
     });
     if (result != S_OK && record.kind == RegistrationKind::New)
         (void)DeleteSubscription(record.subscriptionId);
@@ -143,21 +213,21 @@ HRESULT SubscriptionPersistance::UpdateRecord(XmlAccessor& accessor, const Subsc
         !(keepsEndDate && accessor.QueryText(ByVornaId(record.vornaId) + L"/@ENDDATE", endDate) == S_OK))
         endDate = FormatDateTime(AddDuration(now, record.lifetime));
 
-    const std::wstring node = L"<Subscription PATH=\"" + record.clientCookie + L"\" VORNAID=\"" + record.vornaId +
-                              L"\" ID=\"" + record.subscriptionId + L"\" ENDDATE=\"" + endDate +
-                              L"\" LASTSUBSCRIPTIONTIME=\"" + lastSubscriptionTime + L"\" VALID=\"TRUE\">" +
-                              record.serviceXml + L"</Subscription>";
+    const std::wstring node =
+        MakeNode(record.clientCookie, record.vornaId, record.subscriptionId,
+                 L" ENDDATE=\"" + endDate + L"\" LASTSUBSCRIPTIONTIME=\"" + lastSubscriptionTime + L"\" VALID=\"TRUE\"",
+                 record.serviceXml);
     const std::wstring active = ActiveByCookie(record.clientCookie);
     std::wstring id;
     if (accessor.QueryText(active + L"/@ID", id) != S_OK) {
         if (accessor.Set(L"/Subscriptions", node, XmlChange::Append) == S_OK)
             return S_OK;
-        LogTraceText(L"XMLSet failed!! Appending : " + node + L" at /SubscriptionsFailed");
+        LogText(L"XMLSet failed!! Appending : " + node + L" at /SubscriptionsFailed");
         return E_FAIL;
     }
     if (accessor.Set(active, node, XmlChange::Replace) == S_OK)
         return S_OK;
-    LogTraceText(L"Replacing : " + active + L" node with " + node + L"Failed");
+    LogText(L"Replacing : " + active + L" node with " + node + L"Failed");
     return E_FAIL;
 }
 
@@ -179,26 +249,14 @@ HRESULT SubscriptionPersistance::GetSubscriptionsList(SubscriptionList& list) {
                 return RESULT_XML_MALFORMED;
             SubscriptionListEntry entry;
             std::wstring flag;
-            struct {
-                HRESULT result;
-                const char* failure;
-            } const mandatory[] = {
-                {accessor.QueryText(L"/Subscription/@ID", entry.subscriptionId),
-                 "Failed to get Subscription id from the Subscription Node"},
-                {accessor.QueryText(L"/Subscription/@VORNAID", entry.vornaId),
-                 "Failed to get vorna id from the Subscription Node"},
-                {accessor.QueryText(L"/Subscription/@PATH", entry.clientCookie),
-                 "Failed to get Client cookie from the Subscription Node"},
-                {accessor.QueryMarkup(L"/Subscription/service", entry.serviceXml),
-                 "Failed to get ServiceXML from the Subscription Node"},
-                {accessor.QueryText(L"/Subscription/@VALID", flag), "Failed to get Valid from the Subscription Node"},
-            };
-            for (const auto& value : mandatory) {
-                if (value.result != S_OK) {
-                    VORNA_LOG(LOG_TRACE, "%s", value.failure);
-                    return E_FAIL;
-                }
-            }
+            NodeReader reader(accessor, L"/Subscription");
+            reader.Text(L"/@ID", entry.subscriptionId, "Failed to get Subscription id from the Subscription Node")
+                .Text(L"/@VORNAID", entry.vornaId, "Failed to get vorna id from the Subscription Node")
+                .Text(L"/@PATH", entry.clientCookie, "Failed to get Client cookie from the Subscription Node")
+                .Markup(L"/service", entry.serviceXml, "Failed to get ServiceXML from the Subscription Node")
+                .Text(L"/@VALID", flag, "Failed to get Valid from the Subscription Node");
+            if (reader.Result() != S_OK)
+                return reader.Result();
             entry.valid = flag == L"TRUE";
             (void)accessor.QueryText(L"/Subscription/@ENDDATE", entry.endDate);
             entry.aged = accessor.QueryText(L"/Subscription/@AGED", flag) == S_OK && flag == L"TRUE";
@@ -218,7 +276,7 @@ HRESULT SubscriptionPersistance::GetSubscription(std::wstring_view key, Subscrip
         TEXTS, Access::Read, [&](XmlAccessor& accessor) { return FindSubscription(accessor, key, record); });
     if (result != S_OK)
         return result;
-    return TracedOperation(TEXTS.operation, TEXTS.exception, [&] { return ReadSubscription(record); });
+    return Traced(TEXTS, [&] { return ReadSubscription(record); });
 }
 
 HRESULT SubscriptionPersistance::FindSubscription(XmlAccessor& accessor, std::wstring_view key,
@@ -240,96 +298,30 @@ HRESULT SubscriptionPersistance::FindSubscription(XmlAccessor& accessor, std::ws
         return RESULT_NO_SUBSCRIPTION;
     }
     std::wstring serviceId, serviceUri, portId;
-    const struct {
-        HRESULT result;
-        const char* failure;
-    } values[] = {
-        {accessor.QueryText(node + L"/@VORNAID", record.vornaId), "Failed to get vorna id from the Vorna Persist file"},
-        {accessor.QueryMarkup(node + L"/service", record.serviceXml),
-         "Failed to get Service XML from the Vorna Persist file"},
-        {accessor.QueryText(node + L"/service/serviceId", serviceId),
-         "Failed to get Service ID from the Vorna Persist file"},
-        {accessor.QueryText(node + L"/service/serviceURI", serviceUri),
-         "Failed to get ServiceURI from the Vorna Persist file"},
-        {accessor.QueryText(node + L"/service/portID", portId), "Failed to get PortID from the Vorna Persist file"},
-    };
-    for (const auto& value : values) {
-        if (value.result != S_OK) {
-            VORNA_LOG(LOG_TRACE, "%s", value.failure);
-            return E_FAIL;
-        }
-    }
+    NodeReader reader(accessor, node);
+    reader.Text(L"/@VORNAID", record.vornaId, "Failed to get vorna id from the Vorna Persist file")
+        .Markup(L"/service", record.serviceXml, "Failed to get Service XML from the Vorna Persist file")
+        .Text(L"/service/serviceId", serviceId, "Failed to get Service ID from the Vorna Persist file")
+        .Text(L"/service/serviceURI", serviceUri, "Failed to get ServiceURI from the Vorna Persist file")
+        .Text(L"/service/portID", portId, "Failed to get PortID from the Vorna Persist file");
+    if (reader.Result() != S_OK)
+        return reader.Result();
     record.archiveDirectory = componentDirectory_ + L"Archives\\" + serviceId + L"\\" + serviceUri + L"\\" + portId;
     return S_OK;
 }
 
 HRESULT SubscriptionPersistance::ReadSubscription(SubscriptionRecord& record) {
-    ScopedLock lock(locks_, ArchiveLockName(record.subscriptionId));
+    const SubscriptionArchive archive = record.Archive();
+    const NamedLock lock = archive.Lock();
     if (!lock.Held())
         return lock.Result();
-    HRESULT result = ReadStream(ConfigArchivePath(record.archiveDirectory, record.subscriptionId),
-                                SubscriptionStream(record.subscriptionId), record.subscriptionText);
+    const HRESULT result = archive.ReadDocument(record.subscriptionText);
     if (result != S_OK) {
         VORNA_LOG(LOG_TRACE, "Failed to create Subscription Object");
         // The record stands in the persist document, so this is never "no such subscription".
         return IsMissing(result) ? E_FAIL : result;
     }
-    return ReadSnapShotList(record.archiveDirectory, record.subscriptionId, record.snapShots);
-}
-
-HRESULT SubscriptionPersistance::GetSnapShots(std::wstring_view directory, std::wstring_view subscriptionId,
-                                              std::vector<SnapShot>& snapShots) {
-    snapShots.clear();
-    return TracedOperation("SubscriptionPersistance::GetSnapShots", "Unknown Exception Occured", [&]() -> HRESULT {
-        ScopedLock lock(locks_, ArchiveLockName(subscriptionId));
-        return lock.Held() ? ReadSnapShotList(directory, subscriptionId, snapShots) : lock.Result();
-    });
-}
-
-HRESULT SubscriptionPersistance::ReadSnapShotList(std::wstring_view directory, std::wstring_view subscriptionId,
-                                                  std::vector<SnapShot>& snapShots) {
-    std::wstring text;
-    HRESULT result = ReadStream(ConfigArchivePath(directory, subscriptionId), SnapShotInfoStream(subscriptionId), text);
-    // No capture yet.
-    if (IsMissing(result))
-        return S_OK;
-    if (result != S_OK)
-        return result;
-    XmlAccessor index;
-    if (HRESULT created = index.Create(); created != S_OK)
-        return created;
-    if (index.Load(text) != S_OK) {
-        VORNA_LOG(LOG_TRACE, "Load XML of \"%S failed", text.c_str());
-        return RESULT_XML_MALFORMED;
-    }
-    std::wstring delimiter;
-    if (index.GetDelimiter(delimiter) != S_OK) {
-        VORNA_LOG(LOG_TRACE, "get_delimiter() failed");
-        return E_FAIL;
-    }
-    std::wstring nodes;
-    if (FAILED(index.QueryMarkup(L"/SnapShots/SnapShot", nodes))) {
-        VORNA_LOG(LOG_TRACE, "Failed to get /SnapShots/SnapShot from the SnapShotInfo data");
-        return E_FAIL;
-    }
-    const std::vector<std::wstring> pieces = SplitAtDelimiter(nodes, delimiter);
-    // All values of a kind at once; where an entry lacks one, each entry is read by itself.
-    const auto values = [&](std::wstring_view xpath) {
-        std::wstring joined;
-        (void)index.QueryText(xpath, joined);
-        return SplitAtDelimiter(joined, delimiter);
-    };
-    const auto ids = values(L"/SnapShots/SnapShot/@Id");
-    const auto times = values(L"/SnapShots/SnapShot/AccessTime");
-    const auto flags = values(L"/SnapShots/SnapShot/AlreadyRead");
-    const bool complete = ids.size() == pieces.size() && times.size() == pieces.size() && flags.size() == pieces.size();
-    for (size_t i = 0; i < pieces.size(); ++i) {
-        if (complete)
-            snapShots.emplace_back(ids[i], times[i], flags[i]);
-        else
-            snapShots.emplace_back(pieces[i], index);
-    }
-    return S_OK;
+    return archive.ReadSnapShots(record.snapShots);
 }
 
 HRESULT SubscriptionPersistance::DeleteSubscription(std::wstring_view subscriptionId) {
@@ -344,11 +336,10 @@ HRESULT SubscriptionPersistance::DeleteSubscription(std::wstring_view subscripti
             return RESULT_NO_SUBSCRIPTION;
         (void)accessor.QueryMarkup(path + L"/service", service);
         (void)accessor.QueryText(path + L"/@VORNAID", vornaId);
-        const std::wstring node = L"<Subscription PATH=\"" + cookie + L"\" VORNAID=\"" + vornaId + L"\" ID=\"" + id +
-                                  L"\" VALID=\"FALSE\">" + service + L"</Subscription>";
+        const std::wstring node = MakeNode(cookie, vornaId, id, L" VALID=\"FALSE\"", service);
         if (accessor.Set(path, node, XmlChange::Replace) == S_OK)
             return S_OK;
-        LogTraceText(L"Replacing : " + path + L" with " + node + L"Failed");
+        LogText(L"Replacing : " + path + L" with " + node + L"Failed");
         VORNA_LOG(LOG_TRACE, "Unable to delete the Subscription");
         return E_FAIL;
     });
@@ -365,30 +356,20 @@ HRESULT SubscriptionPersistance::SetAgingForSubscription(std::wstring_view subsc
             return RESULT_NO_SUBSCRIPTION;
         const std::wstring path = L"//Subscriptions/Subscription [@ID=\"" + id + L"\"][@VALID=\"TRUE\"]";
         std::wstring vornaId, cookie, endDate, service;
-        const struct {
-            HRESULT result;
-            const char* failure;
-        } values[] = {
-            {accessor.QueryText(path + L"/@VORNAID", vornaId), "Failed to get vorna id from the Vorna Persist file"},
-            {accessor.QueryText(path + L"/@PATH", cookie), "Failed to get PATH from the Vorna Persist file"},
-            {accessor.QueryText(path + L"/@ENDDATE", endDate), "Failed to get EndDate from the Vorna Persist file"},
-            {accessor.QueryMarkup(path + L"/service", service),
-             "Failed to get service xml from the Vorna Persist file"},
-        };
-        for (const auto& value : values) {
-            if (value.result != S_OK) {
-                VORNA_LOG(LOG_TRACE, "%s", value.failure);
-                return E_FAIL;
-            }
-        }
+        NodeReader reader(accessor, path);
+        reader.Text(L"/@VORNAID", vornaId, "Failed to get vorna id from the Vorna Persist file")
+            .Text(L"/@PATH", cookie, "Failed to get PATH from the Vorna Persist file")
+            .Text(L"/@ENDDATE", endDate, "Failed to get EndDate from the Vorna Persist file")
+            .Markup(L"/service", service, "Failed to get service xml from the Vorna Persist file");
+        if (reader.Result() != S_OK)
+            return reader.Result();
         if (endDate != expectedEndDate)
             return S_FALSE;
-        const std::wstring node = L"<Subscription PATH=\"" + cookie + L"\" VORNAID=\"" + vornaId + L"\" ID=\"" + id +
-                                  L"\" ENDDATE=\"" + endDate + L"\" AGED=\"TRUE\" VALID=\"TRUE\">" + service +
-                                  L"</Subscription>";
+        const std::wstring node =
+            MakeNode(cookie, vornaId, id, L" ENDDATE=\"" + endDate + L"\" AGED=\"TRUE\" VALID=\"TRUE\"", service);
         if (accessor.Set(path, node, XmlChange::Replace) == S_OK)
             return S_OK;
-        LogTraceText(L"Replacing : " + path + L" node with " + node + L"Failed");
+        LogText(L"Replacing : " + path + L" node with " + node + L"Failed");
         return E_FAIL;
     });
 }
@@ -427,16 +408,12 @@ HRESULT SubscriptionPersistance::GetEndDateForSubscription(std::wstring_view vor
     return ReadValue(TEXTS, ByVornaId(vornaId) + L"/@ENDDATE", "Failed to get the end date", endDate);
 }
 
-HRESULT SubscriptionPersistance::GetSubscriptionText(std::wstring_view directory, std::wstring_view subscriptionId,
-                                                     std::wstring& text) {
+HRESULT SubscriptionPersistance::GetSubscriptionText(const SubscriptionArchive& archive, std::wstring& text) {
     text.clear();
-    return TracedOperation(
-        "SubscriptionPersistance::GetSubscriptionText", "Unknown Exception Occured", [&]() -> HRESULT {
-            ScopedLock lock(locks_, ArchiveLockName(subscriptionId));
-            if (!lock.Held())
-                return lock.Result();
-            return ReadStream(ConfigArchivePath(directory, subscriptionId), SubscriptionStream(subscriptionId), text);
-        });
+    return Traced({"SubscriptionPersistance::GetSubscriptionText", "", ""}, [&]() -> HRESULT {
+        const NamedLock lock = archive.Lock();
+        return lock.Held() ? archive.ReadDocument(text) : lock.Result();
+    });
 }
 
 bool SubscriptionPersistance::IsSubscriptionAged(std::wstring_view vornaId) {
@@ -468,6 +445,30 @@ HRESULT SubscriptionPersistance::DeleteMaintainanceID() {
         VORNA_LOG(LOG_TRACE, "Failed to delete the Maintainance id from vorna persist file");
         return E_FAIL;
     });
+}
+
+HRESULT SubscriptionPersistance::AddSnapShot(const SubscriptionArchive& archive, const SnapShot& snapShot,
+                                             SnapShotIndex::Known known) {
+    return WithIndex("SubscriptionPersistance::AddSnapShot", archive, [&](SnapShotIndex& index) -> HRESULT {
+        // A callback may come in when its subscription has just been ended: it must not bring archives back.
+        std::wstring document;
+        if (index.empty() && IsMissing(archive.ReadDocument(document)))
+            return RESULT_NO_SUBSCRIPTION;
+        return index.Add(snapShot, known);
+    });
+}
+
+HRESULT SubscriptionPersistance::RefreshSnapShots(const SubscriptionArchive& archive,
+                                                  std::span<const SnapShot> snapShots) {
+    return WithIndex("SubscriptionPersistance::RefreshSnapShots", archive, [&](SnapShotIndex& index) -> HRESULT {
+        return index.empty() ? S_FALSE : index.Refresh(snapShots);
+    });
+}
+
+int SubscriptionPersistance::DeleteSnapShot(const SubscriptionArchive& archive, std::wstring_view snapShotId) {
+    const HRESULT result = WithIndex("SubscriptionPersistance::DeleteSnapShot", archive,
+                                     [&](SnapShotIndex& index) { return index.Remove(snapShotId); });
+    return result == S_OK ? 1 : 0;
 }
 
 } // namespace vorna

@@ -43,29 +43,22 @@ class SubscriptionPersistance {
     [[nodiscard]] HRESULT GetServiceXML(std::wstring_view subscriptionId, std::wstring& serviceXml);
     [[nodiscard]] HRESULT GetEndDateForSubscription(std::wstring_view vornaId, std::wstring& endDate);
     // The document of a subscription, without the rest of its record.
-    [[nodiscard]] HRESULT GetSubscriptionText(std::wstring_view directory, std::wstring_view subscriptionId,
-                                              std::wstring& text);
+    [[nodiscard]] HRESULT GetSubscriptionText(const SubscriptionArchive& archive, std::wstring& text);
     [[nodiscard]] bool IsSubscriptionAged(std::wstring_view vornaId);
     [[nodiscard]] HRESULT GetClientID(std::wstring& clientId);
     [[nodiscard]] HRESULT GetMaintainanceID(std::wstring& maintenanceId);
     [[nodiscard]] HRESULT DeleteMaintainanceID();
 
-    // The snapshot index. directory: the folder of the subscription's archives.
+    // The snapshot index.
 
-    // Adds an entry, or brings the entry of the same Id up to date; 0x800700B7 (ERROR_ALREADY_EXISTS) in place of that
-    // where only a new one is wanted. 0x80000150 where the subscription has ended.
-    enum class Entry { NewOrKnown, New };
-    [[nodiscard]] HRESULT AddSnapShot(std::wstring_view directory, std::wstring_view subscriptionId,
-                                      const SnapShot& snapShot, Entry wanted = Entry::NewOrKnown);
+    // Adds an entry, or brings the entry of the same Id up to date; 0x800700B7 (ERROR_ALREADY_EXISTS) instead of that
+    // if a known Id is refused. 0x80000150: the subscription has ended.
+    [[nodiscard]] HRESULT AddSnapShot(const SubscriptionArchive& archive, const SnapShot& snapShot,
+                                      SnapShotIndex::Known known = SnapShotIndex::Known::Refresh);
     // Brings the entries of many snapshots up to date in one write; entries that are gone stay gone.
-    [[nodiscard]] HRESULT RefreshSnapShots(std::wstring_view directory, std::wstring_view subscriptionId,
-                                           std::span<const SnapShot> snapShots);
-    // In order of capture; none where there is no index yet.
-    [[nodiscard]] HRESULT GetSnapShots(std::wstring_view directory, std::wstring_view subscriptionId,
-                                       std::vector<SnapShot>& snapShots);
+    [[nodiscard]] HRESULT RefreshSnapShots(const SubscriptionArchive& archive, std::span<const SnapShot> snapShots);
     // 1 on success, 0 on failure.
-    [[nodiscard]] int DeleteSnapShot(std::wstring_view directory, std::wstring_view subscriptionId,
-                                     std::wstring_view snapShotId);
+    [[nodiscard]] int DeleteSnapShot(const SubscriptionArchive& archive, std::wstring_view snapShotId);
 
     // True where a text can stand in the persist document's attributes and in a path to it.
     static bool IsPlainValue(std::wstring_view text);
@@ -84,9 +77,11 @@ class SubscriptionPersistance {
     };
 
     template <typename Work>
+    HRESULT Traced(const Texts& texts, Work work);
+    template <typename Work>
     HRESULT WithPersistDocument(const Texts& texts, Access access, Work work);
     template <typename Work>
-    HRESULT WithIndex(const Texts& texts, std::wstring_view directory, std::wstring_view subscriptionId, Work work);
+    HRESULT WithIndex(const char* operation, const SubscriptionArchive& archive, Work work);
     HRESULT LoadPersistDocument(const Texts& texts, XmlAccessor& accessor);
     std::wstring PersistArchive() const { return componentDirectory_ + L"Vorna"; }
     HRESULT ReadValue(const Texts& texts, std::wstring_view xpath, const char* failure, std::wstring& value);
@@ -94,10 +89,8 @@ class SubscriptionPersistance {
                                 std::wstring_view maintenanceId);
     HRESULT FindSubscription(XmlAccessor& accessor, std::wstring_view key, SubscriptionRecord& record);
     HRESULT ReadSubscription(SubscriptionRecord& record);
-    static HRESULT ReadSnapShotList(std::wstring_view directory, std::wstring_view subscriptionId,
-                                    std::vector<SnapShot>& snapShots);
 
-    GlobalLocks locks_;
+    unique_handle persistMutex_;
     std::wstring componentDirectory_;
 };
 

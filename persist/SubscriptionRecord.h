@@ -2,7 +2,7 @@
 #pragma once
 
 #include "common/time/DateTime.h"
-#include "subscription/archive/SnapShot.h"
+#include "subscription/archive/SubscriptionArchive.h"
 
 #include <list>
 #include <string>
@@ -41,6 +41,8 @@ struct SubscriptionRecord {
     RegistrationKind kind = RegistrationKind::New;
     // In order of capture.
     std::vector<SnapShot> snapShots;
+
+    SubscriptionArchive Archive() const { return {archiveDirectory, subscriptionId}; }
 };
 
 // One Subscription node of the persist document.

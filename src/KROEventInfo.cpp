@@ -1,14 +1,13 @@
 #include "src/KROEventInfo.h"
 
-#include "common/log/Logging.h"
+#include "common/log/CatchAll.h"
 #include "common/services/XmlAccessor.h"
 #include "common/xml/XmlEscape.h"
 
 namespace vorna {
 
 KROEventDocuments KROEventInfo::ToXML() const {
-    const ScopeTrace trace("KROEventInfo::ToXML");
-    try {
+    return CatchAll("KROEventInfo::ToXML", KROEventDocuments(), [&]() -> KROEventDocuments {
         KROEventDocuments documents;
         // The tabs are part of the document.
         documents.subscription =
@@ -28,10 +27,7 @@ KROEventDocuments KROEventInfo::ToXML() const {
         if (accessor.Create() == S_OK && accessor.Load(documents.filter) != S_OK)
             VORNA_LOG(LOG_TRACE, "The filter document is not well-formed : %S", documents.filter.c_str());
         return documents;
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
-        return {};
-    }
+    });
 }
 
 } // namespace vorna

@@ -1,13 +1,12 @@
 #include "src/TimerInfo.h"
 
-#include "common/log/Logging.h"
+#include "common/log/CatchAll.h"
 #include "common/services/platformservices.h"
 
 namespace vorna {
 
 std::wstring TimerInfo::ToXML() const {
-    const ScopeTrace trace("TimerInfo::ToXML");
-    try {
+    return CatchAll("TimerInfo::ToXML", std::wstring(), [&]() -> std::wstring {
         SYSTEMTIME start = AddDuration(LocalNow(), frequency);
         std::optional<AgingEntry> end;
         if (!aging.IsZero()) {
@@ -20,10 +19,7 @@ std::wstring TimerInfo::ToXML() const {
         entry.parameter = clientCookie;
         entry.retryAttempts = retries;
         return BuildScheduleInfo(frequency, start, end, notified).value_or(std::wstring());
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
-        return {};
-    }
+    });
 }
 
 } // namespace vorna

@@ -1,6 +1,6 @@
 #include "src/XDMEventInfo.h"
 
-#include "common/log/Logging.h"
+#include "common/log/CatchAll.h"
 #include "common/services/XmlAccessor.h"
 #include "common/services/platformservices.h"
 #include "common/xml/XmlEscape.h"
@@ -8,8 +8,7 @@
 namespace vorna {
 
 std::wstring XDMEventInfo::ToXML() const {
-    const ScopeTrace trace("XDMEventInfo::ToXML");
-    try {
+    return CatchAll("XDMEventInfo::ToXML", std::wstring(), [&]() -> std::wstring {
         if (events.empty())
             return {};
         std::wstring document = L"<EventSubscription ignoreErrors=\"false\">";
@@ -36,10 +35,7 @@ std::wstring XDMEventInfo::ToXML() const {
             document.clear();
         }
         return document;
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
-        return {};
-    }
+    });
 }
 
 } // namespace vorna

@@ -11,7 +11,6 @@
 #include "common/text/CPWStringBuffer.h"
 #include "persist/SubscriptionPersistance.h"
 #include "src/SubscriptionInfo.h"
-#include "subscription/archive/SamAccessor.h"
 
 #include <optional>
 #include <string>
@@ -31,6 +30,7 @@ struct ServiceAttributes {
     std::wstring serviceXml;
 };
 
+class SamAccessor;
 class Sender;
 
 class Subscription {
@@ -95,8 +95,6 @@ class Subscription {
     [[nodiscard]] static HRESULT GetMaintainanceTimerInfo(std::wstring& schedule);
     // Registers it; maintenanceId is the timer's ID for it.
     [[nodiscard]] static HRESULT RegisterforMaintananceEvent(std::wstring& maintenanceId);
-    // The client cookie of its callbacks.
-    static constexpr std::wstring_view MAINTENANCE_COOKIE{};
 
   private:
     HRESULT HandleSetDataforTimerEvent(SetDataOperation operation, CPWStringBuffer& errorText);
@@ -110,11 +108,7 @@ class Subscription {
     HRESULT DeleteRecordAndArchives(CPWStringBuffer& errorText);
     HRESULT GatherFirstData(std::wstring& data);
     std::wstring RecordedClientId();
-    static HRESULT EndMaintenanceTimer(std::wstring_view clientId, std::wstring_view maintenanceId);
-    void DropMaintenanceTimer();
-    HRESULT CopyArchives(std::wstring_view fromId, std::wstring_view toId);
-    void MoveLateSnapShots(std::wstring_view fromId, std::wstring_view toId);
-    void RemoveArchives(std::wstring_view subscriptionId);
+    static HRESULT CopyArchive(const SubscriptionArchive& from, const SubscriptionArchive& to);
 
     // Removes this subscription's archives, and the service's folder where no other subscription has archives in it.
     void RemoveBaseDir();

@@ -2,11 +2,10 @@
 
 #include "common/com/bstr.h"
 #include "common/com/results.h"
-#include "common/log/Logging.h"
+#include "common/log/CatchAll.h"
 #include "common/services/ServiceObjects.h"
 #include "common/services/platformservices.h"
 #include "subscription/Subscription.h"
-#include "subscription/archive/ArchiveNames.h"
 
 #include <algorithm>
 
@@ -19,8 +18,7 @@ constexpr int MOST_WAITS_FOR_A_SECOND = 10;
 } // namespace
 
 HRESULT Subscription::HandleCallBack(std::wstring_view callbackXml) {
-    const ScopeTrace trace("Subscription::HandleCallBack");
-    try {
+    return CatchAll("Subscription::HandleCallBack", E_FAIL, [&]() -> HRESULT {
         VORNA_LOG(LOG_TRACE,
                   "In the CallBack of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
                   "ServiceObject :\"%S\"",
@@ -45,10 +43,7 @@ HRESULT Subscription::HandleCallBack(std::wstring_view callbackXml) {
             return HandleCallbackforXDMData(timer->source.xpath, timer->source.prefixes);
         VORNA_LOG(LOG_TRACE, "Invalid subscriptionInfo");
         return E_FAIL;
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
-        return E_FAIL;
-    }
+    });
 }
 
 HRESULT Subscription::Capture(const DataSource& source, std::wstring_view callbackXml) {
@@ -97,8 +92,7 @@ HRESULT Subscription::HandleCallbackforXDMData(std::wstring_view xpath, std::wst
 }
 
 HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data) {
-    const ScopeTrace trace("Subscription::AddSnapShotToArchive");
-    try {
+    return CatchAll("Subscription::AddSnapShotToArchive", E_FAIL, [&]() -> HRESULT {
         SnapShot snapShot;
         if (HRESULT result = RecordCapture(snapShot); result != S_OK)
             return result;
@@ -108,22 +102,18 @@ HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data) {
         if (CheckForArchiveOverflow() != S_OK)
             VORNA_LOG(LOG_TRACE, "Failed to check the archiveOverflow");
         return result;
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
-        return E_FAIL;
-    }
+    });
 }
 
 // Snapshots are named by the second, and a second capture of the same name would take the place of the first: it waits
 // for a second of its own. Where none comes soon (the clock was set back over a time that is full of captures), the
 // newer one is kept.
 HRESULT Subscription::RecordCapture(SnapShot& snapShot) {
-    using Entry = SubscriptionPersistance::Entry;
+    using Known = SnapShotIndex::Known;
     for (int waits = 0;; ++waits) {
         snapShot = SnapShot(LocalNow());
-        const HRESULT result =
-            persistance_.AddSnapShot(record_.archiveDirectory, record_.subscriptionId, snapShot,
-                                     waits < MOST_WAITS_FOR_A_SECOND ? Entry::New : Entry::NewOrKnown);
+        const HRESULT result = persistance_.AddSnapShot(
+            record_.Archive(), snapShot, waits < MOST_WAITS_FOR_A_SECOND ? Known::Refuse : Known::Refresh);
         if (result != HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS))
             return result;
         VORNA_LOG(LOG_TRACE, "There is a snapshot %S already. Waiting for the next second", snapShot.id.c_str());
@@ -134,16 +124,14 @@ HRESULT Subscription::RecordCapture(SnapShot& snapShot) {
 // The record stands already; the data follow under the archive lock, and a failure takes the record back.
 HRESULT Subscription::StoreSnapShot(const SnapShot& snapShot, std::wstring_view data) {
     // The lock is an object of its own: the persistence object takes the same one again for the rollback.
-    GlobalLocks locks;
-    ScopedLock lock(locks, ArchiveLockName(record_.subscriptionId));
+    const SubscriptionArchive archive = record_.Archive();
+    const NamedLock lock = archive.Lock();
     if (!lock.Held())
         return lock.Result();
     // A subscription that was ended since its index was written takes nothing more: no archive would be left to end.
-    const std::wstring config = ConfigArchivePath(record_.archiveDirectory, record_.subscriptionId);
-    if (GetFileAttributesW(config.c_str()) == INVALID_FILE_ATTRIBUTES)
+    if (!archive.Exists())
         return RESULT_NO_SUBSCRIPTION;
-    SamAccessor archive(SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId), snapShot.id);
-    const HRESULT result = archive.addStreamToArchive(data);
+    const HRESULT result = archive.Store(snapShot.id, data);
     const bool known = std::any_of(record_.snapShots.begin(), record_.snapShots.end(),
                                    [&](const SnapShot& other) { return other.id == snapShot.id; });
     if (result == S_OK) {
@@ -152,7 +140,7 @@ HRESULT Subscription::StoreSnapShot(const SnapShot& snapShot, std::wstring_view 
     }
     VORNA_LOG(LOG_TRACE, "Going to delete the subscription from snapshot persist");
     // A capture of the same second keeps its record: its stream is still there.
-    if (!known && persistance_.DeleteSnapShot(record_.archiveDirectory, record_.subscriptionId, snapShot.id) != 1)
+    if (!known && persistance_.DeleteSnapShot(archive, snapShot.id) != 1)
         VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
     return result;
 }

@@ -1,10 +1,11 @@
 // The answer to a GetData: one document of all snapshots, each cut down to what was asked for.
 
 #include "common/com/bstr.h"
-#include "common/log/Logging.h"
+#include "common/log/CatchAll.h"
 #include "common/sparse/SparseXml.h"
+#include "common/text/ErrorText.h"
 #include "subscription/Subscription.h"
-#include "subscription/archive/ArchiveNames.h"
+#include "subscription/archive/SamAccessor.h"
 
 namespace vorna {
 
@@ -35,8 +36,7 @@ std::wstring TimestampOf(std::wstring_view id) {
 
 // The archive lock is held for this one read only, so that captures can come in between.
 HRESULT Subscription::ReadSnapShot(SamAccessor& archive, std::wstring_view snapShotId, bstr& data) {
-    GlobalLocks locks;
-    ScopedLock lock(locks, ArchiveLockName(record_.subscriptionId));
+    const NamedLock lock = record_.Archive().Lock();
     if (!lock.Held())
         return lock.Result();
     archive.SetFileName(snapShotId);
@@ -44,9 +44,9 @@ HRESULT Subscription::ReadSnapShot(SamAccessor& archive, std::wstring_view snapS
 }
 
 HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer& document, CPWStringBuffer& errorText) {
-    SamAccessor archive(SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId));
-    VORNA_LOG(LOG_TRACE, "Getting data from SnapShots in \"%S\" Archive",
-              SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId).c_str());
+    const std::wstring path = record_.Archive().SnapShotsPath();
+    SamAccessor archive(path);
+    VORNA_LOG(LOG_TRACE, "Getting data from SnapShots in \"%S\" Archive", path.c_str());
     document.Assign(L"<Archive><ArchiveData ID=\"");
     document.Append(info_.ArchiveID());
     document.Append(L"\">");
@@ -90,16 +90,15 @@ HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer&
     }
     document.Append(L"</ArchiveData></Archive>");
     // One write for all: the index is rewritten whole each time, and thousands of times would not be linear.
-    if (HRESULT marked = persistance_.RefreshSnapShots(record_.archiveDirectory, record_.subscriptionId, contributed);
-        marked != S_OK)
+    if (HRESULT marked = persistance_.RefreshSnapShots(record_.Archive(), contributed); marked != S_OK)
         VORNA_LOG(LOG_WARNING, "The snapshots could not be marked as read (hr: %#x)", static_cast<unsigned>(marked));
     return S_OK;
 }
 
 HRESULT Subscription::HandleGetData(std::wstring_view xpath, std::wstring_view, BSTR* result,
                                     CPWStringBuffer& errorText) {
-    const ScopeTrace trace("Subscription::HandleGetData");
-    try {
+    const auto otherwise = FailWith(errorText, E_FAIL, L"Unknown Exception. Failed to get the Data from the archive");
+    const auto work = [&]() -> HRESULT {
         VORNA_LOG(LOG_TRACE,
                   "In the GetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
                   "ServiceObject :\"%S\"",
@@ -112,11 +111,9 @@ HRESULT Subscription::HandleGetData(std::wstring_view xpath, std::wstring_view, 
             return collected;
         *result = bstr(document.view()).release();
         return S_OK;
-    } catch (...) {
-        errorText = L"Unknown Exception. Failed to get the Data from the archive";
-        VORNA_LOG(LOG_TRACE, "Unknown Exception. Failed to get the Data from the archive");
-        return E_FAIL;
-    }
+    };
+    return CatchAll("Subscription::HandleGetData", otherwise, work,
+                    "Unknown Exception. Failed to get the Data from the archive");
 }
 
 } // namespace vorna

@@ -1,21 +1,16 @@
-// Lifetimes and the storage limit of an archive. What goes first is always the oldest.
+// Lifetimes and the storage limit of an archive. The oldest snapshots go first.
 
-#include "common/com/unique_any.h"
-#include "common/log/Logging.h"
-#include "persist/PersistFrame.h"
+#include "common/com/files.h"
+#include "common/log/CatchAll.h"
 #include "subscription/Subscription.h"
-#include "subscription/archive/ArchiveNames.h"
 
 namespace vorna {
 
-// Runs under the archive lock, on the snapshot archive.
+// Runs under the archive lock.
 HRESULT Subscription::RemoveStream(std::wstring_view snapShotId) {
-    GlobalLocks locks;
-    ScopedLock lock(locks, ArchiveLockName(record_.subscriptionId));
-    if (!lock.Held())
-        return lock.Result();
-    SamAccessor archive(SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId), snapShotId);
-    return archive.removeFile();
+    const SubscriptionArchive archive = record_.Archive();
+    const NamedLock lock = archive.Lock();
+    return lock.Held() ? archive.Remove(snapShotId) : lock.Result();
 }
 
 bool Subscription::IsExpired(const SnapShot& snapShot) const {
@@ -26,68 +21,51 @@ bool Subscription::IsExpired(const SnapShot& snapShot) const {
 }
 
 int Subscription::DeleteTheAgedFilesFromArchive() {
-    const ScopeTrace trace("Subscription::DeleteTheAgedFilesFromArchive");
-    int success = 1;
-    try {
-        auto& list = record_.snapShots;
-        for (auto entry = list.begin(); entry != list.end();) {
-            if (!IsExpired(*entry)) {
-                ++entry;
-                continue;
-            }
-            VORNA_LOG(LOG_TRACE, "File \"%S\" has aged. Going to remove file from archive", entry->id.c_str());
-            if (persistance_.DeleteSnapShot(record_.archiveDirectory, record_.subscriptionId, entry->id) != 1)
+    return CatchAll("Subscription::DeleteTheAgedFilesFromArchive", 0, [&] {
+        int success = 1;
+        std::erase_if(record_.snapShots, [&](const SnapShot& snapShot) {
+            if (!IsExpired(snapShot))
+                return false;
+            VORNA_LOG(LOG_TRACE, "File \"%S\" has aged. Going to remove file from archive", snapShot.id.c_str());
+            if (persistance_.DeleteSnapShot(record_.Archive(), snapShot.id) != 1)
                 VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
-            try {
-                if (RemoveStream(entry->id) != S_OK)
-                    success = 0;
-            } catch (...) {
-                VORNA_LOG(LOG_TRACE, "Unknown Exception. Unable to remove the file from the archive");
+            const HRESULT removed = CatchAll(
+                E_FAIL, [&] { return RemoveStream(snapShot.id); },
+                "Unknown Exception. Unable to remove the file from the archive");
+            if (removed != S_OK)
                 success = 0;
-            }
-            entry = list.erase(entry);
-        }
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
-        success = 0;
-    }
-    return success;
+            return true;
+        });
+        return success;
+    });
 }
 
 HRESULT Subscription::CountFiles(long& count) {
-    GlobalLocks locks;
-    ScopedLock lock(locks, ArchiveLockName(record_.subscriptionId));
-    if (!lock.Held())
-        return lock.Result();
-    SamAccessor archive(SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId));
-    return archive.getNumberOfFilesInArchive(count);
+    const SubscriptionArchive archive = record_.Archive();
+    const NamedLock lock = archive.Lock();
+    return lock.Held() ? archive.Count(count) : lock.Result();
 }
 
 HRESULT Subscription::RemoveUntilBelow(std::uint64_t limit) {
-    const std::wstring archive = SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId);
+    const std::wstring path = record_.Archive().SnapShotsPath();
     for (;;) {
-        // Others may be writing the archive at this moment.
-        unique_file file(CreateFileW(archive.c_str(), GENERIC_READ,
-                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                     FILE_ATTRIBUTE_NORMAL, nullptr));
+        unique_file file = open_for_reading(path);
         LARGE_INTEGER size{};
-        if (!file || !GetFileSizeEx(file.get(), &size))
+        if (!file || !GetFileSizeEx(file.get(), &size) || static_cast<std::uint64_t>(size.QuadPart) < limit)
             return S_OK;
         file.reset();
-        if (static_cast<std::uint64_t>(size.QuadPart) < limit)
-            return S_OK;
         if (DeleteTheOldestFileFromArchive() == 0)
             return E_FAIL;
     }
 }
 
 HRESULT Subscription::CheckForArchiveOverflow() {
-    const ScopeTrace trace("Subscription::CheckForArchiveOverflow");
-    try {
+    return CatchAll("Subscription::CheckForArchiveOverflow", E_FAIL, [&]() -> HRESULT {
         if (record_.archiveDirectory.empty()) {
             VORNA_LOG(LOG_TRACE, "Invalid archivePath. Exiting.");
             return E_FAIL;
         }
+        // Nothing is asked of it; a check without an accessor is refused before it removes anything.
         XmlAccessor accessor;
         if (HRESULT result = accessor.Create(); result != S_OK)
             return result;
@@ -99,56 +77,31 @@ HRESULT Subscription::CheckForArchiveOverflow() {
         if (count > 0 && static_cast<std::uint64_t>(count) > info_.MaxStorageSize())
             return DeleteTheOldestFileFromArchive() == 1 ? S_OK : E_FAIL;
         return S_OK;
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
-        return E_FAIL;
-    }
+    });
 }
 
 // The first entry of the index, read under the archive lock.
 bool Subscription::FindOldest(std::wstring& snapShotId) {
-    GlobalLocks locks;
-    ScopedLock lock(locks, ArchiveLockName(record_.subscriptionId));
+    const SubscriptionArchive archive = record_.Archive();
+    const NamedLock lock = archive.Lock();
     if (!lock.Held())
         return false;
     VORNA_LOG(LOG_TRACE, "Archive \"%S\" Overflow Occured. Going to remove oldest file from the archive",
-              SnapshotArchivePath(record_.archiveDirectory, record_.subscriptionId).c_str());
-    const std::wstring stream = SnapShotInfoStream(record_.subscriptionId);
-    std::wstring index;
-    (void)ReadStream(ConfigArchivePath(record_.archiveDirectory, record_.subscriptionId), stream, index);
-    XmlAccessor accessor;
-    if (accessor.Create() != S_OK)
-        return false;
-    if (accessor.Load(index) != S_OK) {
-        VORNA_LOG(LOG_TRACE, "Load XML of \"%S\" data failed", stream.c_str());
-        return false;
-    }
-    std::wstring ids, delimiter;
-    if (accessor.QueryText(L"/SnapShots/SnapShot/@Id", ids) != S_OK) {
-        VORNA_LOG(LOG_TRACE, "Failed to get /SnapShots/SnapShot/@Id from the Snapshot xml");
-        return false;
-    }
-    if (accessor.GetDelimiter(delimiter) != S_OK) {
-        VORNA_LOG(LOG_TRACE, "get_delimiter() failed");
-        return false;
-    }
-    snapShotId = ids.substr(0, ids.find_first_of(delimiter));
-    return !snapShotId.empty();
+              archive.SnapShotsPath().c_str());
+    SnapShotIndex index;
+    (void)archive.ReadIndex(index);
+    return index.FindOldest(archive.IndexStream(), snapShotId) == S_OK;
 }
 
 int Subscription::DeleteTheOldestFileFromArchive() {
-    const ScopeTrace trace("Subscription::DeleteTheOldestFileFromArchive");
-    try {
+    return CatchAll("Subscription::DeleteTheOldestFileFromArchive", 0, [&] {
         std::wstring oldest;
         if (!FindOldest(oldest))
             return 0;
-        if (persistance_.DeleteSnapShot(record_.archiveDirectory, record_.subscriptionId, oldest) != 1)
+        if (persistance_.DeleteSnapShot(record_.Archive(), oldest) != 1)
             VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
         return RemoveStream(oldest) == S_OK ? 1 : 0;
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
-        return 0;
-    }
+    });
 }
 
 } // namespace vorna

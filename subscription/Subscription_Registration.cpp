@@ -2,13 +2,13 @@
 
 #include "common/com/ProcessorFault.h"
 #include "common/com/results.h"
-#include "common/log/Logging.h"
+#include "common/log/CatchAll.h"
+#include "common/text/ErrorText.h"
 #include "subscription/EventAccessSender.h"
 #include "subscription/EventManagerSender.h"
-#include "subscription/RegistrationLock.h"
+#include "subscription/MaintenanceTimer.h"
 #include "subscription/Subscription.h"
 #include "subscription/TimerSender.h"
-#include "subscription/archive/ArchiveNames.h"
 
 namespace vorna {
 
@@ -37,7 +37,7 @@ std::wstring Subscription::RecordedClientId() {
 }
 
 HRESULT Subscription::HandleSetDataWith(Sender& sender, SetDataOperation operation, CPWStringBuffer& errorText) {
-    try {
+    const auto work = [&] {
         switch (operation) {
         case SetDataOperation::Register:
             return Register(sender, errorText);
@@ -47,13 +47,8 @@ HRESULT Subscription::HandleSetDataWith(Sender& sender, SetDataOperation operati
             return Unregister(sender, errorText);
         }
         return E_INVALIDARG;
-    } catch (const processor_fault&) {
-        throw;
-    } catch (...) {
-        errorText = L"Unknown Exception Occured";
-        VORNA_LOG(LOG_TRACE, "%s", sender.Texts().unspecified);
-        return E_FAIL;
-    }
+    };
+    return CatchAll(FailWith(errorText, E_FAIL), work, sender.Texts().unspecified);
 }
 
 HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
@@ -66,7 +61,7 @@ HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
     const HRESULT gathered = info_.TimerEvent() ? GatherFirstData(data) : S_FALSE;
 
     VORNA_LOG(LOG_TRACE, "%s", texts.subscribing);
-    RegistrationLock registration;
+    NamedLock registration = RegistrationLock();
     if (!registration.Held()) {
         errorText = L"Another registration did not end in time";
         return E_FAIL;
@@ -98,9 +93,9 @@ HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
         // A maintenance timer that nobody recorded would never be found again; a recorded one is for others too.
         std::wstring recorded;
         if (!maintenanceId.empty() && persistance_.GetMaintainanceID(recorded) != S_OK)
-            (void)EndMaintenanceTimer(sender.ClientId(), maintenanceId);
+            (void)MaintenanceTimer::End(sender.ClientId(), maintenanceId);
         else
-            DropMaintenanceTimer();
+            MaintenanceTimer::Drop(persistance_);
         return added;
     }
     registration.Unlock();
@@ -159,11 +154,17 @@ HRESULT Subscription::Modify(Sender& sender, CPWStringBuffer& errorText) {
     return renewed;
 }
 
+// Everything that was captured so far, under the new name.
+HRESULT Subscription::CopyArchive(const SubscriptionArchive& from, const SubscriptionArchive& to) {
+    const NamedLock lock = from.Lock();
+    return lock.Held() ? from.CopyTo(to) : lock.Result();
+}
+
 // A fresh registration in place of the recorded one. The archives are named after the registration, so what was
 // captured so far goes over to the new name before the record changes.
 HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuffer& errorText) {
     const Sender::Wording& texts = sender.Texts();
-    RegistrationLock registration;
+    NamedLock registration = RegistrationLock();
     if (!registration.Held()) {
         errorText = L"Another registration did not end in time";
         return E_FAIL;
@@ -181,7 +182,9 @@ HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuff
             VORNA_LOG(LOG_TRACE, "Failed to Subscribe with event manager");
         return result;
     }
-    HRESULT result = CopyArchives(oldId, newId);
+    const SubscriptionArchive oldArchive(record_.archiveDirectory, oldId);
+    const SubscriptionArchive newArchive(record_.archiveDirectory, newId);
+    HRESULT result = CopyArchive(oldArchive, newArchive);
     if (result == S_OK) {
         record_.kind = kind;
         record_.subscriptionId = newId;
@@ -197,12 +200,12 @@ HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuff
         SubscriptionRecord recorded;
         // Only when the record still names the old archives are the new ones nobody's.
         if (persistance_.GetSubscription(newId, recorded) == RESULT_NO_SUBSCRIPTION)
-            RemoveArchives(newId);
+            newArchive.RemoveFiles();
         return result;
     }
     // Mostly it is gone already; where it is not, nobody would end it.
     (void)sender.Unsubscribe(oldId);
-    MoveLateSnapShots(oldId, newId);
+    oldArchive.MoveLateSnapShotsTo(newArchive);
     return S_OK;
 }
 
@@ -240,9 +243,8 @@ HRESULT Subscription::DeleteRecordAndArchives(CPWStringBuffer& errorText) {
 bool Subscription::IsBeyondReading(HRESULT result, const SubscriptionRecord& record) {
     if (record.subscriptionId.empty() || record.archiveDirectory.empty())
         return false;
-    const std::wstring config = ConfigArchivePath(record.archiveDirectory, record.subscriptionId);
     return result == HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT) || result == RESULT_XML_MALFORMED ||
-           GetFileAttributesW(config.c_str()) == INVALID_FILE_ATTRIBUTES;
+           !record.Archive().Exists();
 }
 
 HRESULT Subscription::EndUnread(CPWStringBuffer& errorText) {
@@ -250,7 +252,7 @@ HRESULT Subscription::EndUnread(CPWStringBuffer& errorText) {
               record_.subscriptionId.c_str());
     const HRESULT result = DeleteRecordAndArchives(errorText);
     if (result == S_OK)
-        DropMaintenanceTimer();
+        MaintenanceTimer::Drop(persistance_);
     return result;
 }
 

@@ -1,13 +1,14 @@
-// The way of a SetData: the service object's identity, the choice of the platform component, the end of maintenance.
+// From a SetData to the handler of its kind of event; the identity of a service object.
 
 #include "common/com/ProcessorFault.h"
 #include "common/com/bstr.h"
 #include "common/com/results.h"
-#include "common/log/Logging.h"
+#include "common/com/text_forms.h"
+#include "common/log/CatchAll.h"
+#include "common/text/ErrorText.h"
 #include "common/xml/XmlEscape.h"
-#include "subscription/RegistrationLock.h"
+#include "subscription/MaintenanceTimer.h"
 #include "subscription/Subscription.h"
-#include "subscription/archive/ArchiveNames.h"
 
 #include <algorithm>
 
@@ -78,20 +79,12 @@ SubscriptionInfo WithCookie(SubscriptionInfo info, std::wstring_view cookie) {
     return info;
 }
 
-std::wstring NewVornaId() {
-    GUID guid{};
-    wchar_t text[64] = L"";
-    if (FAILED(CoCreateGuid(&guid)) || StringFromGUID2(guid, text, 64) == 0)
-        throw std::bad_alloc();
-    return text;
-}
-
 } // namespace
 
 Subscription::Subscription(SubscriptionInfo info, std::wstring clientCookie)
     : info_(WithCookie(std::move(info), clientCookie)) {
     record_.clientCookie = std::move(clientCookie);
-    record_.vornaId = NewVornaId();
+    record_.vornaId = new_guid_text();
     record_.subscriptionText = info_.SubscriptionText();
     record_.lifetime = info_.Aging();
 }
@@ -109,16 +102,9 @@ void Subscription::SetSubscriptionInfo(SubscriptionInfo info) {
 
 HRESULT Subscription::GetServiceObjectAttributes(IUnknown* service, ServiceAttributes& attributes,
                                                  CPWStringBuffer& errorText) {
-    const ScopeTrace trace("Subscription::GetServiceObjectAttributes");
     attributes = ServiceAttributes();
-    try {
-        return ReadAttributes(service, attributes, errorText);
-    } catch (const processor_fault&) {
-        throw;
-    } catch (...) {
-        errorText = L"Unknown Exception Occured";
-        return RESULT_SERVICE_OBJECT;
-    }
+    return CatchAll("Subscription::GetServiceObjectAttributes", FailWith(errorText, RESULT_SERVICE_OBJECT),
+                    [&] { return ReadAttributes(service, attributes, errorText); });
 }
 
 HRESULT Subscription::GetPathFromServiceObjectAttributes(IUnknown* service, std::wstring& path) {
@@ -134,8 +120,7 @@ HRESULT Subscription::GetPathFromServiceObjectAttributes(IUnknown* service, std:
 }
 
 HRESULT Subscription::HandleSetData(IUnknown* service, SetDataOperation operation, CPWStringBuffer& errorText) {
-    const ScopeTrace trace("Subscription::HandleSetData");
-    try {
+    const auto work = [&]() -> HRESULT {
         ServiceAttributes attributes;
         if (HRESULT result = GetServiceObjectAttributes(service, attributes, errorText); result != S_OK)
             return result;
@@ -173,37 +158,21 @@ HRESULT Subscription::HandleSetData(IUnknown* service, SetDataOperation operatio
         const auto index = static_cast<size_t>(operation);
         VORNA_LOG(LOG_TRACE, "%s", result == S_OK ? SUCCESSES[index] : FAILURES[index]);
         if (result == S_OK && operation == SetDataOperation::Unregister)
-            DropMaintenanceTimer();
+            MaintenanceTimer::Drop(persistance_);
         return result;
-    } catch (const processor_fault&) {
-        throw;
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Subscription::HandleSetData.. Unknown Error Occured");
-        errorText = L"Unknown Exception Occured";
-        return E_FAIL;
-    }
+    };
+    return CatchAll("Subscription::HandleSetData", FailWith(errorText, E_FAIL), work,
+                    "Subscription::HandleSetData.. Unknown Error Occured");
 }
 
-void Subscription::DropMaintenanceTimer() {
-    // Nobody registers between the look at the list and the end of the timer.
-    RegistrationLock registration;
-    SubscriptionList list;
-    if (persistance_.GetSubscriptionsList(list) != RESULT_NO_SUBSCRIPTION)
-        return;
-    VORNA_LOG(LOG_TRACE, "No Subscriptions in the Vorna Persist File. Unscheduling the Maintainance ID");
-    std::wstring clientId, maintenanceId;
-    (void)persistance_.GetClientID(clientId);
-    if (persistance_.GetMaintainanceID(maintenanceId) != S_OK)
-        return;
-    if (EndMaintenanceTimer(clientId, maintenanceId) != S_OK) {
-        VORNA_LOG(LOG_TRACE, "Failed to unsubscribe the Maintainance event from timer");
-        return;
-    }
-    VORNA_LOG(LOG_TRACE, "Unscheduling Maintainance event from Timer Succeeded");
-    if (persistance_.DeleteMaintainanceID() == S_OK)
-        VORNA_LOG(LOG_TRACE, "Maintainance ID deleted from the Vorna Persist File");
-    else
-        VORNA_LOG(LOG_TRACE, "Failed to Delete Maintainance ID from the Vorna Persist File");
+HRESULT Subscription::GetMaintainanceTimerInfo(std::wstring& schedule) {
+    return CatchAll("Subscription::GetMaintainanceTimerInfo", E_FAIL,
+                    [&] { return MaintenanceTimer::Schedule(schedule); });
+}
+
+HRESULT Subscription::RegisterforMaintananceEvent(std::wstring& maintenanceId) {
+    return CatchAll("Subscription::RegisterforMaintananceEvent", E_FAIL,
+                    [&] { return MaintenanceTimer::Register(maintenanceId); });
 }
 
 } // namespace vorna

@@ -2,10 +2,11 @@
 
 #include "common/com/results.h"
 #include "common/com/unique_any.h"
+#include "common/services/Directories.h"
 #include "common/services/platformservices.h"
 #include "persist/SubscriptionPersistance.h"
 #include "src/SubscriptionInfo.h"
-#include "subscription/archive/ArchiveNames.h"
+#include "subscription/archive/SubscriptionArchive.h"
 
 #include <algorithm>
 #include <array>
@@ -21,12 +22,11 @@ using namespace vorna;
 constexpr wchar_t READING[] = L"reading the list of archives";
 
 // The files of both archives, journals included.
-std::uint64_t BytesOnDisk(const std::wstring& directory, const std::wstring& subscriptionId) {
+std::uint64_t BytesOnDisk(const SubscriptionArchive& archive) {
     std::uint64_t bytes = 0;
-    for (const std::wstring& archive :
-         {ConfigArchivePath(directory, subscriptionId), SnapshotArchivePath(directory, subscriptionId)}) {
+    for (const std::wstring& path : {archive.ConfigPath(), archive.SnapShotsPath()}) {
         WIN32_FIND_DATAW entry;
-        unique_find search(FindFirstFileW((archive + L"*").c_str(), &entry));
+        unique_find search(FindFirstFileW((path + L"*").c_str(), &entry));
         if (!search)
             continue;
         do
@@ -86,7 +86,8 @@ ArchiveEntry ReadArchive(SubscriptionPersistance& persistance, const Subscriptio
     archive.service = split == std::wstring::npos ? std::wstring() : record.clientCookie.substr(0, split);
     archive.endDate = PaddedDate(record.endDate);
     archive.state = !record.valid ? ArchiveState::Ended : record.aged ? ArchiveState::Aged : ArchiveState::Active;
-    archive.bytes = BytesOnDisk(ArchiveDirectory(archive.service), record.subscriptionId);
+    const SubscriptionArchive files(ArchiveDirectory(archive.service), record.subscriptionId);
+    archive.bytes = BytesOnDisk(files);
     if (!record.valid)
         return archive;
     SubscriptionRecord whole;
@@ -96,8 +97,7 @@ ArchiveEntry ReadArchive(SubscriptionPersistance& persistance, const Subscriptio
         archive.awaited = Awaited(whole.subscriptionText);
     } else {
         archive.problem = Failure(result, L"reading the archive " + archive.archiveId + L" of " + archive.service,
-                                  L"Its configuration cannot be read: " +
-                                      ConfigArchivePath(ArchiveDirectory(archive.service), record.subscriptionId));
+                                  L"Its configuration cannot be read: " + files.ConfigPath());
     }
     return archive;
 }

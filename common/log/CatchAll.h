@@ -8,13 +8,11 @@
 
 namespace vorna {
 
-// Runs work inside a scope trace and returns what it returns. If it throws, the text is logged at level 4 and otherwise
-// is returned; where otherwise is a function, it is called and its result returned. Processor faults pass: the methods
-// of the component's object give them a text of their own.
+// Runs work and returns what it returns. If it throws, the text is logged at level 4 and otherwise is returned; if
+// otherwise is a function, it is called and its result returned. Processor faults pass: the methods of the component's
+// object give them texts of their own.
 template <typename Otherwise, typename Work>
-auto CatchAll(Scope scope, Otherwise otherwise, Work work, const char* text = "Unknown Exception Occured")
-    -> decltype(work()) {
-    const ScopeTrace trace(scope);
+auto CatchAll(Otherwise otherwise, Work work, const char* text = "Unknown Exception Occured") -> decltype(work()) {
     try {
         return work();
     } catch (const processor_fault&) {
@@ -26,6 +24,14 @@ auto CatchAll(Scope scope, Otherwise otherwise, Work work, const char* text = "U
         else
             return otherwise;
     }
+}
+
+// The same inside a scope trace.
+template <typename Otherwise, typename Work>
+auto CatchAll(Scope scope, Otherwise otherwise, Work work, const char* text = "Unknown Exception Occured")
+    -> decltype(work()) {
+    const ScopeTrace trace(scope);
+    return CatchAll(otherwise, work, text);
 }
 
 } // namespace vorna

@@ -9,6 +9,7 @@
 #include "common/com/bstr.h"
 #include "common/com/com_ptr.h"
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -33,7 +34,8 @@ class SamAccessor {
     void CreateManager();
     template <typename Work>
     HRESULT WithArchive(Work work);
-    void Log(std::wstring_view message);
+    // Writes one line at level 4, put together in the scratch buffer.
+    void Log(std::initializer_list<std::wstring_view> parts);
 
     com_ptr<ISecureArchiveManager> manager_;
     std::wstring archivePath_;

@@ -1,6 +1,6 @@
 #include "subscription/archive/SnapShot.h"
 
-#include "common/log/Logging.h"
+#include "common/log/CatchAll.h"
 
 #include <algorithm>
 
@@ -12,23 +12,18 @@ SnapShot::SnapShot(const SYSTEMTIME& time) : id(FormatDateTime(time)), accessTim
 }
 
 SnapShot::SnapShot(std::wstring_view xml) {
-    const ScopeTrace trace("SnapShot::SnapShot");
-    try {
-        XmlAccessor accessor;
-        if (accessor.Create() == S_OK)
-            Read(xml, accessor);
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
-    }
+    CatchAll(
+        "SnapShot::SnapShot", [] {},
+        [&] {
+            XmlAccessor accessor;
+            if (accessor.Create() == S_OK)
+                Read(xml, accessor);
+        });
 }
 
 SnapShot::SnapShot(std::wstring_view xml, XmlAccessor& accessor) {
-    const ScopeTrace trace("SnapShot::SnapShot");
-    try {
-        Read(xml, accessor);
-    } catch (...) {
-        VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
-    }
+    CatchAll(
+        "SnapShot::SnapShot", [] {}, [&] { Read(xml, accessor); });
 }
 
 SnapShot::SnapShot(std::wstring_view name, std::wstring_view time, std::wstring_view flag)

@@ -7,8 +7,8 @@
 #include "common/com/unique_any.h"
 #include "common/services/platformservices.h"
 #include "persist/SubscriptionPersistance.h"
-#include "subscription/archive/ArchiveNames.h"
 #include "subscription/archive/SamAccessor.h"
+#include "subscription/archive/SubscriptionArchive.h"
 #include "support/Support.h"
 
 #include <algorithm>
@@ -120,7 +120,7 @@ class LivePlatform : public testing::Test {
     // that were cut off may have left an entry whose stream was never written.
     void ExpectWhole(const std::wstring& id, std::wstring_view text, size_t cutOff = 0) {
         const SubscriptionRecord record = Record(id);
-        SamAccessor archive(SnapshotArchivePath(record.archiveDirectory, record.subscriptionId));
+        SamAccessor archive(record.Archive().SnapShotsPath());
         size_t readable = 0;
         for (const SnapShot& snapShot : record.snapShots) {
             bstr data;

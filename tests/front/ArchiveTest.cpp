@@ -2,8 +2,8 @@
 #include "ComponentTest.h"
 
 #include "common/com/results.h"
-#include "subscription/archive/ArchiveNames.h"
 #include "subscription/archive/SamAccessor.h"
+#include "subscription/archive/SubscriptionArchive.h"
 
 #include <algorithm>
 #include <fstream>
@@ -26,14 +26,13 @@ class ArchiveTest : public ComponentTest {
         FileTimeToSystemTime(&file, &then);
         SnapShot snapShot(then);
         snapShot.alreadyRead = read ? 1 : 0;
-        ASSERT_HR(S_OK,
-                  SubscriptionPersistance().AddSnapShot(record.archiveDirectory, record.subscriptionId, snapShot));
-        SamAccessor archive(SnapshotArchivePath(record.archiveDirectory, record.subscriptionId), snapShot.id);
+        ASSERT_HR(S_OK, SubscriptionPersistance().AddSnapShot(record.Archive(), snapShot));
+        SamAccessor archive(record.Archive().SnapShotsPath(), snapShot.id);
         ASSERT_HR(S_OK, archive.addStreamToArchive(data));
     }
     long Streams(const SubscriptionRecord& record) {
         long count = -1;
-        SamAccessor archive(SnapshotArchivePath(record.archiveDirectory, record.subscriptionId));
+        SamAccessor archive(record.Archive().SnapShotsPath());
         EXPECT_HR(S_OK, archive.getNumberOfFilesInArchive(count));
         return count;
     }
@@ -227,7 +226,7 @@ TEST_F(ArchiveTest, SizeLimitShrinksTheArchiveBelowIt) {
     const SubscriptionRecord record = Subscribe(L"A1", Limit(L"<MaxStorageSize Units=\"KB\">100</MaxStorageSize>"));
     for (int minutes = 8; minutes > 0; --minutes)
         Capture(record, minutes, L"<Data>" + std::wstring(20000, L'x') + L"</Data>");
-    const std::wstring path = SnapshotArchivePath(record.archiveDirectory, record.subscriptionId);
+    const std::wstring path = record.Archive().SnapShotsPath();
     ASSERT_GT(std::filesystem::file_size(path), 200u * 1024);
     EXPECT_HR(S_OK, Tick(record).result);
     EXPECT_LT(std::filesystem::file_size(path), 100u * 1024);
@@ -301,7 +300,7 @@ TEST_F(ArchiveTest, DamagedArchivesAreNamedAndNotTakenForMissing) {
         stream.seekp(5000);
         stream.put(static_cast<char>(before ^ 1));
     };
-    damage(ConfigArchivePath(record.archiveDirectory, record.subscriptionId));
+    damage(record.Archive().ConfigPath());
     const Answer answer = GetData(L"/Archive[@ID='A1']/*");
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), answer.result);
     EXPECT_EQ(L"The subscription could not be read: its archive is damaged (0x80070570)", answer.text);
@@ -312,7 +311,7 @@ TEST_F(ArchiveTest, DamagedArchivesAreNamedAndNotTakenForMissing) {
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), SetData(Document(L"A1", L"Off")).result);
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), SetData(Document(L"A1")).result);
     EXPECT_HR(S_OK, SetData(Document(L"A1", L"OFF")).result);
-    EXPECT_FALSE(std::filesystem::exists(ConfigArchivePath(record.archiveDirectory, record.subscriptionId)));
+    EXPECT_FALSE(std::filesystem::exists(record.Archive().ConfigPath()));
     EXPECT_HR(S_OK, Tick(record).result);
     EXPECT_EQ(0u, fakes::CurrentScripts().timer.schedules.count(record.subscriptionId));
     EXPECT_HR(S_OK, SetData(Document(L"A1")).result);

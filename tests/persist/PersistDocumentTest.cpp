@@ -1,10 +1,9 @@
 // The persist document and the snapshot index as they lie on disk.
 #include "common/com/results.h"
 #include "common/services/Directories.h"
-#include "persist/PersistFrame.h"
 #include "persist/SubscriptionPersistance.h"
-#include "subscription/archive/ArchiveNames.h"
 #include "subscription/archive/SamAccessor.h"
+#include "subscription/archive/SubscriptionArchive.h"
 #include "support/Support.h"
 
 #include <optional>
@@ -58,7 +57,7 @@ TEST_F(PersistDocument, NodesAreRewrittenByTheirTemplates) {
     ExpectHolds(document, L"<MaintainanceID ID=\"M1\"");
     ExpectHolds(document, head + L"ENDDATE=\"" + std::to_wstring(LocalNow().wYear + 1) + L"-");
     ExpectHolds(document, L"\" VALID=\"TRUE\">" + record_.serviceXml + L"</Subscription>");
-    EXPECT_EQ(record_.subscriptionText, Text(ConfigArchivePath(record_.archiveDirectory, L"S1"), L"S1_Subscription"));
+    EXPECT_EQ(record_.subscriptionText, Text(record_.Archive().ConfigPath(), L"S1_Subscription"));
 
     // A new registration of the same component ID keeps its end; a modification needs the time of the last one.
     record_.lifetime.years = 5;
@@ -118,12 +117,12 @@ TEST_F(PersistDocument, ValuesThatWouldBreakItAreRefused) {
 
 TEST_F(PersistDocument, SnapshotIndex) {
     SnapShot first({2005, 3, 0, 7, 14, 5, 9, 0}), second({2005, 3, 0, 7, 14, 5, 10, 0});
-    EXPECT_HR(RESULT_NO_SUBSCRIPTION, persistance_->AddSnapShot(record_.archiveDirectory, L"S1", first))
+    EXPECT_HR(RESULT_NO_SUBSCRIPTION, persistance_->AddSnapShot(record_.Archive(), first))
         << "a subscription that is not there gets no index";
     ASSERT_HR(S_OK, persistance_->AddSubscription(record_, L"T1", L""));
-    ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.archiveDirectory, L"S1", first));
-    ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.archiveDirectory, L"S1", second));
-    const auto index = [&] { return Text(ConfigArchivePath(record_.archiveDirectory, L"S1"), L"S1_SnapShotInfo"); };
+    ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.Archive(), first));
+    ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.Archive(), second));
+    const auto index = [&] { return Text(record_.Archive().ConfigPath(), L"S1_SnapShotInfo"); };
     const auto entry = [](const wchar_t* id, const wchar_t* time, const wchar_t* read) {
         return L"<SnapShot Id=\"" + std::wstring(id) + L"\"><AccessTime>" + time + L"</AccessTime><AlreadyRead>" +
                read + L"</AlreadyRead></SnapShot>";
@@ -142,28 +141,28 @@ TEST_F(PersistDocument, SnapshotIndex) {
     const SnapShot updates[] = {second, gone};
     const std::wstring updated =
         L"<SnapShots>" + firstEntry + entry(L"2005-3-7T14_5_10", L"2031-3-7T14:5:10", L"TRUE") + L"</SnapShots>";
-    ASSERT_HR(S_OK, persistance_->RefreshSnapShots(record_.archiveDirectory, L"S1", updates));
+    ASSERT_HR(S_OK, persistance_->RefreshSnapShots(record_.Archive(), updates));
     EXPECT_EQ(updated, index());
-    ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.archiveDirectory, L"S1", second));
+    ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.Archive(), second));
     EXPECT_EQ(updated, index()) << "one entry for one Id";
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS),
-              persistance_->AddSnapShot(record_.archiveDirectory, L"S1", first, SubscriptionPersistance::Entry::New));
+              persistance_->AddSnapShot(record_.Archive(), first, SnapShotIndex::Known::Refuse));
     EXPECT_EQ(updated, index()) << "what is known stays as it is";
 
-    EXPECT_EQ(0, persistance_->DeleteSnapShot(record_.archiveDirectory, L"S1", gone.id));
-    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.archiveDirectory, L"S1", second.id));
+    EXPECT_EQ(0, persistance_->DeleteSnapShot(record_.Archive(), gone.id));
+    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.Archive(), second.id));
     EXPECT_EQ(L"<SnapShots>" + firstEntry + L"</SnapShots>", index());
     SubscriptionRecord found;
     EXPECT_HR(S_OK,
-              WriteStream(ConfigArchivePath(record_.archiveDirectory, L"S1"), L"S1_SnapShotInfo",
+              WriteStream(record_.Archive().ConfigPath(), L"S1_SnapShotInfo",
                           L"<SnapShots><SnapShot Id=\"a\"><AccessTime/><AlreadyRead>TRUE</AlreadyRead></SnapShot>" +
                               firstEntry + L"</SnapShots>"));
     ASSERT_HR(S_OK, persistance_->GetSubscription(L"S1", found));
     ASSERT_EQ(2u, found.snapShots.size()) << "an entry without a time does not shift the others";
     EXPECT_EQ(0, found.snapShots[0].alreadyRead);
     EXPECT_EQ(first.id, found.snapShots[1].id);
-    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.archiveDirectory, L"S1", L"a"));
-    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.archiveDirectory, L"S1", first.id));
+    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.Archive(), L"a"));
+    EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.Archive(), first.id));
     EXPECT_HR(S_OK, persistance_->GetSubscription(L"S1", found)) << "an empty index is an empty list";
     EXPECT_TRUE(found.snapShots.empty());
 }

@@ -1,0 +1,189 @@
+#include "subscription/archive/SnapShotIndex.h"
+
+#include "common/com/results.h"
+#include "common/log/Logging.h"
+
+#include <map>
+
+namespace vorna {
+
+namespace {
+
+std::wstring EntryPath(std::wstring_view id) {
+    return L"/SnapShots/SnapShot [@Id=\"" + std::wstring(id) + L"\"]";
+}
+
+HRESULT Replace(XmlAccessor& accessor, const std::wstring& path, const std::wstring& markup) {
+    if (accessor.Set(path, markup, XmlChange::Replace) == S_OK)
+        return S_OK;
+    VORNA_LOG(LOG_TRACE, "Replacing : %S with %SFailed", path.c_str(), markup.c_str());
+    return E_FAIL;
+}
+
+// failure: a format for the text.
+HRESULT Load(XmlAccessor& accessor, const std::wstring& text, const char* failure) {
+    if (HRESULT result = accessor.Create(); result != S_OK)
+        return result;
+    if (accessor.Load(text) == S_OK)
+        return S_OK;
+    VORNA_LOG(LOG_TRACE, failure, text.c_str());
+    return RESULT_XML_MALFORMED;
+}
+
+constexpr char LOAD_FAILED[] = "Load XML of \"%S failed";
+
+// The values or the markup that a path selects, in pieces. One question for all entries costs the same for any number.
+class Pieces {
+  public:
+    explicit Pieces(XmlAccessor& accessor) : accessor_(accessor) {}
+
+    HRESULT Begin() {
+        if (accessor_.GetDelimiter(delimiter_) == S_OK)
+            return S_OK;
+        VORNA_LOG(LOG_TRACE, "get_delimiter() failed");
+        return E_FAIL;
+    }
+    std::vector<std::wstring> Texts(std::wstring_view xpath) {
+        std::wstring joined;
+        (void)accessor_.QueryText(xpath, joined);
+        return SplitAtDelimiter(joined, delimiter_);
+    }
+    HRESULT Markup(std::wstring_view xpath, std::vector<std::wstring>& pieces) {
+        std::wstring joined;
+        if (FAILED(accessor_.QueryMarkup(xpath, joined)))
+            return E_FAIL;
+        pieces = SplitAtDelimiter(joined, delimiter_);
+        return S_OK;
+    }
+
+  private:
+    XmlAccessor& accessor_;
+    std::wstring delimiter_;
+};
+
+} // namespace
+
+HRESULT SnapShotIndex::Add(const SnapShot& snapShot, Known known) {
+    std::wstring markup;
+    snapShot.ToXML(markup);
+    if (text_.empty()) {
+        text_ = L"<SnapShots>" + markup + L"</SnapShots>";
+        return S_OK;
+    }
+    XmlAccessor accessor;
+    if (HRESULT result = Load(accessor, text_, LOAD_FAILED); result != S_OK)
+        return result;
+    const std::wstring entry = EntryPath(snapShot.id);
+    std::wstring found;
+    if (accessor.QueryMarkup(entry + L"/AccessTime", found) == S_OK) {
+        if (known == Known::Refuse)
+            return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
+        if (Replace(accessor, entry + L"/AccessTime",
+                    L"<AccessTime>" + FormatDateTime(snapShot.accessTime) + L"</AccessTime>") != S_OK ||
+            Replace(accessor, entry + L"/AlreadyRead",
+                    snapShot.alreadyRead == 1 ? L"<AlreadyRead>TRUE</AlreadyRead>"
+                                              : L"<AlreadyRead>FALSE</AlreadyRead>") != S_OK)
+            return E_FAIL;
+    } else if (accessor.Set(L"/SnapShots", markup, XmlChange::Append) != S_OK) {
+        VORNA_LOG(LOG_TRACE, "XMLSet failed!! Appending : %S at /SnapShotsFailed", markup.c_str());
+        return E_FAIL;
+    }
+    if (accessor.QueryMarkup(L"/SnapShots", text_) == S_OK)
+        return S_OK;
+    VORNA_LOG(LOG_TRACE, "Failed to get the data from updated snapshotinfo XML");
+    return E_FAIL;
+}
+
+HRESULT SnapShotIndex::Refresh(std::span<const SnapShot> snapShots) {
+    XmlAccessor accessor;
+    if (HRESULT result = Load(accessor, text_, LOAD_FAILED); result != S_OK)
+        return result;
+    Pieces pieces(accessor);
+    std::vector<std::wstring> entries;
+    if (pieces.Begin() != S_OK || pieces.Markup(L"/SnapShots/SnapShot", entries) != S_OK)
+        return E_FAIL;
+    const auto ids = pieces.Texts(L"/SnapShots/SnapShot/@Id");
+    // An entry without an Id would shift the rest against each other.
+    if (ids.size() != entries.size())
+        return E_FAIL;
+    std::map<std::wstring_view, const SnapShot*> fresh;
+    for (const SnapShot& snapShot : snapShots)
+        fresh.emplace(snapShot.id, &snapShot);
+    text_ = L"<SnapShots>";
+    std::wstring markup;
+    for (size_t i = 0; i < ids.size(); ++i) {
+        if (auto found = fresh.find(ids[i]); found != fresh.end()) {
+            found->second->ToXML(markup);
+            text_ += markup;
+        } else {
+            text_ += entries[i];
+        }
+    }
+    text_ += L"</SnapShots>";
+    return S_OK;
+}
+
+HRESULT SnapShotIndex::Remove(std::wstring_view id) {
+    XmlAccessor accessor;
+    if (HRESULT result = Load(accessor, text_, "Failed to Load: %S"); result != S_OK)
+        return result;
+    if (Replace(accessor, EntryPath(id), L"") != S_OK)
+        return E_FAIL;
+    if (accessor.QueryMarkup(L"/*", text_) == S_OK)
+        return S_OK;
+    VORNA_LOG(LOG_TRACE, "Failed to get the updated SnapShotInfo data from memory");
+    return E_FAIL;
+}
+
+HRESULT SnapShotIndex::Read(std::vector<SnapShot>& snapShots) const {
+    snapShots.clear();
+    // No capture yet.
+    if (text_.empty())
+        return S_OK;
+    XmlAccessor accessor;
+    if (HRESULT result = Load(accessor, text_, LOAD_FAILED); result != S_OK)
+        return result;
+    Pieces pieces(accessor);
+    if (HRESULT result = pieces.Begin(); result != S_OK)
+        return result;
+    std::vector<std::wstring> entries;
+    if (pieces.Markup(L"/SnapShots/SnapShot", entries) != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Failed to get /SnapShots/SnapShot from the SnapShotInfo data");
+        return E_FAIL;
+    }
+    const auto ids = pieces.Texts(L"/SnapShots/SnapShot/@Id");
+    const auto times = pieces.Texts(L"/SnapShots/SnapShot/AccessTime");
+    const auto flags = pieces.Texts(L"/SnapShots/SnapShot/AlreadyRead");
+    // If an entry lacks a value, each entry is read by itself.
+    const bool complete =
+        ids.size() == entries.size() && times.size() == entries.size() && flags.size() == entries.size();
+    for (size_t i = 0; i < entries.size(); ++i) {
+        if (complete)
+            snapShots.emplace_back(ids[i], times[i], flags[i]);
+        else
+            snapShots.emplace_back(entries[i], accessor);
+    }
+    return S_OK;
+}
+
+HRESULT SnapShotIndex::FindOldest(std::wstring_view stream, std::wstring& id) const {
+    XmlAccessor accessor;
+    if (HRESULT result = accessor.Create(); result != S_OK)
+        return result;
+    if (accessor.Load(text_) != S_OK) {
+        VORNA_LOG(LOG_TRACE, "Load XML of \"%S\" data failed", std::wstring(stream).c_str());
+        return RESULT_XML_MALFORMED;
+    }
+    Pieces pieces(accessor);
+    if (HRESULT result = pieces.Begin(); result != S_OK)
+        return result;
+    const auto ids = pieces.Texts(L"/SnapShots/SnapShot/@Id");
+    if (ids.empty()) {
+        VORNA_LOG(LOG_TRACE, "Failed to get /SnapShots/SnapShot/@Id from the Snapshot xml");
+        return E_FAIL;
+    }
+    id = ids.front();
+    return S_OK;
+}
+
+} // namespace vorna
