@@ -1,7 +1,7 @@
 #include "src/SubscriptionInfo.h"
 
 #include "common/com/results.h"
-#include "common/log/Logging.h"
+#include "common/log/CatchAll.h"
 #include "common/services/XmlAccessor.h"
 
 #include <objbase.h>
@@ -110,13 +110,6 @@ std::wstring ArchiveIDFault(std::wstring_view id) {
     return {};
 }
 
-void ReadPayloadSource(XmlAccessor& document, const std::wstring& parent, DataSource& source) {
-    source.kind = DataSourceKind::EventPayload;
-    ReadValue(document, parent + L"/XPath", source.xpath);
-    ReadValue(document, parent + L"/TransformFile", source.transformFile);
-    ReadValue(document, parent + L"/XDMPrefixes", source.prefixes);
-}
-
 // Runs the work on each node that the path selects, as a document of its own. S_FALSE: there is none.
 template <typename Work>
 HRESULT ForEachNode(XmlAccessor& document, std::wstring_view xpath, Work&& work) {
@@ -141,177 +134,160 @@ HRESULT ForEachNode(XmlAccessor& document, std::wstring_view xpath, Work&& work)
 } // namespace
 
 SubscriptionInfo::SubscriptionInfo(std::wstring_view text) {
-    try {
+    Guarded([&] {
         text_ = text;
-        Parse();
-    } catch (...) {
-        FailUnexpectedly();
-    }
+        return Parse();
+    });
 }
 
-void SubscriptionInfo::Parse() {
+// What work throws becomes the status and the error text.
+template <typename Work>
+HRESULT SubscriptionInfo::Guarded(Work work) {
+    return CatchAll([&] { return FailUnexpectedly(); }, work);
+}
+
+HRESULT SubscriptionInfo::Parse() {
     JoinMultithreadedApartment();
     XmlAccessor document;
-    if (document.Create() != S_OK) {
-        Fail(RESULT_XML_MALFORMED, L"Create Instance of XMLSIMPLEACCESSOR failed");
-        return;
-    }
+    if (document.Create() != S_OK)
+        return Fail(RESULT_XML_MALFORMED, L"Create Instance of XMLSIMPLEACCESSOR failed");
     if (!LooksLikeMarkup(text_) || document.Load(text_) != S_OK) {
         VORNA_LOG(LOG_TRACE, "SubscriptionInfo XML Load failed : Not in proper format");
-        Fail(RESULT_XML_MALFORMED, L"XML not properly formatted");
-        return;
+        return Fail(RESULT_XML_MALFORMED, L"XML not properly formatted");
     }
-    SetCommonSubscriptionInfo(document);
-    if (status_ != S_OK) {
+    if (Guarded([&] { return SetCommonSubscriptionInfo(document); }) != S_OK) {
         VORNA_LOG(LOG_TRACE, "Failed to set subscription Info. SetCommonSubscriptionInfo returned error status.");
-        return;
+        return status_;
     }
     std::wstring value;
     if (ReadValue(document, L"/Archive/Timer", value)) {
         eventType_ = EventType::Timer;
-        SetSchedulingInfo(document);
-    } else if (ReadValue(document, L"/Archive/KROEvent", value)) {
-        eventType_ = EventType::KROEvent;
-        SetKROEventInfo(document);
-    } else if (ReadValue(document, L"/Archive/XDMEvent", value)) {
-        eventType_ = EventType::XDMEvent;
-        SetXDMEventInfo(document);
-    } else {
-        Fail(RESULT_EVENT_TYPE, L"Invalid event type");
+        return SetSchedulingInfo(document);
     }
+    if (ReadValue(document, L"/Archive/KROEvent", value)) {
+        eventType_ = EventType::KROEvent;
+        return SetKROEventInfo(document);
+    }
+    if (ReadValue(document, L"/Archive/XDMEvent", value)) {
+        eventType_ = EventType::XDMEvent;
+        return SetXDMEventInfo(document);
+    }
+    return Fail(RESULT_EVENT_TYPE, L"Invalid event type");
 }
 
-void SubscriptionInfo::SetCommonSubscriptionInfo(XmlAccessor& document) try {
+HRESULT SubscriptionInfo::SetCommonSubscriptionInfo(XmlAccessor& document) {
     const ScopeTrace trace("SubscriptionInfo::SetCommonSubscriptionInfo");
-    if (!SetArchiveID(document))
-        return;
+    if (HRESULT result = SetArchiveID(document); result != S_OK)
+        return result;
     std::wstring value;
-    if (!ReadValue(document, L"/Archive/Collect", value)) {
-        Fail(RESULT_COLLECT, L"Subscription Info Error : Data Collect is mandatory field");
-        return;
-    }
+    if (!ReadValue(document, L"/Archive/Collect", value))
+        return Fail(RESULT_COLLECT, L"Subscription Info Error : Data Collect is mandatory field");
     if (value != L"ON" && value != L"OFF") {
         VORNA_LOG(LOG_TRACE, "FAILED:Some  value other than \"On\" or \"Off\" is found");
-        Fail(RESULT_COLLECT,
-             L"Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found");
-        return;
+        return Fail(RESULT_COLLECT,
+                    L"Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found");
     }
     collect_ = value == L"ON";
     if (!ReadOptionalDuration(document, L"/Archive/Aging", aging_)) {
         VORNA_LOG(LOG_TRACE, "FAILED:Invalid Aging duration found");
-        Fail(RESULT_AGING, L"Subscription Info Error: Invalid Aging duration found");
-        return;
+        return Fail(RESULT_AGING, L"Subscription Info Error: Invalid Aging duration found");
     }
-    if (!ReadOptionalDuration(document, L"/Archive/DataManagement/LifetimeBeforeRead", lifetimeBeforeRead_)) {
-        Fail(RESULT_LIFETIME_BEFORE_READ, L"Subscription Info Error: Invalid  duration for LifeTimeBefore Read");
-        return;
-    }
-    if (!ReadOptionalDuration(document, L"/Archive/DataManagement/LifetimeAfterRead", lifetimeAfterRead_)) {
-        Fail(RESULT_LIFETIME_AFTER_READ, L"Subscription Info Error: Invalid  duration for LifeTimeAfter Read");
-        return;
-    }
-    SetStorageSize(document);
-} catch (...) {
-    FailUnexpectedly();
+    if (!ReadOptionalDuration(document, L"/Archive/DataManagement/LifetimeBeforeRead", lifetimeBeforeRead_))
+        return Fail(RESULT_LIFETIME_BEFORE_READ, L"Subscription Info Error: Invalid  duration for LifeTimeBefore Read");
+    if (!ReadOptionalDuration(document, L"/Archive/DataManagement/LifetimeAfterRead", lifetimeAfterRead_))
+        return Fail(RESULT_LIFETIME_AFTER_READ, L"Subscription Info Error: Invalid  duration for LifeTimeAfter Read");
+    return SetStorageSize(document);
 }
 
-bool SubscriptionInfo::SetArchiveID(XmlAccessor& document) {
+HRESULT SubscriptionInfo::SetArchiveID(XmlAccessor& document) {
     std::wstring id;
-    if (!ReadValue(document, L"/Archive/@ID", id) || id.find_first_not_of(L' ') == id.npos) {
-        Fail(RESULT_ARCHIVE_ID, L"Subscription Info Error : Invalid Archieve ID");
-        return false;
-    }
-    if (std::wstring fault = ArchiveIDFault(id); !fault.empty()) {
-        Fail(RESULT_ARCHIVE_ID, fault);
-        return false;
-    }
+    if (!ReadValue(document, L"/Archive/@ID", id) || id.find_first_not_of(L' ') == id.npos)
+        return Fail(RESULT_ARCHIVE_ID, L"Subscription Info Error : Invalid Archieve ID");
+    if (std::wstring fault = ArchiveIDFault(id); !fault.empty())
+        return Fail(RESULT_ARCHIVE_ID, fault);
     archiveId_ = std::move(id);
-    return true;
+    return S_OK;
 }
 
-bool SubscriptionInfo::SetStorageSize(XmlAccessor& document) {
+HRESULT SubscriptionInfo::SetStorageSize(XmlAccessor& document) {
     std::wstring size;
     if (!ReadValue(document, L"/Archive/DataManagement/MaxStorageSize", size))
-        return true;
+        return S_OK;
     std::wstring units;
     if (!ReadValue(document, L"/Archive/DataManagement/MaxStorageSize/@Units", units) ||
-        (units != L"KB" && units != L"NUMFILES")) {
-        Fail(RESULT_STORAGE_UNITS, L"Subscription Info Error: Invalid  units for MaxStorageSize");
-        return false;
-    }
+        (units != L"KB" && units != L"NUMFILES"))
+        return Fail(RESULT_STORAGE_UNITS, L"Subscription Info Error: Invalid  units for MaxStorageSize");
     sizeInKilobytes_ = units == L"KB";
-    if (!ParseDigits(size, std::numeric_limits<std::uint32_t>::max(), maxStorageSize_)) {
-        Fail(RESULT_STORAGE_SIZE, L"Subscription Info Error: Invalid  value for MaxStorageSize");
-        return false;
-    }
-    return true;
+    if (!ParseDigits(size, std::numeric_limits<std::uint32_t>::max(), maxStorageSize_))
+        return Fail(RESULT_STORAGE_SIZE, L"Subscription Info Error: Invalid  value for MaxStorageSize");
+    return S_OK;
 }
 
-void SubscriptionInfo::SetSchedulingInfo(XmlAccessor& document) try {
+// Where an event's data come from. parent: the path of the event; the rest is what the kinds of event refuse with.
+HRESULT SubscriptionInfo::SetDataSource(XmlAccessor& document, const std::wstring& parent, DataSource& source,
+                                        const SourceFailures& failures) {
+    if (HasElement(document, parent + L"/XMLDataModel")) {
+        if (!ReadSingleValue(document, parent + L"/XMLDataModel/XPath", source.xpath))
+            return Fail(failures.xpath, failures.xpathText);
+        if (!ReadSingleValue(document, parent + L"/XMLDataModel/XDMPrefixes", source.prefixes))
+            return Fail(failures.prefixes, failures.prefixesText);
+        return S_OK;
+    }
+    if (!HasElement(document, parent + L"/EventPayload"))
+        return Fail(failures.none, failures.noneText);
+    source.kind = DataSourceKind::EventPayload;
+    ReadValue(document, parent + L"/EventPayload/XPath", source.xpath);
+    ReadValue(document, parent + L"/EventPayload/TransformFile", source.transformFile);
+    ReadValue(document, parent + L"/EventPayload/XDMPrefixes", source.prefixes);
+    return S_OK;
+}
+
+HRESULT SubscriptionInfo::SetSchedulingInfo(XmlAccessor& document) {
     const ScopeTrace trace("SubscriptionInfo::SetSchedulingInfo");
     timerEvent_ = std::make_unique<TimerInfo>();
-    if (!ReadSingleValue(document, L"/Archive/Timer/XMLDataModel/XPath", timerEvent_->source.xpath)) {
-        Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid Timer Event XDM XPath");
-        return;
-    }
-    if (!ReadSingleValue(document, L"/Archive/Timer/XMLDataModel/XDMPrefixes", timerEvent_->source.prefixes)) {
-        Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid Timer Event XDM XDMPRefixes");
-        return;
-    }
+    if (!ReadSingleValue(document, L"/Archive/Timer/XMLDataModel/XPath", timerEvent_->source.xpath))
+        return Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid Timer Event XDM XPath");
+    if (!ReadSingleValue(document, L"/Archive/Timer/XMLDataModel/XDMPrefixes", timerEvent_->source.prefixes))
+        return Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid Timer Event XDM XDMPRefixes");
     std::wstring value;
-    if (!ReadValue(document, L"/Archive/Timer/Frequency", value)) {
-        Fail(RESULT_TIMER_FREQUENCY,
-             L"Subscription Info Error : No frequency present in subscription info for timer subscription");
-        return;
-    }
-    if (!ParseDuration(value, timerEvent_->frequency)) {
-        Fail(RESULT_TIMER_FREQUENCY, L"Subscription Info Error : Invalid notification frequency present in "
-                                     L"subscription info for timer subscription");
-        return;
-    }
+    if (!ReadValue(document, L"/Archive/Timer/Frequency", value))
+        return Fail(RESULT_TIMER_FREQUENCY,
+                    L"Subscription Info Error : No frequency present in subscription info for timer subscription");
+    if (!ParseDuration(value, timerEvent_->frequency))
+        return Fail(
+            RESULT_TIMER_FREQUENCY,
+            L"Subscription Info Error : Invalid notification frequency present in subscription info for timer subscription");
     if (ReadValue(document, L"/Archive/Timer/Retries", value)) {
         std::uint32_t retries = 0;
-        if (!ParseDigits(value, std::numeric_limits<std::int32_t>::max(), retries)) {
-            Fail(RESULT_TIMER_RETRIES,
-                 L"Subscription Info Error : Invalid retry in subscription info for timer subscription");
-            return;
-        }
+        if (!ParseDigits(value, std::numeric_limits<std::int32_t>::max(), retries))
+            return Fail(RESULT_TIMER_RETRIES,
+                        L"Subscription Info Error : Invalid retry in subscription info for timer subscription");
         timerEvent_->retries = static_cast<std::int32_t>(retries);
     }
     timerEvent_->aging = aging_;
-} catch (...) {
-    FailUnexpectedly();
+    return S_OK;
 }
 
-void SubscriptionInfo::SetKROEventInfo(XmlAccessor& document) try {
+HRESULT SubscriptionInfo::SetKROEventInfo(XmlAccessor& document) {
     const ScopeTrace trace("SubscriptionInfo::SetKROEventInfo");
+    static constexpr SourceFailures FAILURES{
+        RESULT_DATA_MODEL,
+        L"Subscription Info Error : Invalid KRO Event XDM Path",
+        RESULT_DATA_MODEL,
+        L"Subscription Info Error : Invalid KRO Event XDM XDMPRefixes",
+        RESULT_KRO_ARCHIVE_TYPE,
+        L"Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription"};
     kroEvent_ = std::make_unique<KROEventInfo>();
-    if (!ReadSingleValue(document, L"/Archive/KROEvent/Name", kroEvent_->name)) {
-        Fail(RESULT_KRO_NAME, L"Subscription Info Error : Invalid KRO Event name in subscription info for KRO Event");
-        return;
-    }
-    DataSource& source = kroEvent_->source;
-    if (HasElement(document, L"/Archive/KROEvent/XMLDataModel")) {
-        if (!ReadSingleValue(document, L"/Archive/KROEvent/XMLDataModel/XPath", source.xpath)) {
-            Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid KRO Event XDM Path");
-            return;
-        }
-        if (!ReadSingleValue(document, L"/Archive/KROEvent/XMLDataModel/XDMPrefixes", source.prefixes)) {
-            Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid KRO Event XDM XDMPRefixes");
-            return;
-        }
-    } else if (HasElement(document, L"/Archive/KROEvent/EventPayload")) {
-        ReadPayloadSource(document, L"/Archive/KROEvent/EventPayload", source);
-    } else {
-        Fail(RESULT_KRO_ARCHIVE_TYPE,
-             L"Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription");
-        return;
-    }
+    if (!ReadSingleValue(document, L"/Archive/KROEvent/Name", kroEvent_->name))
+        return Fail(RESULT_KRO_NAME,
+                    L"Subscription Info Error : Invalid KRO Event name in subscription info for KRO Event");
+    if (HRESULT result = SetDataSource(document, L"/Archive/KROEvent", kroEvent_->source, FAILURES); result != S_OK)
+        return result;
     if (SetKROFilterList(document) != S_OK)
-        Fail(RESULT_KRO_FILTERS, L"Subscription Info Error : Invalid Filters Subscription Info Error : Invalid archive "
-                                 L"type in subscription info for KRO Event subscription");
-} catch (...) {
-    FailUnexpectedly();
+        return Fail(
+            RESULT_KRO_FILTERS,
+            L"Subscription Info Error : Invalid Filters Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription");
+    return S_OK;
 }
 
 HRESULT SubscriptionInfo::SetKROFilterList(XmlAccessor& document) {
@@ -326,36 +302,22 @@ HRESULT SubscriptionInfo::SetKROFilterList(XmlAccessor& document) {
     return SUCCEEDED(result) ? S_OK : RESULT_KRO_FILTERS;
 }
 
-void SubscriptionInfo::SetXDMEventInfo(XmlAccessor& document) try {
+HRESULT SubscriptionInfo::SetXDMEventInfo(XmlAccessor& document) {
     const ScopeTrace trace("SubscriptionInfo::SetXDMEventInfo");
+    static constexpr SourceFailures FAILURES{
+        RESULT_XDM_XPATH,    L"Subscription Info Error: Invalid XDM path specified in XDM event subscription",
+        RESULT_XDM_PREFIXES, L"Subscription Info Error: Invalid XDM Prefixes specified in XDM event subscription",
+        RESULT_XDM_PAYLOAD,  L"Subscription Info Error: Invalid Event Payload specified in XDM event subscription"};
     xdmEvent_ = std::make_unique<XDMEventInfo>();
     xdmEvent_->duration = aging_;
-    if (HRESULT result = SetXDMEventsList(document); result != S_OK) {
-        Fail(result, L"Subscription Info Error: Invalid Events specified in XDM event subscription");
-        return;
-    }
-    DataSource& source = xdmEvent_->source;
-    if (HasElement(document, L"/Archive/XDMEvent/XMLDataModel")) {
-        if (!ReadSingleValue(document, L"/Archive/XDMEvent/XMLDataModel/XPath", source.xpath)) {
-            Fail(RESULT_XDM_XPATH, L"Subscription Info Error: Invalid XDM path specified in XDM event subscription");
-            return;
-        }
-        if (!ReadSingleValue(document, L"/Archive/XDMEvent/XMLDataModel/XDMPrefixes", source.prefixes))
-            Fail(RESULT_XDM_PREFIXES,
-                 L"Subscription Info Error: Invalid XDM Prefixes specified in XDM event subscription");
-    } else if (HasElement(document, L"/Archive/XDMEvent/EventPayload")) {
-        ReadPayloadSource(document, L"/Archive/XDMEvent/EventPayload", source);
-    } else {
-        Fail(RESULT_XDM_PAYLOAD, L"Subscription Info Error: Invalid Event Payload specified in XDM event subscription");
-    }
-} catch (...) {
-    FailUnexpectedly();
+    if (HRESULT result = SetXDMEventsList(document); result != S_OK)
+        return Fail(result, L"Subscription Info Error: Invalid Events specified in XDM event subscription");
+    return SetDataSource(document, L"/Archive/XDMEvent", xdmEvent_->source, FAILURES);
 }
 
 // 0x8000013E: there is no list to read; 0x8000013F: an event does not say what to watch.
-HRESULT SubscriptionInfo::SetXDMEventsList(XmlAccessor& document) try {
-    const ScopeTrace trace("SubscriptionInfo::SetXDMEventsList");
-    HRESULT result = ForEachNode(document, L"/Archive/XDMEvent/Event", [this](XmlAccessor& node) {
+HRESULT SubscriptionInfo::SetXDMEventsList(XmlAccessor& document) {
+    const auto read = [this](XmlAccessor& node) {
         DataModelEvent event;
         if (!ReadSingleValue(node, L"//Event/XPath", event.xpath))
             return RESULT_XDM_EVENT_XPATH;
@@ -363,10 +325,11 @@ HRESULT SubscriptionInfo::SetXDMEventsList(XmlAccessor& document) try {
         ReadValue(node, L"//Event/Reset", event.reset);
         xdmEvent_->events.push_back(std::move(event));
         return S_OK;
+    };
+    return CatchAll("SubscriptionInfo::SetXDMEventsList", E_FAIL, [&] {
+        const HRESULT result = ForEachNode(document, L"/Archive/XDMEvent/Event", read);
+        return result == S_OK || result == RESULT_XDM_EVENT_XPATH ? result : RESULT_XDM_EVENTS;
     });
-    return result == S_OK || result == RESULT_XDM_EVENT_XPATH ? result : RESULT_XDM_EVENTS;
-} catch (...) {
-    return E_FAIL;
 }
 
 void SubscriptionInfo::SetClientCookie(std::wstring_view cookie) {
@@ -383,20 +346,20 @@ HRESULT SubscriptionInfo::SetAging() {
     return SetAging(Duration(aging_));
 }
 
-HRESULT SubscriptionInfo::SetAging(const Duration& aging) try {
+HRESULT SubscriptionInfo::SetAging(const Duration& aging) {
     const ScopeTrace trace("SubscriptionInfo::SetAging");
-    std::wstring text;
-    if (HRESULT result = WriteAging(aging, text); result != S_OK)
-        return result;
-    text_ = std::move(text);
-    aging_ = aging;
-    if (timerEvent_)
-        timerEvent_->aging = aging;
-    if (xdmEvent_)
-        xdmEvent_->duration = aging;
-    return S_OK;
-} catch (...) {
-    return FailUnexpectedly();
+    return Guarded([&]() -> HRESULT {
+        std::wstring text;
+        if (HRESULT result = WriteAging(aging, text); result != S_OK)
+            return result;
+        text_ = std::move(text);
+        aging_ = aging;
+        if (timerEvent_)
+            timerEvent_->aging = aging;
+        if (xdmEvent_)
+            xdmEvent_->duration = aging;
+        return S_OK;
+    });
 }
 
 HRESULT SubscriptionInfo::WriteAging(const Duration& aging, std::wstring& text) {
@@ -426,7 +389,6 @@ HRESULT SubscriptionInfo::Fail(HRESULT status, std::wstring_view errorText) {
 }
 
 HRESULT SubscriptionInfo::FailUnexpectedly() noexcept {
-    VORNA_LOG(LOG_TRACE, "Unknown Exception Occured");
     status_ = E_FAIL;
     try {
         errorText_ = L"Unknown Exception Occured";

@@ -66,14 +66,28 @@ class SubscriptionInfo {
     [[nodiscard]] HRESULT SetAging(const Duration& aging);
 
   private:
-    void Parse();
-    void SetCommonSubscriptionInfo(XmlAccessor& document);
-    bool SetArchiveID(XmlAccessor& document);
-    bool SetStorageSize(XmlAccessor& document);
-    void SetSchedulingInfo(XmlAccessor& document);
-    void SetKROEventInfo(XmlAccessor& document);
+    // The statuses and texts with which the kinds of event refuse a source.
+    struct SourceFailures {
+        HRESULT xpath;
+        const wchar_t* xpathText;
+        HRESULT prefixes;
+        const wchar_t* prefixesText;
+        HRESULT none;
+        const wchar_t* noneText;
+    };
+
+    template <typename Work>
+    HRESULT Guarded(Work work);
+    HRESULT Parse();
+    HRESULT SetCommonSubscriptionInfo(XmlAccessor& document);
+    HRESULT SetArchiveID(XmlAccessor& document);
+    HRESULT SetStorageSize(XmlAccessor& document);
+    HRESULT SetDataSource(XmlAccessor& document, const std::wstring& parent, DataSource& source,
+                          const SourceFailures& failures);
+    HRESULT SetSchedulingInfo(XmlAccessor& document);
+    HRESULT SetKROEventInfo(XmlAccessor& document);
     HRESULT SetKROFilterList(XmlAccessor& document);
-    void SetXDMEventInfo(XmlAccessor& document);
+    HRESULT SetXDMEventInfo(XmlAccessor& document);
     HRESULT SetXDMEventsList(XmlAccessor& document);
 
     HRESULT WriteAging(const Duration& aging, std::wstring& text);
