@@ -45,48 +45,27 @@ class unique_any {
     type value_ = Traits::invalid();
 };
 
-// Kernel objects whose "none" is null: events, mutexes, processes, threads.
-struct handle_traits {
-    using type = HANDLE;
+// What is closed by a function of the system that takes nothing else, and is null if there is none.
+template <typename Type, auto Close>
+struct null_traits {
+    using type = Type;
     static type invalid() { return nullptr; }
-    static void close(type value) { CloseHandle(value); }
+    static void close(type value) { Close(value); }
 };
-using unique_handle = unique_any<handle_traits>;
+// Events, mutexes, processes, threads.
+using unique_handle = unique_any<null_traits<HANDLE, CloseHandle>>;
+using unique_registry_key = unique_any<null_traits<HKEY, RegCloseKey>>;
+using unique_library = unique_any<null_traits<HMODULE, FreeLibrary>>;
+using unique_local_memory = unique_any<null_traits<HLOCAL, LocalFree>>;
 
-// Files, whose "none" is INVALID_HANDLE_VALUE.
+// The same with INVALID_HANDLE_VALUE in place of null.
+template <auto Close>
 struct file_traits {
     using type = HANDLE;
     static type invalid() { return INVALID_HANDLE_VALUE; }
-    static void close(type value) { CloseHandle(value); }
+    static void close(type value) { Close(value); }
 };
-using unique_file = unique_any<file_traits>;
-
-struct find_traits {
-    using type = HANDLE;
-    static type invalid() { return INVALID_HANDLE_VALUE; }
-    static void close(type value) { FindClose(value); }
-};
-using unique_find = unique_any<find_traits>;
-
-struct registry_key_traits {
-    using type = HKEY;
-    static type invalid() { return nullptr; }
-    static void close(type value) { RegCloseKey(value); }
-};
-using unique_registry_key = unique_any<registry_key_traits>;
-
-struct library_traits {
-    using type = HMODULE;
-    static type invalid() { return nullptr; }
-    static void close(type value) { FreeLibrary(value); }
-};
-using unique_library = unique_any<library_traits>;
-
-struct local_memory_traits {
-    using type = HLOCAL;
-    static type invalid() { return nullptr; }
-    static void close(type value) { LocalFree(value); }
-};
-using unique_local_memory = unique_any<local_memory_traits>;
+using unique_file = unique_any<file_traits<CloseHandle>>;
+using unique_find = unique_any<file_traits<FindClose>>;
 
 } // namespace vorna
