@@ -66,13 +66,11 @@ const SenderKind* FindSender(std::wstring_view root) {
 // The text of an element of the sender's own. What a payload holds of the same name is not meant, so only where the
 // root has no such child the first one anywhere counts.
 std::wstring ReadOwnText(XmlAccessor& callBack, const std::wstring& name) {
-    std::wstring markup, text, delimiter;
+    std::wstring markup;
     const std::wstring own = L"/*/" + name;
-    (void)callBack.GetDelimiter(delimiter);
-    if (callBack.QueryText(callBack.QueryMarkup(own, markup) == S_OK ? own : L"//" + name, text) != S_OK)
-        return {};
-    const auto all = SplitAtDelimiter(text, delimiter);
-    return all.empty() ? std::wstring() : all.front();
+    std::vector<std::wstring> texts;
+    (void)callBack.QueryTexts(callBack.QueryMarkup(own, markup) == S_OK ? own : L"//" + name, texts);
+    return texts.empty() ? std::wstring() : texts.front();
 }
 
 // The folder of the archives of an entry; empty where its cookie is none.

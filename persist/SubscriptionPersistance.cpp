@@ -235,16 +235,11 @@ HRESULT SubscriptionPersistance::GetSubscriptionsList(SubscriptionList& list) {
     list.clear();
     static constexpr Texts TEXTS{"SubscriptionPersistance::GetSubscriptionsList", "Failed to Load: ", ""};
     return WithPersistDocument(TEXTS, Access::Read, [&](XmlAccessor& accessor) -> HRESULT {
-        std::wstring delimiter;
-        if (accessor.GetDelimiter(delimiter) != S_OK) {
-            VORNA_LOG(LOG_TRACE, "get_delimiter() failed");
-            return E_FAIL;
-        }
-        std::wstring nodes;
-        if (FAILED(accessor.QueryMarkup(L"//Subscriptions/Subscription", nodes)))
+        std::vector<std::wstring> nodes;
+        if (accessor.QueryMarkups(L"//Subscriptions/Subscription", nodes) != S_OK)
             return E_FAIL;
         bool anyValid = false;
-        for (const std::wstring& node : SplitAtDelimiter(nodes, delimiter)) {
+        for (const std::wstring& node : nodes) {
             if (accessor.Load(node) != S_OK)
                 return RESULT_XML_MALFORMED;
             SubscriptionListEntry entry;

@@ -8,6 +8,7 @@
 // manager's own code where an archive is damaged or cannot be reached; E_FAIL otherwise.
 #pragma once
 
+#include "common/log/CatchAll.h"
 #include "common/services/XmlAccessor.h"
 #include "persist/GlobalLocks.h"
 #include "persist/SubscriptionRecord.h"
@@ -73,7 +74,7 @@ class SubscriptionPersistance {
         const char* rootFailed;
         // What stands in for a document that is not there; null: there must be one.
         const wchar_t* newDocument = nullptr;
-        const char* exception = "Unknown Exception Occured";
+        const char* exception = UNKNOWN_EXCEPTION;
     };
 
     template <typename Work>

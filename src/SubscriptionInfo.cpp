@@ -113,16 +113,14 @@ std::wstring ArchiveIDFault(std::wstring_view id) {
 // Runs the work on each node that the path selects, as a document of its own. S_FALSE: there is none.
 template <typename Work>
 HRESULT ForEachNode(XmlAccessor& document, std::wstring_view xpath, Work&& work) {
-    std::wstring delimiter;
-    if (document.GetDelimiter(delimiter) != S_OK)
-        return E_FAIL;
-    std::wstring nodes;
-    HRESULT result = document.QueryMarkup(xpath, nodes);
-    if (result != S_OK)
-        return SUCCEEDED(result) ? S_FALSE : result;
+    std::vector<std::wstring> nodes;
+    if (HRESULT result = document.QueryMarkups(xpath, nodes); result != S_OK)
+        return result;
+    if (nodes.empty())
+        return S_FALSE;
     XmlAccessor piece;
-    result = piece.Create();
-    for (const std::wstring& node : SplitAtDelimiter(nodes, delimiter)) {
+    HRESULT result = piece.Create();
+    for (const std::wstring& node : nodes) {
         if (result == S_OK)
             result = piece.Load(node) == S_OK ? work(piece) : E_FAIL;
         if (result != S_OK)

@@ -19,18 +19,13 @@ HRESULT ReadPayload(XmlAccessor& callback, std::wstring& data) {
     }
     if (root == L"EventPayload") {
         VORNA_LOG(LOG_TRACE, "Going to get the Event data from the eventaccess callback");
-        std::wstring events;
-        if (callback.QueryMarkup(L"/EventPayload/Event", events) != S_OK) {
+        std::vector<std::wstring> events;
+        if (callback.QueryMarkups(L"/EventPayload/Event", events) != S_OK || events.empty()) {
             VORNA_LOG(LOG_TRACE, "Failed to get /EventPayload/Event from input XML");
             return E_FAIL;
         }
-        std::wstring delimiter;
-        if (callback.GetDelimiter(delimiter) != S_OK) {
-            VORNA_LOG(LOG_TRACE, "get_delimiter() failed");
-            return E_FAIL;
-        }
         data = L"<EventPayload>";
-        for (const std::wstring& event : SplitAtDelimiter(events, delimiter))
+        for (const std::wstring& event : events)
             data += event;
         data += L"</EventPayload>";
         return S_OK;

@@ -16,6 +16,21 @@ HRESULT StrictResult(HRESULT result) {
     return result == S_OK || FAILED(result) ? result : E_FAIL;
 }
 
+// The pieces of a multi-node answer, in order; empty pieces are skipped.
+std::vector<std::wstring> SplitAtDelimiter(std::wstring_view text, std::wstring_view delimiter) {
+    std::vector<std::wstring> pieces;
+    for (size_t begin = 0; begin < text.size();) {
+        const size_t end = std::min(text.find_first_of(delimiter, begin), text.size());
+        if (end > begin)
+            pieces.emplace_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return pieces;
+}
+
+constexpr long KIND_TEXT = 4;
+constexpr long KIND_MARKUP = 8;
+
 } // namespace
 
 HRESULT XmlAccessor::Create() {
@@ -34,11 +49,11 @@ HRESULT XmlAccessor::Load(std::wstring_view document) {
 }
 
 HRESULT XmlAccessor::QueryText(std::wstring_view xpath, std::wstring& result) {
-    return Query(xpath, 4, result);
+    return Query(xpath, KIND_TEXT, result);
 }
 
 HRESULT XmlAccessor::QueryMarkup(std::wstring_view xpath, std::wstring& result) {
-    return Query(xpath, 8, result);
+    return Query(xpath, KIND_MARKUP, result);
 }
 
 HRESULT XmlAccessor::Query(std::wstring_view xpath, long kind, std::wstring& result) {
@@ -51,6 +66,26 @@ HRESULT XmlAccessor::Query(std::wstring_view xpath, long kind, std::wstring& res
         return answer;
     result = text.view();
     return result.empty() ? S_FALSE : S_OK;
+}
+
+HRESULT XmlAccessor::QueryTexts(std::wstring_view xpath, std::vector<std::wstring>& results) {
+    return QueryAll(xpath, KIND_TEXT, results);
+}
+
+HRESULT XmlAccessor::QueryMarkups(std::wstring_view xpath, std::vector<std::wstring>& results) {
+    return QueryAll(xpath, KIND_MARKUP, results);
+}
+
+HRESULT XmlAccessor::QueryAll(std::wstring_view xpath, long kind, std::vector<std::wstring>& results) {
+    results.clear();
+    std::wstring joined, delimiter;
+    HRESULT result = Query(xpath, kind, joined);
+    if (result != S_OK)
+        return result == S_FALSE ? S_OK : result;
+    result = GetDelimiter(delimiter);
+    if (result == S_OK)
+        results = SplitAtDelimiter(joined, delimiter);
+    return result;
 }
 
 HRESULT XmlAccessor::Set(std::wstring_view xpath, std::wstring_view markup, XmlChange mode) {
@@ -72,7 +107,10 @@ HRESULT XmlAccessor::Read(Function get, std::wstring& result) {
 }
 
 HRESULT XmlAccessor::GetDelimiter(std::wstring& delimiter) {
-    return Read([&](BSTR* text) { return accessor_->get_delimiter(text); }, delimiter);
+    const HRESULT result = Read([&](BSTR* text) { return accessor_->get_delimiter(text); }, delimiter);
+    if (result != S_OK)
+        VORNA_LOG(LOG_TRACE, "get_delimiter() failed");
+    return result;
 }
 
 HRESULT XmlAccessor::GetRootName(std::wstring& name) {
@@ -86,17 +124,6 @@ HRESULT XmlAccessor::GetNamespaceList(std::wstring& declarations) {
 HRESULT XmlAccessor::TransformByFile(std::wstring_view stylesheetFile, std::wstring& result) {
     const bstr file(stylesheetFile);
     return Read([&](BSTR* text) { return accessor_->TransformByFile(file.get(), text); }, result);
-}
-
-std::vector<std::wstring> SplitAtDelimiter(std::wstring_view text, std::wstring_view delimiter) {
-    std::vector<std::wstring> pieces;
-    for (size_t begin = 0; begin < text.size();) {
-        const size_t end = std::min(text.find_first_of(delimiter, begin), text.size());
-        if (end > begin)
-            pieces.emplace_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return pieces;
 }
 
 } // namespace vorna

@@ -29,9 +29,15 @@ class XmlAccessor {
     [[nodiscard]] HRESULT QueryText(std::wstring_view xpath, std::wstring& result);
     [[nodiscard]] HRESULT QueryMarkup(std::wstring_view xpath, std::wstring& result);
 
+    // The same for every selected node by itself, in document order; empty texts are left out. S_OK also if there is
+    // none.
+    [[nodiscard]] HRESULT QueryTexts(std::wstring_view xpath, std::vector<std::wstring>& results);
+    [[nodiscard]] HRESULT QueryMarkups(std::wstring_view xpath, std::vector<std::wstring>& results);
+
     // Changes the node that the path selects; a failure changes nothing. Empty markup with Replace deletes the node.
     [[nodiscard]] HRESULT Set(std::wstring_view xpath, std::wstring_view markup, XmlChange mode);
 
+    // What joins several nodes in one answer. A failure is logged.
     [[nodiscard]] HRESULT GetDelimiter(std::wstring& delimiter);
     [[nodiscard]] HRESULT GetRootName(std::wstring& name);
     // The document's namespace declarations as MSXML's SelectionNamespaces takes them; may be empty.
@@ -40,13 +46,11 @@ class XmlAccessor {
 
   private:
     HRESULT Query(std::wstring_view xpath, long kind, std::wstring& result);
+    HRESULT QueryAll(std::wstring_view xpath, long kind, std::vector<std::wstring>& results);
     template <typename Function>
     HRESULT Read(Function get, std::wstring& result);
 
     com_ptr<IXMLSimpleAccessor> accessor_;
 };
-
-// The pieces of a multi-node answer, in order; empty pieces are skipped.
-std::vector<std::wstring> SplitAtDelimiter(std::wstring_view text, std::wstring_view delimiter);
 
 } // namespace vorna

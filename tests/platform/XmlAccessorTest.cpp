@@ -455,15 +455,14 @@ TEST(XmlAccessorBindingTest, TellsMissingNodesFromFailures) {
     EXPECT_HR(E_INVALIDARG, accessor.QueryMarkup(L"/a[", text));
     EXPECT_HR(S_OK, accessor.Set(L"/a", L"<d/><d/>", vorna::XmlChange::Append));
     EXPECT_HR(S_OK, accessor.Set(L"/a/@b", L"", vorna::XmlChange::Replace));
-    EXPECT_HR(S_OK, accessor.QueryMarkup(L"/a/d", text));
-    std::wstring delimiter;
-    ASSERT_HR(S_OK, accessor.GetDelimiter(delimiter));
-    EXPECT_EQ((std::vector<std::wstring>{L"<d/>", L"<d/>"}), vorna::SplitAtDelimiter(text, delimiter));
-}
-
-TEST(XmlAccessorBindingTest, SplittingSkipsEmptyPieces) {
-    EXPECT_EQ((std::vector<std::wstring>{L"a", L"b"}), vorna::SplitAtDelimiter(L";,a,;b,", L",;"));
-    EXPECT_TRUE(vorna::SplitAtDelimiter(L"", L",").empty());
+    std::vector<std::wstring> pieces;
+    EXPECT_HR(S_OK, accessor.QueryMarkups(L"/a/d", pieces));
+    EXPECT_EQ((std::vector<std::wstring>{L"<d/>", L"<d/>"}), pieces);
+    EXPECT_HR(S_OK, accessor.Load(L"<a><b>1</b><b/><b>2</b></a>"));
+    EXPECT_HR(S_OK, accessor.QueryTexts(L"/a/b", pieces));
+    EXPECT_EQ((std::vector<std::wstring>{L"1", L"2"}), pieces) << "empty texts are left out";
+    EXPECT_HR(S_OK, accessor.QueryTexts(L"/a/none", pieces));
+    EXPECT_TRUE(pieces.empty());
 }
 
 } // namespace
