@@ -12,7 +12,7 @@ namespace {
 
 thread_local on_fault* innermost = nullptr;
 
-// The record that the system's dispatcher walks, with what it takes to come back here.
+// The registration record that the system's dispatcher finds, with the state needed to jump back to the guard.
 struct guard_frame {
     EXCEPTION_REGISTRATION_RECORD registration;
     void* jump[5];
@@ -23,7 +23,7 @@ struct guard_frame {
 constexpr DWORD UNWINDING = 0x2 | 0x4; // EXCEPTION_UNWINDING, EXCEPTION_EXIT_UNWIND
 constexpr DWORD THREAD_NAME_NOTICE = 0x406D1388;
 
-// Notices to a debugger, which go on where they were raised; everything else ends the call.
+// Notifications for a debugger, after which execution continues. Every other code ends the guarded call.
 bool is_notice(DWORD code) {
     return code == EXCEPTION_BREAKPOINT || code == EXCEPTION_SINGLE_STEP || code == THREAD_NAME_NOTICE ||
            (code & 0xF0000000) == 0x40000000;
@@ -32,13 +32,13 @@ bool is_notice(DWORD code) {
 EXCEPTION_DISPOSITION __cdecl handle_fault(EXCEPTION_RECORD* record, void* frame, CONTEXT*, void*) {
     if ((record->ExceptionFlags & UNWINDING) != 0 || is_notice(record->ExceptionCode))
         return ExceptionContinueSearch;
-    // The system's unwinding may change registers; what is needed afterwards is read from memory.
+    // RtlUnwind may change registers, so what is needed after it is kept in memory.
     guard_frame* volatile guard = static_cast<guard_frame*>(frame);
     guard->code = record->ExceptionCode;
-    // Now, while the abandoned frames still stand: after the jump the next call overwrites them.
+    // Before the jump, because the next call after it overwrites the abandoned frames.
     run_abandoned(guard->outer);
     RtlUnwind(frame, nullptr, record, nullptr);
-    // Not the C library's longjmp, which takes every record on the chain for one of its own compiler's.
+    // Not the C library's longjmp, which expects every record on the chain to be of its own compiler.
     __builtin_longjmp(guard->jump, 1);
 }
 

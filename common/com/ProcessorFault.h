@@ -1,9 +1,9 @@
-// Turns processor faults (access violations, divisions by zero, stack overflows, foreign structured exceptions) into
-// something that code with destructors can live with.
+// Converts processor faults (access violations, divisions by zero, stack overflows, foreign structured exceptions) into
+// C++ exceptions.
 //
-// This compiler has no structured exception handling of its own, so a frame is put on the system's handler chain by
-// hand. A fault abandons the frames between it and the guard: their destructors do not run. What must not be left
-// behind (a mutex that other processes wait for) is registered with an on_fault object.
+// This compiler has no structured exception handling, so a frame is put on the system's handler chain by hand. A fault
+// abandons the frames between it and the guard without running their destructors. What must be released even then (a
+// mutex that other processes wait for) is registered with an on_fault object.
 #pragma once
 
 #include <exception>
@@ -11,7 +11,7 @@
 
 namespace vorna {
 
-// Thrown where a guarded call into foreign code has faulted.
+// Thrown by call_guarded after a fault.
 class processor_fault : public std::exception {
   public:
     explicit processor_fault(unsigned long code) : code_(code) {}
@@ -23,7 +23,7 @@ class processor_fault : public std::exception {
     unsigned long code_;
 };
 
-// While it lives, action(argument) is run if a fault abandons the frame that holds it. One thread; strictly nested.
+// Runs action(argument) if a fault abandons the frame that holds the object. One thread; strictly nested.
 class on_fault {
   public:
     on_fault(void (*action)(void*), void* argument);
@@ -42,7 +42,7 @@ class on_fault {
 // Runs work(argument), which must not throw. Returns 0, or the exception code of the fault that ended it.
 unsigned long run_guarded(void (*work)(void*), void* argument);
 
-// Runs function; a fault inside becomes a processor_fault exception, other exceptions pass.
+// Runs function; a fault inside it becomes a processor_fault, other exceptions pass unchanged.
 template <typename Function>
 void call_guarded(Function&& function) {
     struct call {

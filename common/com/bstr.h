@@ -1,4 +1,4 @@
-// An owned BSTR, and the ways in and out of one.
+// An owning BSTR, and conversions from and to views.
 #pragma once
 
 #include <windows.h>
@@ -35,7 +35,7 @@ class bstr {
         SysFreeString(release());
         return &value_;
     }
-    // Null reads as empty, as everywhere in COM. Valid until the text is changed.
+    // Null reads as empty, as usual in COM. Valid until the text changes.
     std::wstring_view view() const { return {value_ ? value_ : L"", SysStringLen(value_)}; }
     std::wstring str() const { return std::wstring(view()); }
     bool empty() const { return SysStringLen(value_) == 0; }

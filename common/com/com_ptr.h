@@ -12,7 +12,7 @@ class com_ptr {
   public:
     com_ptr() = default;
     com_ptr(std::nullptr_t) {}
-    // Takes a reference of its own.
+    // Adds a reference.
     explicit com_ptr(Interface* pointer) : pointer_(pointer) { add_ref(); }
     com_ptr(const com_ptr& other) : pointer_(other.pointer_) { add_ref(); }
     com_ptr(com_ptr&& other) noexcept : pointer_(std::exchange(other.pointer_, nullptr)) {}
@@ -30,22 +30,22 @@ class com_ptr {
         if (Interface* old = std::exchange(pointer_, nullptr))
             old->Release();
     }
-    // Takes over a reference that somebody else counted.
+    // Takes ownership of a reference without adding one.
     void attach(Interface* pointer) {
         reset();
         pointer_ = pointer;
     }
-    // Gives the reference away.
+    // Gives up ownership without releasing the reference.
     Interface* detach() { return std::exchange(pointer_, nullptr); }
 
-    // For functions that fill a pointer; what was held is released first.
+    // For functions that return a pointer through an argument; releases the current reference first.
     Interface** put() {
         reset();
         return &pointer_;
     }
     void** put_void() { return reinterpret_cast<void**>(put()); }
 
-    // Another interface of the same object; null where the object does not have it.
+    // Another interface of the same object; null if the object does not have it.
     template <typename Other>
     com_ptr<Other> try_as(REFIID iid = __uuidof(Other)) const {
         com_ptr<Other> other;

@@ -1,4 +1,4 @@
-// What a module needs to serve COM objects: the count that keeps it loaded, a base for its objects, a class factory.
+// What a module needs to serve COM objects: the count that keeps it loaded, a base class for objects, a class factory.
 #pragma once
 
 #include "common/com/com_ptr.h"
@@ -18,7 +18,7 @@ namespace vorna {
 // Live objects and server locks of the module that this header is compiled into.
 inline std::atomic<long> module_uses{0};
 
-// The file that holds the code of this module (the DLL itself, not the program that loaded it).
+// The module that contains this code: the DLL itself, not the program that loaded it.
 inline HMODULE this_module() {
     HMODULE module = nullptr;
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
@@ -26,7 +26,7 @@ inline HMODULE this_module() {
     return module;
 }
 
-// The full path of that file; empty where it cannot be had.
+// The full path of its file; empty on failure.
 inline std::wstring this_module_path() {
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {
@@ -39,8 +39,8 @@ inline std::wstring this_module_path() {
     }
 }
 
-// IUnknown and, for dual interfaces, IDispatch by the type library in resource 1 of the module. An object starts with
-// one reference and deletes itself with the last. Free-threaded.
+// Implements IUnknown. An object starts with one reference and deletes itself when the last one is released.
+// Free-threaded.
 template <typename Derived, typename... Interfaces>
 class com_object : public Interfaces... {
   public:
@@ -53,7 +53,7 @@ class com_object : public Interfaces... {
         if (!object)
             return E_POINTER;
         *object = nullptr;
-        // Marshallers pass IIDs from the middle of their tables, at any address.
+        // Copied, because marshallers pass IIDs that are not aligned.
         IID wanted;
         std::memcpy(&wanted, &iid, sizeof wanted);
         (void)(find_interface<Interfaces>(wanted, object) || ...);
@@ -97,7 +97,7 @@ ITypeInfo* dispatch_type() {
     return type.get();
 }
 
-// A com_object whose first interface is dual: late-bound calls go through the type library.
+// A com_object whose first interface is dual: IDispatch works through the type library in resource 1 of the module.
 template <typename Derived, typename Dual, typename... Others>
 class dispatch_object : public com_object<Derived, Dual, Others...> {
   public:
@@ -133,7 +133,7 @@ class dispatch_object : public com_object<Derived, Dual, Others...> {
     }
 };
 
-// Makes objects of one class by their default constructor.
+// Creates objects of one class with their default constructor.
 template <typename Class>
 class class_factory : public com_object<class_factory<Class>, IClassFactory> {
   public:
@@ -155,7 +155,7 @@ class class_factory : public com_object<class_factory<Class>, IClassFactory> {
     }
 };
 
-// Hands out the class factory of Class, for DllGetClassObject and CoRegisterClassObject.
+// Returns the class factory of Class, for DllGetClassObject and CoRegisterClassObject.
 template <typename Class>
 HRESULT get_class_factory(REFIID iid, void** object) {
     com_ptr<class_factory<Class>> factory;

@@ -1,4 +1,4 @@
-// Security descriptors that let everyone in: for what services and users of all sessions share.
+// Security descriptors that give everyone access, for objects that services and users of all sessions share.
 #pragma once
 
 #include "common/com/unique_any.h"
@@ -9,17 +9,17 @@ namespace vorna {
 
 class everyone_descriptor {
   public:
-    // Without an access list: nobody is kept out.
+    // Without an access list, so that all access is allowed.
     everyone_descriptor();
-    // With an access list of one entry, which files and folders below inherit: everyone, and the access mask.
+    // With an access list that allows everyone the access of the mask; files and folders below inherit it.
     explicit everyone_descriptor(DWORD accessMask);
     ~everyone_descriptor();
     everyone_descriptor(const everyone_descriptor&) = delete;
     everyone_descriptor& operator=(const everyone_descriptor&) = delete;
 
-    // False if a part of it could not be made.
+    // False if a part of the descriptor could not be created.
     bool complete() const { return complete_; }
-    // As far as it could be made; lives as long as the object.
+    // The parts that could be created; valid as long as the object exists.
     SECURITY_DESCRIPTOR* get() { return &descriptor_; }
 
   private:

@@ -1,4 +1,4 @@
-// Whole files.
+// Reading of whole files.
 #pragma once
 
 #include "common/com/unique_any.h"
@@ -8,7 +8,8 @@
 
 namespace vorna {
 
-// Opens a file that is there, whatever else others do with it meanwhile. Empty on failure; GetLastError says why.
+// Opens an existing file, which others may read, write and delete meanwhile. Empty on failure; GetLastError then has
+// the reason.
 unique_file open_for_reading(const std::wstring& path);
 
 // Reads an open file from its beginning to its end. E_ACCESSDENIED: it is not a file on a disk but a pipe or a device;

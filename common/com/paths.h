@@ -10,10 +10,10 @@ namespace vorna {
 inline constexpr std::wstring_view LONG_PATH = L"\\\\?\\";
 
 // The full path in the long form, without a backslash at its end: \\?\C:\folder, or \\?\UNC\machine\share. A path that
-// is in it already, or names a device, is returned as it is; so is one that the system cannot resolve.
+// is already in this form, names a device or cannot be resolved is returned unchanged.
 std::wstring long_path(std::wstring_view path);
 
-// The same file without the prefix, for people and for programs that do not expect it. A network path keeps it.
+// The path without the prefix, for messages and for programs that do not expect it. A network path keeps it.
 std::wstring plain_path(std::wstring_view path);
 
 // True for a full path on a drive, in either form; false for relative paths, network paths, pipes and devices.

@@ -9,7 +9,7 @@
 
 namespace vorna {
 
-// Thrown inside a module; caught_result turns it into its result at the module's boundary.
+// Thrown inside a module; caught_result converts it into its result at the module's boundary.
 class result_error : public std::exception {
   public:
     // result: a failure.
@@ -21,8 +21,8 @@ class result_error : public std::exception {
     HRESULT result_;
 };
 
-// The result of the exception that is being handled; call it in a catch block only. otherwise: what an exception of
-// no known type becomes.
+// The result of the exception that is being handled; call it in a catch block only. otherwise: the result for an
+// exception of unknown type.
 inline HRESULT caught_result(HRESULT otherwise = E_FAIL) noexcept {
     try {
         throw;

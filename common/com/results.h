@@ -1,5 +1,5 @@
-// The result codes of the component and of the platform components it calls. They are values of their own, not system
-// codes, though they share the HRESULT type: every one is negative, so FAILED() holds.
+// The result codes of the component and of the platform components it calls. They are not system codes, although they
+// have the type HRESULT; all are negative, so that FAILED() is true.
 #pragma once
 
 #include <windows.h>
@@ -48,7 +48,7 @@ constexpr HRESULT PLATFORM_TICKET_STALE = result_code(0x800000D2);
 constexpr HRESULT PLATFORM_ID_UNKNOWN = result_code(0x800000D3);
 constexpr HRESULT PLATFORM_ID_EXPIRED = result_code(0x800000D4);
 
-// The one place that turns a Win32 error into a result; never a success.
+// The one place that converts a Win32 error into a result, which is never a success.
 inline HRESULT result_from_win32(DWORD error) {
     return error == ERROR_SUCCESS ? E_FAIL : HRESULT_FROM_WIN32(error);
 }

@@ -10,14 +10,14 @@
 
 namespace vorna {
 
-// With braces, as the registry has it: {00000000-0000-0000-0000-000000000000}.
+// With braces, as in the registry: {00000000-0000-0000-0000-000000000000}.
 inline std::wstring guid_text(REFGUID guid) {
     wchar_t text[39];
     StringFromGUID2(guid, text, static_cast<int>(std::size(text)));
     return text;
 }
 
-// The text of a GUID that never existed before. Throws result_error if the system has none.
+// The text of a new GUID. Throws result_error if the system cannot create one.
 inline std::wstring new_guid_text() {
     GUID guid{};
     if (const HRESULT result = CoCreateGuid(&guid); FAILED(result))

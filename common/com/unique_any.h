@@ -1,4 +1,4 @@
-// Owners of what the operating system hands out: one per kind, closed once, on every path.
+// Owners of handles of the operating system: one type for each kind, and each handle is closed exactly once.
 #pragma once
 
 #include <windows.h>
@@ -35,7 +35,7 @@ class unique_any {
     }
     type release() { return std::exchange(value_, Traits::invalid()); }
 
-    // For functions that fill a pointer; what was held is closed first.
+    // For functions that return a handle through an argument; closes the current one first.
     type* put() {
         reset();
         return &value_;
@@ -45,7 +45,7 @@ class unique_any {
     type value_ = Traits::invalid();
 };
 
-// What is closed by a function of the system that takes nothing else, and is null if there is none.
+// Handles that are closed by a function with one argument, and are null if not valid.
 template <typename Type, auto Close>
 struct null_traits {
     using type = Type;
@@ -58,7 +58,7 @@ using unique_registry_key = unique_any<null_traits<HKEY, RegCloseKey>>;
 using unique_library = unique_any<null_traits<HMODULE, FreeLibrary>>;
 using unique_local_memory = unique_any<null_traits<HLOCAL, LocalFree>>;
 
-// The same with INVALID_HANDLE_VALUE in place of null.
+// The same for handles that are INVALID_HANDLE_VALUE if not valid.
 template <auto Close>
 struct file_traits {
     using type = HANDLE;

@@ -1,4 +1,4 @@
-// Owners of what the operating system's hash functions are reached by.
+// Owners of handles of the operating system's hash functions.
 #pragma once
 
 #include "common/com/unique_any.h"

@@ -1,137 +1,138 @@
 #include "common/sparse/SparseCut.h"
 
-#include "common/com/com_ptr.h"
 #include "common/com/scope_exit.h"
-#include "common/sparse/SparseBuilder.h"
+#include "common/sparse/MsxmlDocument.h"
 #include "common/xml/XmlTags.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace vorna {
 
 namespace {
 
-VARIANT Borrowed(const bstr& text) {
-    VARIANT value;
-    value.vt = VT_BSTR;
-    value.bstrVal = text.get();
-    return value;
+// A name that occurs nowhere in xml, so that the clients' own attributes are never taken for marks.
+std::wstring FreeName(std::wstring_view xml) {
+    const std::wstring first = L"idNode";
+    std::wstring name = first;
+    for (int i = 1; xml.find(name) != std::wstring_view::npos; ++i)
+        name = first + std::to_wstring(i);
+    return name;
+}
+
+// Appends a part of a tag. Some versions of MSXML write hexadecimal references for characters beyond ASCII in
+// attribute values; these are replaced by the characters.
+void AppendPlain(std::wstring& text, std::wstring_view tag) {
+    constexpr std::wstring_view HEXADECIMAL = L"&#x";
+    for (std::size_t at; (at = tag.find(HEXADECIMAL)) != std::wstring_view::npos;) {
+        const std::size_t end = std::min(tag.find(L';', at), tag.size());
+        unsigned long code = 0;
+        for (const wchar_t digit : tag.substr(at + HEXADECIMAL.size(), end - at - HEXADECIMAL.size()))
+            code = code * 16 + static_cast<unsigned long>(digit <= L'9' ? digit - L'0' : (digit | 0x20) - L'a' + 10);
+        if (end == tag.size() || code < 0x80 || code > 0x10FFFF) {
+            text.append(tag.substr(0, at + HEXADECIMAL.size()));
+            tag.remove_prefix(at + HEXADECIMAL.size());
+            continue;
+        }
+        text.append(tag.substr(0, at));
+        if (code > 0xFFFF) {
+            text.push_back(static_cast<wchar_t>(0xD7C0 + (code >> 10)));
+            code = 0xDC00 | (code & 0x3FF);
+        }
+        text.push_back(static_cast<wchar_t>(code));
+        tag.remove_prefix(end + 1);
+    }
+    text.append(tag);
 }
 
 } // namespace
 
-HRESULT SparseCut::Mark(IXMLDOMNode* selected) {
+SparseCut::SparseCut(std::wstring_view xml)
+    : name_(FreeName(xml)), token_(name_.str() + L":"), keepReturns_(xml.find(L'\r') != std::wstring_view::npos) {}
+
+void SparseCut::Mark(IXMLDOMNode* selected) {
     DOMNodeType type = NODE_INVALID;
-    // Namespace nodes are listed, but given as null.
+    // Namespace nodes are in the list as null.
     if (!selected || selected->get_nodeType(&type) != S_OK)
-        return S_FALSE;
+        return;
     switch (type) {
-    case NODE_DOCUMENT: {
-        com_ptr<IXMLDOMElement> root;
-        auto document = com_ptr<IXMLDOMNode>(selected).try_as<IXMLDOMDocument>();
-        if (!document || document->get_documentElement(root.put()) != S_OK || !root)
-            return S_FALSE;
-        belowRoot_ = true;
-        return root->setAttribute(attribute_.get(), Borrowed(whole_));
-    }
+    case NODE_DOCUMENT:
+        MarkElement(RootElement(selected).get());
+        break;
     case NODE_ELEMENT:
-        if (!belowRoot_ && !SparseBuilder::MayStandAlone(selected))
-            return S_FALSE;
-        belowRoot_ = true;
-        return MarkElement(selected);
+        belowRoot_ = belowRoot_ || MayStandAlone(selected);
+        if (belowRoot_)
+            MarkElement(com_ptr<IXMLDOMNode>(selected).try_as<IXMLDOMElement>().get());
+        break;
+    case NODE_COMMENT:
+    case NODE_PROCESSING_INSTRUCTION:
+        if (MayStandAlone(selected))
+            MarkValue(selected);
+        break;
     case NODE_ATTRIBUTE:
-        belowRoot_ = true;
-        return MarkAttribute(selected);
     case NODE_TEXT:
     case NODE_CDATA_SECTION:
-        belowRoot_ = true;
-        return MarkCharacters(selected);
-    case NODE_COMMENT:
-        return SparseBuilder::MayStandAlone(selected) ? MarkCharacters(selected) : S_FALSE;
-    case NODE_PROCESSING_INSTRUCTION:
-        return SparseBuilder::MayStandAlone(selected) ? MarkInstruction(selected) : S_FALSE;
+        MarkValue(selected);
+        break;
     default:
-        return S_FALSE;
+        break;
     }
 }
 
-HRESULT SparseCut::MarkElement(IXMLDOMNode* node) {
-    auto element = com_ptr<IXMLDOMNode>(node).try_as<IXMLDOMElement>();
-    return element ? element->setAttribute(attribute_.get(), Borrowed(whole_)) : S_FALSE;
+void SparseCut::MarkElement(IXMLDOMElement* element) {
+    if (element)
+        element->setAttribute(name_.get(), VariantOf(token_));
 }
 
-HRESULT SparseCut::MarkAttribute(IXMLDOMNode* node) {
+void SparseCut::MarkValue(IXMLDOMNode* node) {
     VARIANT value;
     VariantInit(&value);
-    scope_exit clear([&] { VariantClear(&value); });
+    const scope_exit clear([&] { VariantClear(&value); });
     if (node->get_nodeValue(&value) != S_OK || value.vt != VT_BSTR)
-        return S_FALSE;
-    bstr marked(std::wstring(token_).append(view_of(value.bstrVal)));
-    return node->put_nodeValue(Borrowed(marked));
+        return;
+    const bstr marked(token_.str().append(view_of(value.bstrVal)));
+    node->put_nodeValue(VariantOf(marked));
 }
 
-HRESULT SparseCut::MarkCharacters(IXMLDOMNode* node) {
-    auto characters = com_ptr<IXMLDOMNode>(node).try_as<IXMLDOMCharacterData>();
-    bstr token(token_);
-    return characters ? characters->insertData(0, token.get()) : S_FALSE;
-}
-
-HRESULT SparseCut::MarkInstruction(IXMLDOMNode* node) {
-    auto instruction = com_ptr<IXMLDOMNode>(node).try_as<IXMLDOMProcessingInstruction>();
-    bstr data;
-    if (!instruction || instruction->get_data(data.put()) != S_OK)
-        return S_FALSE;
-    bstr marked(std::wstring(token_).append(data.view()));
-    return instruction->put_data(marked.get());
-}
-
-std::wstring SparseCut::Write(std::wstring_view text, bool keepReturns) {
-    keepReturns_ = keepReturns;
-    text_.clear();
-    open_.clear();
-    written_ = 0;
-    inside_ = 0;
-    tagOpen_ = false;
-    XmlMarkupWalk walk(text);
+std::wstring SparseCut::Write(std::wstring_view markup) {
+    XmlMarkupWalk walk(markup);
     std::size_t read = 0;
     while (walk.Next()) {
-        WriteRun(text.substr(read, walk.begin() - read));
+        WriteText(markup.substr(read, walk.begin() - read));
         read = walk.end();
         if (walk.OpensElement())
-            WriteElement(walk.Markup(), walk.Kind() == XmlMarkup::StartTag);
+            WriteStart(walk.Markup(), walk.Kind() == XmlMarkup::StartTag);
         else if (walk.Kind() == XmlMarkup::EndTag)
             WriteEnd(walk.Markup());
         else
             WriteOther(walk.Markup());
     }
-    return std::move(text_);
+    return std::move(result_);
 }
 
 SparseCut::Marks SparseCut::ReadMarks(std::wstring_view tag) const {
     Marks marks;
-    if (tag.find(name_) == std::wstring_view::npos)
+    if (tag.find(name_.view()) == std::wstring_view::npos)
         return marks;
     XmlAttributeWalk attributes(tag);
     while (attributes.Next()) {
-        std::wstring_view value = attributes.Value().substr(1);
-        // Other marks of the name are what an abandoned SparseBuilder left.
-        if (attributes.Name() == name_)
-            marks.whole = value.starts_with(whole_.view());
-        else if (value.starts_with(token_))
+        if (attributes.Name() == name_.view())
+            marks.element = true;
+        else if (attributes.Value().substr(1).starts_with(token_.view()))
             marks.attribute = true;
     }
     return marks;
 }
 
-void SparseCut::WriteElement(std::wstring_view tag, bool opens) {
-    Marks marks = ReadMarks(tag);
-    if (inside_ > 0 || marks.whole) {
+void SparseCut::WriteStart(std::wstring_view tag, bool hasEndTag) {
+    const Marks marks = ReadMarks(tag);
+    if (depthInSelected_ > 0 || marks.element) {
         WriteAncestors();
         WriteTag(tag);
-        if (opens)
-            ++inside_;
-    } else if (opens) {
-        open_.push_back(tag);
+        if (hasEndTag)
+            ++depthInSelected_;
+    } else if (hasEndTag) {
+        ancestors_.push_back(tag);
         if (marks.attribute)
             WriteAncestors();
     } else if (marks.attribute) {
@@ -141,83 +142,83 @@ void SparseCut::WriteElement(std::wstring_view tag, bool opens) {
 }
 
 void SparseCut::WriteEnd(std::wstring_view tag) {
-    if (inside_ > 0) {
-        --inside_;
+    if (depthInSelected_ > 0) {
+        --depthInSelected_;
         Append(tag);
         return;
     }
-    if (open_.empty())
+    if (ancestors_.empty())
         return;
-    open_.pop_back();
-    if (written_ <= open_.size())
+    ancestors_.pop_back();
+    if (ancestorsWritten_ <= ancestors_.size())
         return;
-    written_ = open_.size();
+    ancestorsWritten_ = ancestors_.size();
     Append(tagOpen_ ? L"/>" : tag);
     tagOpen_ = false;
 }
 
 void SparseCut::WriteOther(std::wstring_view markup) {
-    // Content cannot look like a token: its name stands nowhere in the source.
-    std::size_t token = markup.find(token_);
-    if (token == std::wstring_view::npos) {
-        if (inside_ > 0)
-            Append(markup);
-        return;
+    const std::size_t token = markup.find(token_.view());
+    if (token != std::wstring_view::npos) {
+        const std::wstring_view rest = markup.substr(token + token_.view().size());
+        WriteAncestors();
+        CloseTag();
+        // An instruction without data has no blank, except before a token.
+        Append(markup.substr(0, rest == L"?>" ? token - 1 : token));
+        Append(rest);
+    } else if (depthInSelected_ > 0) {
+        Append(markup);
     }
-    WriteAncestors();
-    CloseTag();
-    Append(markup.substr(0, token));
-    Append(markup.substr(token + token_.size()));
 }
 
-void SparseCut::WriteRun(std::wstring_view run) {
-    bool marked = run.starts_with(token_);
+void SparseCut::WriteText(std::wstring_view text) {
+    const bool marked = text.starts_with(token_.view());
     if (marked)
-        run.remove_prefix(token_.size());
-    if (inside_ == 0 && !marked)
+        text.remove_prefix(token_.view().size());
+    else if (depthInSelected_ == 0)
         return;
     WriteAncestors();
     CloseTag();
-    Append(run);
+    Append(text);
 }
 
 void SparseCut::WriteAncestors() {
-    for (; written_ < open_.size(); ++written_) {
-        CloseTag();
-        std::wstring_view tag = open_[written_];
+    for (; ancestorsWritten_ < ancestors_.size(); ++ancestorsWritten_) {
+        const std::wstring_view tag = ancestors_[ancestorsWritten_];
         WriteTag(tag.substr(0, tag.size() - 1));
         tagOpen_ = true;
     }
 }
 
+void SparseCut::WriteTag(std::wstring_view tag) {
+    CloseTag();
+    std::size_t written = 0;
+    if (tag.find(name_.view()) != std::wstring_view::npos) {
+        XmlAttributeWalk attributes(tag);
+        while (attributes.Next()) {
+            if (!attributes.Value().substr(1).starts_with(token_.view()))
+                continue;
+            const bool element = attributes.Name() == name_.view();
+            const std::size_t value = attributes.end() - attributes.Value().size() + 1;
+            AppendPlain(result_, tag.substr(written, (element ? attributes.begin() : value) - written));
+            written = element ? attributes.end() : value + token_.view().size();
+        }
+    }
+    AppendPlain(result_, tag.substr(written));
+}
+
 void SparseCut::CloseTag() {
     if (tagOpen_)
-        Append(L">");
+        result_.append(L">");
     tagOpen_ = false;
 }
 
-void SparseCut::WriteTag(std::wstring_view tag) {
-    CloseTag();
-    if (tag.find(name_) == std::wstring_view::npos) {
-        Append(tag);
-        return;
-    }
-    std::size_t written = 0;
-    XmlAttributeWalk attributes(tag);
-    while (attributes.Next()) {
-        bool mark = attributes.Name() == name_;
-        if (!mark && !attributes.Value().substr(1).starts_with(token_))
-            continue;
-        // The token stands behind the opening quote.
-        std::size_t quote = attributes.end() - attributes.Value().size();
-        Append(tag.substr(written, (mark ? attributes.begin() : quote + 1) - written));
-        written = mark ? attributes.end() : quote + 1 + token_.size();
-    }
-    Append(tag.substr(written));
-}
-
 void SparseCut::Append(std::wstring_view piece) {
-    AppendLines(text_, piece, keepReturns_);
+    for (std::size_t at; !keepReturns_ && (at = piece.find(L'\r')) != std::wstring_view::npos;) {
+        result_.append(piece.substr(0, at));
+        piece.remove_prefix(at + 1);
+    }
+    result_.append(piece);
 }
 
 } // namespace vorna

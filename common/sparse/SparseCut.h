@@ -1,8 +1,8 @@
-// Cuts a sparse document out of the source's text: the way for selections so large that building a second document
-// would cost more than writing the first one out.
+// Cuts a sparse document out of its source's text.
 //
-// The selected nodes are marked where they stand, MSXML writes the source, and one pass over the text keeps what is
-// marked and the tags around it. The outcome is that of SparseBuilder. One thread at a time.
+// The selected nodes are marked where they are in the source, MSXML writes the source as text, and one pass over that
+// text keeps the marked nodes and the tags around them. The time is linear in the source, for any selection. One thread
+// at a time.
 #pragma once
 
 #include "common/com/bstr.h"
@@ -17,52 +17,56 @@ namespace vorna {
 
 class SparseCut {
   public:
-    // mark must stand nowhere in the source's text. The source keeps the marks.
-    explicit SparseCut(std::wstring_view mark)
-        : name_(mark), token_(std::wstring(mark) + L":"), attribute_(mark), whole_(L"whole") {}
+    // xml: the text that the source document was loaded from.
+    explicit SparseCut(std::wstring_view xml);
 
-    // Nodes come in document order. S_FALSE: the node cannot be given (logged as SparseBuilder does).
-    HRESULT Mark(IXMLDOMNode* selected);
+    // Marks a node of the source, which keeps the mark. Call it for the nodes in document order. Null and nodes that
+    // cannot be part of the result are ignored; a node beside others directly below the document is logged.
+    void Mark(IXMLDOMNode* selected);
 
-    // text: the root element with its marks, as MSXML writes it.
-    std::wstring Write(std::wstring_view text, bool keepReturns);
+    // The sparse document. markup: the source's root element with its marks, as MSXML writes it. Call it once.
+    std::wstring Write(std::wstring_view markup);
 
   private:
-    HRESULT MarkElement(IXMLDOMNode* node);
-    HRESULT MarkAttribute(IXMLDOMNode* node);
-    HRESULT MarkCharacters(IXMLDOMNode* node);
-    HRESULT MarkInstruction(IXMLDOMNode* node);
-
     struct Marks {
-        bool whole = false;
+        // The element is selected, with all its content.
+        bool element = false;
+        // One of its attributes is selected.
         bool attribute = false;
     };
+
+    void MarkElement(IXMLDOMElement* element);
+    void MarkValue(IXMLDOMNode* node);
+
     Marks ReadMarks(std::wstring_view tag) const;
-    void WriteElement(std::wstring_view tag, bool opens);
+    void WriteStart(std::wstring_view tag, bool hasEndTag);
     void WriteEnd(std::wstring_view tag);
+    // Comments, processing instructions and CDATA sections.
     void WriteOther(std::wstring_view markup);
-    void WriteRun(std::wstring_view run);
-    void WriteTag(std::wstring_view tag);
-    // Writes the start tags around the place that are not written yet, and closes the last one.
+    void WriteText(std::wstring_view text);
+    // Writes the tags of the ancestors that are not written yet; the last one without its end.
     void WriteAncestors();
+    // Writes a tag without its marks.
+    void WriteTag(std::wstring_view tag);
     void CloseTag();
     void Append(std::wstring_view piece);
 
-    std::wstring name_;
-    std::wstring token_;
-    bstr attribute_;
-    bstr whole_;
-    // Whether the root element, if it was selected, has been passed.
+    // A selected element has an attribute of this name; the value of any other selected node begins with the token.
+    // Neither occurs in the text that the source was loaded from.
+    bstr name_;
+    bstr token_;
+    // MSXML writes two characters for each line end; the result has one unless the source has carriage returns.
+    bool keepReturns_;
+    // True after the first selected element: those that follow cannot be the root element.
     bool belowRoot_ = false;
 
-    bool keepReturns_ = true;
-    std::wstring text_;
-    // The start tags around the place, and how many of them are written.
-    std::vector<std::wstring_view> open_;
-    std::size_t written_ = 0;
-    // Elements open inside a marked one, itself included.
-    std::size_t inside_ = 0;
-    // The tag written last lacks its end: ">" or "/>", as there will be content or none.
+    std::wstring result_;
+    // The start tags of the open elements that are not part of a selected one, and how many of them are written.
+    std::vector<std::wstring_view> ancestors_;
+    std::size_t ancestorsWritten_ = 0;
+    // Open elements within a selected one, itself included.
+    std::size_t depthInSelected_ = 0;
+    // The last tag is written without its end, which will be ">" or, if no content follows, "/>".
     bool tagOpen_ = false;
 };
 

@@ -14,7 +14,7 @@ constexpr std::uint16_t FAILED_VALUE = 65535;
 constexpr std::int64_t SECONDS_PER_DAY = 86400;
 constexpr double LARGEST_SPAN = 3615897;
 // Automation dates run from 1 January 100 to 31 December 9999. Years below 100 are two-digit years to the system, which
-// moves them into its own century window: here they are no dates.
+// moves them into its own century window: here they are not valid.
 constexpr int FIRST_YEAR = 100;
 constexpr int LAST_YEAR = 9999;
 constexpr std::int64_t FIRST_DAY = -657434;
@@ -25,7 +25,7 @@ bool IsBlank(wchar_t character) {
     return character == L' ' || (character >= L'\t' && character <= L'\r');
 }
 
-// The number at the position, modulo 65536 whatever its length; 0 where no digit stands there.
+// The number at the position, modulo 65536 for any number of digits; 0 if there is no digit.
 std::uint16_t ReadNumber(std::wstring_view text, size_t position) {
     while (position < text.size() && IsBlank(text[position]))
         ++position;
@@ -39,13 +39,13 @@ std::uint16_t ReadNumber(std::wstring_view text, size_t position) {
     return static_cast<std::uint16_t>(negative ? 0 - value : value);
 }
 
-// Searches for separators one after the other and reads the number behind each. Once a separator is missing, the values
-// of the following steps are 65535; the value of the step that missed it is left alone.
+// Finds separators one after another and reads the number after each. The step that does not find its separator leaves
+// its value unchanged; the values of all later steps are 65535.
 class NumberChain {
   public:
     explicit NumberChain(std::wstring_view text) : text_(text) {}
 
-    // The empty separator reads at the position itself.
+    // The empty separator reads at the current position.
     bool Read(std::wstring_view separator, std::uint16_t& value) {
         if (!position_) {
             value = FAILED_VALUE;
@@ -79,11 +79,11 @@ CalendarFields FieldsOf(const SYSTEMTIME& time) {
     return {time.wYear, time.wMonth, time.wDay, time.wHour, time.wMinute, time.wSecond};
 }
 
-// The whole seconds since 30 December 1899, nothing where the fields are no date. A day beyond the month's end is the
-// system's to judge. Automation dates are fractions of a day, so the seconds are kept beside them as whole numbers:
-// nothing is lost or gained on the way back, and two equal times compare equal.
+// The seconds since 30 December 1899; nullopt if the fields are not a date. Whether the month has the day is left to
+// the system. Automation dates are fractions of a day; with whole seconds instead, conversions are exact and equal
+// times compare equal.
 std::optional<std::int64_t> SecondsOf(const CalendarFields& fields) {
-    // Checked here since systems differ: some take month 0 for the December before.
+    // Checked here because systems differ: some accept month 0 as the previous December.
     if (fields.year < FIRST_YEAR || fields.year > LAST_YEAR || fields.month < 1 || fields.month > 12 ||
         fields.day < 1 || fields.day > 31 || fields.hour < 0 || fields.hour > 23 || fields.minute < 0 ||
         fields.minute > 59 || fields.second < 0 || fields.second > 59)
@@ -102,7 +102,7 @@ std::optional<std::int64_t> SecondsOf(const SYSTEMTIME& time) {
     return SecondsOf(FieldsOf(time));
 }
 
-// All zeros where the seconds lie outside what automation dates hold.
+// All zeros if the seconds are outside the range of automation dates.
 SYSTEMTIME TimeOf(std::int64_t seconds) {
     std::int64_t day = seconds / SECONDS_PER_DAY;
     std::int64_t rest = seconds % SECONDS_PER_DAY;
@@ -172,7 +172,7 @@ bool ParseDuration(std::wstring_view text, Duration& duration) {
     chain.Read(L"M", duration.days);
     chain.Read(L"T", duration.hours);
     chain.Read(L"H", duration.minutes);
-    // A missing "M" is no failure by itself: the seconds stay what the caller had put there.
+    // A missing "M" is not a failure: the seconds keep the caller's value.
     chain.Read(L"M", duration.seconds);
     return duration.years != FAILED_VALUE && duration.months != FAILED_VALUE && duration.days != FAILED_VALUE &&
            duration.hours != FAILED_VALUE && duration.minutes != FAILED_VALUE && duration.seconds != FAILED_VALUE;
@@ -184,7 +184,7 @@ SYSTEMTIME AddDuration(const SYSTEMTIME& start, const Duration& duration) {
         fields = FieldsOf(start);
     DaySpan span = MakeDaySpan(duration.days, duration.hours, duration.minutes, duration.seconds);
 
-    // The years are summed in full width: 65535 years must end beyond every date, not in the year before.
+    // Years are added without wrapping: 65535 years must end after every date, not in the previous year.
     auto months = static_cast<std::uint16_t>(fields.month + duration.months);
     if (months > 12) {
         fields.year += months / 12;

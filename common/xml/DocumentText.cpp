@@ -54,10 +54,10 @@ std::wstring DeclaredEncoding(std::wstring_view declaration) {
     return name;
 }
 
-// False for half a character at the end.
+// False if half a character is at the end.
 bool DecodeUtf16(std::string_view bytes, bool& isUtf16, std::wstring& text) {
     const bool marked = bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
-    // Every document begins with a character below U+0080, so without a mark the zero in the first one tells.
+    // Every document begins with a character below U+0080, so without a mark its zero byte shows the order.
     isUtf16 = marked || (bytes.size() >= 2 && (bytes[0] == '\0') != (bytes[1] == '\0'));
     if (!isUtf16)
         return true;
@@ -66,7 +66,7 @@ bool DecodeUtf16(std::string_view bytes, bool& isUtf16, std::wstring& text) {
     return bytes.size() % 2 == 0;
 }
 
-// Bytes with one to four a character, as their mark or their declaration says.
+// UTF-8, or ISO 8859-1 if the declaration says so.
 bool DecodeBytes(std::string_view bytes, std::wstring& text) {
     const bool marked = bytes.starts_with("\xEF\xBB\xBF");
     bool latin = false;

@@ -1,4 +1,4 @@
-// What XML 1.0 says about characters.
+// The character classes of XML 1.0.
 #pragma once
 
 #include <string_view>
@@ -9,7 +9,7 @@ constexpr bool IsXmlSpace(wchar_t c) {
     return c == L' ' || c == L'\t' || c == L'\n' || c == L'\r';
 }
 
-// Of UTF-16 units; a surrogate pair up to U+EFFFF counts as letters.
+// For UTF-16 units; the surrogates of characters up to U+EFFFF count as letters.
 constexpr bool IsNameStart(wchar_t c) {
     if (c < 0x80)
         return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || c == L'_' || c == L':';
@@ -30,7 +30,7 @@ constexpr bool IsXmlCharacter(unsigned long c) {
            (c >= 0x10000 && c <= 0x10FFFF);
 }
 
-// Without the white space around it.
+// The text without leading and trailing white space.
 constexpr std::wstring_view Trimmed(std::wstring_view text) {
     while (!text.empty() && IsXmlSpace(text.front()))
         text.remove_prefix(1);

@@ -6,7 +6,7 @@ namespace vorna {
 
 namespace {
 
-// What stands for the character in markup; null if it stands for itself.
+// The reference that replaces the character in markup; null if it needs none.
 const wchar_t* ReferenceTo(wchar_t c, XmlContext context) {
     const bool attribute = context == XmlContext::Attribute;
     switch (c) {
@@ -16,7 +16,7 @@ const wchar_t* ReferenceTo(wchar_t c, XmlContext context) {
         return L"&lt;";
     case L'>':
         return L"&gt;";
-    // A parser makes a line feed of it in content, and a blank of all three in attributes.
+    // Parsers convert carriage returns to line feeds in content, and these three characters to blanks in attributes.
     case L'\r':
         return L"&#13;";
     case L'\n':

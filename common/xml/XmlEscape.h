@@ -1,4 +1,4 @@
-// Foreign text on its way into markup.
+// Escaping of text for markup.
 #pragma once
 
 #include <string>
@@ -13,14 +13,14 @@ enum class XmlContext {
     Attribute
 };
 
-// Appends the text so that a parser reads the same text back. Characters that no document can hold stay as they are: a
-// parser refuses the document, which nobody can take for the text that was meant.
+// Appends the text so that a parser reads the same text back. Characters that XML does not allow are kept, so that a
+// parser refuses the document instead of reading another text.
 void AppendEscaped(std::wstring& markup, std::wstring_view text, XmlContext context = XmlContext::Content);
 
-// The same as a text of its own.
+// The escaped text.
 std::wstring EscapeXml(std::wstring_view text, XmlContext context = XmlContext::Content);
 
-// The text without the characters that no document can hold: most control characters, halves of surrogate pairs.
+// The text without characters that XML does not allow: most control characters, halves of surrogate pairs.
 std::wstring DropForbidden(std::wstring_view text);
 
 } // namespace vorna

@@ -1,7 +1,7 @@
-// A walk over the markup of a document's text, for questions that do not need the document in memory.
+// A walk over the markup of a document's text, for what can be decided without parsing the document.
 //
-// Exact for well-formed text without a document type definition. On any other text the walk ends early, or gives markup
-// that is none; it never reads outside the text. Views given out point into the text.
+// Exact for well-formed text without a document type definition. On any other text the walk may end early or return
+// pieces that are not markup; it never reads outside the text. The views that it returns point into the text.
 #pragma once
 
 #include <cstddef>
@@ -16,11 +16,11 @@ class XmlMarkupWalk {
   public:
     explicit XmlMarkupWalk(std::wstring_view text) : text_(text) {}
 
-    // The next piece of markup; text is what lies between the pieces. False at the end.
+    // Moves to the next piece of markup; character data is between the pieces. False at the end.
     bool Next();
     XmlMarkup Kind() const { return kind_; }
     bool OpensElement() const { return kind_ == XmlMarkup::StartTag || kind_ == XmlMarkup::EmptyTag; }
-    // Where the piece lies, from its "<" to behind its ">".
+    // The range of the piece, from its "<" to after its ">".
     std::size_t begin() const { return begin_; }
     std::size_t end() const { return end_; }
     std::wstring_view Markup() const { return text_.substr(begin_, end_ - begin_); }
@@ -42,12 +42,11 @@ class XmlAttributeWalk {
 
     bool Next();
     std::wstring_view Name() const { return name_; }
-    // As it stands in the text: quotes and references included.
+    // As written, with its quotes and references.
     std::wstring_view Value() const { return value_; }
-    // Where the attribute lies in the markup, from the blank before it to behind its closing quote.
+    // The range of the attribute in the markup, from the blank before it to after its closing quote.
     std::size_t begin() const { return begin_; }
     std::size_t end() const { return end_; }
-    bool IsNamespace() const { return name_ == L"xmlns" || name_.starts_with(L"xmlns:"); }
 
   private:
     std::wstring_view markup_;
@@ -57,21 +56,11 @@ class XmlAttributeWalk {
     std::size_t end_ = 0;
 };
 
-// Whether a document type definition stands before the root element.
+// Whether the text has a document type definition.
 bool HasDoctype(std::wstring_view xml);
 
-// A small document with the prefixed namespace declarations of xml in their order, each spelling once; empty where xml
-// has none.
+// A small document with the prefixed namespace declarations of xml in their order, equal ones once; empty if xml has
+// none.
 std::wstring NamespaceDeclarations(std::wstring_view xml);
-
-// Whether a namespace is declared on another element than the root.
-bool DeclaresBelowRoot(std::wstring_view xml);
-
-// The text with characters beyond ASCII in attribute values as themselves: some implementations of MSXML write them as
-// hexadecimal references.
-std::wstring PlainAttributes(std::wstring text);
-
-// Appends MSXML's text, in which every line end is two characters; with keepReturns as it is, otherwise with one.
-void AppendLines(std::wstring& text, std::wstring_view piece, bool keepReturns);
 
 } // namespace vorna
