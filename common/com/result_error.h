@@ -21,6 +21,12 @@ class result_error : public std::exception {
     HRESULT result_;
 };
 
+// Throws the result if it is a failure.
+inline void throw_if_failed(HRESULT result) {
+    if (FAILED(result))
+        throw result_error(result);
+}
+
 // The result of the exception that is being handled; call it in a catch block only. otherwise: the result for an
 // exception of unknown type.
 inline HRESULT caught_result(HRESULT otherwise = E_FAIL) noexcept {

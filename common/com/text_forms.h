@@ -20,8 +20,7 @@ inline std::wstring guid_text(REFGUID guid) {
 // The text of a new GUID. Throws result_error if the system cannot create one.
 inline std::wstring new_guid_text() {
     GUID guid{};
-    if (const HRESULT result = CoCreateGuid(&guid); FAILED(result))
-        throw result_error(result);
+    throw_if_failed(CoCreateGuid(&guid));
     return guid_text(guid);
 }
 

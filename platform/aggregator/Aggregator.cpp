@@ -1,9 +1,9 @@
 #include "platform/aggregator/Aggregator.h"
 
 #include "common/com/bstr.h"
+#include "common/com/result_error.h"
 #include "common/xml/XmlEscape.h"
 #include "platform/aggregator/DataModels.h"
-#include "platform/xml/Failure.h"
 #include "platform/xml/NodeMarkup.h"
 #include "platform/xml/Prefixes.h"
 #include "platform/xml/XmlDocument.h"
@@ -48,18 +48,18 @@ HRESULT Gather(IUnknown* service, std::wstring_view xpath, std::wstring_view pre
         XmlDocument document(text);
         try {
             nodes = document.Select(xpath, prefixes);
-        } catch (const Failure& caught) {
+        } catch (const vorna::result_error& error) {
             message = L"\"" + std::wstring(xpath) +
-                      (caught.result == E_INVALIDARG ? L"\" is no XPath that selects nodes."
-                                                     : L"\" takes too long on the data model \"" + name + L"\".");
-            return caught.result;
+                      (error.result() == E_INVALIDARG ? L"\" is no XPath that selects nodes."
+                                                      : L"\" takes too long on the data model \"" + name + L"\".");
+            return error.result();
         }
         if (!nodes.empty())
             data = DataDocument(document, nodes, identity.serviceUri);
-    } catch (const Failure& caught) {
+    } catch (const vorna::result_error& error) {
         message =
             L"The data model \"" + name + L"\" is not well-formed, nests too deep or has a document type definition.";
-        return caught.result;
+        return error.result();
     }
     if (nodes.empty()) {
         message = L"\"" + std::wstring(xpath) + L"\" selects nothing in the data model \"" + name + L"\".";

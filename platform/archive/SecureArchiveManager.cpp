@@ -1,6 +1,7 @@
 #include "platform/archive/SecureArchiveManager.h"
 
 #include "common/com/bstr.h"
+#include "common/com/paths.h"
 #include "common/com/results.h"
 #include "platform/archive/ArchiveDatabase.h"
 
@@ -15,32 +16,14 @@ Bytes BytesOf(BSTR text) {
     return {reinterpret_cast<const BYTE*>(text), SysStringByteLen(text)};
 }
 
-// The path as the system takes it at any length.
-HRESULT FullPath(std::wstring_view path, std::wstring& full) {
-    bool rooted = path.size() >= 3 && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/');
-    bool shared = path.size() >= 3 && path.starts_with(L"\\\\");
-    if ((!rooted && !shared) || path.find(L'\0') != path.npos)
-        return E_INVALIDARG;
-    if (path.starts_with(L"\\\\?\\")) {
-        full = path;
-        return S_OK;
-    }
-    std::wstring given(path);
-    std::wstring resolved(path.size() + MAX_PATH, L'\0');
-    DWORD length = GetFullPathNameW(given.c_str(), static_cast<DWORD>(resolved.size()), resolved.data(), nullptr);
-    if (length == 0)
-        return vorna::result_from_last_error();
-    if (length >= resolved.size())
-        return HRESULT_FROM_WIN32(ERROR_FILENAME_EXCED_RANGE);
-    resolved.resize(length);
-    // The longest name that an operation forms has a few characters more.
-    if (resolved.size() + 16 < MAX_PATH)
-        full = resolved;
-    else if (shared)
-        full = L"\\\\?\\UNC\\" + resolved.substr(2);
-    else
-        full = L"\\\\?\\" + resolved;
-    return S_OK;
+// The full path of a file, of any length; empty if it is not one. What is in the long form already is taken literally,
+// since the name of its file is one of the things that authenticate an archive.
+std::wstring FullPath(std::wstring_view path) {
+    const bool onNetwork = path.size() > 2 && path.starts_with(L"\\\\");
+    if ((!vorna::is_on_drive(path) && !onNetwork) || path.find(L'\0') != path.npos || path.ends_with(L'\\') ||
+        path.ends_with(L'/'))
+        return {};
+    return path.starts_with(vorna::LONG_PATH) ? std::wstring(path) : vorna::long_path(path);
 }
 
 // Work on the database of an archive that is there.
@@ -74,10 +57,10 @@ HRESULT CreateWith(const std::wstring& path, Bytes name, Bytes data) {
 STDMETHODIMP SecureArchiveManager::put_Archive(BSTR path) {
     return vorna::closed_door([&]() -> HRESULT {
         path_.clear();
-        std::wstring full;
-        if (HRESULT result = FullPath(vorna::view_of(path), full); FAILED(result))
-            return result;
-        DWORD attributes = GetFileAttributesW(full.substr(0, full.find_last_of(L"\\/") + 1).c_str());
+        std::wstring full = FullPath(vorna::view_of(path));
+        if (full.empty())
+            return E_INVALIDARG;
+        const DWORD attributes = GetFileAttributesW(full.substr(0, full.find_last_of(L"\\/") + 1).c_str());
         if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY))
             return HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
         path_ = std::move(full);

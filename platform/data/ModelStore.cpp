@@ -1,8 +1,8 @@
 #include "platform/data/ModelStore.h"
 
+#include "common/com/files.h"
 #include "common/com/results.h"
 #include "common/com/scope_exit.h"
-#include "common/com/unique_any.h"
 #include "common/xml/DocumentText.h"
 
 #include <atomic>
@@ -36,36 +36,12 @@ bool AppendEncoded(std::wstring_view text, std::wstring& name) {
 vorna::unique_file OpenForReading(const std::wstring& path) {
     constexpr int ATTEMPTS = 10;
     for (int attempt = 1;; ++attempt) {
-        vorna::unique_file file(CreateFileW(path.c_str(), GENERIC_READ,
-                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        vorna::unique_file file = vorna::open_for_reading(path);
         const DWORD error = GetLastError();
         if (file || attempt == ATTEMPTS || (error != ERROR_SHARING_VIOLATION && error != ERROR_ACCESS_DENIED))
             return file;
         Sleep(20);
     }
-}
-
-bool ReadAll(HANDLE file, std::string& bytes) {
-    LARGE_INTEGER size{};
-    if (!GetFileSizeEx(file, &size))
-        return false;
-    if (size.QuadPart > ModelStore::MAX_BYTES) {
-        SetLastError(ERROR_FILE_TOO_LARGE);
-        return false;
-    }
-    bytes.resize(static_cast<size_t>(size.QuadPart));
-    size_t done = 0;
-    while (done < bytes.size()) {
-        DWORD count = 0;
-        if (!ReadFile(file, bytes.data() + done, static_cast<DWORD>(bytes.size() - done), &count, nullptr))
-            return false;
-        if (count == 0)
-            break;
-        done += count;
-    }
-    bytes.resize(done);
-    return true;
 }
 
 // A file cannot be replaced while somebody has it open, and readers have it open for moments.
@@ -123,10 +99,10 @@ HRESULT ModelStore::Read(const ServiceIdentity& service, std::wstring& document,
         return vorna::result_from_win32(error);
     }
     std::string bytes;
-    if (!ReadAll(file.get(), bytes)) {
-        const DWORD error = GetLastError();
-        message = L"The data model \"" + path + L"\" cannot be read, error " + std::to_wstring(error) + L".";
-        return vorna::result_from_win32(error);
+    if (const HRESULT result = vorna::read_file(file.get(), MAX_BYTES, bytes); FAILED(result)) {
+        message =
+            L"The data model \"" + path + L"\" cannot be read, error " + std::to_wstring(HRESULT_CODE(result)) + L".";
+        return result;
     }
     std::wstring reason;
     if (!vorna::DecodeXmlText(bytes, document, reason)) {

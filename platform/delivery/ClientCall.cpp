@@ -4,6 +4,8 @@
 #include "common/com/ProcessorFault.h"
 #include "common/com/bstr.h"
 #include "common/com/com_ptr.h"
+#include "common/com/result_error.h"
+#include "platform/hosting/Report.h"
 
 #include <objbase.h>
 
@@ -28,16 +30,16 @@ HRESULT Deliver(const std::wstring& progId, const std::wstring& document) {
 } // namespace
 
 HRESULT DeliverToClient(const std::wstring& progId, const std::wstring& document) {
-    HRESULT result = E_FAIL;
-    try {
-        vorna::call_guarded([&] { result = Deliver(progId, document); });
-    } catch (const vorna::processor_fault&) {
-        OutputDebugStringW((L"QXKeldanHost: a processor fault in the client " + progId + L"\n").c_str());
-        result = E_UNEXPECTED;
-    } catch (const std::exception&) {
-        result = E_OUTOFMEMORY;
-    }
-    return result;
+    return vorna::closed_door([&] {
+        HRESULT result = E_FAIL;
+        try {
+            vorna::call_guarded([&] { result = Deliver(progId, document); });
+        } catch (const vorna::processor_fault&) {
+            Report(L"a processor fault in the client " + progId);
+            throw;
+        }
+        return result;
+    });
 }
 
 } // namespace keldan

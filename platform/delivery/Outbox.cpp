@@ -1,9 +1,11 @@
 #include "platform/delivery/Outbox.h"
 
+#include "common/com/result_error.h"
 #include "common/com/scope_exit.h"
-#include "common/com/unique_any.h"
+#include "common/com/text_forms.h"
 #include "platform/delivery/CallbackDocument.h"
 #include "platform/hosting/Report.h"
+#include "platform/hosting/Worker.h"
 #include "platform/journal/Record.h"
 
 #include <objbase.h>
@@ -14,14 +16,13 @@
 #include <map>
 #include <optional>
 #include <set>
-#include <thread>
 #include <unordered_map>
 
 namespace keldan {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Clock = Worker::Clock;
 
 constexpr std::int64_t LAYOUT = 1;
 // The kinds of records, as the first characters of their names; behind them a number, so that the names of a kind sort
@@ -115,16 +116,13 @@ struct Outbox::State : std::enable_shared_from_this<State> {
     std::wstring Compose(const std::wstring& id, const Callback& callback) const;
     void Finish(const std::wstring& id, std::uint64_t number, HRESULT result);
     void Forget(const std::wstring& id);
-    void Run();
-    Clock::time_point DoWhatIsDue(Clock::time_point now);
+    Worker::Next DoWhatIsDue();
 
     const std::wstring root;
     const Deliver deliver;
     const OutboxPolicy policy;
 
     std::mutex mutex;
-    // The thread that watches the time looks again.
-    const vorna::unique_handle wake{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     bool started = false;
     bool stopping = false;
     bool closed = false;
@@ -143,7 +141,7 @@ struct Outbox::State : std::enable_shared_from_this<State> {
     Clock::time_point nextTidying = Clock::now() + TIDYING_INTERVAL;
     bool called = false;
     std::unique_ptr<DeliveryPool> pool;
-    std::thread watch;
+    Worker worker;
 };
 
 // Replaces everything in memory by what the table holds; false where it makes no sense.
@@ -209,9 +207,9 @@ void Outbox::State::Gone(const Callback& callback, std::vector<Journal::Change>&
 void Outbox::State::Note(std::vector<Journal::Change> changes) {
     if (const HRESULT result = Write(changes); FAILED(result) && !closed) {
         if (owed.empty())
-            Report(L"the end of a callback cannot be written: " + ResultText(result));
+            Report(L"the end of a callback cannot be written: " + vorna::hex_text(result));
         owed.insert(owed.end(), changes.begin(), changes.end());
-        SetEvent(wake.get());
+        worker.Wake();
     }
 }
 
@@ -232,7 +230,7 @@ void Outbox::State::Pump(const std::wstring& id, Line& line) {
 void Outbox::State::TryLater(const std::wstring& id, Line& line, Clock::duration pause) {
     line.notBefore = Clock::now() + pause;
     retries.emplace(line.notBefore, id);
-    SetEvent(wake.get());
+    worker.Wake();
 }
 
 std::wstring Outbox::State::Compose(const std::wstring& id, const Callback& callback) const {
@@ -243,8 +241,7 @@ std::wstring Outbox::State::Compose(const std::wstring& id, const Callback& call
 
 // On a thread of the pool; without the lock while the client is called, which may post or forget.
 void Outbox::State::CarryOut(const std::wstring& id, std::uint64_t number) {
-    HRESULT result = E_OUTOFMEMORY;
-    try {
+    const HRESULT result = vorna::closed_door([&]() -> HRESULT {
         std::wstring client;
         std::wstring document;
         Clock::time_point deadline{};
@@ -259,20 +256,14 @@ void Outbox::State::CarryOut(const std::wstring& id, std::uint64_t number) {
                 called = true;
             }
         }
-        if (deadline == Clock::time_point{}) {
-            result = E_ABORT;
-        } else {
-            vorna::scope_exit ended([&] {
-                std::lock_guard lock(mutex);
-                running.erase({deadline, number});
-            });
-            result = deliver(client, document);
-        }
-    } catch (const std::bad_alloc&) {
-        result = E_OUTOFMEMORY;
-    } catch (...) {
-        result = E_FAIL;
-    }
+        if (deadline == Clock::time_point{})
+            return E_ABORT;
+        vorna::scope_exit ended([&] {
+            std::lock_guard lock(mutex);
+            running.erase({deadline, number});
+        });
+        return deliver(client, document);
+    });
     try {
         std::lock_guard lock(mutex);
         Finish(id, number, result);
@@ -290,7 +281,7 @@ void Outbox::State::Finish(const std::wstring& id, std::uint64_t number, HRESULT
         const bool givenUp = FAILED(result) && line.failures >= policy.pauses.size();
         if (givenUp)
             Report(L"a callback is given up after its last attempt; subscription " + id + L", client " +
-                   line.queue.front().client + L", result " + ResultText(result));
+                   line.queue.front().client + L", result " + vorna::hex_text(result));
         if (SUCCEEDED(result) || givenUp) {
             std::vector<Journal::Change> changes;
             Gone(line.queue.front(), changes);
@@ -326,7 +317,9 @@ void Outbox::State::Forget(const std::wstring& id) {
 }
 
 // Everything whose time has come; then when to look again.
-Clock::time_point Outbox::State::DoWhatIsDue(Clock::time_point now) {
+Worker::Next Outbox::State::DoWhatIsDue() {
+    std::lock_guard lock(mutex);
+    const Clock::time_point now = Clock::now();
     while (!retries.empty() && retries.begin()->first <= now) {
         const std::wstring id = std::move(retries.begin()->second);
         retries.erase(retries.begin());
@@ -357,26 +350,7 @@ Clock::time_point Outbox::State::DoWhatIsDue(Clock::time_point now) {
         next = std::min(next, retries.begin()->first);
     if (!running.empty() && running.begin()->first.first > now)
         next = std::min(next, running.begin()->first.first);
-    return next;
-}
-
-void Outbox::State::Run() {
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    vorna::scope_exit leave([] { CoUninitialize(); });
-    for (;;) {
-        const Clock::time_point now = Clock::now();
-        Clock::time_point next = now + PAUSE_AFTER_OWN_FAILURE;
-        try {
-            std::lock_guard lock(mutex);
-            if (stopping)
-                return;
-            next = DoWhatIsDue(now);
-        } catch (const std::exception&) {
-            Report(L"memory or threads have run out; the outbox tries again");
-        }
-        const auto sleep = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
-        WaitForSingleObject(wake.get(), static_cast<DWORD>(std::max<std::int64_t>(sleep.count(), 0)));
-    }
+    return {next};
 }
 
 Outbox::Outbox(std::wstring root, Deliver deliver, OutboxPolicy policy)
@@ -394,8 +368,6 @@ HRESULT Outbox::Start(const std::filesystem::path& file, const Known& known) {
     std::lock_guard lock(state.mutex);
     if (state.started || state.stopping)
         return E_UNEXPECTED;
-    if (!state.wake)
-        return E_OUTOFMEMORY;
     if (HRESULT result = state.journal.Open(file, L"the callbacks that waited in " + file.filename().wstring(),
                                             [&](const Journal::Table& table) { return state.TakeUp(table); });
         FAILED(result))
@@ -409,7 +381,10 @@ HRESULT Outbox::Start(const std::filesystem::path& file, const Known& known) {
             state.Forget(id);
     }
     state.pool = std::make_unique<DeliveryPool>(state.policy.width);
-    state.watch = std::thread([&state] { state.Run(); });
+    if (HRESULT result = state.worker.Start([&state] { return state.DoWhatIsDue(); },
+                                            L"memory or threads have run out; the outbox tries again");
+        FAILED(result))
+        return result;
     state.started = true;
     for (auto& [id, line] : state.lines)
         state.Pump(id, line);
@@ -417,17 +392,15 @@ HRESULT Outbox::Start(const std::filesystem::path& file, const Known& known) {
 }
 
 void Outbox::Stop() {
-    std::unique_ptr<DeliveryPool> pool;
-    std::thread watch;
     {
         std::lock_guard lock(state_->mutex);
         state_->stopping = true;
-        SetEvent(state_->wake.get());
-        pool.swap(state_->pool);
-        watch.swap(state_->watch);
     }
-    if (watch.joinable())
-        watch.join();
+    state_->worker.Stop();
+    // Its threads need the lock to come to their end.
+    std::unique_ptr<DeliveryPool> pool;
+    std::lock_guard lock(state_->mutex);
+    pool.swap(state_->pool);
 }
 
 HRESULT Outbox::Post(std::wstring_view body, const std::vector<Recipient>& recipients,

@@ -16,7 +16,7 @@ struct EventState {
     bool operator==(const EventState&) const = default;
 };
 
-// Both throw failure as ModelReading does, and std::runtime_error where the system computes no digest.
+// Both throw result_error as ModelReading does.
 //
 // The state of an event whose registration is made at this reading: what is true already does not fire.
 [[nodiscard]] EventState FirstState(const WatchedEvent& event, ModelReading& reading);

@@ -1,14 +1,14 @@
 #include "platform/eventaccess/EventAccessService.h"
 
+#include "common/com/result_error.h"
 #include "common/com/results.h"
-#include "common/com/scope_exit.h"
+#include "common/com/text_forms.h"
 #include "platform/aggregator/DataModels.h"
 #include "platform/calendar/LocalZone.h"
 #include "platform/eventaccess/EventPayload.h"
 #include "platform/eventaccess/ModelSubscriptionDocument.h"
 #include "platform/hosting/NewName.h"
 #include "platform/hosting/Report.h"
-#include "platform/xml/Failure.h"
 
 #include <objbase.h>
 
@@ -42,10 +42,6 @@ std::wstring NameOf(const ServiceIdentity& service) {
            service.portId + L"\"";
 }
 
-void ReportFailure(const ServiceIdentity& service, const std::wstring& reason) {
-    Report(NameOf(service) + L" was not looked at for " + reason + L"; the event access tries again");
-}
-
 Instant EndOf(const ModelSubscription& subscription) {
     const Instant now = WallNow();
     const LocalZone zone;
@@ -55,12 +51,9 @@ Instant EndOf(const ModelSubscription& subscription) {
 } // namespace
 
 EventAccessService::EventAccessService(Outbox::Deliver deliver, const DataFolder& models, OutboxPolicy policy)
-    : models_(models), wake_(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
-      outbox_(L"EventPayload", std::move(deliver), std::move(policy)) {}
+    : models_(models), outbox_(L"EventPayload", std::move(deliver), std::move(policy)) {}
 
 HRESULT EventAccessService::Start(const std::filesystem::path& folder) {
-    if (!wake_)
-        return E_OUTOFMEMORY;
     std::lock_guard lock(mutex_);
     EventAccessStore::Content content;
     if (HRESULT result = store_.Open(folder, content); FAILED(result))
@@ -74,19 +67,11 @@ HRESULT EventAccessService::Start(const std::filesystem::path& folder) {
         known = [this](const std::wstring& id) { return registrations_.contains(id) || expired_.contains(id); };
     if (HRESULT result = outbox_.Start(folder / L"eventaccess-outbox.journal", known); FAILED(result))
         return result;
-    thread_ = std::thread([this] { Run(); });
-    return S_OK;
+    return worker_.Start([this] { return Work(); }, L"out of memory; the event access tries again");
 }
 
 void EventAccessService::Stop() {
-    {
-        std::lock_guard lock(mutex_);
-        if (std::exchange(stopping_, true))
-            return;
-    }
-    SetEvent(wake_.get());
-    if (thread_.joinable())
-        thread_.join();
+    worker_.Stop();
     outbox_.Stop();
     std::lock_guard lock(mutex_);
     WriteStates();
@@ -131,20 +116,14 @@ HRESULT EventAccessService::ReadFirstStates(const ServiceIdentity& service, cons
     std::wstring message;
     if (FAILED(models_.Read(service, text, message)))
         return S_OK;
-    std::optional<ModelReading> reading;
-    try {
-        reading.emplace(text);
-    } catch (const Failure& failed) {
-        return failed.result == vorna::RESULT_XML_MALFORMED ? S_OK : failed.result;
-    }
-    try {
+    const HRESULT result = vorna::closed_door([&] {
+        ModelReading reading(text);
         for (std::size_t i = 0; i < events.size(); ++i)
-            states[i] = FirstState(events[i], *reading);
-    } catch (const Failure& failed) {
-        return failed.result;
-    }
-    seen = stamp;
-    return S_OK;
+            states[i] = FirstState(events[i], reading);
+        seen = stamp;
+        return S_OK;
+    });
+    return result == vorna::RESULT_XML_MALFORMED ? S_OK : result;
 }
 
 HRESULT EventAccessService::Subscribe(const ServiceIdentity& service, std::wstring_view document, std::wstring& id) {
@@ -159,14 +138,12 @@ HRESULT EventAccessService::Subscribe(const ServiceIdentity& service, std::wstri
         return result;
     registration.end = EndOf(registration.subscription);
     std::wstring made = MakeNewName();
-    if (made.empty())
-        return E_FAIL;
     std::lock_guard lock(mutex_);
     if (HRESULT result = store_.Commit(EventAccessStore::Batch().Put(made, registration)); FAILED(result))
         return result;
     Put(made, std::move(watched));
     id = std::move(made);
-    SetEvent(wake_.get());
+    worker_.Wake();
     return S_OK;
 }
 
@@ -206,7 +183,7 @@ HRESULT EventAccessService::Modify(const ServiceIdentity* service, const std::ws
         return result;
     unwritten_.erase(id);
     Put(id, std::move(watched));
-    SetEvent(wake_.get());
+    worker_.Wake();
     return S_OK;
 }
 
@@ -218,39 +195,13 @@ HRESULT EventAccessService::Unsubscribe(const std::wstring& id) {
         return result;
     Remove(id);
     outbox_.Forget(id);
-    SetEvent(wake_.get());
+    worker_.Wake();
     return S_OK;
 }
 
-void EventAccessService::Run() {
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    vorna::scope_exit leave([] { CoUninitialize(); });
-    for (;;) {
-        Steady next = steady_clock::now() + SECOND_LOOK;
-        try {
-            {
-                std::lock_guard lock(mutex_);
-                if (stopping_)
-                    return;
-            }
-            next = TakeTurn();
-        } catch (const std::exception&) {
-            Report(L"out of memory; the event access tries again");
-        }
-        const auto sleep =
-            std::clamp<milliseconds>(ceil<milliseconds>(next - steady_clock::now()), milliseconds(0), LONGEST_SLEEP);
-        const HANDLE signals[] = {wake_.get(), models_.Changes()};
-        const DWORD woken =
-            WaitForMultipleObjects(signals[1] ? 2 : 1, signals, FALSE, static_cast<DWORD>(sleep.count()));
-        if (woken == WAIT_OBJECT_0 + 1)
-            models_.Continue();
-        else if (woken == WAIT_FAILED)
-            models_.EndWatch();
-    }
-}
-
 // Looks at everything that is watched; when the next turn is due.
-EventAccessService::Steady EventAccessService::TakeTurn() {
+Worker::Next EventAccessService::Work() {
+    models_.Continue();
     const Steady now = steady_clock::now();
     const Instant wall = WallNow();
     std::vector<ServiceIdentity> services;
@@ -293,15 +244,14 @@ EventAccessService::Steady EventAccessService::TakeTurn() {
         try {
             if (!Look(service, now))
                 next = std::min(next, now + SECOND_LOOK);
-        } catch (const Failure& failed) {
-            ReportFailure(service, ResultText(failed.result));
         } catch (const std::exception&) {
-            ReportFailure(service, L"lack of memory");
+            Report(NameOf(service) + L" was not looked at for " + vorna::hex_text(vorna::caught_result()) +
+                   L"; the event access tries again");
         }
     }
     std::lock_guard lock(mutex_);
     WriteStates();
-    return next;
+    return {next, models_.Changes()};
 }
 
 // What has come to its end, and the memory of what came to it long ago.
@@ -323,7 +273,7 @@ void EventAccessService::Tidy(Instant now) {
             }
     }
     if (const HRESULT result = store_.Commit(std::move(batch)); FAILED(result)) {
-        Report(L"the end of registrations with the event access cannot be written: " + ResultText(result));
+        Report(L"the end of registrations with the event access cannot be written: " + vorna::hex_text(result));
         return;
     }
     for (const std::wstring& id : ended) {
@@ -382,8 +332,8 @@ std::optional<ModelReading> EventAccessService::Read(const ServiceIdentity& serv
             std::optional<ModelReading> reading(std::in_place, text);
             model = {};
             return reading;
-        } catch (const Failure& failed) {
-            if (failed.result != vorna::RESULT_XML_MALFORMED)
+        } catch (const vorna::result_error& error) {
+            if (error.result() != vorna::RESULT_XML_MALFORMED)
                 throw;
             message = NameOf(service) + L" is not well-formed, nests too deep or has a document type definition.";
         }
@@ -404,11 +354,11 @@ EventAccessService::Bodies EventAccessService::Evaluate(ModelReading& reading, s
             try {
                 if (Advance(one.events[i], reading, one.states[i]))
                     one.fired.push_back(one.events[i].xpath);
-            } catch (const Failure& failed) {
-                if (failed.result == E_OUTOFMEMORY)
+            } catch (const vorna::result_error& error) {
+                if (error.result() == E_OUTOFMEMORY)
                     throw;
                 Report(L"the event \"" + one.events[i].xpath + L"\" of " + one.id + L" cannot be evaluated: " +
-                       ResultText(failed.result));
+                       vorna::hex_text(error.result()));
             }
             one.changed = one.changed || one.states[i] != before;
         }
@@ -459,7 +409,7 @@ std::set<std::wstring> EventAccessService::Post(const std::vector<Due>& due, con
         if (SUCCEEDED(result))
             continue;
         if (result != HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA)) {
-            Report(L"callbacks of the event access cannot be written: " + ResultText(result));
+            Report(L"callbacks of the event access cannot be written: " + vorna::hex_text(result));
             for (const Recipient& recipient : recipients)
                 without.insert(recipient.subscriptionId);
         }
@@ -476,7 +426,7 @@ void EventAccessService::WriteStates() {
     if (const HRESULT result = store_.Commit(std::move(batch)); SUCCEEDED(result))
         unwritten_.clear();
     else
-        Report(L"what the event access has seen cannot be written: " + ResultText(result));
+        Report(L"what the event access has seen cannot be written: " + vorna::hex_text(result));
 }
 
 } // namespace keldan

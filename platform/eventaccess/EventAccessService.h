@@ -10,10 +10,10 @@
 #include "platform/delivery/Outbox.h"
 #include "platform/eventaccess/EventAccessStore.h"
 #include "platform/eventaccess/ModelFolder.h"
+#include "platform/hosting/Worker.h"
 
 #include <mutex>
 #include <set>
-#include <thread>
 
 namespace keldan {
 
@@ -41,7 +41,7 @@ class EventAccessService {
     bool InUse() const;
 
   private:
-    using Steady = std::chrono::steady_clock::time_point;
+    using Steady = Worker::Clock::time_point;
 
     struct Watched {
         ModelRegistration registration;
@@ -77,8 +77,7 @@ class EventAccessService {
     void Put(const std::wstring& id, Watched watched);
     void Remove(const std::wstring& id);
 
-    void Run();
-    Steady TakeTurn();
+    Worker::Next Work();
     void Tidy(Instant now);
     bool Look(const ServiceIdentity& service, Steady now);
     std::vector<Due> WhoIsDue(const ServiceIdentity& service, const ModelStamp& stamp, Steady now) const;
@@ -89,9 +88,7 @@ class EventAccessService {
     void WriteStates();
 
     ModelFolder models_;
-    const vorna::unique_handle wake_;
     mutable std::mutex mutex_;
-    bool stopping_ = false;
     EventAccessStore store_;
     std::map<std::wstring, Watched> registrations_;
     std::map<ServiceIdentity, std::set<std::wstring>> byService_;
@@ -105,7 +102,7 @@ class EventAccessService {
     std::map<ServiceIdentity, Model> readings_;
     Steady nextLive_{};
     Steady nextPoll_{};
-    std::thread thread_;
+    Worker worker_;
 };
 
 } // namespace keldan

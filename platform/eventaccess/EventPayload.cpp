@@ -1,9 +1,9 @@
 #include "platform/eventaccess/EventPayload.h"
 
+#include "common/com/result_error.h"
 #include "common/time/DateTime.h"
 #include "common/xml/XmlEscape.h"
 #include "platform/hosting/Report.h"
-#include "platform/xml/Failure.h"
 
 namespace keldan {
 
@@ -14,7 +14,7 @@ bool IsReadable(const std::wstring& data) {
     try {
         (void)ScanXml(L"<EventPayload><Event><Data>" + data + L"</Data></Event></EventPayload>");
         return true;
-    } catch (const Failure&) {
+    } catch (const vorna::result_error&) {
         return false;
     }
 }

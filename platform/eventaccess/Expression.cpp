@@ -1,7 +1,7 @@
 #include "platform/eventaccess/Expression.h"
 
+#include "common/com/result_error.h"
 #include "common/xml/XmlCharacters.h"
-#include "platform/xml/Failure.h"
 
 #include <algorithm>
 #include <string>
@@ -82,8 +82,8 @@ bool IsTaken(std::wstring_view expression, const std::wstring& question) {
         AddUnknownPrefixes(expression, prefixes);
         (void)XmlDocument(L"<r/>").Select(question, prefixes);
         return true;
-    } catch (const Failure& failed) {
-        if (failed.result == E_OUTOFMEMORY)
+    } catch (const vorna::result_error& error) {
+        if (error.result() == E_OUTOFMEMORY)
             throw;
         return false;
     }

@@ -22,7 +22,8 @@ void ModelFolder::Watch() {
 }
 
 void ModelFolder::Continue() {
-    if (changes_ && !FindNextChangeNotification(changes_.get()))
+    const DWORD signalled = changes_ ? WaitForSingleObject(changes_.get(), 0) : WAIT_TIMEOUT;
+    if (signalled == WAIT_FAILED || (signalled == WAIT_OBJECT_0 && !FindNextChangeNotification(changes_.get())))
         changes_.reset();
 }
 

@@ -1,11 +1,10 @@
 #include "platform/eventaccess/ModelReading.h"
 
+#include "common/com/result_error.h"
 #include "common/com/unique_hash.h"
 #include "platform/eventaccess/Expression.h"
 #include "platform/xml/NodeMarkup.h"
 #include "platform/xml/Prefixes.h"
-
-#include <stdexcept>
 
 namespace keldan {
 
@@ -24,8 +23,9 @@ std::string DigestOf(const std::wstring& text) {
                                 static_cast<ULONG>(text.size() * sizeof(wchar_t)), 0);
     if (status >= 0)
         status = BCryptFinishHash(hash.get(), reinterpret_cast<PUCHAR>(digest.data()), digest.size(), 0);
+    // A hash of the system's own fails only if there is no memory for it.
     if (status < 0)
-        throw std::runtime_error("no digest");
+        throw vorna::result_error(E_OUTOFMEMORY);
     return digest;
 }
 

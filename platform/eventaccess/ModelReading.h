@@ -24,7 +24,7 @@ class ModelReading {
     bool Holds(const std::wstring& xpath, const std::wstring& condition);
     // The nodes that xpath selects, as the aggregator gives them; valid as long as the reading.
     const std::wstring& Data(const std::wstring& xpath);
-    // What tells these data from others. Throws std::runtime_error too, where the system computes no digest.
+    // A digest of these data. Throws E_OUTOFMEMORY as well.
     const std::string& Digest(const std::wstring& xpath);
 
   private:

@@ -1,9 +1,9 @@
 #include "platform/eventaccess/ModelSubscriptionDocument.h"
 
+#include "common/com/result_error.h"
 #include "common/xml/XmlCharacters.h"
 #include "platform/delivery/Receiver.h"
 #include "platform/eventaccess/Expression.h"
-#include "platform/xml/Failure.h"
 #include "platform/xml/XmlDocument.h"
 
 #include <set>
@@ -14,7 +14,7 @@ namespace {
 
 void Require(bool condition) {
     if (!condition)
-        throw Failure{E_INVALIDARG};
+        throw vorna::result_error(E_INVALIDARG);
 }
 
 // The text of the one element; empty where there is none. Two of them contradict each other.
@@ -78,13 +78,11 @@ ModelSubscription Read(XmlDocument& document) {
 } // namespace
 
 HRESULT ParseModelSubscription(std::wstring_view text, ModelSubscription& subscription) {
-    try {
+    return vorna::closed_door([&] {
         XmlDocument document(text);
         subscription = Read(document);
         return S_OK;
-    } catch (const Failure& failed) {
-        return failed.result;
-    }
+    });
 }
 
 } // namespace keldan

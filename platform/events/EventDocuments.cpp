@@ -1,6 +1,6 @@
 #include "platform/events/EventDocuments.h"
 
-#include "platform/xml/Failure.h"
+#include "common/com/result_error.h"
 #include "platform/xml/XmlDocument.h"
 
 namespace keldan {
@@ -9,17 +9,13 @@ namespace {
 
 constexpr std::size_t LONGEST_PAYLOAD = 8'388'608;
 
-// read(document), with the failures on the way turned into results.
+// The frame of the functions that read a document: read returns false if it is not what is expected.
 template <typename Read>
 HRESULT Parse(std::wstring_view text, std::wstring_view root, Read read) {
-    try {
+    return vorna::closed_door([&] {
         XmlDocument document(text);
-        if (document.RootName() != root)
-            return E_INVALIDARG;
-        return read(document) ? S_OK : E_INVALIDARG;
-    } catch (const Failure& failed) {
-        return failed.result;
-    }
+        return document.RootName() == root && read(document) ? S_OK : E_INVALIDARG;
+    });
 }
 
 // False where there are several; a missing element leaves the text empty.
@@ -84,20 +80,16 @@ HRESULT MakePayload(std::wstring_view payload, std::wstring& body) {
     body.clear();
     if (payload.size() > LONGEST_PAYLOAD)
         return HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE);
-    std::wstring made = L"<Payload>";
-    if (!payload.empty()) {
-        try {
-            const XmlDocument document(payload);
-            // Who receives the callback reads it with the same limit of depth.
-            ScanXml(L"<Event><Payload>" + document.Text() + L"</Payload></Event>");
-            made += document.Text();
-        } catch (const Failure& failed) {
-            return failed.result;
-        }
-    }
-    made += L"</Payload>";
-    body = std::move(made);
-    return S_OK;
+    return vorna::closed_door([&] {
+        std::wstring made = L"<Payload>";
+        if (!payload.empty())
+            made += XmlDocument(payload).Text();
+        made += L"</Payload>";
+        // The client's parser may have the same limit of depth.
+        ScanXml(L"<Event>" + made + L"</Event>");
+        body = std::move(made);
+        return S_OK;
+    });
 }
 
 } // namespace keldan

@@ -75,8 +75,6 @@ HRESULT EventManagerService::Subscribe(std::wstring_view subscription, std::wstr
         return E_INVALIDARG;
     registration.client = *client;
     registration.id = MakeNewName();
-    if (registration.id.empty())
-        return E_FAIL;
     std::lock_guard lock(mutex_);
     if (HRESULT result = Write(registration); FAILED(result))
         return result;

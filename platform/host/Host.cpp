@@ -1,6 +1,7 @@
 #include "platform/host/Host.h"
 
 #include "common/com/com_server.h"
+#include "common/com/text_forms.h"
 #include "platform/data/DataFolder.h"
 #include "platform/delivery/ClientCall.h"
 #include "platform/eventaccess/EventAccessService.h"
@@ -8,6 +9,7 @@
 #include "platform/events/EventManagerService.h"
 #include "platform/events/ZEBEventManager.h"
 #include "platform/host/HostSignals.h"
+#include "platform/hosting/Report.h"
 #include "platform/timer/TimerService.h"
 #include "platform/timer/ZEBTimer.h"
 
@@ -34,12 +36,6 @@ constexpr ServerClass EVENT_MANAGER{__uuidof(::ZEBEventManager), L"QXKELDAN.ZEBE
                                     vorna::get_class_factory<ZEBEventManager>};
 constexpr ServerClass EVENT_ACCESS{__uuidof(::ZEBEventAccess), L"QXKELDAN.ZEBEventAccess", L"QXKeldan event access",
                                    vorna::get_class_factory<ZEBEventAccess>};
-
-void Report(const wchar_t* text, HRESULT result) {
-    wchar_t code[16];
-    swprintf(code, std::size(code), L" 0x%08lX", static_cast<unsigned long>(result));
-    OutputDebugStringW((std::wstring(L"QXKeldanHost: ") + text + code + L"\n").c_str());
-}
 
 } // namespace
 
@@ -99,7 +95,7 @@ void Host::WritePid() const {
 
 int Host::Run() {
     if (const HRESULT result = CreateFolder(folder_.wstring()); FAILED(result)) {
-        Report(L"the data folder cannot be made:", result);
+        Report(L"the data folder cannot be made: " + vorna::hex_text(result));
         return 1;
     }
     HostSignals signals(folder_);
@@ -113,9 +109,9 @@ int Host::Run() {
     ClassObjects classes(signals.Renew());
     HRESULT result = StartComponents();
     if (FAILED(result))
-        Report(L"a component cannot start:", result);
+        Report(L"a component cannot start: " + vorna::hex_text(result));
     if (SUCCEEDED(result) && FAILED(result = classes.Open(Classes())))
-        Report(L"the classes cannot be registered:", result);
+        Report(L"the classes cannot be registered: " + vorna::hex_text(result));
     if (SUCCEEDED(result)) {
         signals.SetServing(true);
         Serve(signals, classes);
@@ -138,7 +134,7 @@ void Host::Serve(HostSignals& signals, ClassObjects& classes) const {
             return;
         if (wish == HostSignals::Wish::Renew)
             if (const HRESULT result = classes.Renew(); FAILED(result))
-                Report(L"the classes cannot be registered again:", result);
+                Report(L"the classes cannot be registered again: " + vorna::hex_text(result));
         if (wish == HostSignals::Wish::Renew || InUse(classes))
             lastUse = steady_clock::now();
         if (steady_clock::now() - lastUse < IDLE_BEFORE_END)

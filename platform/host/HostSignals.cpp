@@ -1,8 +1,9 @@
 #include "platform/host/HostSignals.h"
 
+#include "common/com/result_error.h"
+
 #include <cstdint>
 #include <cwctype>
-#include <stdexcept>
 #include <string>
 
 namespace keldan {
@@ -28,7 +29,7 @@ std::wstring Name(const std::filesystem::path& folder, const wchar_t* what) {
 
 vorna::unique_handle Checked(HANDLE handle) {
     if (!handle)
-        throw std::runtime_error("a kernel object of the host cannot be created");
+        throw vorna::result_error(vorna::result_from_last_error());
     return vorna::unique_handle(handle);
 }
 

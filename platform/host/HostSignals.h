@@ -9,7 +9,7 @@ namespace keldan {
 
 class HostSignals {
   public:
-    // Throws std::runtime_error where the objects cannot be had.
+    // Throws result_error if the objects cannot be created.
     explicit HostSignals(const std::filesystem::path& folder);
     // Gives the place up; the very last thing a host does.
     ~HostSignals();

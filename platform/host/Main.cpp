@@ -6,15 +6,16 @@
 //
 // Exit code 0: done. Nothing is shown.
 #include "common/com/scope_exit.h"
+#include "common/com/text_forms.h"
 #include "common/com/unique_any.h"
 #include "platform/data/DataFolder.h"
 #include "platform/host/Host.h"
 #include "platform/host/HostSignals.h"
+#include "platform/hosting/Report.h"
 
 #include <objbase.h>
 #include <shellapi.h>
 
-#include <exception>
 #include <string>
 
 namespace {
@@ -58,8 +59,8 @@ int Run() {
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
     try {
         return Run();
-    } catch (const std::exception& error) {
-        OutputDebugStringA((std::string("QXKeldanHost: ") + error.what() + "\n").c_str());
+    } catch (...) {
+        keldan::Report(L"the host cannot run: " + vorna::hex_text(vorna::caught_result()));
         return 1;
     }
 }

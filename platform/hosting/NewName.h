@@ -1,11 +1,13 @@
 // Names for registrations and tickets.
 #pragma once
 
-#include <string>
+#include "common/com/text_forms.h"
 
 namespace keldan {
 
-// A name that was never given before: hexadecimal digits and dashes. Empty where the system gives none.
-std::wstring MakeNewName();
+// A name that was never used before: hexadecimal digits and dashes. Throws result_error if the system has none.
+inline std::wstring MakeNewName() {
+    return vorna::new_guid_text().substr(1, 36);
+}
 
 } // namespace keldan

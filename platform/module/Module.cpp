@@ -7,8 +7,6 @@
 #include "platform/service/ServiceFactory.h"
 #include "platform/xml/XMLSimpleAccessor.h"
 
-#include <exception>
-
 namespace {
 
 // The classes of this module.
@@ -65,17 +63,9 @@ STDAPI DllCanUnloadNow() {
 }
 
 STDAPI DllRegisterServer() {
-    try {
-        return RegisterAll(vorna::this_module_path());
-    } catch (const std::exception&) {
-        return E_OUTOFMEMORY;
-    }
+    return vorna::closed_door([] { return RegisterAll(vorna::this_module_path()); });
 }
 
 STDAPI DllUnregisterServer() {
-    try {
-        return UnregisterAll(vorna::this_module_path());
-    } catch (const std::exception&) {
-        return E_OUTOFMEMORY;
-    }
+    return vorna::closed_door([] { return UnregisterAll(vorna::this_module_path()); });
 }

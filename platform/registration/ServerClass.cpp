@@ -2,8 +2,10 @@
 
 #include "common/com/bstr.h"
 #include "common/com/com_ptr.h"
+#include "common/com/paths.h"
 #include "common/com/results.h"
 #include "common/com/scope_exit.h"
+#include "common/com/text_forms.h"
 
 #include <objbase.h>
 #include <oleauto.h>
@@ -24,18 +26,6 @@ HRESULT DeleteTree(const std::wstring& key) {
     if (status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND)
         return S_OK;
     return vorna::result_from_win32(static_cast<DWORD>(status));
-}
-
-std::wstring GuidText(REFGUID guid) {
-    wchar_t text[64];
-    StringFromGUID2(guid, text, ARRAYSIZE(text));
-    return text;
-}
-
-// Loaders may name a file by its long form, which other programs do not expect in the registry.
-std::wstring PlainPath(const std::wstring& path) {
-    const bool drive = path.starts_with(L"\\\\?\\") && path.size() > 5 && path[5] == L':';
-    return drive ? path.substr(4) : path;
 }
 
 struct LibraryIdentity {
@@ -62,14 +52,15 @@ HRESULT ReadIdentity(const std::wstring& modulePath, LibraryIdentity& identity) 
 } // namespace
 
 HRESULT RegisterServerClass(const ServerClass& entry, ServerKind kind, const std::wstring& modulePath) {
-    const std::wstring guid = GuidText(entry.clsid);
+    const std::wstring guid = vorna::guid_text(entry.clsid);
     const std::wstring classKey = L"CLSID\\" + guid;
     const bool inProcess = kind == ServerKind::InProcess;
     const std::wstring serverKey = classKey + (inProcess ? L"\\InprocServer32" : L"\\LocalServer32");
 
     HRESULT result = SetText(classKey, nullptr, entry.description);
     if (SUCCEEDED(result))
-        result = SetText(serverKey, nullptr, inProcess ? PlainPath(modulePath) : L"\"" + PlainPath(modulePath) + L"\"");
+        result = SetText(serverKey, nullptr,
+                         inProcess ? vorna::plain_path(modulePath) : L"\"" + vorna::plain_path(modulePath) + L"\"");
     if (SUCCEEDED(result) && inProcess)
         result = SetText(serverKey, L"ThreadingModel", L"Both");
     if (SUCCEEDED(result))
@@ -85,13 +76,13 @@ HRESULT RegisterServerClass(const ServerClass& entry, ServerKind kind, const std
 
 HRESULT UnregisterServerClass(const ServerClass& entry) {
     const HRESULT byName = DeleteTree(entry.progId);
-    const HRESULT byGuid = DeleteTree(L"CLSID\\" + GuidText(entry.clsid));
+    const HRESULT byGuid = DeleteTree(L"CLSID\\" + vorna::guid_text(entry.clsid));
     return FAILED(byName) ? byName : byGuid;
 }
 
 HRESULT RegisterTypeLibrary(const std::wstring& modulePath) {
     vorna::com_ptr<ITypeLib> library;
-    return LoadTypeLibEx(PlainPath(modulePath).c_str(), REGKIND_REGISTER, library.put());
+    return LoadTypeLibEx(vorna::plain_path(modulePath).c_str(), REGKIND_REGISTER, library.put());
 }
 
 HRESULT UnregisterTypeLibrary(const std::wstring& modulePath) {
@@ -104,7 +95,7 @@ HRESULT UnregisterTypeLibrary(const std::wstring& modulePath) {
             QueryPathOfRegTypeLib(identity.guid, identity.major, identity.minor, identity.language, registered.put())))
         return S_OK;
     // The answer may carry the null that ends a registry text.
-    if (lstrcmpiW(PlainPath(registered.get()).c_str(), PlainPath(modulePath).c_str()) != 0)
+    if (lstrcmpiW(vorna::plain_path(registered.get()).c_str(), vorna::plain_path(modulePath).c_str()) != 0)
         return S_OK;
     return UnRegisterTypeLib(identity.guid, identity.major, identity.minor, identity.language, SYS_WIN32);
 }

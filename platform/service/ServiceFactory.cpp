@@ -4,10 +4,8 @@
 #include "common/com/com_ptr.h"
 #include "common/xml/XmlCharacters.h"
 #include "platform/service/ServiceObject.h"
-#include "platform/xml/Failure.h"
 #include "platform/xml/XmlDocument.h"
 
-#include <new>
 #include <string>
 #include <string_view>
 
@@ -27,7 +25,7 @@ STDMETHODIMP ServiceFactory::CreateService(BSTR serviceXml, IUnknown** service) 
     if (!service)
         return E_POINTER;
     *service = nullptr;
-    try {
+    return vorna::closed_door([&] {
         XmlDocument document(vorna::view_of(serviceXml));
         // In whatever namespace.
         const auto child = [](const std::wstring& parent, const wchar_t* name) {
@@ -46,13 +44,7 @@ STDMETHODIMP ServiceFactory::CreateService(BSTR serviceXml, IUnknown** service) 
                                        value(more, L"friendlyName")}));
         *service = made.detach();
         return S_OK;
-    } catch (const Failure& failed) {
-        return failed.result;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_FAIL;
-    }
+    });
 }
 
 } // namespace keldan

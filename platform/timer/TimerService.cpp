@@ -1,7 +1,7 @@
 #include "platform/timer/TimerService.h"
 
-#include "common/com/results.h"
-#include "common/com/scope_exit.h"
+#include "common/com/result_error.h"
+#include "common/com/text_forms.h"
 #include "platform/hosting/NewName.h"
 #include "platform/hosting/Report.h"
 #include "platform/timer/ScheduleDocument.h"
@@ -27,18 +27,13 @@ constexpr Milliseconds EXPIRED_FORGOTTEN_AFTER = days(30);
 
 } // namespace
 
-TimerService::TimerService(Deliver deliver)
-    : deliver_(std::move(deliver)), wake_(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {}
-
 void TimerService::Stop() {
     {
         std::lock_guard lock(mutex_);
         if (std::exchange(stopping_, true))
             return;
     }
-    Wake();
-    if (thread_.joinable())
-        thread_.join();
+    worker_.Stop();
     pool_.reset();
     std::lock_guard lock(mutex_);
     WriteChanges(ReadClocks());
@@ -49,8 +44,6 @@ Now TimerService::ReadClocks() const {
 }
 
 HRESULT TimerService::Start(const std::filesystem::path& folder) {
-    if (!wake_)
-        return E_OUTOFMEMORY;
     std::lock_guard lock(mutex_);
     TimerStore::Content content;
     if (HRESULT result = store_.Open(folder, content); FAILED(result))
@@ -62,8 +55,7 @@ HRESULT TimerService::Start(const std::filesystem::path& folder) {
     for (Registration& registration : content.registrations)
         scheduler_.Put(std::move(registration), now);
     pool_ = std::make_unique<DeliveryPool>(DELIVERIES_AT_ONCE);
-    thread_ = std::thread([this] { Run(); });
-    return S_OK;
+    return worker_.Start([this] { return Work(); }, L"out of memory; the timer tries again");
 }
 
 HRESULT TimerService::CheckTicket(const std::wstring& ticket, const Now& now) const {
@@ -84,8 +76,6 @@ HRESULT TimerService::CheckId(const std::wstring& id) const {
 HRESULT TimerService::GetTicket(std::wstring& ticket) {
     ticket.clear();
     std::wstring made = MakeNewName();
-    if (made.empty())
-        return E_FAIL;
     std::lock_guard lock(mutex_);
     const Now now = ReadClocks();
     if (HRESULT result = store_.Commit(TimerStore::Batch().PutTicket(made, now.wall)); FAILED(result))
@@ -100,8 +90,6 @@ HRESULT TimerService::Subscribe(const std::wstring& ticket, std::wstring_view do
     Schedule schedule;
     const HRESULT parsed = ParseScheduleDocument(document, schedule);
     std::wstring made = MakeNewName();
-    if (made.empty())
-        return E_FAIL;
     std::lock_guard lock(mutex_);
     const Now now = ReadClocks();
     if (HRESULT result = CheckTicket(ticket, now); FAILED(result))
@@ -115,7 +103,7 @@ HRESULT TimerService::Subscribe(const std::wstring& ticket, std::wstring_view do
     tickets_[ticket] = now.wall;
     scheduler_.Put(std::move(registration), now);
     id = std::move(made);
-    Wake();
+    worker_.Wake();
     return S_OK;
 }
 
@@ -138,7 +126,7 @@ HRESULT TimerService::Unsubscribe(const std::wstring& ticket, const std::wstring
     if (tickets_.contains(holder))
         tickets_[holder] = now.wall;
     scheduler_.Remove(id);
-    Wake();
+    worker_.Wake();
     return S_OK;
 }
 
@@ -155,7 +143,7 @@ HRESULT TimerService::Modify(const std::wstring& id, std::wstring_view document)
     if (HRESULT result = store_.Commit(TimerStore::Batch().Put(registration)); FAILED(result))
         return result;
     scheduler_.Put(std::move(registration), now);
-    Wake();
+    worker_.Wake();
     return S_OK;
 }
 
@@ -193,7 +181,7 @@ void TimerService::WriteChanges(const Now& now) {
     if (SUCCEEDED(result))
         unwritten_.clear();
     else
-        Report(L"the progress of the timer's registrations cannot be written: " + std::to_wstring(result));
+        Report(L"the progress of the timer's registrations cannot be written: " + vorna::hex_text(result));
 }
 
 void TimerService::HandOut(std::vector<Call> calls) {
@@ -211,27 +199,22 @@ void TimerService::HandOut(std::vector<Call> calls) {
 
 // On a thread of the pool, without the lock: the client may call back.
 void TimerService::CarryOut(const Call& call) {
-    HRESULT result = E_ABORT;
     bool wanted = false;
     {
         std::lock_guard lock(mutex_);
         wanted = !stopping_ && scheduler_.Begin(call.number, ReadClocks());
     }
     // The client's time has begun to run.
-    Wake();
+    worker_.Wake();
     if (!wanted)
         return;
-    try {
-        result = deliver_(call.client, call.document);
-    } catch (...) {
-        result = E_FAIL;
-    }
+    const HRESULT result = vorna::closed_door([&] { return deliver_(call.client, call.document); });
     {
         std::lock_guard lock(mutex_);
         scheduler_.Finish(call.number, result, ReadClocks());
         deliveredSinceTidying_ = true;
     }
-    Wake();
+    worker_.Wake();
 }
 
 // What nobody needs any more: old tickets, the memory of expired registrations, libraries of clients.
@@ -256,30 +239,17 @@ void TimerService::Tidy(const Now& now) {
         Report(L"the timer's store cannot be written");
 }
 
-void TimerService::Run() {
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    vorna::scope_exit leave([] { CoUninitialize(); });
-    for (;;) {
-        Milliseconds sleep = LONGEST_SLEEP;
-        try {
-            std::lock_guard lock(mutex_);
-            if (stopping_)
-                return;
-            const Now now = ReadClocks();
-            NoticeZone();
-            std::vector<Call> calls = scheduler_.Advance(now);
-            WriteChanges(now);
-            HandOut(std::move(calls));
-            if (now.steady >= nextTidying_)
-                Tidy(now);
-            // A disk that failed is tried again at the next turn.
-            sleep = std::min(sleep, scheduler_.UntilNext(ReadClocks()));
-        } catch (const std::exception&) {
-            Report(L"out of memory; the timer tries again");
-            sleep = seconds(1);
-        }
-        WaitForSingleObject(wake_.get(), static_cast<DWORD>(sleep.count()) + (sleep < LONGEST_SLEEP ? 1 : 0));
-    }
+Worker::Next TimerService::Work() {
+    std::lock_guard lock(mutex_);
+    const Now now = ReadClocks();
+    NoticeZone();
+    std::vector<Call> calls = scheduler_.Advance(now);
+    WriteChanges(now);
+    HandOut(std::move(calls));
+    if (now.steady >= nextTidying_)
+        Tidy(now);
+    // The clocks are read in whole milliseconds. If the disk has failed, the next call tries it again.
+    return {steady_clock::now() + std::min(LONGEST_SLEEP, scheduler_.UntilNext(ReadClocks())) + milliseconds(1)};
 }
 
 } // namespace keldan

@@ -8,15 +8,14 @@
 // Thread-safe.
 #pragma once
 
-#include "common/com/unique_any.h"
 #include "platform/delivery/DeliveryPool.h"
+#include "platform/hosting/Worker.h"
 #include "platform/timer/Scheduler.h"
 #include "platform/timer/TimerStore.h"
 
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <thread>
 
 namespace keldan {
 
@@ -25,7 +24,7 @@ class TimerService {
     // How a client is reached: DeliverToClient, or what a test puts in its place.
     using Deliver = std::function<HRESULT(const std::wstring& client, const std::wstring& document)>;
 
-    explicit TimerService(Deliver deliver);
+    explicit TimerService(Deliver deliver) : deliver_(std::move(deliver)) {}
     // Stops. Where a client hangs for good, its thread comes back to an object that is gone: who cannot rule that out
     // stops, and lets the process end before the object does.
     ~TimerService() { Stop(); }
@@ -52,16 +51,14 @@ class TimerService {
     Now ReadClocks() const;
     HRESULT CheckTicket(const std::wstring& ticket, const Now& now) const;
     HRESULT CheckId(const std::wstring& id) const;
-    void Run();
+    Worker::Next Work();
     void NoticeZone();
     void WriteChanges(const Now& now);
     void HandOut(std::vector<Call> calls);
     void CarryOut(const Call& call);
     void Tidy(const Now& now);
-    void Wake() { SetEvent(wake_.get()); }
 
     const Deliver deliver_;
-    vorna::unique_handle wake_;
     mutable std::mutex mutex_;
     bool stopping_ = false;
     TimerStore store_;
@@ -74,7 +71,7 @@ class TimerService {
     Milliseconds nextTidying_{};
     bool deliveredSinceTidying_ = false;
     std::unique_ptr<DeliveryPool> pool_;
-    std::thread thread_;
+    Worker worker_;
 };
 
 } // namespace keldan

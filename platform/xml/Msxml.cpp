@@ -1,16 +1,11 @@
 #include "platform/xml/Msxml.h"
 
 #include "common/com/bstr.h"
-#include "platform/xml/Failure.h"
+#include "common/com/result_error.h"
 
 namespace keldan {
 
 namespace {
-
-void Check(HRESULT result) {
-    if (FAILED(result))
-        throw Failure{result};
-}
 
 vorna::com_ptr<IClassFactory> FindClass() {
     vorna::com_ptr<IClassFactory> found;
@@ -24,12 +19,12 @@ vorna::com_ptr<IClassFactory> FindClass() {
         if (SUCCEEDED(result))
             break;
     }
-    Check(result);
+    vorna::throw_if_failed(result);
     // The class object outlives every apartment, so its module has to as well: COM frees modules with the last one.
     HMODULE module = nullptr;
     if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
                             *reinterpret_cast<LPCWSTR*>(found.get()), &module))
-        Check(vorna::result_from_last_error());
+        vorna::throw_if_failed(vorna::result_from_last_error());
     return found;
 }
 
@@ -40,14 +35,14 @@ vorna::com_ptr<IXMLDOMDocument2> ParseXml(std::wstring_view text) {
     // end there may be no COM left to release it in.
     static IClassFactory* const factory = FindClass().detach();
     vorna::com_ptr<IXMLDOMDocument2> document;
-    Check(factory->CreateInstance(nullptr, __uuidof(IXMLDOMDocument2), document.put_void()));
-    Check(document->put_async(VARIANT_FALSE));
-    Check(document->put_resolveExternals(VARIANT_FALSE));
-    Check(document->put_validateOnParse(VARIANT_FALSE));
-    Check(document->put_preserveWhiteSpace(VARIANT_TRUE));
+    vorna::throw_if_failed(factory->CreateInstance(nullptr, __uuidof(IXMLDOMDocument2), document.put_void()));
+    vorna::throw_if_failed(document->put_async(VARIANT_FALSE));
+    vorna::throw_if_failed(document->put_resolveExternals(VARIANT_FALSE));
+    vorna::throw_if_failed(document->put_validateOnParse(VARIANT_FALSE));
+    vorna::throw_if_failed(document->put_preserveWhiteSpace(VARIANT_TRUE));
     VARIANT_BOOL loaded = VARIANT_FALSE;
     if (FAILED(document->loadXML(vorna::bstr(text).get(), &loaded)) || loaded != VARIANT_TRUE)
-        throw Failure{vorna::RESULT_XML_MALFORMED};
+        throw vorna::result_error(vorna::RESULT_XML_MALFORMED);
     return document;
 }
 

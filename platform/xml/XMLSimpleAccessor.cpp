@@ -1,10 +1,8 @@
 #include "platform/xml/XMLSimpleAccessor.h"
 
 #include "common/com/bstr.h"
-#include "platform/xml/Failure.h"
 #include "platform/xml/Stylesheet.h"
 
-#include <new>
 #include <string>
 
 namespace keldan {
@@ -17,27 +15,13 @@ constexpr wchar_t DELIMITER[] = L"\x01";
 constexpr long KIND_TEXT = 4;
 constexpr long KIND_MARKUP = 8;
 
-// No exception leaves a method.
-template <typename Function>
-HRESULT Guarded(Function work) {
-    try {
-        return work();
-    } catch (const Failure& failed) {
-        return failed.result;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_FAIL;
-    }
-}
-
-// The same for methods that answer with a text.
+// The frame of a method that answers with a text.
 template <typename Function>
 HRESULT Answer(BSTR* result, Function text) {
     if (!result)
         return E_POINTER;
     *result = nullptr;
-    return Guarded([&] {
+    return vorna::closed_door([&] {
         *result = vorna::bstr(text()).release();
         return S_OK;
     });
@@ -47,7 +31,7 @@ HRESULT Answer(BSTR* result, Function text) {
 
 XmlDocument& XMLSimpleAccessor::Document() {
     if (!document_)
-        throw Failure{E_UNEXPECTED};
+        throw vorna::result_error(E_UNEXPECTED);
     return *document_;
 }
 
@@ -57,7 +41,7 @@ STDMETHODIMP XMLSimpleAccessor::get_delimiter(BSTR* text) {
 
 STDMETHODIMP XMLSimpleAccessor::Load(BSTR text) {
     document_.reset();
-    return Guarded([&] {
+    return vorna::closed_door([&] {
         document_.emplace(vorna::view_of(text));
         return S_OK;
     });
@@ -66,7 +50,7 @@ STDMETHODIMP XMLSimpleAccessor::Load(BSTR text) {
 STDMETHODIMP XMLSimpleAccessor::Query(BSTR xpath, long kind, BSTR* result) {
     return Answer(result, [&] {
         if (kind != KIND_TEXT && kind != KIND_MARKUP)
-            throw Failure{E_INVALIDARG};
+            throw vorna::result_error(E_INVALIDARG);
         const auto nodes = Document().Select(vorna::view_of(xpath));
         // The root element alone stands for the whole document.
         if (kind == KIND_MARKUP && nodes.size() == 1 && nodes[0].IsRoot())
@@ -82,7 +66,7 @@ STDMETHODIMP XMLSimpleAccessor::Query(BSTR xpath, long kind, BSTR* result) {
 }
 
 STDMETHODIMP XMLSimpleAccessor::Set(BSTR xpath, BSTR markup, long mode) {
-    return Guarded([&] {
+    return vorna::closed_door([&] {
         if (mode < static_cast<long>(ChangeMode::Insert) || mode > static_cast<long>(ChangeMode::Replace))
             return E_INVALIDARG;
         const auto nodes = Document().Select(vorna::view_of(xpath));

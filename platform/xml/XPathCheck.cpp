@@ -1,6 +1,6 @@
 #include "platform/xml/XPathCheck.h"
 
-#include "platform/xml/Failure.h"
+#include "common/com/result_error.h"
 
 #include <algorithm>
 #include <iterator>
@@ -19,7 +19,7 @@ constexpr std::wstring_view WIDE_AXES[] = {L"ancestor::",  L"ancestor-or-self::"
 
 void CheckXPath(std::wstring_view xpath, size_t elements) {
     if (xpath.find(L'\0') != xpath.npos)
-        throw Failure{E_INVALIDARG};
+        throw vorna::result_error(E_INVALIDARG);
     // What a level multiplies the visits by: once for "//", once more for each axis that leads anywhere.
     struct Level {
         double visits = 1;
@@ -33,10 +33,10 @@ void CheckXPath(std::wstring_view xpath, size_t elements) {
         if (c == L'"' || c == L'\'') {
             i = xpath.find(c, i + 1);
             if (i == xpath.npos)
-                throw Failure{E_INVALIDARG};
+                throw vorna::result_error(E_INVALIDARG);
         } else if (c == L'[' || c == L'(') {
             if (open.size() > MAXIMUM_NESTING)
-                throw Failure{E_INVALIDARG};
+                throw vorna::result_error(E_INVALIDARG);
             // A parenthesis is no level of its own: what it holds is evaluated as often as what stands around it.
             open.push_back(c == L'[' ? Level{open.back().visits, false} : open.back());
         } else if ((c == L']' || c == L')') && open.size() > 1) {
@@ -50,7 +50,7 @@ void CheckXPath(std::wstring_view xpath, size_t elements) {
         }
         most = std::max(most, open.back().visits);
         if (most > MAXIMUM_VISITS)
-            throw Failure{vorna::result_from_win32(ERROR_NOT_ENOUGH_QUOTA)};
+            throw vorna::result_error(vorna::result_from_win32(ERROR_NOT_ENOUGH_QUOTA));
     }
 }
 

@@ -1,10 +1,10 @@
 #include "platform/xml/XmlDocument.h"
 
 #include "common/com/bstr.h"
+#include "common/com/result_error.h"
 #include "common/com/scope_exit.h"
 #include "common/xml/XmlCharacters.h"
 #include "common/xml/XmlEscape.h"
-#include "platform/xml/Failure.h"
 #include "platform/xml/Msxml.h"
 #include "platform/xml/XPathCheck.h"
 
@@ -14,13 +14,9 @@ namespace keldan {
 
 using vorna::bstr;
 using vorna::com_ptr;
+using vorna::throw_if_failed;
 
 namespace {
-
-void Check(HRESULT result) {
-    if (FAILED(result))
-        throw Failure{result};
-}
 
 VARIANT Reference(IUnknown* object) {
     VARIANT value{};
@@ -48,7 +44,7 @@ void CheckDeclaration(std::wstring_view head) {
         const size_t quote = declaration.find_first_of(L"\"'", name);
         const size_t end = quote == declaration.npos ? quote : declaration.find(declaration[quote], quote + 1);
         if (end == declaration.npos)
-            throw Failure{vorna::RESULT_XML_MALFORMED};
+            throw vorna::result_error(vorna::RESULT_XML_MALFORMED);
         declaration.erase(name, end + 1 - name);
     }
     (void)ParseXml(declaration + L"<r/>");
@@ -56,7 +52,7 @@ void CheckDeclaration(std::wstring_view head) {
 
 std::wstring Xml(IXMLDOMNode* node) {
     bstr xml;
-    Check(node->get_xml(xml.put()));
+    throw_if_failed(node->get_xml(xml.put()));
     // MSXML writes every line end as two characters; a carriage return of the document's own is a reference.
     std::wstring text;
     text.reserve(xml.view().size());
@@ -113,15 +109,15 @@ std::vector<XmlNode> XmlDocument::SelectWith(std::wstring_view xpath, const std:
     com_ptr<IXMLDOMNodeList> list;
     const HRESULT result = document->selectNodes(bstr(xpath).get(), list.put());
     if (result == E_OUTOFMEMORY)
-        throw Failure{result};
+        throw vorna::result_error(result);
     long count = 0;
     if (result != S_OK || !list || FAILED(list->get_length(&count)))
-        throw Failure{E_INVALIDARG};
+        throw vorna::result_error(E_INVALIDARG);
     std::vector<XmlNode> nodes;
     nodes.reserve(static_cast<size_t>(count));
     for (long i = 0; i < count; ++i) {
         com_ptr<IXMLDOMNode> node;
-        Check(list->get_item(i, node.put()));
+        throw_if_failed(list->get_item(i, node.put()));
         nodes.emplace_back(std::move(node));
     }
     return nodes;
@@ -131,15 +127,15 @@ std::vector<XmlNode> XmlDocument::SelectWith(std::wstring_view xpath, const std:
 // lies below is mixed content to them and is written as it is.
 std::wstring XmlDocument::UnindentedXml(IXMLDOMNode* node) {
     com_ptr<IXMLDOMNode> first;
-    Check(node->get_firstChild(first.put()));
+    throw_if_failed(node->get_firstChild(first.put()));
     if (!first || XmlNode(first).Type() == NODE_TEXT)
         return Xml(node);
     if (!emptyText_) {
         com_ptr<IXMLDOMText> created;
-        Check(Parsed()->createTextNode(bstr(std::wstring_view()).get(), created.put()));
+        throw_if_failed(Parsed()->createTextNode(bstr(std::wstring_view()).get(), created.put()));
         emptyText_ = created.try_as<IXMLDOMNode>();
     }
-    Check(node->insertBefore(emptyText_.get(), Reference(first.get()), nullptr));
+    throw_if_failed(node->insertBefore(emptyText_.get(), Reference(first.get()), nullptr));
     const vorna::scope_exit removed([&] { node->removeChild(emptyText_.get(), nullptr); });
     return Xml(node);
 }
@@ -153,18 +149,18 @@ std::wstring XmlDocument::Markup(const XmlNode& node) {
         return UnindentedXml(node.get());
     // A copy carries the declarations that it needs; not every edition writes them for the node itself.
     com_ptr<IXMLDOMNode> copy;
-    Check(node.get()->cloneNode(VARIANT_TRUE, copy.put()));
+    throw_if_failed(node.get()->cloneNode(VARIANT_TRUE, copy.put()));
     return UnindentedXml(copy.get());
 }
 
 std::wstring XmlDocument::SerializedDocument() {
     std::wstring text;
     com_ptr<IXMLDOMNode> child;
-    Check(Parsed()->get_firstChild(child.put()));
+    throw_if_failed(Parsed()->get_firstChild(child.put()));
     while (child) {
         text += XmlNode(child).Type() == NODE_ELEMENT ? UnindentedXml(child.get()) : Xml(child.get());
         com_ptr<IXMLDOMNode> next;
-        Check(child->get_nextSibling(next.put()));
+        throw_if_failed(child->get_nextSibling(next.put()));
         child = std::move(next);
     }
     return text;
@@ -177,8 +173,8 @@ bool XmlDocument::IsContent(std::wstring_view markup) const {
         (void)ScanXml(wrapped);
         (void)ParseXml(wrapped);
         return true;
-    } catch (const Failure& failed) {
-        if (failed.result != vorna::RESULT_XML_MALFORMED)
+    } catch (const vorna::result_error& error) {
+        if (error.result() != vorna::RESULT_XML_MALFORMED)
             throw;
         return false;
     }
@@ -190,7 +186,7 @@ std::wstring XmlDocument::AsContent(std::wstring_view markup) const {
         return std::wstring(markup);
     const std::wstring escaped = vorna::EscapeXml(markup);
     if (markup.find(L'<') != markup.npos || !IsContent(escaped))
-        throw Failure{vorna::RESULT_XML_MALFORMED};
+        throw vorna::result_error(vorna::RESULT_XML_MALFORMED);
     return escaped;
 }
 
@@ -204,19 +200,19 @@ std::wstring XmlDocument::AsAttributeValue(std::wstring_view value) const {
 
 void XmlDocument::ChangeAttribute(const XmlNode& attribute, std::wstring_view value) {
     if (!value.empty()) {
-        Check(attribute.get()->put_text(bstr(AsAttributeValue(value)).get()));
+        throw_if_failed(attribute.get()->put_text(bstr(AsAttributeValue(value)).get()));
     } else {
         com_ptr<IXMLDOMNodeList> list;
-        Check(attribute.get()->selectNodes(bstr(L"..").get(), list.put()));
+        throw_if_failed(attribute.get()->selectNodes(bstr(L"..").get(), list.put()));
         com_ptr<IXMLDOMNode> owner;
-        Check(list->get_item(0, owner.put()));
+        throw_if_failed(list->get_item(0, owner.put()));
         com_ptr<IXMLDOMNamedNodeMap> attributes;
         if (!owner || FAILED(owner->get_attributes(attributes.put())) || !attributes)
-            throw Failure{E_INVALIDARG};
+            throw vorna::result_error(E_INVALIDARG);
         // Taken out, not freed: the node at hand still refers to it.
         com_ptr<IXMLDOMNode> removed;
-        Check(attributes->removeQualifiedItem(bstr(attribute.LocalName()).get(), bstr(attribute.NamespaceUri()).get(),
-                                              removed.put()));
+        throw_if_failed(attributes->removeQualifiedItem(bstr(attribute.LocalName()).get(),
+                                                        bstr(attribute.NamespaceUri()).get(), removed.put()));
     }
     std::wstring changed = SerializedDocument();
     outline_ = ScanXml(changed);
@@ -229,29 +225,29 @@ std::wstring XmlDocument::MarkPlace(const XmlNode& node, ChangeMode mode, size_t
     for (int i = 0; text_.find(mark) != text_.npos; ++i)
         mark = L"here" + std::to_wstring(i);
     com_ptr<IXMLDOMComment> comment;
-    Check(Parsed()->createComment(bstr(mark).get(), comment.put()));
+    throw_if_failed(Parsed()->createComment(bstr(mark).get(), comment.put()));
     if (mode == ChangeMode::Append) {
-        Check(node.get()->appendChild(comment.get(), nullptr));
+        throw_if_failed(node.get()->appendChild(comment.get(), nullptr));
     } else if (mode == ChangeMode::Insert) {
         com_ptr<IXMLDOMNode> first;
-        Check(node.get()->get_firstChild(first.put()));
+        throw_if_failed(node.get()->get_firstChild(first.put()));
         if (first)
-            Check(node.get()->insertBefore(comment.get(), Reference(first.get()), nullptr));
+            throw_if_failed(node.get()->insertBefore(comment.get(), Reference(first.get()), nullptr));
         else
-            Check(node.get()->appendChild(comment.get(), nullptr));
+            throw_if_failed(node.get()->appendChild(comment.get(), nullptr));
     } else {
         com_ptr<IXMLDOMNode> parent;
-        Check(node.get()->get_parentNode(parent.put()));
+        throw_if_failed(node.get()->get_parentNode(parent.put()));
         if (!parent)
-            throw Failure{E_INVALIDARG};
-        Check(parent->replaceChild(comment.get(), node.get(), nullptr));
+            throw vorna::result_error(E_INVALIDARG);
+        throw_if_failed(parent->replaceChild(comment.get(), node.get(), nullptr));
     }
     std::wstring marked = SerializedDocument();
     mark = L"<!--" + mark + L"-->";
     place = marked.find(mark);
     length = mark.size();
     if (place == marked.npos)
-        throw Failure{E_UNEXPECTED};
+        throw vorna::result_error(E_UNEXPECTED);
     return marked;
 }
 
@@ -264,7 +260,7 @@ void XmlDocument::Change(const XmlNode& node, std::wstring_view markup, ChangeMo
         return;
     }
     if (mode != ChangeMode::Replace && node.Type() != NODE_ELEMENT && node.Type() != NODE_DOCUMENT)
-        throw Failure{E_INVALIDARG};
+        throw vorna::result_error(E_INVALIDARG);
     const std::wstring content = AsContent(markup);
     if (node.Type() == NODE_DOCUMENT && mode == ChangeMode::Replace) {
         *this = XmlDocument(content);

@@ -1,7 +1,7 @@
 #include "platform/xml/XmlNode.h"
 
 #include "common/com/bstr.h"
-#include "platform/xml/Failure.h"
+#include "common/com/result_error.h"
 
 #include <utility>
 
@@ -12,8 +12,7 @@ namespace {
 // S_FALSE is MSXML's way of saying that there is no such text.
 std::wstring Read(IXMLDOMNode* node, HRESULT (STDMETHODCALLTYPE IXMLDOMNode::*get)(BSTR*)) {
     vorna::bstr text;
-    if (const HRESULT result = (node->*get)(text.put()); FAILED(result))
-        throw Failure{result};
+    vorna::throw_if_failed((node->*get)(text.put()));
     return text.str();
 }
 
@@ -21,7 +20,7 @@ std::wstring Read(IXMLDOMNode* node, HRESULT (STDMETHODCALLTYPE IXMLDOMNode::*ge
 
 XmlNode::XmlNode(vorna::com_ptr<IXMLDOMNode> node) : node_(std::move(node)) {
     if (!node_ || FAILED(node_->get_nodeType(&type_)))
-        throw Failure{E_FAIL};
+        throw vorna::result_error(E_FAIL);
 }
 
 bool XmlNode::IsRoot() const {

@@ -1,7 +1,7 @@
 #include "platform/xml/XmlScan.h"
 
+#include "common/com/result_error.h"
 #include "common/xml/XmlCharacters.h"
-#include "platform/xml/Failure.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -15,7 +15,7 @@ constexpr std::wstring_view BLANKS = L" \t\r\n";
 constexpr std::wstring_view XMLNS = L"xmlns";
 
 [[noreturn]] void Malformed() {
-    throw Failure{vorna::RESULT_XML_MALFORMED};
+    throw vorna::result_error(vorna::RESULT_XML_MALFORMED);
 }
 
 class Scanner {

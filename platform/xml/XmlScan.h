@@ -22,8 +22,8 @@ struct XmlOutline {
     std::wstring namespaceList;
 };
 
-// Throws result_error with 0x8000012D where the text has a document type definition, nests too deep, uses a prefix that is
-// not declared, or breaks the rules of names with colons. Whether it is well-formed otherwise is for MSXML to say.
+// Throws result_error with 0x8000012D where the text has a document type definition, nests too deep, uses a prefix that
+// is not declared, or breaks the rules of names with colons. Whether it is well-formed otherwise is for MSXML to say.
 XmlOutline ScanXml(std::wstring_view text);
 
 } // namespace keldan

@@ -1,7 +1,7 @@
 // When events in data models fire, and which expressions are taken.
+#include "common/com/result_error.h"
 #include "platform/eventaccess/Evaluation.h"
 #include "platform/eventaccess/Expression.h"
-#include "platform/xml/Failure.h"
 #include "support/Support.h"
 
 #include <optional>
@@ -143,7 +143,7 @@ TEST(ModelEvent, QuestionThatTakesTooLongLeavesTheStateAlone) {
         model += L"<P/>";
     ModelReading reading(model + L"</G>");
     EventState state;
-    EXPECT_THROW((void)Advance({L"//P", L"//P[//P[//P]]", L""}, reading, state), Failure);
+    EXPECT_THROW((void)Advance({L"//P", L"//P[//P[//P]]", L""}, reading, state), vorna::result_error);
     EXPECT_EQ(EventState(), state);
 }
 
