@@ -1,9 +1,14 @@
-// Owners of handles of the operating system's hash functions.
+// The operating system's hash functions.
 #pragma once
 
 #include "common/com/unique_any.h"
 
 #include <bcrypt.h>
+
+#include <array>
+#include <cstddef>
+#include <initializer_list>
+#include <span>
 
 namespace vorna {
 
@@ -20,5 +25,27 @@ struct hash_traits {
     static void close(type value) { BCryptDestroyHash(value); }
 };
 using unique_hash = unique_any<hash_traits>;
+
+using sha256_digest = std::array<BYTE, 32>;
+
+// SHA-256 of the parts in a row; with a key their HMAC-SHA256. E_OUTOFMEMORY if the system fails. Link bcrypt.
+[[nodiscard]] inline HRESULT sha256(std::initializer_list<std::span<const std::byte>> parts,
+                                    std::span<const std::byte> key, sha256_digest& digest) {
+    const auto bytes = [](std::span<const std::byte> part) {
+        return const_cast<PUCHAR>(reinterpret_cast<const UCHAR*>(part.data()));
+    };
+    unique_algorithm algorithm;
+    unique_hash hash;
+    NTSTATUS status = BCryptOpenAlgorithmProvider(algorithm.put(), BCRYPT_SHA256_ALGORITHM, nullptr,
+                                                  key.empty() ? 0 : BCRYPT_ALG_HANDLE_HMAC_FLAG);
+    if (status >= 0)
+        status = BCryptCreateHash(algorithm.get(), hash.put(), nullptr, 0, bytes(key), key.size(), 0);
+    for (const auto part : parts)
+        if (status >= 0)
+            status = BCryptHashData(hash.get(), bytes(part), part.size(), 0);
+    if (status >= 0)
+        status = BCryptFinishHash(hash.get(), digest.data(), digest.size(), 0);
+    return status >= 0 ? S_OK : E_OUTOFMEMORY;
+}
 
 } // namespace vorna

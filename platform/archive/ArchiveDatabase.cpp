@@ -12,9 +12,7 @@ namespace keldan {
 
 namespace {
 
-constexpr LONGLONG PAGE_SIZE = 4096;
-
-// A database's name serves SQLite to tell the open ones apart; where the pages go is the file layer's business.
+// SQLite distinguishes open databases by their names; the file layer decides where the pages are stored.
 std::array<char, 32> NextName() {
     static std::atomic<unsigned> opened{0};
     std::array<char, 32> name;
@@ -50,7 +48,7 @@ HRESULT ArchiveDatabase::Open() {
         HRESULT result = CheckSize();
         return SUCCEEDED(result) && file_.JournalExists() ? DropJournal() : result;
     }
-    // Nobody knows of the file yet, and it is put on disk as a whole before anybody does.
+    // No other process uses the file yet, and it is flushed as a whole before any does.
     return Execute("PRAGMA page_size=4096; PRAGMA auto_vacuum=FULL; PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF;"
                    "CREATE TABLE streams(id INTEGER PRIMARY KEY, name BLOB NOT NULL UNIQUE, data BLOB NOT NULL)");
 }
@@ -97,29 +95,33 @@ HRESULT ArchiveDatabase::Execute(const char* sql) {
     return Result(sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr));
 }
 
-// The database proves how many pages it has, so a file that lacks some was cut. One may have more: a change that makes
-// the database smaller counts from the moment its journal is gone, and the file is cut after that. What lies behind the
-// last page is never read, and goes before the next change.
+// The number of pages is authenticated, so a file that has fewer was cut. It may have more: a change that makes the
+// database smaller is committed when its journal is deleted, and the file is cut after that. What follows the last page
+// is never read, and is cut off before the next change.
 HRESULT ArchiveDatabase::CheckSize() {
     UniqueStatement statement;
     if (HRESULT result = Prepare("PRAGMA page_count", statement); FAILED(result))
         return result;
     int code = sqlite3_step(statement.get());
-    const LONGLONG size = code == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0) * PAGE_SIZE : 0;
-    if (code == SQLITE_ROW && size > file_.ContentSize())
+    if (code != SQLITE_ROW)
+        return Result(code);
+    const LONGLONG expected = sqlite3_column_int64(statement.get(), 0) * ArchiveFile::PAGE_SIZE;
+    LONGLONG size = 0;
+    code = file_.Size(size);
+    if (code == SQLITE_OK && size < expected)
         file_.ReportDamage();
-    else if (code == SQLITE_ROW && size < file_.ContentSize() && file_.Writable())
-        code = file_.Truncate(size);
+    else if (code == SQLITE_OK && size > expected && file_.Writable())
+        code = file_.Truncate(expected);
     return Result(code);
 }
 
-// The database was read, so whatever its last writer left half is undone. A journal that is still there has nothing to
-// undo: that writer was ended before its first change. From here on the file is one that was left in order.
+// The database has been read, so an unfinished change has been rolled back. A journal that still exists holds no
+// change: its writer was ended before the first one. Without it, the file is checked strictly again.
 HRESULT ArchiveDatabase::DropJournal() {
     int code = file_.DeleteJournal();
     std::array<BYTE, 100> start;
     if (code == SQLITE_OK)
-        code = file_.ReadAt(start.data(), static_cast<int>(start.size()), 0);
+        code = file_.Read(start.data(), static_cast<int>(start.size()), 0);
     return Result(code);
 }
 
@@ -128,7 +130,7 @@ HRESULT ArchiveDatabase::Prepare(const char* sql, UniqueStatement& statement) {
 }
 
 HRESULT ArchiveDatabase::Bind(const UniqueStatement& statement, int position, Bytes bytes) {
-    // Without bytes there may be no address either, and that would be NULL instead of an empty value.
+    // The address of no bytes may be null, which SQLite would store as NULL instead of an empty value.
     if (bytes.empty())
         return Result(sqlite3_bind_zeroblob(statement.get(), position, 0));
     return Result(sqlite3_bind_blob64(statement.get(), position, bytes.data(), bytes.size(), SQLITE_STATIC));

@@ -11,7 +11,7 @@
 
 namespace keldan {
 
-// A stream's name or content: bytes as they are, so any text survives, with zeros and halves of surrogate pairs.
+// A stream's name or content: bytes, so that any text is preserved, with zeros and halves of surrogate pairs.
 using Bytes = std::basic_string_view<BYTE>;
 
 struct StatementTraits {
@@ -28,21 +28,21 @@ struct DatabaseTraits {
 };
 using UniqueDatabase = vorna::unique_any<DatabaseTraits>;
 
-// Every operation is one transaction: after S_OK it is on disk, after a failure nothing has changed. The result
-// 0x80070570 stands for any change of the file since it was left. One thread, the one that made the object.
+// Every operation is one transaction: after S_OK it is on disk, after a failure nothing has changed. 0x80070570 means
+// that the file was changed by something else since it was last closed. One thread, the one that created the object.
 class ArchiveDatabase {
   public:
-    // The file is open (or created) and outlives the object.
+    // The file has been opened or created, and outlives the object.
     explicit ArchiveDatabase(ArchiveFile& file) : file_(file), current_(file) {}
 
-    // Opens the database; makes the table in a file that was created.
-    HRESULT Open();
-    HRESULT Count(long& count);
-    // Stores a stream, in place of an earlier one of the name.
-    HRESULT Put(Bytes name, Bytes data);
-    // take gets the content, valid during the call. 0x80070002: no such stream.
+    // Opens the database; in a file that was created it creates the table.
+    [[nodiscard]] HRESULT Open();
+    [[nodiscard]] HRESULT Count(long& count);
+    // Stores a stream, replacing one of the same name.
+    [[nodiscard]] HRESULT Put(Bytes name, Bytes data);
+    // Passes the content to take, which returns an HRESULT; it is valid during the call. 0x80070002: no such stream.
     template <typename Take>
-    HRESULT Get(Bytes name, Take take) {
+    [[nodiscard]] HRESULT Get(Bytes name, Take take) {
         UniqueStatement row;
         HRESULT result = Find(name, row);
         if (SUCCEEDED(result))
@@ -51,16 +51,16 @@ class ArchiveDatabase {
         return result;
     }
     // 0x80070002: no such stream.
-    HRESULT Remove(Bytes name);
+    [[nodiscard]] HRESULT Remove(Bytes name);
 
   private:
-    HRESULT Result(int code) const;
-    HRESULT Execute(const char* sql);
-    HRESULT CheckSize();
-    HRESULT DropJournal();
-    HRESULT Prepare(const char* sql, UniqueStatement& statement);
-    HRESULT Bind(const UniqueStatement& statement, int position, Bytes bytes);
-    HRESULT Find(Bytes name, UniqueStatement& row);
+    [[nodiscard]] HRESULT Result(int code) const;
+    [[nodiscard]] HRESULT Execute(const char* sql);
+    [[nodiscard]] HRESULT CheckSize();
+    [[nodiscard]] HRESULT DropJournal();
+    [[nodiscard]] HRESULT Prepare(const char* sql, UniqueStatement& statement);
+    [[nodiscard]] HRESULT Bind(const UniqueStatement& statement, int position, Bytes bytes);
+    [[nodiscard]] HRESULT Find(Bytes name, UniqueStatement& row);
 
     ArchiveFile& file_;
     CurrentArchive current_;

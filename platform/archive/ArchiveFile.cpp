@@ -13,32 +13,21 @@ namespace keldan {
 
 namespace {
 
-constexpr LONGLONG HEADER_SIZE = ArchiveHeader::SIZE;
-constexpr LONGLONG PAGE_SIZE = 4096;
+// The place of the header, counted from the content.
+constexpr LONGLONG HEADER = -static_cast<LONGLONG>(ArchiveHeader::SIZE);
 
-// The cipher leaves the first 24 bytes of the first page open and unproved: a salt, which a raw key does not use, and
-// the database's page format, which is always the same. So they are known, and any other value is damage.
-// Page size 4096, rollback journal twice, 64 bytes of each page for the proof, and three fixed fractions.
+// The cipher neither encrypts nor authenticates the first 24 bytes of the first page: a salt, which a raw key does not
+// use, and the format of the database, which is always the same. Any other value is damage.
+// Page size 4096, rollback journal twice, 64 bytes of each page for its authentication, and three fixed fractions.
 constexpr std::array<BYTE, 24> OPEN_BYTES{0, 0, 0, 0, 0,    0, 0, 0, 0,  0,  0,  0,
                                           0, 0, 0, 0, 0x10, 0, 1, 1, 64, 64, 32, 32};
 constexpr size_t SALT_SIZE = 16;
 
-// Far behind the end of any archive: a locked range must not hinder readers of the data.
+// Far behind the end of any archive, because a locked range cannot be read by others.
 OVERLAPPED LockPlace() {
     OVERLAPPED place{};
     place.OffsetHigh = 0x7FFFFFFF;
     return place;
-}
-
-OVERLAPPED Place(LONGLONG offset) {
-    OVERLAPPED place{};
-    place.Offset = static_cast<DWORD>(offset);
-    place.OffsetHigh = static_cast<DWORD>(offset >> 32);
-    return place;
-}
-
-bool Full(DWORD error) {
-    return error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL;
 }
 
 } // namespace
@@ -63,7 +52,7 @@ HRESULT ArchiveFile::Open(Access access, Deadline& deadline) {
             result = Lock(deadline);
         if (FAILED(result))
             return result;
-        // Nobody makes or removes a journal while this lock is held, so what is found here stays true.
+        // No other process creates or deletes a journal while this lock is held.
         journalExists_ = GetFileAttributesW(JournalPath().c_str()) != INVALID_FILE_ATTRIBUTES;
         if (!journalExists_ || access_ == Access::Write)
             return OpenHeader();
@@ -73,11 +62,10 @@ HRESULT ArchiveFile::Open(Access access, Deadline& deadline) {
 
 HRESULT ArchiveFile::OpenOnce() {
     DWORD rights = access_ == Access::Write ? GENERIC_READ | GENERIC_WRITE : GENERIC_READ;
-    file_.reset(CreateFileW(path_.c_str(), rights, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                            FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file_)
+    if (!Attach(CreateFileW(path_.c_str(), rights, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                            FILE_ATTRIBUTE_NORMAL, nullptr)))
         return vorna::result_from_last_error();
-    // Not every file system holds a privileged account to the attribute.
+    // Some file systems let a privileged account write in spite of the attribute.
     FILE_BASIC_INFO info;
     if (access_ == Access::Write && GetFileInformationByHandleEx(file_.get(), FileBasicInfo, &info, sizeof info) &&
         (info.FileAttributes & FILE_ATTRIBUTE_READONLY))
@@ -101,7 +89,7 @@ HRESULT ArchiveFile::Lock(Deadline& deadline) {
 
 HRESULT ArchiveFile::OpenHeader() {
     ArchiveHeader::Bytes bytes;
-    int code = Read(file_.get(), bytes.data(), static_cast<int>(bytes.size()), 0);
+    const int code = FilePart::Read(bytes.data(), static_cast<int>(bytes.size()), HEADER);
     if (code == SQLITE_IOERR_SHORT_READ)
         return HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT);
     if (code != SQLITE_OK)
@@ -112,21 +100,21 @@ HRESULT ArchiveFile::OpenHeader() {
 HRESULT ArchiveFile::Create() {
     access_ = Access::Write;
     std::wstring path = path_ + L"-new";
-    // Alone from here to the name it gets: what is left of a process that was ended is overwritten.
-    file_.reset(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, CREATE_ALWAYS,
-                            FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file_)
+    // Not shared until it is published. A file that was left by a process that was ended is overwritten.
+    if (!Attach(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, CREATE_ALWAYS,
+                            FILE_ATTRIBUTE_NORMAL, nullptr)))
         return vorna::result_from_last_error();
     created_ = true;
     ArchiveHeader::Bytes bytes;
     if (HRESULT result = ArchiveHeader::Make(ArchiveHeader::NameOf(path_), bytes, keys_); FAILED(result))
         return result;
-    int code = Write(file_.get(), bytes.data(), static_cast<int>(bytes.size()), 0);
-    return code == SQLITE_OK ? S_OK : vorna::result_from_win32(error_);
+    return FilePart::Write(bytes.data(), static_cast<int>(bytes.size()), HEADER) == SQLITE_OK
+               ? S_OK
+               : vorna::result_from_win32(error_);
 }
 
 HRESULT ArchiveFile::Publish() {
-    if (Flush(file_.get()) != SQLITE_OK)
+    if (FilePart::Sync() != SQLITE_OK)
         return vorna::result_from_win32(error_);
     size_t bytes = path_.size() * sizeof(wchar_t);
     std::vector<BYTE> buffer(sizeof(FILE_RENAME_INFO) + bytes);
@@ -140,13 +128,8 @@ HRESULT ArchiveFile::Publish() {
     return S_OK;
 }
 
-LONGLONG ArchiveFile::ContentSize() const {
-    LARGE_INTEGER size;
-    return GetFileSizeEx(file_.get(), &size) ? size.QuadPart - HEADER_SIZE : -1;
-}
-
-int ArchiveFile::ReadAt(void* buffer, int count, LONGLONG offset) {
-    int code = Read(file_.get(), buffer, count, offset + HEADER_SIZE);
+int ArchiveFile::Read(void* buffer, int count, LONGLONG offset) {
+    const int code = FilePart::Read(buffer, count, offset);
     // While a journal exists the file may be in the middle of a change.
     if (created_ || journalExists_)
         return code;
@@ -157,70 +140,38 @@ int ArchiveFile::ReadAt(void* buffer, int count, LONGLONG offset) {
     return damaged_ ? SQLITE_IOERR_CORRUPTFS : code;
 }
 
-int ArchiveFile::WriteAt(const void* buffer, int count, LONGLONG offset) {
+int ArchiveFile::Write(const void* buffer, int count, LONGLONG offset) {
     if (offset != 0 || count != PAGE_SIZE)
-        return Write(file_.get(), buffer, count, offset + HEADER_SIZE);
+        return FilePart::Write(buffer, count, offset);
     std::array<BYTE, PAGE_SIZE> page;
     std::memcpy(page.data(), buffer, page.size());
     std::fill_n(page.begin(), SALT_SIZE, BYTE{0});
-    return Write(file_.get(), page.data(), count, HEADER_SIZE);
-}
-
-int ArchiveFile::Truncate(LONGLONG size) {
-    return SetSize(file_.get(), size + HEADER_SIZE);
+    return FilePart::Write(page.data(), count, 0);
 }
 
 int ArchiveFile::Sync() {
-    return created_ ? SQLITE_OK : Flush(file_.get());
+    return created_ ? SQLITE_OK : FilePart::Sync();
 }
 
-int ArchiveFile::FileSize(LONGLONG& size) {
-    size = ContentSize();
-    if (size < 0)
-        return Fail(SQLITE_IOERR_FSTAT, GetLastError());
-    if (!created_ && !journalExists_ && (size == 0 || size % PAGE_SIZE != 0)) {
-        ReportDamage();
-        return SQLITE_IOERR_CORRUPTFS;
-    }
-    return SQLITE_OK;
+int ArchiveFile::Size(LONGLONG& size) {
+    const int code = FilePart::Size(size);
+    if (code != SQLITE_OK || created_ || journalExists_ || (size > 0 && size % PAGE_SIZE == 0))
+        return code;
+    ReportDamage();
+    return SQLITE_IOERR_CORRUPTFS;
 }
 
 int ArchiveFile::OpenJournal(bool write, bool create) {
-    journal_.reset(CreateFileW(JournalPath().c_str(), write ? GENERIC_READ | GENERIC_WRITE : GENERIC_READ,
-                               FILE_SHARE_READ, nullptr, create ? OPEN_ALWAYS : OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
-                               nullptr));
-    if (!journal_)
+    if (!journal_.Attach(CreateFileW(JournalPath().c_str(), write ? GENERIC_READ | GENERIC_WRITE : GENERIC_READ,
+                                     FILE_SHARE_READ, nullptr, create ? OPEN_ALWAYS : OPEN_EXISTING,
+                                     FILE_ATTRIBUTE_NORMAL, nullptr)))
         return Fail(SQLITE_CANTOPEN, GetLastError());
     journalExists_ = true;
     return SQLITE_OK;
 }
 
-int ArchiveFile::ReadJournal(void* buffer, int count, LONGLONG offset) {
-    return Read(journal_.get(), buffer, count, offset);
-}
-
-int ArchiveFile::WriteJournal(const void* buffer, int count, LONGLONG offset) {
-    return Write(journal_.get(), buffer, count, offset);
-}
-
-int ArchiveFile::TruncateJournal(LONGLONG size) {
-    return SetSize(journal_.get(), size);
-}
-
-int ArchiveFile::SyncJournal() {
-    return Flush(journal_.get());
-}
-
-int ArchiveFile::JournalSize(LONGLONG& size) {
-    LARGE_INTEGER found;
-    if (!GetFileSizeEx(journal_.get(), &found))
-        return Fail(SQLITE_IOERR_FSTAT, GetLastError());
-    size = found.QuadPart;
-    return SQLITE_OK;
-}
-
 int ArchiveFile::DeleteJournal() {
-    // A virus scanner or an indexer may hold a file for a moment after it was made.
+    // A virus scanner or an indexer may hold a new file open for a moment.
     Deadline deadline(1000);
     for (;;) {
         if (DeleteFileW(JournalPath().c_str()))
@@ -234,50 +185,6 @@ int ArchiveFile::DeleteJournal() {
     }
     journalExists_ = false;
     return SQLITE_OK;
-}
-
-int ArchiveFile::Fail(int code, DWORD error) {
-    if (error_ == ERROR_SUCCESS)
-        error_ = error;
-    return code;
-}
-
-int ArchiveFile::Read(HANDLE file, void* buffer, int count, LONGLONG offset) {
-    OVERLAPPED place = Place(offset);
-    DWORD done = 0;
-    if (!ReadFile(file, buffer, static_cast<DWORD>(count), &done, &place)) {
-        DWORD error = GetLastError();
-        if (error != ERROR_HANDLE_EOF)
-            return Fail(SQLITE_IOERR_READ, error);
-        done = 0;
-    }
-    if (done == static_cast<DWORD>(count))
-        return SQLITE_OK;
-    std::memset(static_cast<BYTE*>(buffer) + done, 0, static_cast<DWORD>(count) - done);
-    return SQLITE_IOERR_SHORT_READ;
-}
-
-int ArchiveFile::Write(HANDLE file, const void* buffer, int count, LONGLONG offset) {
-    OVERLAPPED place = Place(offset);
-    DWORD done = 0;
-    if (!WriteFile(file, buffer, static_cast<DWORD>(count), &done, &place)) {
-        DWORD error = GetLastError();
-        return Fail(Full(error) ? SQLITE_FULL : SQLITE_IOERR_WRITE, error);
-    }
-    return done == static_cast<DWORD>(count) ? SQLITE_OK : Fail(SQLITE_FULL, ERROR_DISK_FULL);
-}
-
-int ArchiveFile::SetSize(HANDLE file, LONGLONG size) {
-    FILE_END_OF_FILE_INFO end;
-    end.EndOfFile.QuadPart = size;
-    if (SetFileInformationByHandle(file, FileEndOfFileInfo, &end, sizeof end))
-        return SQLITE_OK;
-    DWORD error = GetLastError();
-    return Fail(Full(error) ? SQLITE_FULL : SQLITE_IOERR_TRUNCATE, error);
-}
-
-int ArchiveFile::Flush(HANDLE file) {
-    return FlushFileBuffers(file) ? SQLITE_OK : Fail(SQLITE_IOERR_FSYNC, GetLastError());
 }
 
 } // namespace keldan

@@ -1,9 +1,9 @@
 // The files of one operation on an archive, below the database: the archive itself and its rollback journal.
 #pragma once
 
-#include "common/com/unique_any.h"
 #include "platform/archive/ArchiveHeader.h"
 #include "platform/archive/Deadline.h"
+#include "platform/archive/FilePart.h"
 
 #include <windows.h>
 
@@ -11,75 +11,60 @@
 
 namespace keldan {
 
-// Open from the first access to the last of one operation, and locked for all of it: shared by readers, alone by a
-// writer. The lock ends with the process. A file made new is one of another name ("<path>-new") until it is published
-// whole, so an archive is there complete or not at all. One thread.
+// As a part of a file: what follows the header, which is the database's file. It stays open until the object goes.
 //
-// ReadAt and the others serve the database and answer its codes; what went wrong underneath is kept in error() and
-// damaged(), since the layers between do not pass everything on.
-class ArchiveFile {
+// Open from the first access of one operation to the last, and locked all the time: shared by readers, exclusively by a
+// writer. The lock ends with the process. A new archive has another name ("<path>-new") until it is complete and is
+// published, so an archive is there complete or not at all. One thread.
+class ArchiveFile : public FilePart {
   public:
+    static constexpr LONGLONG PAGE_SIZE = 4096;
     enum class Access { Read, Write };
 
-    explicit ArchiveFile(std::wstring path) : path_(std::move(path)) {}
-    // A new file that was not published is deleted.
-    ~ArchiveFile();
-    ArchiveFile(const ArchiveFile&) = delete;
-    ArchiveFile& operator=(const ArchiveFile&) = delete;
+    explicit ArchiveFile(std::wstring path)
+        : FilePart(ArchiveHeader::SIZE, error_), path_(std::move(path)), journal_(0, error_) {}
+    // Deletes a new file that was not published.
+    ~ArchiveFile() override;
 
-    // Opens and locks an archive and proves its header. A reader that finds the journal of a writer that was ended in
-    // the middle becomes a writer, so that the database can undo the rest. 0x80070002 no such file, 0x80070003 no such
-    // folder, 0x80070005, 0x80070021 it was held for longer than the deadline, 0x80070570 damaged.
-    HRESULT Open(Access access, Deadline& deadline);
-    // Starts a new archive with keys of its own. 0x80070020 (ERROR_SHARING_VIOLATION): another process is making it.
-    HRESULT Create();
-    // Gives the new archive its name, when its content is on disk. 0x800700B7 (ERROR_ALREADY_EXISTS): another process
+    // Opens and locks an archive and checks its header. If there is the journal of a writer that was ended in the
+    // middle of a change, a reader becomes a writer, so that the database can roll the change back. 0x80070002 no such
+    // file, 0x80070003 no such folder, 0x80070005, 0x80070021 another held it for longer than the deadline, 0x80070570
+    // damaged.
+    [[nodiscard]] HRESULT Open(Access access, Deadline& deadline);
+    // Begins a new archive with keys of its own. 0x80070020 (ERROR_SHARING_VIOLATION): another process is creating it.
+    [[nodiscard]] HRESULT Create();
+    // Gives the new archive its name, after its content is on disk. 0x800700B7 (ERROR_ALREADY_EXISTS): another process
     // was first.
-    HRESULT Publish();
+    [[nodiscard]] HRESULT Publish();
 
     const ArchiveKeys& Keys() const { return keys_; }
     bool Created() const { return created_; }
     bool Writable() const { return access_ == Access::Write; }
-    // The first system error below the database; ERROR_SUCCESS where there was none.
+    // The first system error of both files; ERROR_SUCCESS if there was none.
     DWORD Error() const { return error_; }
-    // The file does not have the form that it was left in.
+    // The file is not in the state in which it was last closed.
     bool Damaged() const { return damaged_; }
     void ReportDamage() { damaged_ = true; }
-    // The bytes behind the header; negative where that cannot be had.
-    LONGLONG ContentSize() const;
 
-    // The database's file. Offsets count from the end of the header.
-    int ReadAt(void* buffer, int count, LONGLONG offset);
-    int WriteAt(const void* buffer, int count, LONGLONG offset);
-    int Truncate(LONGLONG size);
-    int Sync();
-    int FileSize(LONGLONG& size);
+    [[nodiscard]] int Read(void* buffer, int count, LONGLONG offset) override;
+    [[nodiscard]] int Write(const void* buffer, int count, LONGLONG offset) override;
+    [[nodiscard]] int Sync() override;
+    [[nodiscard]] int Size(LONGLONG& size) override;
+    void Close() override {}
 
-    // The journal.
     bool JournalExists() const { return journalExists_; }
-    int OpenJournal(bool write, bool create);
-    void CloseJournal() { journal_.reset(); }
-    int ReadJournal(void* buffer, int count, LONGLONG offset);
-    int WriteJournal(const void* buffer, int count, LONGLONG offset);
-    int TruncateJournal(LONGLONG size);
-    int SyncJournal();
-    int JournalSize(LONGLONG& size);
-    int DeleteJournal();
+    [[nodiscard]] int OpenJournal(bool write, bool create);
+    FilePart& Journal() { return journal_; }
+    [[nodiscard]] int DeleteJournal();
 
   private:
     std::wstring JournalPath() const { return path_ + L"-journal"; }
-    HRESULT OpenOnce();
-    HRESULT Lock(Deadline& deadline);
-    HRESULT OpenHeader();
-    int Fail(int code, DWORD error);
-    int Read(HANDLE file, void* buffer, int count, LONGLONG offset);
-    int Write(HANDLE file, const void* buffer, int count, LONGLONG offset);
-    int SetSize(HANDLE file, LONGLONG size);
-    int Flush(HANDLE file);
+    [[nodiscard]] HRESULT OpenOnce();
+    [[nodiscard]] HRESULT Lock(Deadline& deadline);
+    [[nodiscard]] HRESULT OpenHeader();
 
-    std::wstring path_;
-    vorna::unique_file file_;
-    vorna::unique_file journal_;
+    const std::wstring path_;
+    FilePart journal_;
     Access access_ = Access::Read;
     ArchiveKeys keys_;
     DWORD error_ = ERROR_SUCCESS;

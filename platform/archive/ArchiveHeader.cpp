@@ -20,41 +20,26 @@ constexpr DWORD VERSION = 1;
 constexpr size_t VERSION_OFFSET = MAGIC_SIZE;
 constexpr size_t LENGTH_OFFSET = VERSION_OFFSET + sizeof(DWORD);
 constexpr size_t PROTECTED_OFFSET = LENGTH_OFFSET + sizeof(DWORD);
-constexpr size_t TAG_SIZE = 32;
-constexpr size_t TAG_OFFSET = ArchiveHeader::SIZE - TAG_SIZE;
+using Tag = vorna::sha256_digest;
+constexpr size_t TAG_OFFSET = ArchiveHeader::SIZE - sizeof(Tag);
 constexpr size_t KEYS_SIZE = 64;
 
-using Tag = std::array<BYTE, TAG_SIZE>;
-
-// What the name is bound in as, to the protected keys and to the tag.
+// The file's name in the form in which the protected keys and the tag authenticate it.
 std::wstring BoundName(std::wstring_view name) {
     return std::wstring(L"Keldan archive key\n").append(name);
 }
 
 HRESULT ComputeTag(const ArchiveHeader::Bytes& bytes, std::wstring_view name, const ArchiveKeys& keys, Tag& tag) {
-    vorna::unique_algorithm algorithm;
-    vorna::unique_hash hash;
-    std::wstring bound = BoundName(name);
-    NTSTATUS status =
-        BCryptOpenAlgorithmProvider(algorithm.put(), BCRYPT_SHA256_ALGORITHM, nullptr, BCRYPT_ALG_HANDLE_HMAC_FLAG);
-    if (status >= 0)
-        status = BCryptCreateHash(algorithm.get(), hash.put(), nullptr, 0, const_cast<PUCHAR>(keys.header.data()),
-                                  keys.header.size(), 0);
-    if (status >= 0)
-        status = BCryptHashData(hash.get(), const_cast<PUCHAR>(bytes.data()), TAG_OFFSET, 0);
-    if (status >= 0)
-        status = BCryptHashData(hash.get(), reinterpret_cast<PUCHAR>(bound.data()),
-                                static_cast<ULONG>(bound.size() * sizeof(wchar_t)), 0);
-    if (status >= 0)
-        status = BCryptFinishHash(hash.get(), tag.data(), tag.size(), 0);
-    return status < 0 ? E_FAIL : S_OK;
+    const std::wstring bound = BoundName(name);
+    const auto header = std::as_bytes(std::span(bytes).first<TAG_OFFSET>());
+    return vorna::sha256({header, std::as_bytes(std::span(bound))}, std::as_bytes(std::span(keys.header)), tag);
 }
 
 DATA_BLOB Blob(const void* data, size_t size) {
     return {static_cast<DWORD>(size), static_cast<BYTE*>(const_cast<void*>(data))};
 }
 
-// Keys of headers that were proved before in this process, the latest last.
+// Keys of headers that this process has verified, the latest last.
 class RememberedKeys {
   public:
     bool Find(std::wstring_view name, const ArchiveHeader::Bytes& bytes, ArchiveKeys& keys) {

@@ -9,7 +9,7 @@
 
 namespace keldan {
 
-// An archive's own random keys. Wiped when they go.
+// An archive's own random keys; the memory is cleared afterwards.
 struct ArchiveKeys {
     std::array<BYTE, 32> pages{};
     std::array<BYTE, 32> header{};
@@ -22,23 +22,23 @@ struct ArchiveKeys {
 
 // Layout: magic (16 bytes), version (4), size of the protected keys (4), the protected keys, zeros, and in the last 32
 // bytes an HMAC-SHA256 over everything before it and the archive's name. The keys are protected for this machine, not
-// for one account: the component is hosted by several accounts that share the archives. The name (the last component
-// of the path, case folded) is bound in, so that an archive put in another's place is noticed, while a folder of
-// archives can be moved on its machine.
+// for one account: processes of several accounts share the archives. The name (the last component of the path, case
+// folded) is authenticated too, so that an archive copied over another one is detected, while a folder of archives can
+// be moved on its machine.
 class ArchiveHeader {
   public:
     static constexpr size_t SIZE = 4096;
     using Bytes = std::array<BYTE, SIZE>;
 
-    // What the header of an archive at this path is bound to.
-    static std::wstring NameOf(std::wstring_view path);
+    // The name that the header of an archive at this path authenticates.
+    [[nodiscard]] static std::wstring NameOf(std::wstring_view path);
 
-    // Draws new keys and builds a header that holds them.
-    static HRESULT Make(std::wstring_view name, Bytes& bytes, ArchiveKeys& keys);
+    // Generates new keys and builds a header that holds them.
+    [[nodiscard]] static HRESULT Make(std::wstring_view name, Bytes& bytes, ArchiveKeys& keys);
 
-    // Takes the keys out. 0x80070570: a byte was changed, or the header is of an archive with another name or machine.
-    // Headers that were opened lately are remembered, since the operating system takes long to unprotect keys.
-    static HRESULT Open(std::wstring_view name, const Bytes& bytes, ArchiveKeys& keys);
+    // Reads the keys. 0x80070570: a byte was changed, or the header belongs to an archive of another name or machine.
+    // The latest headers are cached, since the operating system takes long to unprotect keys.
+    [[nodiscard]] static HRESULT Open(std::wstring_view name, const Bytes& bytes, ArchiveKeys& keys);
 };
 
 } // namespace keldan

@@ -29,7 +29,7 @@ HRESULT ArchiveResult(int code, const ArchiveFile& file) {
         return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
-        // The cipher calls a page that could not be read at all a page that was changed.
+        // The cipher reports a page that could not be read as one that was changed.
         return file.Error() == ERROR_SUCCESS ? HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT)
                                              : vorna::result_from_win32(file.Error());
     default:

@@ -1,4 +1,4 @@
-// The one place that turns what SQLite answered into the result that a caller of the archive manager gets.
+// The one place that converts SQLite's codes into the results of the archive manager.
 #pragma once
 
 #include <windows.h>
@@ -7,7 +7,7 @@ namespace keldan {
 
 class ArchiveFile;
 
-// code: a plain or extended SQLite result. The file may know better what happened below the database.
-HRESULT ArchiveResult(int code, const ArchiveFile& file);
+// code: a primary or extended SQLite code. The file may know more exactly what happened below the database.
+[[nodiscard]] HRESULT ArchiveResult(int code, const ArchiveFile& file);
 
 } // namespace keldan

@@ -22,14 +22,34 @@ thread_local ArchiveFile* current = nullptr;
 // What SQLite allocates for an open file. The archive outlives it.
 struct OpenFile {
     sqlite3_file base;
-    ArchiveFile* archive;
+    FilePart* part;
 };
 
-ArchiveFile& Archive(sqlite3_file* file) {
-    return *reinterpret_cast<OpenFile*>(file)->archive;
+FilePart& PartOf(sqlite3_file* file) {
+    return *reinterpret_cast<OpenFile*>(file)->part;
 }
 
-// The whole operation runs under one lock of the file, so the database's own locks have nothing to do.
+int Close(sqlite3_file* file) {
+    PartOf(file).Close();
+    return SQLITE_OK;
+}
+int Read(sqlite3_file* file, void* buffer, int count, sqlite3_int64 offset) {
+    return PartOf(file).Read(buffer, count, offset);
+}
+int Write(sqlite3_file* file, const void* buffer, int count, sqlite3_int64 offset) {
+    return PartOf(file).Write(buffer, count, offset);
+}
+int Truncate(sqlite3_file* file, sqlite3_int64 size) {
+    return PartOf(file).Truncate(size);
+}
+int Sync(sqlite3_file* file, int) {
+    return PartOf(file).Sync();
+}
+int Size(sqlite3_file* file, sqlite3_int64* size) {
+    return PartOf(file).Size(*size);
+}
+
+// One lock of the file covers the whole operation, so the database needs no locks of its own.
 int NoLock(sqlite3_file*, int) {
     return SQLITE_OK;
 }
@@ -47,48 +67,15 @@ int Characteristics(sqlite3_file*) {
     return SQLITE_IOCAP_UNDELETABLE_WHEN_OPEN | SQLITE_IOCAP_POWERSAFE_OVERWRITE;
 }
 
-int CloseMain(sqlite3_file*) {
-    return SQLITE_OK;
-}
-int ReadMain(sqlite3_file* file, void* buffer, int count, sqlite3_int64 offset) {
-    return Archive(file).ReadAt(buffer, count, offset);
-}
-int WriteMain(sqlite3_file* file, const void* buffer, int count, sqlite3_int64 offset) {
-    return Archive(file).WriteAt(buffer, count, offset);
-}
-int TruncateMain(sqlite3_file* file, sqlite3_int64 size) {
-    return Archive(file).Truncate(size);
-}
-int SyncMain(sqlite3_file* file, int) {
-    return Archive(file).Sync();
-}
-int SizeOfMain(sqlite3_file* file, sqlite3_int64* size) {
-    return Archive(file).FileSize(*size);
-}
-
-int CloseJournal(sqlite3_file* file) {
-    Archive(file).CloseJournal();
-    return SQLITE_OK;
-}
-int ReadJournal(sqlite3_file* file, void* buffer, int count, sqlite3_int64 offset) {
-    return Archive(file).ReadJournal(buffer, count, offset);
-}
-int WriteJournal(sqlite3_file* file, const void* buffer, int count, sqlite3_int64 offset) {
-    return Archive(file).WriteJournal(buffer, count, offset);
-}
-int TruncateJournal(sqlite3_file* file, sqlite3_int64 size) {
-    return Archive(file).TruncateJournal(size);
-}
-int SyncJournal(sqlite3_file* file, int) {
-    return Archive(file).SyncJournal();
-}
-int SizeOfJournal(sqlite3_file* file, sqlite3_int64* size) {
-    return Archive(file).JournalSize(*size);
-}
-
-sqlite3_io_methods MakeMethods() {
+constexpr sqlite3_io_methods METHODS = [] {
     sqlite3_io_methods methods{};
     methods.iVersion = 1;
+    methods.xClose = Close;
+    methods.xRead = Read;
+    methods.xWrite = Write;
+    methods.xTruncate = Truncate;
+    methods.xSync = Sync;
+    methods.xFileSize = Size;
     methods.xLock = NoLock;
     methods.xUnlock = NoLock;
     methods.xCheckReservedLock = NoReservedLock;
@@ -96,35 +83,7 @@ sqlite3_io_methods MakeMethods() {
     methods.xSectorSize = SectorSize;
     methods.xDeviceCharacteristics = Characteristics;
     return methods;
-}
-
-const sqlite3_io_methods& MainMethods() {
-    static const sqlite3_io_methods methods = [] {
-        sqlite3_io_methods made = MakeMethods();
-        made.xClose = CloseMain;
-        made.xRead = ReadMain;
-        made.xWrite = WriteMain;
-        made.xTruncate = TruncateMain;
-        made.xSync = SyncMain;
-        made.xFileSize = SizeOfMain;
-        return made;
-    }();
-    return methods;
-}
-
-const sqlite3_io_methods& JournalMethods() {
-    static const sqlite3_io_methods methods = [] {
-        sqlite3_io_methods made = MakeMethods();
-        made.xClose = CloseJournal;
-        made.xRead = ReadJournal;
-        made.xWrite = WriteJournal;
-        made.xTruncate = TruncateJournal;
-        made.xSync = SyncJournal;
-        made.xFileSize = SizeOfJournal;
-        return made;
-    }();
-    return methods;
-}
+}();
 
 bool NamesJournal(const char* name) {
     return std::string_view(name).ends_with("-journal");
@@ -136,16 +95,16 @@ int Open(sqlite3_vfs*, const char*, sqlite3_file* file, int flags, int* given) {
         return SQLITE_CANTOPEN;
     if (given)
         *given = flags;
-    if (flags & SQLITE_OPEN_MAIN_DB) {
-        opened->base.pMethods = &MainMethods();
-        return SQLITE_OK;
+    int code = SQLITE_OK;
+    if (!(flags & SQLITE_OPEN_MAIN_DB)) {
+        // Temporary files are refused, so SQLite keeps their content in memory: no stream is on disk in plain text.
+        if (!(flags & SQLITE_OPEN_MAIN_JOURNAL))
+            return SQLITE_CANTOPEN;
+        opened->part = &current->Journal();
+        code = current->OpenJournal(flags & SQLITE_OPEN_READWRITE, flags & SQLITE_OPEN_CREATE);
     }
-    // Everything else that SQLite may want a file for is kept in memory: nothing of a stream lies open on the disk.
-    if (!(flags & SQLITE_OPEN_MAIN_JOURNAL))
-        return SQLITE_CANTOPEN;
-    int code = current->OpenJournal(flags & SQLITE_OPEN_READWRITE, flags & SQLITE_OPEN_CREATE);
     if (code == SQLITE_OK)
-        opened->base.pMethods = &JournalMethods();
+        opened->base.pMethods = &METHODS;
     return code;
 }
 

@@ -1,15 +1,15 @@
-// Where the database meets the files: SQLite's file layer for archives.
+// SQLite's file layer for archives.
 #pragma once
 
 namespace keldan {
 
 class ArchiveFile;
 
-// The name of the file layer that encrypts and puts its pages into the current thread's ArchiveFile. Null: SQLite could
-// not be started. Any thread.
+// The name of the file layer that encrypts pages and stores them in the ArchiveFile of the current thread. Null: SQLite
+// could not be initialized. Any thread.
 const char* ArchiveVfsName();
 
-// The archive that this thread's databases are opened in, for the life of the object.
+// The archive in which this thread opens databases, for the life of the object.
 class CurrentArchive {
   public:
     explicit CurrentArchive(ArchiveFile& file);

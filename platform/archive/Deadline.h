@@ -1,4 +1,4 @@
-// A bounded wait for something that another process holds.
+// A wait with an end, for something that another process holds.
 #pragma once
 
 #include <windows.h>
@@ -9,7 +9,7 @@ class Deadline {
   public:
     explicit Deadline(DWORD milliseconds) : end_(GetTickCount64() + milliseconds) {}
 
-    // Pauses before the next try, longer the more tries there were. False: the time is over.
+    // Pauses before the next attempt, later attempts for longer. False: the time is over.
     bool Pause() {
         if (GetTickCount64() >= end_)
             return false;

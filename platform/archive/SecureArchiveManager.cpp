@@ -11,7 +11,7 @@ namespace {
 
 constexpr HRESULT NO_FILE = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
 
-// Half a character at the end is kept too: a BSTR may hold any bytes.
+// A BSTR may hold any bytes, so half a character at the end is kept too.
 Bytes BytesOf(BSTR text) {
     return {reinterpret_cast<const BYTE*>(text), SysStringByteLen(text)};
 }
@@ -26,7 +26,7 @@ std::wstring FullPath(std::wstring_view path) {
     return path.starts_with(vorna::LONG_PATH) ? std::wstring(path) : vorna::long_path(path);
 }
 
-// Work on the database of an archive that is there.
+// Runs work, which returns an HRESULT, on the database of an existing archive.
 template <typename Work>
 HRESULT InArchive(const std::wstring& path, ArchiveFile::Access access, Deadline& deadline, Work work) {
     ArchiveFile file(path);
@@ -102,7 +102,7 @@ STDMETHODIMP SecureArchiveManager::AddStream(BSTR name, BSTR data, long) {
             if (result != NO_FILE)
                 return result;
             result = CreateWith(path_, BytesOf(name), BytesOf(data));
-            // Somebody else was first, or is about to be.
+            // Another process has just created the archive, or is creating it.
             if (result == HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS))
                 continue;
             if (result != HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION))

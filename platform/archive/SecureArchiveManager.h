@@ -9,14 +9,14 @@
 
 namespace keldan {
 
-// The contract is that of ISecureArchiveManager. Each operation opens the archive anew, does its work as one
-// transaction and closes it: between operations there is one file at the path, and no more. One thread at a time;
-// several objects, threads and processes may work on one archive at the same time and wait for each other.
+// The contract is that of ISecureArchiveManager. Each operation opens the archive, is one transaction, and closes it:
+// between operations there is only the one file at the path. One thread at a time; several objects, threads and
+// processes may use one archive at the same time and wait for each other.
 class SecureArchiveManager : public vorna::dispatch_object<SecureArchiveManager, ISecureArchiveManager> {
   public:
     static constexpr DWORD LONGEST_WAIT = 30000;
 
-    // milliseconds: the longest wait for an archive that another holds.
+    // milliseconds: the longest wait for an archive that another object or process holds.
     explicit SecureArchiveManager(DWORD milliseconds = LONGEST_WAIT) : wait_(milliseconds) {}
 
     STDMETHODIMP put_Archive(BSTR path) override;

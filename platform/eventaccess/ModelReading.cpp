@@ -10,23 +10,11 @@ namespace keldan {
 
 namespace {
 
-// SHA-256: whoever writes the model must not be able to hide a change.
-std::string DigestOf(const std::wstring& text) {
-    vorna::unique_algorithm algorithm;
-    vorna::unique_hash hash;
-    std::string digest(32, '\0');
-    NTSTATUS status = BCryptOpenAlgorithmProvider(algorithm.put(), BCRYPT_SHA256_ALGORITHM, nullptr, 0);
-    if (status >= 0)
-        status = BCryptCreateHash(algorithm.get(), hash.put(), nullptr, 0, nullptr, 0, 0);
-    if (status >= 0)
-        status = BCryptHashData(hash.get(), reinterpret_cast<PUCHAR>(const_cast<wchar_t*>(text.data())),
-                                static_cast<ULONG>(text.size() * sizeof(wchar_t)), 0);
-    if (status >= 0)
-        status = BCryptFinishHash(hash.get(), reinterpret_cast<PUCHAR>(digest.data()), digest.size(), 0);
-    // A hash of the system's own fails only if there is no memory for it.
-    if (status < 0)
-        throw vorna::result_error(E_OUTOFMEMORY);
-    return digest;
+// A hash that no writer of the model can find two texts for: a change must not be hidden by it.
+std::string DigestOf(std::wstring_view text) {
+    vorna::sha256_digest digest;
+    vorna::throw_if_failed(vorna::sha256({std::as_bytes(std::span(text))}, {}, digest));
+    return {digest.begin(), digest.end()};
 }
 
 } // namespace

@@ -1,0 +1,44 @@
+// A file below the database, from an offset on, as SQLite reads and writes it.
+#pragma once
+
+#include "common/com/unique_any.h"
+
+namespace keldan {
+
+// The operations return SQLite's codes. The system's error of the first operation that failed is kept besides, since
+// SQLite does not pass all of them on. One thread.
+class FilePart {
+  public:
+    // begin: the place of offset 0 in the file. error: where the first system error is kept.
+    FilePart(LONGLONG begin, DWORD& error) : begin_(begin), error_(error) {}
+    virtual ~FilePart() = default;
+    FilePart(const FilePart&) = delete;
+    FilePart& operator=(const FilePart&) = delete;
+
+    // SQLITE_IOERR_SHORT_READ behind the end of the file; zeros then stand for the missing bytes.
+    [[nodiscard]] virtual int Read(void* buffer, int count, LONGLONG offset);
+    [[nodiscard]] virtual int Write(const void* buffer, int count, LONGLONG offset);
+    [[nodiscard]] int Truncate(LONGLONG size);
+    [[nodiscard]] virtual int Sync();
+    [[nodiscard]] virtual int Size(LONGLONG& size);
+    // The database has closed the file.
+    virtual void Close() { file_.reset(); }
+
+    // Takes an open file over; false, with the system's last error as it was, if the handle is not valid.
+    [[nodiscard]] bool Attach(HANDLE file) {
+        file_.reset(file);
+        return static_cast<bool>(file_);
+    }
+
+  protected:
+    // Keeps the error and returns the code.
+    int Fail(int code, DWORD error);
+
+    vorna::unique_file file_;
+
+  private:
+    const LONGLONG begin_;
+    DWORD& error_;
+};
+
+} // namespace keldan
