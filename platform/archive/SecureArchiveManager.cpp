@@ -54,6 +54,16 @@ HRESULT CreateWith(const std::wstring& path, Bytes name, Bytes data) {
 
 } // namespace
 
+template <typename Work>
+HRESULT SecureArchiveManager::Operation(Work work) {
+    return vorna::closed_door([&]() -> HRESULT {
+        if (path_.empty())
+            return E_UNEXPECTED;
+        Deadline deadline(wait_);
+        return work(deadline);
+    });
+}
+
 STDMETHODIMP SecureArchiveManager::put_Archive(BSTR path) {
     return vorna::closed_door([&]() -> HRESULT {
         path_.clear();
@@ -75,10 +85,7 @@ STDMETHODIMP SecureArchiveManager::GetEntryCount(long kind, long* count) {
     constexpr long STREAMS = 2;
     if (kind != STREAMS)
         return E_INVALIDARG;
-    return vorna::closed_door([&]() -> HRESULT {
-        if (path_.empty())
-            return E_UNEXPECTED;
-        Deadline deadline(wait_);
+    return Operation([&](Deadline& deadline) {
         long found = 0;
         HRESULT result = InArchive(path_, ArchiveFile::Access::Read, deadline,
                                    [&](ArchiveDatabase& database) { return database.Count(found); });
@@ -91,10 +98,7 @@ STDMETHODIMP SecureArchiveManager::GetEntryCount(long kind, long* count) {
 }
 
 STDMETHODIMP SecureArchiveManager::AddStream(BSTR name, BSTR data, long) {
-    return vorna::closed_door([&]() -> HRESULT {
-        if (path_.empty())
-            return E_UNEXPECTED;
-        Deadline deadline(wait_);
+    return Operation([&](Deadline& deadline) {
         for (;;) {
             HRESULT result = InArchive(path_, ArchiveFile::Access::Write, deadline, [&](ArchiveDatabase& database) {
                 return database.Put(BytesOf(name), BytesOf(data));
@@ -117,10 +121,7 @@ STDMETHODIMP SecureArchiveManager::GetStream(BSTR name, long, BSTR* data) {
     if (!data)
         return E_POINTER;
     *data = nullptr;
-    return vorna::closed_door([&]() -> HRESULT {
-        if (path_.empty())
-            return E_UNEXPECTED;
-        Deadline deadline(wait_);
+    return Operation([&](Deadline& deadline) {
         vorna::bstr found;
         HRESULT result = InArchive(path_, ArchiveFile::Access::Read, deadline, [&](ArchiveDatabase& database) {
             return database.Get(BytesOf(name), [&](Bytes bytes) {
@@ -136,10 +137,7 @@ STDMETHODIMP SecureArchiveManager::GetStream(BSTR name, long, BSTR* data) {
 }
 
 STDMETHODIMP SecureArchiveManager::RemoveFile(BSTR name) {
-    return vorna::closed_door([&]() -> HRESULT {
-        if (path_.empty())
-            return E_UNEXPECTED;
-        Deadline deadline(wait_);
+    return Operation([&](Deadline& deadline) {
         return InArchive(path_, ArchiveFile::Access::Write, deadline,
                          [&](ArchiveDatabase& database) { return database.Remove(BytesOf(name)); });
     });

@@ -27,7 +27,11 @@ class SecureArchiveManager : public vorna::dispatch_object<SecureArchiveManager,
     STDMETHODIMP put_Mode(long flag) override;
 
   private:
-    DWORD wait_;
+    // The frame of an operation on the bound archive: work(deadline).
+    template <typename Work>
+    HRESULT Operation(Work work);
+
+    const DWORD wait_;
     // Empty: no archive is bound.
     std::wstring path_;
 };

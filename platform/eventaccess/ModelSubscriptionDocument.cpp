@@ -1,28 +1,15 @@
 #include "platform/eventaccess/ModelSubscriptionDocument.h"
 
-#include "common/com/result_error.h"
 #include "common/xml/XmlCharacters.h"
 #include "platform/delivery/Receiver.h"
 #include "platform/eventaccess/Expression.h"
-#include "platform/xml/XmlDocument.h"
+#include "platform/xml/ClientDocument.h"
 
 #include <set>
 
 namespace keldan {
 
 namespace {
-
-void Require(bool condition) {
-    if (!condition)
-        throw vorna::result_error(E_INVALIDARG);
-}
-
-// The text of the one element; empty where there is none. Two of them contradict each other.
-std::wstring TextOf(XmlDocument& document, std::wstring_view path) {
-    const auto nodes = document.Select(path);
-    Require(nodes.size() <= 1);
-    return nodes.empty() ? std::wstring() : nodes[0].Text();
-}
 
 std::vector<WatchedEvent> ReadEvents(XmlDocument& document) {
     std::vector<WatchedEvent> events;
@@ -57,17 +44,15 @@ void CheckExpressions(const std::vector<WatchedEvent>& events) {
 }
 
 ModelSubscription Read(XmlDocument& document) {
-    Require(document.RootName() == L"EventSubscription");
     ModelSubscription subscription;
-    const auto client = ParseReceiver(vorna::Trimmed(TextOf(document, L"/EventSubscription/Notification/Input/URI")));
-    Require(client.has_value());
-    subscription.client = *client;
+    subscription.client =
+        Required(ParseReceiver(vorna::Trimmed(TextOf(document, L"/EventSubscription/Notification/Input/URI"))));
     // As it stands: a cookie is the client's own.
     subscription.cookie = TextOf(document, L"/EventSubscription/ClientCookie");
     const std::wstring durationText = TextOf(document, L"/EventSubscription/Duration");
     if (const std::wstring_view duration = vorna::Trimmed(durationText); !duration.empty()) {
-        subscription.duration = ParseStep(duration);
-        Require(subscription.duration && !subscription.duration->IsZero());
+        subscription.duration = Required(ParseStep(duration));
+        Require(!subscription.duration->IsZero());
     }
     subscription.events = ReadEvents(document);
     Require(!subscription.events.empty());
@@ -78,11 +63,8 @@ ModelSubscription Read(XmlDocument& document) {
 } // namespace
 
 HRESULT ParseModelSubscription(std::wstring_view text, ModelSubscription& subscription) {
-    return vorna::closed_door([&] {
-        XmlDocument document(text);
-        subscription = Read(document);
-        return S_OK;
-    });
+    return ReadClientDocument(text, L"EventSubscription",
+                              [&](XmlDocument& document) { subscription = Read(document); });
 }
 
 } // namespace keldan

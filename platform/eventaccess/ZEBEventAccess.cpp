@@ -1,6 +1,5 @@
 #include "platform/eventaccess/ZEBEventAccess.h"
 
-#include "common/com/bstr.h"
 #include "platform/eventaccess/EventAccessService.h"
 #include "platform/hosting/ServiceSlot.h"
 
@@ -17,19 +16,13 @@ void ZEBEventAccess::Serve(EventAccessService* service) {
 }
 
 STDMETHODIMP ZEBEventAccess::Subscribe(IUnknown* service, BSTR subscription, BSTR* answer) {
-    if (!answer)
-        return E_POINTER;
-    *answer = nullptr;
-    return served.With([&](EventAccessService& access) {
+    return served.Answer(answer, [&](EventAccessService& access, std::wstring& document) {
         ServiceIdentity identity;
         if (const HRESULT result = ServiceIdentity::Of(service, identity); FAILED(result))
             return result;
         std::wstring id;
         const HRESULT result = access.Subscribe(identity, vorna::view_of(subscription), id);
-        if (SUCCEEDED(result))
-            *answer =
-                vorna::bstr(L"<SubscriptionResults><SubscriptionID>" + id + L"</SubscriptionID></SubscriptionResults>")
-                    .release();
+        document = L"<SubscriptionResults><SubscriptionID>" + id + L"</SubscriptionID></SubscriptionResults>";
         return result;
     });
 }

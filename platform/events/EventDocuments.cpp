@@ -1,7 +1,6 @@
 #include "platform/events/EventDocuments.h"
 
-#include "common/com/result_error.h"
-#include "platform/xml/XmlDocument.h"
+#include "platform/xml/ClientDocument.h"
 
 namespace keldan {
 
@@ -9,35 +8,19 @@ namespace {
 
 constexpr std::size_t LONGEST_PAYLOAD = 8'388'608;
 
-// The frame of the functions that read a document: read returns false if it is not what is expected.
-template <typename Read>
-HRESULT Parse(std::wstring_view text, std::wstring_view root, Read read) {
-    return vorna::closed_door([&] {
-        XmlDocument document(text);
-        return document.RootName() == root && read(document) ? S_OK : E_INVALIDARG;
-    });
-}
-
-// False where there are several; a missing element leaves the text empty.
-bool ReadSingle(XmlDocument& document, std::wstring_view path, std::wstring& text) {
-    const auto nodes = document.Select(path);
-    text = nodes.empty() ? std::wstring() : nodes[0].Text();
-    return nodes.size() <= 1;
-}
-
 } // namespace
 
 HRESULT ParseEventSubscription(std::wstring_view text, EventRegistration& registration) {
-    return Parse(text, L"SubscriptionInfo", [&](XmlDocument& document) {
-        return ReadSingle(document, L"/SubscriptionInfo/EventName", registration.eventName) &&
-               ReadSingle(document, L"/SubscriptionInfo/ClientCookie", registration.cookie) &&
-               !registration.eventName.empty();
+    return ReadClientDocument(text, L"SubscriptionInfo", [&](XmlDocument& document) {
+        registration.eventName = TextOf(document, L"/SubscriptionInfo/EventName");
+        Require(!registration.eventName.empty());
+        registration.cookie = TextOf(document, L"/SubscriptionInfo/ClientCookie");
     });
 }
 
 HRESULT ParseEventFilter(std::wstring_view text, std::vector<EventProperty>& filters) {
     filters.clear();
-    return Parse(text, L"FilterProperties", [&](XmlDocument& document) {
+    return ReadClientDocument(text, L"FilterProperties", [&](XmlDocument& document) {
         bool named = false;
         bool valued = false;
         // In document order, so that each FilterOn is followed by what is in it.
@@ -47,14 +30,12 @@ HRESULT ParseEventFilter(std::wstring_view text, std::vector<EventProperty>& fil
             if (element == L"FilterOn") {
                 filters.emplace_back();
                 named = valued = false;
-            } else if (std::exchange(element == L"Name" ? named : valued, true)) {
-                return false;
             } else {
+                Require(!std::exchange(element == L"Name" ? named : valued, true));
                 (element == L"Name" ? filters.back().name : filters.back().value) = node.Text();
             }
         }
         std::erase_if(filters, [](const EventProperty& filter) { return filter.name.empty(); });
-        return true;
     });
 }
 
@@ -62,17 +43,12 @@ HRESULT ParseEventProperties(std::wstring_view text, EventProperties& properties
     properties.clear();
     if (text.empty())
         return S_OK;
-    return Parse(text, L"EventProperties", [&](XmlDocument& document) {
+    return ReadClientDocument(text, L"EventProperties", [&](XmlDocument& document) {
         const auto values = document.Select(L"/EventProperties/Property");
         const auto names = document.Select(L"/EventProperties/Property/@Name");
-        if (names.size() != values.size())
-            return false;
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            const auto added = properties.insert({names[i].Text(), values[i].Text()});
-            if (added.first->name.empty())
-                return false;
-        }
-        return true;
+        Require(names.size() == values.size());
+        for (std::size_t i = 0; i < values.size(); ++i)
+            Require(!properties.insert({names[i].Text(), values[i].Text()}).first->name.empty());
     });
 }
 

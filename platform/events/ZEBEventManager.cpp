@@ -1,6 +1,5 @@
 #include "platform/events/ZEBEventManager.h"
 
-#include "common/com/bstr.h"
 #include "platform/events/EventManagerService.h"
 #include "platform/hosting/ServiceSlot.h"
 
@@ -21,16 +20,8 @@ void ZEBEventManager::Serve(EventManagerService* service) {
 }
 
 STDMETHODIMP ZEBEventManager::Subscribe(BSTR subscription, BSTR filter, BSTR receiver, BSTR* subscriptionId) {
-    if (!subscriptionId)
-        return E_POINTER;
-    *subscriptionId = nullptr;
-    return served.With([&](EventManagerService& service) {
-        std::wstring made;
-        const HRESULT result =
-            service.Subscribe(vorna::view_of(subscription), vorna::view_of(filter), vorna::view_of(receiver), made);
-        if (SUCCEEDED(result))
-            *subscriptionId = vorna::bstr(made).release();
-        return result;
+    return served.Answer(subscriptionId, [&](EventManagerService& service, std::wstring& id) {
+        return service.Subscribe(vorna::view_of(subscription), vorna::view_of(filter), vorna::view_of(receiver), id);
     });
 }
 

@@ -56,20 +56,11 @@ std::vector<ServerClass> Host::Classes() const {
 }
 
 HRESULT Host::Register() const {
-    const std::wstring path = vorna::this_module_path();
-    HRESULT result = RegisterTypeLibrary(path);
-    for (const ServerClass& entry : Classes())
-        if (SUCCEEDED(result))
-            result = RegisterServerClass(entry, ServerKind::LocalServer, path);
-    return result;
+    return RegisterModule(vorna::this_module_path(), ServerKind::LocalServer, Classes());
 }
 
 HRESULT Host::Unregister() const {
-    HRESULT result = UnregisterTypeLibrary(vorna::this_module_path());
-    for (const ServerClass& entry : Classes())
-        if (const HRESULT one = UnregisterServerClass(entry); SUCCEEDED(result))
-            result = one;
-    return result;
+    return UnregisterModule(vorna::this_module_path(), Classes());
 }
 
 HRESULT Host::StartComponents() {

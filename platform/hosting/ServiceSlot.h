@@ -1,25 +1,41 @@
-// How the objects that clients create reach the one service of the process behind them.
+// Connects the objects that clients create to the process's one service.
 #pragma once
 
+#include "common/com/bstr.h"
 #include "common/com/com_server.h"
 
 #include <atomic>
+#include <string>
 
 namespace keldan {
 
-// Thread-safe. The service is set before its class is registered and lives as long as there are objects.
+// Thread-safe. The service is set before its class is registered, and outlives all objects of the class.
 template <typename Service>
 class ServiceSlot {
   public:
     void Set(Service* service) { service_ = service; }
 
-    // The closed door of every operation: work(service), with exceptions turned into results.
+    // The frame of every operation: work(service), with exceptions converted into results.
     template <typename Work>
     HRESULT With(Work work) const {
         Service* service = service_;
         if (!service)
             return CO_E_SERVER_STOPPING;
         return vorna::closed_door([&] { return work(*service); });
+    }
+    // The frame of an operation that answers with a text: work(service, text).
+    template <typename Work>
+    HRESULT Answer(BSTR* answer, Work work) const {
+        if (!answer)
+            return E_POINTER;
+        *answer = nullptr;
+        return With([&](Service& service) {
+            std::wstring text;
+            const HRESULT result = work(service, text);
+            if (SUCCEEDED(result))
+                *answer = vorna::bstr(text).release();
+            return result;
+        });
     }
 
   private:

@@ -20,26 +20,6 @@ const keldan::ServerClass CLASSES[] = {
      vorna::get_class_factory<keldan::SecureArchiveManager>},
 };
 
-HRESULT UnregisterAll(const std::wstring& path) {
-    HRESULT result = keldan::UnregisterTypeLibrary(path);
-    for (const auto& entry : CLASSES) {
-        const HRESULT one = keldan::UnregisterServerClass(entry);
-        if (SUCCEEDED(result))
-            result = one;
-    }
-    return result;
-}
-
-HRESULT RegisterAll(const std::wstring& path) {
-    HRESULT result = keldan::RegisterTypeLibrary(path);
-    for (const auto& entry : CLASSES) {
-        if (FAILED(result))
-            break;
-        result = keldan::RegisterServerClass(entry, keldan::ServerKind::InProcess, path);
-    }
-    return result;
-}
-
 } // namespace
 
 BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
@@ -63,9 +43,10 @@ STDAPI DllCanUnloadNow() {
 }
 
 STDAPI DllRegisterServer() {
-    return vorna::closed_door([] { return RegisterAll(vorna::this_module_path()); });
+    return vorna::closed_door(
+        [] { return keldan::RegisterModule(vorna::this_module_path(), keldan::ServerKind::InProcess, CLASSES); });
 }
 
 STDAPI DllUnregisterServer() {
-    return vorna::closed_door([] { return UnregisterAll(vorna::this_module_path()); });
+    return vorna::closed_door([] { return keldan::UnregisterModule(vorna::this_module_path(), CLASSES); });
 }

@@ -14,7 +14,7 @@ namespace keldan {
 
 namespace {
 
-// The value without a name where name is null.
+// name: null for the default value.
 HRESULT SetText(const std::wstring& key, const wchar_t* name, const std::wstring& text) {
     LSTATUS status = RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), name, REG_SZ, text.c_str(),
                                      static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
@@ -48,8 +48,6 @@ HRESULT ReadIdentity(const std::wstring& modulePath, LibraryIdentity& identity) 
     identity = {attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum, attributes->lcid};
     return S_OK;
 }
-
-} // namespace
 
 HRESULT RegisterServerClass(const ServerClass& entry, ServerKind kind, const std::wstring& modulePath) {
     const std::wstring guid = vorna::guid_text(entry.clsid);
@@ -94,10 +92,28 @@ HRESULT UnregisterTypeLibrary(const std::wstring& modulePath) {
     if (FAILED(
             QueryPathOfRegTypeLib(identity.guid, identity.major, identity.minor, identity.language, registered.put())))
         return S_OK;
-    // The answer may carry the null that ends a registry text.
+    // The text may include the null that ends it in the registry.
     if (lstrcmpiW(vorna::plain_path(registered.get()).c_str(), vorna::plain_path(modulePath).c_str()) != 0)
         return S_OK;
     return UnRegisterTypeLib(identity.guid, identity.major, identity.minor, identity.language, SYS_WIN32);
+}
+
+} // namespace
+
+HRESULT RegisterModule(const std::wstring& modulePath, ServerKind kind, std::span<const ServerClass> classes) {
+    HRESULT result = RegisterTypeLibrary(modulePath);
+    for (const ServerClass& entry : classes)
+        if (SUCCEEDED(result))
+            result = RegisterServerClass(entry, kind, modulePath);
+    return result;
+}
+
+HRESULT UnregisterModule(const std::wstring& modulePath, std::span<const ServerClass> classes) {
+    HRESULT result = UnregisterTypeLibrary(modulePath);
+    for (const ServerClass& entry : classes)
+        if (const HRESULT one = UnregisterServerClass(entry); SUCCEEDED(result))
+            result = one;
+    return result;
 }
 
 } // namespace keldan

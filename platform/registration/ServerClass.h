@@ -1,11 +1,12 @@
-// Registration of the platform's classes and of its type library, for the DLL and for the host program alike.
+// Registration of the platform's classes and of its type library, for the DLL and for the host program.
 //
-// Everything is written under HKEY_CLASSES_ROOT for the whole machine; registering again repairs what is there. An
+// Everything is written under HKEY_CLASSES_ROOT for the whole machine; registering again repairs existing entries. An
 // operation that fails may leave a part of its entries behind; repeating it or unregistering is safe.
 #pragma once
 
 #include <windows.h>
 
+#include <span>
 #include <string>
 
 namespace keldan {
@@ -15,25 +16,23 @@ enum class ServerKind {
     LocalServer // LocalServer32, the path in quotes
 };
 
-// One class of a module. Tables of them are constants of the module; the texts live as long as it does.
+// One class of a module. The texts live as long as the module.
 struct ServerClass {
     const CLSID& clsid;
-    // Version-independent and versioned in one.
+    // Used as the versioned and as the version-independent ProgID.
     const wchar_t* progId;
-    // For people who look at the registry.
+    // Shown by registry editors and object browsers.
     const wchar_t* description;
-    // Hands out the class factory: vorna::get_class_factory<Class>.
+    // Returns the class factory: vorna::get_class_factory<Class>.
     HRESULT (*getClassFactory)(REFIID iid, void** object);
 };
 
-// Writes CLSID and ProgID of one class. modulePath: the full path of the file that serves it.
-[[nodiscard]] HRESULT RegisterServerClass(const ServerClass& entry, ServerKind kind, const std::wstring& modulePath);
-// Removes both. A class that is not registered is no error.
-[[nodiscard]] HRESULT UnregisterServerClass(const ServerClass& entry);
-
-// Registers the type library in resource 1 of the file, so that the interfaces marshal.
-[[nodiscard]] HRESULT RegisterTypeLibrary(const std::wstring& modulePath);
-// Removes the registration of the library that the file holds, unless another file has taken it over since.
-[[nodiscard]] HRESULT UnregisterTypeLibrary(const std::wstring& modulePath);
+// Registers the type library in resource 1 of the module, so that the interfaces marshal, and the CLSIDs and ProgIDs of
+// its classes. modulePath: its full path.
+[[nodiscard]] HRESULT RegisterModule(const std::wstring& modulePath, ServerKind kind,
+                                     std::span<const ServerClass> classes);
+// Removes the registrations of the classes, and of the type library unless another file has registered it since. What
+// is not registered is not an error. Goes on after a failure, and returns the first one.
+[[nodiscard]] HRESULT UnregisterModule(const std::wstring& modulePath, std::span<const ServerClass> classes);
 
 } // namespace keldan

@@ -1,13 +1,9 @@
 #include "platform/timer/ScheduleDocument.h"
 
-#include "common/com/bstr.h"
-#include "common/com/com_ptr.h"
 #include "common/xml/XmlCharacters.h"
 #include "platform/calendar/Digits.h"
 #include "platform/timer/Registration.h"
-#include "platform/xml/XMLSimpleAccessor.h"
-
-#include <string>
+#include "platform/xml/ClientDocument.h"
 
 namespace keldan {
 
@@ -15,12 +11,9 @@ namespace {
 
 using namespace std::chrono;
 
-// What holds where the document says nothing.
+// The defaults of what a document may leave out.
 constexpr Milliseconds DEFAULT_TIMEOUT = minutes(10);
 constexpr Milliseconds DEFAULT_RETRY_FREQUENCY = seconds(5);
-
-constexpr long KIND_TEXT = 4;
-constexpr long KIND_MARKUP = 8;
 
 std::optional<std::int32_t> ParseWhole(std::wstring_view text) {
     const bool negative = Take(text, L'-');
@@ -30,57 +23,56 @@ std::optional<std::int32_t> ParseWhole(std::wstring_view text) {
     return static_cast<std::int32_t>(negative ? -*value : *value);
 }
 
-// The document and the two ways of asking it.
-class Document {
-  public:
-    HRESULT Load(std::wstring_view text) {
-        accessor_.attach(new keldan::XMLSimpleAccessor());
-        return FAILED(accessor_->Load(vorna::bstr(text).get())) ? E_INVALIDARG : S_OK;
-    }
-    std::wstring Text(const std::wstring& path) const { return std::wstring(vorna::Trimmed(Ask(path, KIND_TEXT))); }
-    // As it stands: a cookie is the client's own.
-    std::wstring RawText(const std::wstring& path) const { return Ask(path, KIND_TEXT); }
-    bool Has(const std::wstring& path) const { return !Ask(path, KIND_MARKUP).empty(); }
-
-  private:
-    std::wstring Ask(const std::wstring& path, long kind) const {
-        vorna::bstr answer;
-        if (FAILED(accessor_->Query(vorna::bstr(path).get(), kind, answer.put())))
-            return {};
-        return answer.str();
-    }
-
-    vorna::com_ptr<keldan::XMLSimpleAccessor> accessor_;
-};
-
-// A time span of an entry; the default where it is missing or zero.
-std::optional<Milliseconds> ParseSpan(const std::wstring& text, Milliseconds otherwise) {
-    if (text.empty())
-        return otherwise;
-    const auto step = ParseStep(text);
-    if (!step)
-        return std::nullopt;
-    return step->IsZero() ? otherwise : step->RoughLength();
+std::wstring TrimmedText(XmlDocument& document, const std::wstring& path) {
+    return std::wstring(vorna::Trimmed(TextOf(document, path)));
 }
 
-std::optional<NotifyEntry> ParseEntry(const Document& document, const std::wstring& path) {
+// A time span of an entry; the default if it is missing or zero.
+Milliseconds ReadSpan(XmlDocument& document, const std::wstring& path, Milliseconds otherwise) {
+    const std::wstring text = TrimmedText(document, path);
+    const CalendarStep step = text.empty() ? CalendarStep() : Required(ParseStep(text));
+    return step.IsZero() ? otherwise : step.RoughLength();
+}
+
+std::int32_t ReadWhole(XmlDocument& document, const std::wstring& path, std::int32_t otherwise) {
+    const std::wstring text = TrimmedText(document, path);
+    return text.empty() ? otherwise : Required(ParseWhole(text));
+}
+
+NotifyEntry ReadEntry(XmlDocument& document, const std::wstring& path) {
+    Require(TrimmedText(document, path + L"/@type") == L"COM");
     NotifyEntry entry;
-    if (document.Text(path + L"/@type") != L"COM")
-        return std::nullopt;
-    // Behind a bar may stand what other kinds of clients need.
-    const std::wstring client = document.Text(path + L"/Client");
+    // A bar and what follows it are for other types of clients.
+    const std::wstring client = TextOf(document, path + L"/Client");
     entry.client = vorna::Trimmed(std::wstring_view(client).substr(0, client.find(L'|')));
-    entry.parameter = document.RawText(path + L"/Parameter");
-    const auto timeout = ParseSpan(document.Text(path + L"/NotifyTimeout"), DEFAULT_TIMEOUT);
-    const auto frequency = ParseSpan(document.Text(path + L"/Retry/RetryFrequency"), DEFAULT_RETRY_FREQUENCY);
-    const std::wstring attemptsText = document.Text(path + L"/Retry/RetryAttempts");
-    const auto attempts = attemptsText.empty() ? std::optional<std::int32_t>(0) : ParseWhole(attemptsText);
-    if (entry.client.empty() || !timeout || !frequency || !attempts || *attempts < 0)
-        return std::nullopt;
-    entry.timeout = *timeout;
-    entry.retryFrequency = *frequency;
-    entry.retryAttempts = *attempts;
+    Require(!entry.client.empty());
+    // Not trimmed: the cookie is the client's own.
+    entry.parameter = TextOf(document, path + L"/Parameter");
+    entry.timeout = ReadSpan(document, path + L"/NotifyTimeout", DEFAULT_TIMEOUT);
+    entry.retryFrequency = ReadSpan(document, path + L"/Retry/RetryFrequency", DEFAULT_RETRY_FREQUENCY);
+    entry.retryAttempts = ReadWhole(document, path + L"/Retry/RetryAttempts", 0);
+    Require(entry.retryAttempts >= 0);
     return entry;
+}
+
+Schedule Read(XmlDocument& document) {
+    Schedule schedule;
+    schedule.start = Required(ParseLocalTime(TrimmedText(document, L"/ScheduleInfo/Schedule/StartDateTime")));
+    schedule.frequency = Required(ParseStep(TrimmedText(document, L"/ScheduleInfo/Schedule/Frequency")));
+    Require(!schedule.frequency.IsZero());
+    if (const std::wstring end = TrimmedText(document, L"/ScheduleInfo/Aging/EndDateTime"); !end.empty())
+        schedule.end = Required(ParseLocalTime(end));
+    schedule.agingCount = ReadWhole(document, L"/ScheduleInfo/Aging/AgingCount", -1);
+    Require(schedule.agingCount >= -1 && schedule.agingCount != 0);
+    const std::wstring mode = TrimmedText(document, L"/ScheduleInfo/NotificationInfo/@Mode");
+    schedule.parallel = mode == L"PARALLEL";
+    Require(schedule.parallel || mode.empty() || mode == L"SEQUENTIAL");
+    const std::wstring entries = L"/ScheduleInfo/NotificationInfo/Notify";
+    const std::size_t count = document.Select(entries).size();
+    Require(count >= 1 && count <= MAXIMUM_ENTRIES);
+    for (std::size_t i = 1; i <= count; ++i)
+        schedule.entries.push_back(ReadEntry(document, entries + L"[" + std::to_wstring(i) + L"]"));
+    return schedule;
 }
 
 } // namespace
@@ -105,44 +97,9 @@ std::optional<LocalTime> ParseLocalTime(std::wstring_view text) {
 }
 
 HRESULT ParseScheduleDocument(std::wstring_view text, Schedule& schedule) {
-    schedule = {};
-    Document document;
-    if (HRESULT result = document.Load(text); FAILED(result))
-        return result;
-
-    const auto start = ParseLocalTime(document.Text(L"/ScheduleInfo/Schedule/StartDateTime"));
-    const auto frequency = ParseStep(document.Text(L"/ScheduleInfo/Schedule/Frequency"));
-    if (!start || !frequency || frequency->IsZero())
-        return E_INVALIDARG;
-    schedule.start = *start;
-    schedule.frequency = *frequency;
-
-    if (const std::wstring end = document.Text(L"/ScheduleInfo/Aging/EndDateTime"); !end.empty()) {
-        schedule.end = ParseLocalTime(end);
-        if (!schedule.end)
-            return E_INVALIDARG;
-    }
-    if (const std::wstring count = document.Text(L"/ScheduleInfo/Aging/AgingCount"); !count.empty()) {
-        const auto value = ParseWhole(count);
-        if (!value || *value < -1 || *value == 0)
-            return E_INVALIDARG;
-        schedule.agingCount = *value;
-    }
-
-    const std::wstring mode = document.Text(L"/ScheduleInfo/NotificationInfo/@Mode");
-    if (!mode.empty() && mode != L"PARALLEL" && mode != L"SEQUENTIAL")
-        return E_INVALIDARG;
-    schedule.parallel = mode == L"PARALLEL";
-    for (std::size_t i = 1;; ++i) {
-        const std::wstring path = L"/ScheduleInfo/NotificationInfo/Notify[" + std::to_wstring(i) + L"]";
-        if (!document.Has(path))
-            break;
-        auto entry = ParseEntry(document, path);
-        if (!entry || i > MAXIMUM_ENTRIES)
-            return E_INVALIDARG;
-        schedule.entries.push_back(std::move(*entry));
-    }
-    return schedule.entries.empty() ? E_INVALIDARG : S_OK;
+    const HRESULT result =
+        ReadClientDocument(text, L"ScheduleInfo", [&](XmlDocument& document) { schedule = Read(document); });
+    return result == vorna::RESULT_XML_MALFORMED ? E_INVALIDARG : result;
 }
 
 } // namespace keldan

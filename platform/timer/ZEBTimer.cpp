@@ -1,6 +1,5 @@
 #include "platform/timer/ZEBTimer.h"
 
-#include "common/com/bstr.h"
 #include "platform/hosting/ServiceSlot.h"
 #include "platform/timer/TimerService.h"
 
@@ -21,28 +20,12 @@ void ZEBTimer::Serve(TimerService* service) {
 }
 
 STDMETHODIMP ZEBTimer::GetTicket(BSTR* ticket) {
-    if (!ticket)
-        return E_POINTER;
-    *ticket = nullptr;
-    return served.With([&](TimerService& service) {
-        std::wstring made;
-        const HRESULT result = service.GetTicket(made);
-        if (SUCCEEDED(result))
-            *ticket = vorna::bstr(made).release();
-        return result;
-    });
+    return served.Answer(ticket, [](TimerService& service, std::wstring& made) { return service.GetTicket(made); });
 }
 
 STDMETHODIMP ZEBTimer::Subscribe(BSTR ticket, BSTR schedule, BSTR* subscriptionId) {
-    if (!subscriptionId)
-        return E_POINTER;
-    *subscriptionId = nullptr;
-    return served.With([&](TimerService& service) {
-        std::wstring made;
-        const HRESULT result = service.Subscribe(Text(ticket), vorna::view_of(schedule), made);
-        if (SUCCEEDED(result))
-            *subscriptionId = vorna::bstr(made).release();
-        return result;
+    return served.Answer(subscriptionId, [&](TimerService& service, std::wstring& id) {
+        return service.Subscribe(Text(ticket), vorna::view_of(schedule), id);
     });
 }
 
