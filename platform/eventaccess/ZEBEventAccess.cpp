@@ -33,14 +33,12 @@ STDMETHODIMP ZEBEventAccess::Modify(IUnknown* service, BSTR subscriptionId, BSTR
         if (service)
             if (const HRESULT result = ServiceIdentity::Of(service, identity); FAILED(result))
                 return result;
-        return access.Modify(service ? &identity : nullptr, std::wstring(vorna::view_of(subscriptionId)),
-                             vorna::view_of(subscription));
+        return access.Modify(service ? &identity : nullptr, ToText(subscriptionId), vorna::view_of(subscription));
     });
 }
 
 STDMETHODIMP ZEBEventAccess::Unsubscribe(IUnknown*, BSTR subscriptionId) {
-    return served.With(
-        [&](EventAccessService& access) { return access.Unsubscribe(std::wstring(vorna::view_of(subscriptionId))); });
+    return served.With([&](EventAccessService& access) { return access.Unsubscribe(ToText(subscriptionId)); });
 }
 
 } // namespace keldan

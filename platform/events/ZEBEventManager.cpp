@@ -9,10 +9,6 @@ namespace {
 
 ServiceSlot<EventManagerService> served;
 
-std::wstring Text(BSTR text) {
-    return std::wstring(vorna::view_of(text));
-}
-
 } // namespace
 
 void ZEBEventManager::Serve(EventManagerService* service) {
@@ -27,12 +23,12 @@ STDMETHODIMP ZEBEventManager::Subscribe(BSTR subscription, BSTR filter, BSTR rec
 
 STDMETHODIMP ZEBEventManager::Modify(BSTR subscriptionId, BSTR subscription, BSTR filter) {
     return served.With([&](EventManagerService& service) {
-        return service.Modify(Text(subscriptionId), vorna::view_of(subscription), vorna::view_of(filter));
+        return service.Modify(ToText(subscriptionId), vorna::view_of(subscription), vorna::view_of(filter));
     });
 }
 
 STDMETHODIMP ZEBEventManager::Unsubscribe(BSTR subscriptionId) {
-    return served.With([&](EventManagerService& service) { return service.Unsubscribe(Text(subscriptionId)); });
+    return served.With([&](EventManagerService& service) { return service.Unsubscribe(ToText(subscriptionId)); });
 }
 
 STDMETHODIMP ZEBEventManager::Raise(BSTR name, BSTR eventProperties, BSTR payload, long* subscriptions) {
@@ -40,7 +36,7 @@ STDMETHODIMP ZEBEventManager::Raise(BSTR name, BSTR eventProperties, BSTR payloa
         return E_POINTER;
     *subscriptions = 0;
     return served.With([&](EventManagerService& service) {
-        return service.Raise(Text(name), vorna::view_of(eventProperties), vorna::view_of(payload), *subscriptions);
+        return service.Raise(ToText(name), vorna::view_of(eventProperties), vorna::view_of(payload), *subscriptions);
     });
 }
 

@@ -9,6 +9,11 @@
 
 namespace keldan {
 
+// An argument of an operation; null is empty.
+inline std::wstring ToText(BSTR argument) {
+    return std::wstring(vorna::view_of(argument));
+}
+
 // Thread-safe. The service is set before its class is registered, and outlives all objects of the class.
 template <typename Service>
 class ServiceSlot {

@@ -2,7 +2,7 @@
 
 #include "common/xml/XmlCharacters.h"
 #include "platform/calendar/Digits.h"
-#include "platform/timer/Registration.h"
+#include "platform/timer/TimerRegistration.h"
 #include "platform/xml/ClientDocument.h"
 
 namespace keldan {

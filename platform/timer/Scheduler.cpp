@@ -16,8 +16,8 @@ constexpr Milliseconds START_GRACE = std::chrono::minutes(1);
 
 } // namespace
 
-Registration Scheduler::Make(std::wstring id, std::wstring ticket, Schedule schedule, const Now& now) const {
-    Registration registration{std::move(id), std::move(ticket), std::move(schedule), {}};
+TimerRegistration Scheduler::Make(std::wstring id, std::wstring ticket, Schedule schedule, const Now& now) const {
+    TimerRegistration registration{std::move(id), std::move(ticket), std::move(schedule), {}};
     Schedule& made = registration.schedule;
     made.origin = zone_.ToInstant(made.start);
     const bool startCounts = made.TickAt(0, zone_) >= now.wall - START_GRACE;
@@ -32,7 +32,7 @@ void Scheduler::WorkOut(State& state) const {
     state.end = schedule.end ? zone_.ToInstant(*schedule.end) : NEVER;
 }
 
-void Scheduler::Put(Registration registration, const Now& now) {
+void Scheduler::Put(TimerRegistration registration, const Now& now) {
     State& state = states_[registration.id];
     // Calls of the earlier one that still run keep their places: its successor waits for them.
     state.running.resize(std::max(state.running.size(), registration.schedule.entries.size()));
@@ -57,7 +57,7 @@ Scheduler::States::iterator Scheduler::Erase(States::iterator place) {
     return states_.erase(place);
 }
 
-const Registration* Scheduler::Find(const std::wstring& id) const {
+const TimerRegistration* Scheduler::Find(const std::wstring& id) const {
     const auto place = states_.find(id);
     return place == states_.end() ? nullptr : &place->second.registration;
 }
@@ -99,7 +99,7 @@ void Scheduler::FollowClockSetBack(State& state, const Now& now) {
 }
 
 void Scheduler::StartRound(State& state, const Now& now) {
-    const Registration& registration = state.registration;
+    const TimerRegistration& registration = state.registration;
     state.round.active = true;
     state.round.following = registration.schedule.FirstAfter(now.wall, zone_);
     state.round.entries.assign(registration.schedule.entries.size(), {});
@@ -154,7 +154,7 @@ void Scheduler::DropLateCalls(State& state, const Now& now) {
 
 // Moves the entries of the round as far as they go without waiting, and ends the round behind the last one.
 void Scheduler::Pump(State& state, const Now& now, std::vector<Call>& calls) {
-    const Registration& registration = state.registration;
+    const TimerRegistration& registration = state.registration;
     for (std::size_t i = 0; i < state.round.entries.size(); ++i) {
         EntryState& entry = state.round.entries[i];
         Running& running = state.running[i];

@@ -4,7 +4,7 @@
 // Not thread-safe.
 #pragma once
 
-#include "platform/timer/Registration.h"
+#include "platform/timer/TimerRegistration.h"
 
 #include <windows.h>
 
@@ -26,15 +26,15 @@ class Scheduler {
     explicit Scheduler(LocalZone zone = {}) : zone_(std::move(zone)) {}
 
     // A registration that is made now: ticks that lie in the past do not count, except for a start of the last minute.
-    Registration Make(std::wstring id, std::wstring ticket, Schedule schedule, const Now& now) const;
+    TimerRegistration Make(std::wstring id, std::wstring ticket, Schedule schedule, const Now& now) const;
 
     // Takes a registration in, new or read from disk, in place of an earlier one of the ID. What was missed meanwhile
     // is due at once, once.
-    void Put(Registration registration, const Now& now);
+    void Put(TimerRegistration registration, const Now& now);
     // After this no further call of the registration begins.
     void Remove(const std::wstring& id);
 
-    const Registration* Find(const std::wstring& id) const;
+    const TimerRegistration* Find(const std::wstring& id) const;
     std::size_t size() const { return states_.size(); }
     bool HoldsTicket(const std::wstring& ticket) const;
 
@@ -52,7 +52,7 @@ class Scheduler {
     // reached their end (they are gone from here), calls that are waited for no longer.
     struct Changes {
         std::vector<std::wstring> progressed;
-        std::vector<Registration> ended;
+        std::vector<TimerRegistration> ended;
         std::vector<std::uint64_t> abandoned;
     };
     Changes TakeChanges();
@@ -81,7 +81,7 @@ class Scheduler {
         std::vector<EntryState> entries;
     };
     struct State {
-        Registration registration;
+        TimerRegistration registration;
         Instant due = NEVER;
         Instant end = NEVER;
         Milliseconds anchoredAt{}; // the steady clock at the anchor of the progress

@@ -52,7 +52,7 @@ HRESULT TimerService::Start(const std::filesystem::path& folder) {
     GetTimeZoneInformation(&zone_);
     tickets_ = std::move(content.tickets);
     expired_ = std::move(content.expired);
-    for (Registration& registration : content.registrations)
+    for (TimerRegistration& registration : content.registrations)
         scheduler_.Put(std::move(registration), now);
     pool_ = std::make_unique<DeliveryPool>(DELIVERIES_AT_ONCE);
     return worker_.Start([this] { return Work(); }, L"out of memory; the timer tries again");
@@ -96,7 +96,7 @@ HRESULT TimerService::Subscribe(const std::wstring& ticket, std::wstring_view do
         return result;
     if (FAILED(parsed))
         return parsed;
-    Registration registration = scheduler_.Make(made, ticket, std::move(schedule), now);
+    TimerRegistration registration = scheduler_.Make(made, ticket, std::move(schedule), now);
     if (HRESULT result = store_.Commit(TimerStore::Batch().Put(registration).PutTicket(ticket, now.wall));
         FAILED(result))
         return result;
@@ -139,7 +139,7 @@ HRESULT TimerService::Modify(const std::wstring& id, std::wstring_view document)
         return result;
     if (FAILED(parsed))
         return parsed;
-    Registration registration = scheduler_.Make(id, scheduler_.Find(id)->ticket, std::move(schedule), now);
+    TimerRegistration registration = scheduler_.Make(id, scheduler_.Find(id)->ticket, std::move(schedule), now);
     if (HRESULT result = store_.Commit(TimerStore::Batch().Put(registration)); FAILED(result))
         return result;
     scheduler_.Put(std::move(registration), now);
@@ -170,9 +170,9 @@ void TimerService::WriteChanges(const Now& now) {
     unwritten_.insert(unwritten_.end(), changes.progressed.begin(), changes.progressed.end());
     TimerStore::Batch batch;
     for (const std::wstring& id : unwritten_)
-        if (const Registration* registration = scheduler_.Find(id))
+        if (const TimerRegistration* registration = scheduler_.Find(id))
             batch.PutProgress(*registration);
-    for (const Registration& registration : changes.ended) {
+    for (const TimerRegistration& registration : changes.ended) {
         batch.Remove(registration.id).PutExpired(registration.id, now.wall).PutTicket(registration.ticket, now.wall);
         expired_[registration.id] = now.wall;
         tickets_[registration.ticket] = now.wall;

@@ -19,13 +19,13 @@ std::wstring IdOf(const std::string& name) {
 
 } // namespace
 
-TimerStore::Batch& TimerStore::Batch::Put(const Registration& registration) {
-    changes_.push_back({RecordName(REGISTRATION, registration.id), WriteRegistration(registration)});
+TimerStore::Batch& TimerStore::Batch::Put(const TimerRegistration& registration) {
+    changes_.push_back({RecordName(REGISTRATION, registration.id), WriteTimerRegistration(registration)});
     changes_.push_back({RecordName(PROGRESS, registration.id), std::nullopt});
     return *this;
 }
 
-TimerStore::Batch& TimerStore::Batch::PutProgress(const Registration& registration) {
+TimerStore::Batch& TimerStore::Batch::PutProgress(const TimerRegistration& registration) {
     changes_.push_back({RecordName(PROGRESS, registration.id), WriteProgress(registration.progress)});
     return *this;
 }
@@ -59,7 +59,7 @@ TimerStore::Batch& TimerStore::Batch::RemoveExpired(const std::wstring& id) {
 bool TimerStore::Read(const Journal::Table& table, Content& content) {
     for (const auto& [name, value] : table) {
         if (name.starts_with(REGISTRATION)) {
-            auto registration = ReadRegistration(value);
+            auto registration = ReadTimerRegistration(value);
             if (!registration || registration->id != IdOf(name))
                 return false;
             if (const auto progress = table.find(RecordName(PROGRESS, registration->id)); progress != table.end()) {

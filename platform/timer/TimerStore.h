@@ -4,7 +4,7 @@
 #pragma once
 
 #include "platform/journal/Journal.h"
-#include "platform/timer/Registration.h"
+#include "platform/timer/TimerRegistration.h"
 
 #include <map>
 #include <string>
@@ -15,7 +15,7 @@ namespace keldan {
 class TimerStore {
   public:
     struct Content {
-        std::vector<Registration> registrations;
+        std::vector<TimerRegistration> registrations;
         // When a ticket was last used.
         std::map<std::wstring, Instant> tickets;
         // When a registration reached its end.
@@ -25,8 +25,8 @@ class TimerStore {
     // Collects what is written together, all of it or nothing.
     class Batch {
       public:
-        Batch& Put(const Registration& registration);
-        Batch& PutProgress(const Registration& registration);
+        Batch& Put(const TimerRegistration& registration);
+        Batch& PutProgress(const TimerRegistration& registration);
         Batch& Remove(const std::wstring& id);
         Batch& PutTicket(const std::wstring& ticket, Instant used);
         Batch& RemoveTicket(const std::wstring& ticket);

@@ -9,10 +9,6 @@ namespace {
 
 ServiceSlot<TimerService> served;
 
-std::wstring Text(BSTR text) {
-    return std::wstring(vorna::view_of(text));
-}
-
 } // namespace
 
 void ZEBTimer::Serve(TimerService* service) {
@@ -25,17 +21,18 @@ STDMETHODIMP ZEBTimer::GetTicket(BSTR* ticket) {
 
 STDMETHODIMP ZEBTimer::Subscribe(BSTR ticket, BSTR schedule, BSTR* subscriptionId) {
     return served.Answer(subscriptionId, [&](TimerService& service, std::wstring& id) {
-        return service.Subscribe(Text(ticket), vorna::view_of(schedule), id);
+        return service.Subscribe(ToText(ticket), vorna::view_of(schedule), id);
     });
 }
 
 STDMETHODIMP ZEBTimer::Unsubscribe(BSTR ticket, BSTR subscriptionId) {
-    return served.With([&](TimerService& service) { return service.Unsubscribe(Text(ticket), Text(subscriptionId)); });
+    return served.With(
+        [&](TimerService& service) { return service.Unsubscribe(ToText(ticket), ToText(subscriptionId)); });
 }
 
 STDMETHODIMP ZEBTimer::Modify(BSTR subscriptionId, BSTR schedule) {
     return served.With(
-        [&](TimerService& service) { return service.Modify(Text(subscriptionId), vorna::view_of(schedule)); });
+        [&](TimerService& service) { return service.Modify(ToText(subscriptionId), vorna::view_of(schedule)); });
 }
 
 } // namespace keldan

@@ -130,10 +130,10 @@ class Script {
     }
     // The process ended and starts again with what had been written; nothing is known of the time between.
     void Restart() {
-        Registration kept = *scheduler.Find(L"id");
+        TimerRegistration kept = *scheduler.Find(L"id");
         scheduler = Scheduler(LocalZone(CentralEurope()));
         now.steady = Milliseconds(12345);
-        scheduler.Put(ReadRegistration(WriteRegistration(kept)).value(), now);
+        scheduler.Put(ReadTimerRegistration(WriteTimerRegistration(kept)).value(), now);
     }
 
     Scheduler scheduler{LocalZone(CentralEurope())};

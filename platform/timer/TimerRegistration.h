@@ -26,18 +26,18 @@ struct Progress {
 // Entries of one schedule, at most; Progress holds one bit for each.
 inline constexpr std::size_t MAXIMUM_ENTRIES = 64;
 
-struct Registration {
+struct TimerRegistration {
     std::wstring id;
     std::wstring ticket;
     Schedule schedule;
     Progress progress;
 
-    bool operator==(const Registration&) const = default;
+    bool operator==(const TimerRegistration&) const = default;
 };
 
 // The records of the store. Reading gives nothing where the bytes are not such a record, whole and in range.
-std::string WriteRegistration(const Registration& registration);
-std::optional<Registration> ReadRegistration(std::string_view bytes);
+std::string WriteTimerRegistration(const TimerRegistration& registration);
+std::optional<TimerRegistration> ReadTimerRegistration(std::string_view bytes);
 std::string WriteProgress(const Progress& progress);
 std::optional<Progress> ReadProgress(std::string_view bytes);
 

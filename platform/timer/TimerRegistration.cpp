@@ -1,4 +1,4 @@
-#include "platform/timer/Registration.h"
+#include "platform/timer/TimerRegistration.h"
 
 #include "platform/journal/Record.h"
 
@@ -29,7 +29,7 @@ Progress ReadProgressFields(RecordReader& reader) {
 
 } // namespace
 
-std::string WriteRegistration(const Registration& registration) {
+std::string WriteTimerRegistration(const TimerRegistration& registration) {
     const Schedule& schedule = registration.schedule;
     RecordWriter writer;
     writer.Number(LAYOUT);
@@ -56,11 +56,11 @@ std::string WriteRegistration(const Registration& registration) {
     return writer.Take();
 }
 
-std::optional<Registration> ReadRegistration(std::string_view bytes) {
+std::optional<TimerRegistration> ReadTimerRegistration(std::string_view bytes) {
     RecordReader reader(bytes);
     if (reader.Number() != LAYOUT)
         return std::nullopt;
-    Registration registration;
+    TimerRegistration registration;
     Schedule& schedule = registration.schedule;
     registration.id = reader.Text();
     registration.ticket = reader.Text();
