@@ -9,7 +9,7 @@ namespace keldan {
 
 namespace {
 
-// Made when the module is loaded: the first answer about the processors covers the time since then.
+// Created when the module is loaded: the first figure for the processors covers the time since then.
 HostModel hostModel;
 
 struct ServedModel {

@@ -66,7 +66,7 @@ void AppendMemory(std::wstring& markup) {
 }
 
 void AppendDisks(std::wstring& markup) {
-    // A drive without a medium is an answer, not a question to whoever sits at the machine.
+    // Reports a drive without a medium as missing instead of showing a dialog.
     DWORD modeBefore = 0;
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, &modeBefore);
     markup.append(L"<Disks>");
@@ -76,7 +76,7 @@ void AppendDisks(std::wstring& markup) {
             continue;
         const std::wstring drive = {static_cast<wchar_t>(L'A' + i), L':'};
         const std::wstring root = drive + L"\\";
-        // A server that does not answer would hold up the whole model.
+        // Network drives are omitted: a server that does not answer would delay the whole model.
         const UINT type = GetDriveTypeW(root.c_str());
         if (type != DRIVE_FIXED && type != DRIVE_RAMDISK && type != DRIVE_REMOVABLE)
             continue;
@@ -138,10 +138,10 @@ unsigned HostModel::BusyPercent() {
     const std::lock_guard lock(mutex_);
     if (!GetSystemTimes(&idle, &kernel, &user))
         return busy_;
-    // The time in the kernel holds the idle time.
+    // The kernel time includes the idle time.
     const std::uint64_t total = Ticks(kernel) + Ticks(user);
     const std::uint64_t idleNow = Ticks(idle);
-    // Two calls in the same tick of the clock: what was true a moment ago still is.
+    // Within one tick of the clock the previous figure is still valid.
     if (total > totalBefore_ && idleNow >= idleBefore_) {
         const std::uint64_t elapsed = total - totalBefore_;
         const std::uint64_t idled = std::min(idleNow - idleBefore_, elapsed);

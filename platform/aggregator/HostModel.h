@@ -4,9 +4,9 @@
 //   Host/Time[@Utc]                        local time; the attribute holds the same moment in UTC
 //   Host/Memory/Total, Available           bytes (Unit="bytes")
 //   Host/Memory/Load                       per cent in use (Unit="percent")
-//   Host/Disks/Disk[@Drive]/Total, Free    bytes; drives of this machine, not those of the network
-//   Host/Processors[@Count]/Busy           per cent since the call before, or since the module was loaded
-//   Host/Processes[@Count]/Process[@Id]    Name, Threads, and Memory in bytes where the process may be asked
+//   Host/Disks/Disk[@Drive]/Total, Free    bytes; drives of this machine, not network drives
+//   Host/Processors[@Count]/Busy           per cent since the previous call, or since the module was loaded
+//   Host/Processes[@Count]/Process[@Id]    Name, Threads, and Memory in bytes if it can be read
 #pragma once
 
 #include "platform/aggregator/LiveModel.h"
@@ -27,7 +27,7 @@ class HostModel : public LiveModel {
     unsigned BusyPercent();
 
     std::mutex mutex_;
-    // In units of 100 nanoseconds, of all processors together.
+    // In units of 100 nanoseconds, summed over all processors.
     std::uint64_t idleBefore_ = 0;
     std::uint64_t totalBefore_ = 0;
     unsigned busy_ = 0;

@@ -1,4 +1,4 @@
-// A data model that is computed at the moment of the call. A new one is a class of this kind and a line in
+// A data model that is computed at the moment of the call. To add one, derive a class from this one and add it to
 // DataModels.cpp.
 #pragma once
 
@@ -10,7 +10,7 @@ class LiveModel {
   public:
     virtual ~LiveModel() = default;
 
-    // A well-formed document without an XML declaration. Any thread; throws what the standard library throws.
+    // Returns a well-formed document without an XML declaration. Any thread. Throws standard exceptions.
     virtual std::wstring Compute() = 0;
 };
 

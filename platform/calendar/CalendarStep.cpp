@@ -67,7 +67,7 @@ std::optional<CalendarStep> ParseStep(std::wstring_view text) {
     constexpr Component TIME_COMPONENTS[] = {
         {L'H', &CalendarStep::hours}, {L'M', &CalendarStep::minutes}, {L'S', &CalendarStep::seconds}};
     int found = 0;
-    // Components stand in this order, each at most once.
+    // Components come in this order, each at most once.
     const auto takeAll = [&](const Component* next, const Component* last) {
         while (!text.empty() && text.front() != L'T') {
             const auto value = TakeNumber(text);

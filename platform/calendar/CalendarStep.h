@@ -1,4 +1,4 @@
-// Durations that move with the calendar, and their text.
+// Calendar durations, and their text form.
 #pragma once
 
 #include "platform/calendar/Instants.h"
@@ -10,7 +10,7 @@
 
 namespace keldan {
 
-// A calendar duration; the fields are not carried into each other.
+// A calendar duration; the fields are independent of each other, so 90 minutes are not 1 hour and 30 minutes.
 struct CalendarStep {
     std::int64_t years = 0;
     std::int64_t months = 0;
@@ -21,22 +21,22 @@ struct CalendarStep {
 
     bool IsZero() const { return !HasCalendarPart() && Elapsed() == Milliseconds(0); }
     bool HasCalendarPart() const { return years != 0 || months != 0 || days != 0; }
-    // The part that is real elapsed time.
+    // The part that is elapsed time.
     Milliseconds Elapsed() const {
         return std::chrono::hours(hours) + std::chrono::minutes(minutes) + std::chrono::seconds(seconds);
     }
-    // The whole, with months and years of average length.
+    // The whole duration, with months and years of average length.
     Milliseconds RoughLength() const;
 
-    // A start moved by the step so many times, negative for back: years and months move the calendar (a day that the
-    // month lacks becomes its last), days move the calendar, the rest is real time. origin: the start as an instant.
-    // NEVER beyond the year 9999, Instant::min() before 1602. The step is not zero.
+    // The start moved by that many steps, backwards if times is negative. Years and months are added to the date (a day
+    // that the month does not have becomes its last day), then days, then elapsed time. origin: the start as an
+    // instant. Returns NEVER after the year 9999, Instant::min() before 1602. The step must not be zero.
     Instant After(LocalTime start, Instant origin, std::int64_t times, const LocalZone& zone) const;
 
     bool operator==(const CalendarStep&) const = default;
 };
 
-// "P0Y0M1DT0H0M0S"; components may be missing, but not all. Values up to 65534.
+// "P0Y0M1DT0H0M0S"; components may be missing, but not all of them. Values up to 65534.
 std::optional<CalendarStep> ParseStep(std::wstring_view text);
 
 } // namespace keldan

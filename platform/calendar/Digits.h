@@ -1,4 +1,4 @@
-// What dates and durations are read from, piece by piece.
+// Helpers that parse dates and durations.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace keldan {
 
-// Takes one to nine digits off the front.
+// Removes one to nine digits from the front and returns their value; nothing if the text begins otherwise.
 inline std::optional<std::int64_t> TakeNumber(std::wstring_view& text) {
     std::size_t length = 0;
     std::int64_t value = 0;
@@ -19,7 +19,7 @@ inline std::optional<std::int64_t> TakeNumber(std::wstring_view& text) {
     return value;
 }
 
-// Takes the character off the front, where it stands there.
+// Removes the character from the front; false if the text does not begin with it.
 inline bool Take(std::wstring_view& text, wchar_t character) {
     if (text.empty() || text.front() != character)
         return false;

@@ -1,4 +1,4 @@
-// Whole division that rounds down on both sides of zero.
+// Integer division that rounds towards negative infinity.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,4 @@
-// The two kinds of time that the platform works with: instants that real time moves through, and what the local
-// calendar and clock call them.
+// The two kinds of time that the platform uses: instants of real time, and local dates and times of day.
 #pragma once
 
 #include <chrono>
@@ -7,18 +6,18 @@
 namespace keldan {
 
 using Milliseconds = std::chrono::milliseconds;
-// A point of real time (UTC); no change of daylight saving moves it.
+// A point in real time (UTC), independent of daylight saving.
 using Instant = std::chrono::sys_time<Milliseconds>;
-// What a clock on the wall shows; some are shown twice a year, some never.
+// A local date and time; some occur twice a year, some do not occur.
 using LocalTime = std::chrono::local_time<Milliseconds>;
 
-// "Never": beyond every date that the calendar functions know.
+// "Never": later than every date of the calendar functions.
 inline constexpr Instant NEVER = Instant::max();
 
-// One reading of both clocks.
+// The values of both clocks at one moment.
 struct Now {
     Instant wall;
-    // Runs evenly whatever is done to the wall clock; its zero has no meaning.
+    // Continues evenly when the wall clock is set; its zero has no meaning.
     Milliseconds steady{};
 };
 

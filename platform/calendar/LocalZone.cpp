@@ -46,7 +46,7 @@ LocalTime LocalZone::ToLocal(Instant instant) const {
 }
 
 Instant LocalZone::ToInstant(LocalTime local) const {
-    // Zones change their offset at most once within two days: the offsets well before and well after are the two
+    // A zone changes its offset at most once within two days, so the offsets a day before and a day after are the
     // candidates.
     const Instant roughly(local.time_since_epoch());
     const Milliseconds before = OffsetAt(roughly - days(1));

@@ -1,4 +1,4 @@
-// The rules by which instants and local times turn into each other.
+// Converts between instants and local times.
 //
 // Thread-safe. Years 1601 to 9999.
 #pragma once
@@ -13,13 +13,13 @@ namespace keldan {
 
 class LocalZone {
   public:
-    // The machine's own zone, read anew at every conversion.
+    // The machine's own zone, whose rules are read at every conversion.
     LocalZone() = default;
     explicit LocalZone(const TIME_ZONE_INFORMATION& rules) : rules_(rules) {}
 
     LocalTime ToLocal(Instant instant) const;
-    // A time that is shown twice means its first showing; one that is never shown lies as long after the jump of the
-    // clock as it would have lain after it without the jump.
+    // Of a time that occurs twice, the first occurrence. A time that is skipped is as long after the change of the
+    // clock as it would be without the change.
     Instant ToInstant(LocalTime local) const;
 
   private:

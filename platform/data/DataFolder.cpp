@@ -38,7 +38,7 @@ HRESULT CreateFolder(const std::wstring& path) {
     const HRESULT result = CreateFolder(path.substr(0, parent));
     if (FAILED(result))
         return result;
-    // Another process may have been faster.
+    // Another process may have created it.
     return CreateDirectoryW(path.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS
                ? S_OK
                : vorna::result_from_last_error();

@@ -1,4 +1,4 @@
-// Where the platform keeps its files on this machine.
+// The folder of the platform's files on this machine.
 #pragma once
 
 #include <windows.h>
@@ -9,8 +9,8 @@ namespace keldan {
 
 class DataFolder {
   public:
-    // The folder that the string value "DataFolder" of HKEY_LOCAL_MACHINE\SOFTWARE\Ostrevane\QXKeldan names (with or
-    // without environment variables), read anew at every call; %ProgramData%\Ostrevane\QXKeldan where there is none.
+    // The folder in the string value "DataFolder" of HKEY_LOCAL_MACHINE\SOFTWARE\Ostrevane\QXKeldan (environment
+    // variables are expanded), which is read at every call; %ProgramData%\Ostrevane\QXKeldan if there is none.
     static DataFolder Configured();
 
     explicit DataFolder(const std::wstring& path);
@@ -24,7 +24,7 @@ class DataFolder {
     std::wstring path_;
 };
 
-// Creates a folder and those above it; S_OK also where it is there.
+// Creates a folder and its parents; S_OK also if it exists.
 [[nodiscard]] HRESULT CreateFolder(const std::wstring& path);
 
 } // namespace keldan

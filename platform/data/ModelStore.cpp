@@ -12,7 +12,7 @@ namespace keldan {
 namespace {
 
 constexpr size_t MAX_FILE_NAME = 255;
-// Write's unfinished files have this much more in their names.
+// The unfinished files of Write have longer names, by at most so many characters.
 constexpr size_t ROOM_FOR_SUFFIX = 24;
 
 bool AppendEncoded(std::wstring_view text, std::wstring& name) {
@@ -20,7 +20,7 @@ bool AppendEncoded(std::wstring_view text, std::wstring& name) {
     if (!vorna::EncodeUtf8(text, bytes))
         return false;
     for (unsigned char c : bytes) {
-        // Capital letters are encoded too: "A" and "a" may be one name to the file system.
+        // Capital letters are encoded too: the file system may ignore case.
         if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_') {
             name += static_cast<wchar_t>(c);
         } else {
@@ -32,7 +32,7 @@ bool AppendEncoded(std::wstring_view text, std::wstring& name) {
     return true;
 }
 
-// Waits out a writer that holds the file for a moment.
+// Waits for a writer that has the file open for a moment.
 vorna::unique_file OpenForReading(const std::wstring& path) {
     constexpr int ATTEMPTS = 10;
     for (int attempt = 1;; ++attempt) {
@@ -44,7 +44,7 @@ vorna::unique_file OpenForReading(const std::wstring& path) {
     }
 }
 
-// A file cannot be replaced while somebody has it open, and readers have it open for moments.
+// A file cannot be replaced while a reader has it open for a moment.
 bool Replace(const std::wstring& from, const std::wstring& to) {
     constexpr ULONGLONG PATIENCE = 3000;
     const ULONGLONG start = GetTickCount64();
@@ -68,7 +68,7 @@ bool WriteAll(HANDLE file, std::string_view bytes) {
 
 std::wstring ModelStore::FileName(const ServiceIdentity& service) {
     std::wstring name;
-    // "+" is never the result of encoding, so it parts the three without doubt.
+    // "+" is never part of an encoded text, so it separates the three unambiguously.
     if (!AppendEncoded(service.serviceId, name) || !AppendEncoded(service.serviceUri, name += L'+') ||
         !AppendEncoded(service.portId, name += L'+'))
         return {};

@@ -1,4 +1,4 @@
-// What tells one service from another.
+// The identity of a service.
 #pragma once
 
 #include <unknwn.h>
@@ -9,7 +9,7 @@
 
 namespace keldan {
 
-// The serviceURI of the live data model of this machine. No service with it has a stored one.
+// The serviceURI of the live data model of this machine. A service with this URI has no stored model.
 inline constexpr std::wstring_view SERVICE_URI_HOST = L"host";
 
 struct ServiceIdentity {
@@ -19,8 +19,8 @@ struct ServiceIdentity {
 
     auto operator<=>(const ServiceIdentity&) const = default;
 
-    // Reads the three properties of a service object. 0x80000142: no service object, or one that does not answer;
-    // identity is then empty.
+    // Reads the three properties of a service object. 0x80000142: it is not a service object, or a property cannot be
+    // read; identity is then empty.
     [[nodiscard]] static HRESULT Of(IUnknown* service, ServiceIdentity& identity);
 };
 

@@ -1,4 +1,4 @@
-// One callback to one client.
+// Delivers one callback to one client.
 #pragma once
 
 #include <windows.h>
@@ -7,9 +7,9 @@
 
 namespace keldan {
 
-// Creates the client from its ProgID, hands it the document and lets go of it; every time anew. What Deliver answered,
-// or why it was not reached. A processor fault in the client is its failure (E_UNEXPECTED), not this process's end.
-// The thread is in the multithreaded apartment.
+// Creates the client from its ProgID, delivers the document, and releases the client. Returns the result of Deliver, or
+// why the client could not be called. A processor fault in the client is E_UNEXPECTED and does not end this process.
+// The calling thread must be in the multithreaded apartment.
 HRESULT DeliverToClient(const std::wstring& progId, const std::wstring& document);
 
 } // namespace keldan

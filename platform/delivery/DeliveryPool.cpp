@@ -10,7 +10,7 @@ namespace keldan {
 namespace {
 
 constexpr std::chrono::seconds LAST_WAIT(5);
-// Threads that hang in clients cannot be ended; beyond this number no more take their place.
+// Threads that hang in clients cannot be ended; this many are replaced at most.
 constexpr std::size_t MOST_ABANDONED = 32;
 
 } // namespace
@@ -77,7 +77,7 @@ void DeliveryPool::Run(const std::shared_ptr<Shared>& shared) {
         lock.lock();
         shared->running.erase(item.number);
         if (shared->abandoned.erase(item.number) != 0) {
-            // Somebody else has taken this thread's place.
+            // Another thread has replaced this one.
             counted = false;
             break;
         }

@@ -1,5 +1,4 @@
-// The threads that carry callbacks to clients. They are started when they are needed and stay in the multithreaded
-// apartment for their life.
+// The threads that call clients. They are started on demand and belong to the multithreaded apartment.
 #pragma once
 
 #include <condition_variable>
@@ -16,18 +15,17 @@ class DeliveryPool {
   public:
     using Work = std::function<void()>;
 
-    // Callbacks that run at the same time, not counting those that nobody waits for any longer.
+    // width: how many pieces of work run at the same time, without abandoned ones.
     explicit DeliveryPool(std::size_t width);
-    // Waits for callbacks that run, for a few seconds at most; what hangs in a client is left behind.
+    // Waits for running work, for a few seconds at most. A thread that hangs in a client is left running.
     ~DeliveryPool();
     DeliveryPool(const DeliveryPool&) = delete;
     DeliveryPool& operator=(const DeliveryPool&) = delete;
 
-    // number names the piece of work; work must not throw. Throws std::system_error where not even one thread can be
-    // started.
+    // number identifies the work; work must not throw. Throws std::system_error if not a single thread can be started.
     void Add(std::uint64_t number, Work work);
-    // The piece of work is waited for no longer: another thread may run in its place. False where too many hang already
-    // for that; it keeps its place then.
+    // Stops counting this work against the pool's width, so that another thread may start. False if too many abandoned
+    // threads exist already; the work then keeps its place.
     bool Abandon(std::uint64_t number);
 
   private:
@@ -35,7 +33,7 @@ class DeliveryPool {
         std::uint64_t number;
         Work work;
     };
-    // Shared with the threads, which may outlive the pool when a client hangs.
+    // Shared with the threads, which may outlive the pool if a client hangs.
     struct Shared {
         std::mutex mutex;
         std::condition_variable wake;
@@ -44,7 +42,7 @@ class DeliveryPool {
         std::set<std::uint64_t> running;
         std::set<std::uint64_t> abandoned;
         std::size_t width = 0;
-        std::size_t threads = 0; // without those in abandoned work
+        std::size_t threads = 0; // without abandoned ones
         std::size_t idle = 0;
         bool stopping = false;
     };

@@ -25,14 +25,14 @@ namespace {
 using Clock = Worker::Clock;
 
 constexpr std::int64_t LAYOUT = 1;
-// The kinds of records, as the first characters of their names; behind them a number, so that the names of a kind sort
-// in the order of the posts.
+// The kinds of records, as prefixes of their names; a number follows, so that the names of a kind sort in the order of
+// the posts.
 constexpr std::string_view BODY = "B/";
 constexpr std::string_view WAITING = "W/";
 
-// When no thread can be started, and when the disk does not take what has to be noted.
+// After no thread could be started, or the disk could not be written.
 constexpr std::chrono::seconds PAUSE_AFTER_OWN_FAILURE(1);
-// Libraries of clients that nobody uses any more are let go.
+// How often libraries of clients that are not in use are unloaded.
 constexpr std::chrono::minutes TIDYING_INTERVAL(5);
 
 std::string Name(std::string_view kind, std::uint64_t number) {
@@ -42,7 +42,7 @@ std::string Name(std::string_view kind, std::uint64_t number) {
     return std::string(kind) + digits;
 }
 
-// Nothing where the name is not one that Name makes.
+// Nothing if Name does not produce this name.
 std::optional<std::uint64_t> NumberOf(std::string_view kind, const std::string& name) {
     if (!name.starts_with(kind))
         return std::nullopt;
@@ -74,7 +74,7 @@ std::string WriteBody(std::wstring_view body) {
     return writer.Take();
 }
 
-// Appends the body of a record to a document; false where the record is none.
+// Appends the body in a record to a document; false if the record is not valid.
 bool AppendBody(std::string_view record, std::wstring& document) {
     RecordReader reader(record);
     if (reader.Number() != LAYOUT)
@@ -86,18 +86,18 @@ bool AppendBody(std::string_view record, std::wstring& document) {
 } // namespace
 
 struct Outbox::State : std::enable_shared_from_this<State> {
-    // What waits for one subscription.
+    // The callbacks of one subscription.
     struct Line {
         std::list<Callback> queue;
-        // The first of the queue, or one that was forgotten since, is with the pool.
+        // The first callback of the queue, or one that was dropped since, is in the pool.
         bool busy = false;
         std::size_t failures = 0;
-        // The first of the queue is not tried before.
+        // The first callback of the queue is not tried before this time.
         Clock::time_point notBefore{};
     };
     using Lines = std::map<std::wstring, Line>;
 
-    // A body waits for as many callbacks as it is used by.
+    // The body of one or more callbacks.
     struct Body {
         std::size_t bytes = 0;
         std::size_t uses = 0;
@@ -126,9 +126,9 @@ struct Outbox::State : std::enable_shared_from_this<State> {
     bool started = false;
     bool stopping = false;
     bool closed = false;
-    // Holds the bodies, too: they are nowhere else in memory.
+    // Holds the bodies too; they are not elsewhere in memory.
     Journal journal;
-    // What could not be written yet; no later commit goes without it.
+    // Changes that could not be written yet; they are part of the next commit.
     std::vector<Journal::Change> owed;
     std::uint64_t lastNumber = 0;
     Lines lines;
@@ -136,7 +136,7 @@ struct Outbox::State : std::enable_shared_from_this<State> {
     std::size_t bytes = 0;
     std::size_t callbacks = 0;
     std::multimap<Clock::time_point, std::wstring> retries;
-    // The calls that run, by when they have had their time; with their clients.
+    // The running calls by the time at which they count as slow; with their clients.
     std::map<std::pair<Clock::time_point, std::uint64_t>, std::wstring> running;
     Clock::time_point nextTidying = Clock::now() + TIDYING_INTERVAL;
     bool called = false;
@@ -144,7 +144,7 @@ struct Outbox::State : std::enable_shared_from_this<State> {
     Worker worker;
 };
 
-// Replaces everything in memory by what the table holds; false where it makes no sense.
+// Replaces the state in memory by the table; false if the table is not valid.
 bool Outbox::State::TakeUp(const Journal::Table& table) {
     lines.clear();
     bodies.clear();
@@ -159,7 +159,7 @@ bool Outbox::State::TakeUp(const Journal::Table& table) {
             bytes += body.size() * sizeof(wchar_t);
             lastNumber = std::max(lastNumber, *number);
         } else if (const auto callbackNumber = NumberOf(WAITING, name)) {
-            // Bodies sort before callbacks.
+            // Bodies sort before callbacks, so they are known here.
             RecordReader reader(value);
             const bool known = reader.Number() == LAYOUT;
             Callback callback{*callbackNumber, static_cast<std::uint64_t>(reader.Number()), {}, {}};
@@ -177,7 +177,7 @@ bool Outbox::State::TakeUp(const Journal::Table& table) {
             return false;
         }
     }
-    // A body goes in one commit with the last callback that uses it.
+    // A body is deleted in one commit with its last callback, so each must have one.
     return std::all_of(bodies.begin(), bodies.end(), [](const auto& body) { return body.second.uses > 0; });
 }
 
@@ -191,7 +191,7 @@ HRESULT Outbox::State::Write(std::vector<Journal::Change> changes) {
     return result;
 }
 
-// A callback left its queue: collects what has to be written.
+// A callback has left its queue: collects the changes to write.
 void Outbox::State::Gone(const Callback& callback, std::vector<Journal::Change>& changes) {
     changes.push_back({Name(WAITING, callback.number), std::nullopt});
     --callbacks;
@@ -203,7 +203,7 @@ void Outbox::State::Gone(const Callback& callback, std::vector<Journal::Change>&
     bodies.erase(body);
 }
 
-// Writes what has happened already: where the disk does not take it, later.
+// Writes changes that have taken effect; if the disk cannot be written, later.
 void Outbox::State::Note(std::vector<Journal::Change> changes) {
     if (const HRESULT result = Write(changes); FAILED(result) && !closed) {
         if (owed.empty())
@@ -213,7 +213,8 @@ void Outbox::State::Note(std::vector<Journal::Change> changes) {
     }
 }
 
-// Hands the first of the line to the pool if it is its turn. A line is erased by who finds it with nothing to do.
+// Passes the first callback of the line to the pool, unless it has to wait. Lines without work are erased by the
+// callers.
 void Outbox::State::Pump(const std::wstring& id, Line& line) {
     if (!pool || stopping || line.busy || line.queue.empty() || line.notBefore > Clock::now())
         return;
@@ -239,7 +240,7 @@ std::wstring Outbox::State::Compose(const std::wstring& id, const Callback& call
     return CallbackDocument(root, id, callback.cookie, body);
 }
 
-// On a thread of the pool; without the lock while the client is called, which may post or forget.
+// On a thread of the pool. The lock is not held during the call, in which the client may post or forget.
 void Outbox::State::CarryOut(const std::wstring& id, std::uint64_t number) {
     const HRESULT result = vorna::closed_door([&]() -> HRESULT {
         std::wstring client;
@@ -276,7 +277,7 @@ void Outbox::State::Finish(const std::wstring& id, std::uint64_t number, HRESULT
     const auto place = lines.find(id);
     Line& line = place->second;
     line.busy = false;
-    // What was forgotten meanwhile is nobody's any more.
+    // If the callback was dropped during the call, there is nothing to do for it.
     if (!line.queue.empty() && line.queue.front().number == number && !closed && (result != E_ABORT || !stopping)) {
         const bool givenUp = FAILED(result) && line.failures >= policy.pauses.size();
         if (givenUp)
@@ -310,13 +311,13 @@ void Outbox::State::Forget(const std::wstring& id) {
     line.queue.clear();
     line.failures = 0;
     line.notBefore = {};
-    // One that is with the pool finds its line, empty or with what was posted since.
+    // A callback in the pool still needs its line, which may be empty or have new callbacks.
     if (!line.busy)
         lines.erase(place);
     Note(std::move(changes));
 }
 
-// Everything whose time has come; then when to look again.
+// Does what is due, and returns when to be called again.
 Worker::Next Outbox::State::DoWhatIsDue() {
     std::lock_guard lock(mutex);
     const Clock::time_point now = Clock::now();
@@ -327,7 +328,7 @@ Worker::Next Outbox::State::DoWhatIsDue() {
             Pump(id, line->second);
     }
     for (auto call = running.begin(); call != running.end() && call->first.first <= now;) {
-        // Where too many hang it is looked at again.
+        // If too many threads hang, it is tried again later.
         if (!pool->Abandon(call->first.second))
             break;
         Report(L"the client " + call->second + L" has had a callback for " + std::to_wstring(policy.slow.count()) +
@@ -338,11 +339,11 @@ Worker::Next Outbox::State::DoWhatIsDue() {
         nextTidying = now + TIDYING_INTERVAL;
         if (std::exchange(called, false))
             CoFreeUnusedLibraries();
-        // Lines that were left standing where memory ran out.
+        // Lines that could not be passed on because memory was exhausted.
         for (auto& [id, line] : lines)
             Pump(id, line);
     }
-    // Whoever looks that often sees every call before it has had its time.
+    // With this interval every call is seen before it counts as slow.
     Clock::time_point next = now + std::min<Clock::duration>(policy.slow, TIDYING_INTERVAL);
     if (!owed.empty() && FAILED(Write({})))
         next = std::min(next, now + PAUSE_AFTER_OWN_FAILURE);
@@ -397,7 +398,7 @@ void Outbox::Stop() {
         state_->stopping = true;
     }
     state_->worker.Stop();
-    // Its threads need the lock to come to their end.
+    // The threads of the pool need the lock to end.
     std::unique_ptr<DeliveryPool> pool;
     std::lock_guard lock(state_->mutex);
     pool.swap(state_->pool);
@@ -413,7 +414,7 @@ HRESULT Outbox::Post(std::wstring_view body, const std::vector<Recipient>& recip
     const std::size_t size = body.size() * sizeof(wchar_t);
     const bool room = size <= state.policy.bytes && state.bytes <= state.policy.bytes - size;
 
-    // Everything that needs memory comes before the commit; taken back where it is not reached.
+    // All memory is allocated before the commit, and released if the commit is not reached.
     std::vector<std::pair<State::Lines::value_type*, std::list<Callback>>> accepted;
     std::vector<Journal::Change> changes;
     std::uint64_t number = state.lastNumber;

@@ -10,7 +10,7 @@ constexpr std::wstring_view PREFIX = L"progID:";
 // The longest name of a registry key.
 constexpr std::size_t LONGEST_PROG_ID = 255;
 
-// Letters of every language, digits, and the signs that ProgIDs are seen with.
+// Letters of every language, digits, and the other characters that ProgIDs have in practice.
 bool IsProgIdCharacter(wchar_t c) {
     if (c >= 0x80)
         return true;

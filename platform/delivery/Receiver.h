@@ -1,4 +1,4 @@
-// How clients of the event rooms name the class that is to be called back.
+// How clients of the event components name the class to call back.
 #pragma once
 
 #include <optional>
@@ -7,8 +7,8 @@
 
 namespace keldan {
 
-// "progID:" and a ProgID. The ProgID; nothing where the text is not that. Whether the class is registered is seen when
-// it is called.
+// Returns the ProgID of "progID:" followed by a ProgID; nothing for any other text. Whether the class is registered
+// becomes known when it is called.
 std::optional<std::wstring> ParseReceiver(std::wstring_view receiver);
 
 } // namespace keldan

@@ -1,4 +1,4 @@
-// When an event fires. It knows no files and no clients.
+// Decides whether an event fires. It accesses no files and calls no clients.
 #pragma once
 
 #include "platform/eventaccess/ModelReading.h"
@@ -6,21 +6,21 @@
 
 namespace keldan {
 
-// What has been seen of one event.
+// The state of one event after the readings so far.
 struct EventState {
-    // With a trigger: whether the event fires when the trigger is true.
+    // With a trigger: whether the event fires as soon as the trigger is true.
     bool armed = true;
-    // Without one: what the selected nodes were, as a digest; empty where nothing has been seen.
+    // Without a trigger: a digest of the selected nodes; empty before the first reading.
     std::string digest;
 
     bool operator==(const EventState&) const = default;
 };
 
-// Both throw result_error as ModelReading does.
+// Both functions throw result_error as ModelReading does.
 //
-// The state of an event whose registration is made at this reading: what is true already does not fire.
+// Returns the state of an event that is registered at this reading: what is true already does not fire.
 [[nodiscard]] EventState FirstState(const WatchedEvent& event, ModelReading& reading);
-// Moves the state on by a later reading; whether the event fires at it. On failure the state is as before.
+// Updates the state by a later reading and returns whether the event fires. On failure the state is unchanged.
 [[nodiscard]] bool Advance(const WatchedEvent& event, ModelReading& reading, EventState& state);
 
 } // namespace keldan

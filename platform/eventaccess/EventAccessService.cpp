@@ -20,17 +20,17 @@ namespace {
 
 using namespace std::chrono;
 
-// Live models are read this often.
+// Interval at which live models are read.
 constexpr seconds LIVE_INTERVAL(1);
-// Stored models are looked at this often even where no change was noticed.
+// Interval at which stored models are checked even if no change was signalled.
 constexpr seconds POLL_INTERVAL(5);
-// A model that could not be read is tried once more after this, and a callback that found no room each time.
+// Pause before a model that could not be read is read once more, or a callback that had no room is posted again.
 constexpr seconds SECOND_LOOK(1);
-// A change of the wall clock is noticed within this time.
+// Bounds the time until a change of the wall clock is noticed.
 constexpr seconds LONGEST_SLEEP(10);
 constexpr minutes FORGETTING_INTERVAL(5);
 constexpr days EXPIRED_FORGOTTEN_AFTER(30);
-// Readings of a file that has not changed, after which it is left alone.
+// Failed readings of a file after which it is not read again until it changes.
 constexpr int MOST_FAILURES = 2;
 
 Instant WallNow() {
@@ -61,7 +61,8 @@ HRESULT EventAccessService::Start(const std::filesystem::path& folder) {
     for (auto& [id, registration] : content.registrations)
         Put(id, {std::move(registration), 0, std::nullopt, {}});
     expired_ = std::move(content.expired);
-    // Where registrations were lost, what fired for them still goes to its clients; so does what fired before an end.
+    // If registrations were lost, the callbacks of their events are still delivered; so are those from before an
+    // expiry.
     Outbox::Known known;
     if (store_.Whole())
         known = [this](const std::wstring& id) { return registrations_.contains(id) || expired_.contains(id); };
@@ -105,12 +106,12 @@ HRESULT EventAccessService::CheckId(const std::wstring& id) const {
     return found->second.registration.end <= WallNow() ? vorna::PLATFORM_ID_EXPIRED : S_OK;
 }
 
-// What is true at this moment. Without a model nothing has been seen, and seen stays empty.
+// Evaluates the events at this moment. If there is no model, the states stay empty, and so does seen.
 HRESULT EventAccessService::ReadFirstStates(const ServiceIdentity& service, const std::vector<WatchedEvent>& events,
                                             std::vector<EventState>& states, std::optional<ModelStamp>& seen) const {
     states.assign(events.size(), {});
     seen.reset();
-    // Before the model: what changes in between is read again.
+    // Before the text, so that a change in between is read again.
     const ModelStamp stamp = models_.StampOf(service);
     std::wstring text;
     std::wstring message;
@@ -176,7 +177,7 @@ HRESULT EventAccessService::Modify(const ServiceIdentity* service, const std::ws
     for (std::size_t i = 0; i < events.size(); ++i)
         if (const auto same = std::find(earlier.begin(), earlier.end(), events[i]); same != earlier.end())
             registration.states[i] = before.registration.states[same - earlier.begin()];
-    // What changed since is news to the events that were there before.
+    // Events that existed before are evaluated on what changed since.
     watched.seen = before.seen;
     watched.notBefore = before.notBefore;
     if (HRESULT result = store_.Commit(EventAccessStore::Batch().Put(id, registration)); FAILED(result))
@@ -199,7 +200,7 @@ HRESULT EventAccessService::Unsubscribe(const std::wstring& id) {
     return S_OK;
 }
 
-// Looks at everything that is watched; when the next turn is due.
+// Checks all watched models, and returns when to be called again.
 Worker::Next EventAccessService::Work() {
     models_.Continue();
     const Steady now = steady_clock::now();
@@ -230,7 +231,7 @@ Worker::Next EventAccessService::Work() {
         nextLive_ = now + LIVE_INTERVAL;
 
     Steady next = now + LONGEST_SLEEP;
-    // What has ended and is still here could not be written down.
+    // An expiry in the past could not be written yet.
     if (end - wall < LONGEST_SLEEP)
         next = now + (end > wall ? end - wall : Milliseconds(SECOND_LOOK));
     if (stored)
@@ -240,7 +241,7 @@ Worker::Next EventAccessService::Work() {
     for (const ServiceIdentity& service : services) {
         if (!liveIsDue && HasLiveModel(service))
             continue;
-        // One model that there is no memory for does not keep the others waiting; the next poll tries it again.
+        // If memory does not suffice for one model, the others are still checked; the next poll tries it again.
         try {
             if (!Look(service, now))
                 next = std::min(next, now + SECOND_LOOK);
@@ -254,7 +255,7 @@ Worker::Next EventAccessService::Work() {
     return {next, models_.Changes()};
 }
 
-// What has come to its end, and the memory of what came to it long ago.
+// Ends registrations that have expired, and forgets those that expired long ago.
 void EventAccessService::Tidy(Instant now) {
     EventAccessStore::Batch batch;
     std::vector<std::wstring> ended;
@@ -284,7 +285,7 @@ void EventAccessService::Tidy(Instant now) {
         expired_.erase(id);
 }
 
-// False where the model is to be looked at again soon.
+// False if the model must be checked again soon.
 bool EventAccessService::Look(const ServiceIdentity& service, Steady now) {
     const bool live = HasLiveModel(service);
     const ModelStamp stamp = live ? ModelStamp() : models_.StampOf(service);
@@ -322,7 +323,7 @@ std::vector<EventAccessService::Due> EventAccessService::WhoIsDue(const ServiceI
     return due;
 }
 
-// Nothing where there is no well-formed model; the first time in a row that is reported.
+// Nothing if there is no well-formed model, which is reported once until there is one.
 std::optional<ModelReading> EventAccessService::Read(const ServiceIdentity& service, const ModelStamp& stamp) {
     Model& model = readings_[service];
     std::wstring text;
@@ -345,7 +346,7 @@ std::optional<ModelReading> EventAccessService::Read(const ServiceIdentity& serv
     return std::nullopt;
 }
 
-// Moves the states on; the bodies that the events which fired make.
+// Updates the states, and returns the bodies of the events that fired.
 EventAccessService::Bodies EventAccessService::Evaluate(ModelReading& reading, std::vector<Due>& due) {
     Bodies bodies;
     for (Due& one : due) {
@@ -368,7 +369,8 @@ EventAccessService::Bodies EventAccessService::Evaluate(ModelReading& reading, s
     return bodies;
 }
 
-// Posts first and writes then: what ends in between is posted again. False where somebody has to wait for room.
+// Posts before it writes: if the process ends in between, the events are posted again. False if a callback has to wait
+// for room.
 bool EventAccessService::Apply(const std::vector<Due>& due, const ModelStamp& stamp, const Bodies& bodies, Steady now) {
     std::lock_guard lock(mutex_);
     std::vector<Due> wanted;
@@ -392,7 +394,7 @@ bool EventAccessService::Apply(const std::vector<Due>& due, const ModelStamp& st
     return refused.empty();
 }
 
-// Events that fired alike are one body for many clients. Those that got nothing.
+// The same events share one body for many clients. Returns the registrations whose callbacks could not be queued.
 std::set<std::wstring> EventAccessService::Post(const std::vector<Due>& due, const Bodies& bodies) {
     std::set<std::wstring> without;
     for (const auto& [fired, body] : bodies) {
@@ -418,7 +420,7 @@ std::set<std::wstring> EventAccessService::Post(const std::vector<Due>& due, con
     return without;
 }
 
-// All at once: many registrations that a reading moved on cost one flush.
+// In one commit, so that many changed registrations cost one flush.
 void EventAccessService::WriteStates() {
     EventAccessStore::Batch batch;
     for (const std::wstring& id : unwritten_)

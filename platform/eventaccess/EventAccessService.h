@@ -1,10 +1,12 @@
-// The event access of the platform: one thread watches the data models that somebody has registrations for.
+// The event access of the platform: one thread watches the data models that have registrations.
 //
-// Guarantee. An operation that returned S_OK is on disk. What fires at a reading is in the outbox before the new state
-// is written down: the end of the process at any moment loses no event, and repeats one only where it fell between the
-// two. Where the outbox has no room or the disk fails, the state stays as it was and the model is read again later.
+// Guarantee. An operation that returned S_OK is on disk. When events fire, their callbacks are stored in the outbox
+// before the new state is: the end of the process at any moment loses no event, and repeats one only if it comes
+// between the two. If the outbox has no room or the disk fails, the state is not changed and the model is read again
+// later.
 //
-// Thread-safe. Models are read and asked without holding up other operations.
+// Thread-safe, but Start and Stop are called by one thread. Models are read and evaluated without blocking other
+// operations.
 #pragma once
 
 #include "platform/delivery/Outbox.h"
@@ -19,21 +21,22 @@ namespace keldan {
 
 class EventAccessService {
   public:
-    // deliver: DeliverToClient, or what a test puts in its place. models: where stored data models lie.
+    // deliver: DeliverToClient, or a replacement in tests. models: the folder of the stored data models.
     EventAccessService(Outbox::Deliver deliver, const DataFolder& models, OutboxPolicy policy = {});
     ~EventAccessService() { Stop(); }
     EventAccessService(const EventAccessService&) = delete;
     EventAccessService& operator=(const EventAccessService&) = delete;
 
-    // Loads the registrations of the folder, begins to watch, first for what changed meanwhile, and to deliver.
+    // Loads the registrations in the folder and begins to watch and to deliver. What changed while no process ran is
+    // noticed.
     [[nodiscard]] HRESULT Start(const std::filesystem::path& folder);
-    // Nothing is read and no callback begins after this; operations go on working.
+    // No model is read and no callback begins after this; the other operations keep working.
     void Stop();
 
-    // The operations of the interface; failures are its result codes, that of an XPath which takes too long on the
-    // model of this moment (0x80070718), or that of a disk that cannot be written.
+    // The operations of the interface. Failures are its result codes, 0x80070718 for an XPath that takes too long on
+    // the current model, or the error of a disk that cannot be written.
     [[nodiscard]] HRESULT Subscribe(const ServiceIdentity& service, std::wstring_view document, std::wstring& id);
-    // service: null, or the one that the caller takes it for.
+    // service: null, or the service that the caller expects.
     [[nodiscard]] HRESULT Modify(const ServiceIdentity* service, const std::wstring& id, std::wstring_view document);
     [[nodiscard]] HRESULT Unsubscribe(const std::wstring& id);
 
@@ -45,20 +48,20 @@ class EventAccessService {
 
     struct Watched {
         ModelRegistration registration;
-        // Another one after each change of the registration: a reading for the one before is not applied.
+        // Changes with the registration, so that a reading of an earlier version is not applied.
         std::uint64_t revision = 0;
-        // What the states were last read from.
+        // The content of the model at the last reading.
         std::optional<ModelStamp> seen;
-        // After a post that failed.
+        // Set after a post that failed.
         Steady notBefore{};
     };
-    // How the readings of one model went.
+    // Failures to read one model.
     struct Model {
         std::optional<ModelStamp> failed;
         int failures = 0;
         bool reported = false;
     };
-    // One registration on its way through a reading.
+    // A registration during a reading.
     struct Due {
         std::wstring id;
         std::uint64_t revision = 0;
@@ -68,7 +71,7 @@ class EventAccessService {
         // The XPaths of the events that fired.
         std::vector<std::wstring> fired;
     };
-    // The bodies of callbacks, by the XPaths of the events in them.
+    // The bodies of callbacks, by the XPaths of their events.
     using Bodies = std::map<std::vector<std::wstring>, std::wstring>;
 
     HRESULT CheckId(const std::wstring& id) const;
@@ -94,11 +97,11 @@ class EventAccessService {
     std::map<ServiceIdentity, std::set<std::wstring>> byService_;
     std::map<std::wstring, Instant> expired_;
     std::uint64_t lastRevision_ = 0;
-    // States that could not be written yet.
+    // Registrations whose states could not be written yet.
     std::set<std::wstring> unwritten_;
     Steady nextForgetting_{};
     Outbox outbox_;
-    // Of the watching thread alone.
+    // Used by the watching thread only.
     std::map<ServiceIdentity, Model> readings_;
     Steady nextLive_{};
     Steady nextPoll_{};

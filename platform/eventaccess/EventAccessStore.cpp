@@ -6,7 +6,7 @@ namespace keldan {
 
 namespace {
 
-// The kinds of records, as the first characters of their names.
+// The kinds of records, as prefixes of their names.
 constexpr std::string_view REGISTRATION = "R/";
 constexpr std::string_view STATES = "S/";
 constexpr std::string_view EXPIRED = "E/";

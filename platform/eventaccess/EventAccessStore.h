@@ -1,4 +1,4 @@
-// Registrations of the event access on disk. What a commit returned S_OK for is there after any end of the process.
+// The registrations of the event access on disk. A commit that returned S_OK survives any end of the process.
 //
 // Not thread-safe; one process at a time.
 #pragma once
@@ -14,11 +14,11 @@ class EventAccessStore {
   public:
     struct Content {
         std::map<std::wstring, ModelRegistration> registrations;
-        // When a registration reached its end.
+        // When each registration expired.
         std::map<std::wstring, Instant> expired;
     };
 
-    // Collects what is written together, all of it or nothing.
+    // Collects changes that are written together, all of them or none.
     class Batch {
       public:
         Batch& Put(const std::wstring& id, const ModelRegistration& registration);
@@ -32,9 +32,10 @@ class EventAccessStore {
         std::vector<Journal::Change> changes_;
     };
 
-    // Reads the store in the folder. A damaged one is put aside, reported to the debugger output, and content is empty.
+    // Reads the store in the folder. A damaged file is moved aside, which is reported to the debugger output; content
+    // is then empty.
     [[nodiscard]] HRESULT Open(const std::filesystem::path& folder, Content& content);
-    // Whether nothing was lost when it was opened.
+    // Whether the file was not damaged.
     bool Whole() const { return journal_.Condition() == Journal::State::Good; }
     [[nodiscard]] HRESULT Commit(Batch batch) { return journal_.Commit(std::move(batch.changes_)); }
 

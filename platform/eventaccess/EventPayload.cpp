@@ -9,7 +9,7 @@ namespace keldan {
 
 namespace {
 
-// Whether readers with this platform's limit of depth take the data where they will stand.
+// Whether a parser with the limit of this platform accepts the data at their place in the callback.
 bool IsReadable(const std::wstring& data) {
     try {
         (void)ScanXml(L"<EventPayload><Event><Data>" + data + L"</Data></Event></EventPayload>");

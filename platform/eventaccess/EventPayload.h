@@ -1,4 +1,4 @@
-// What clients are told about events that fired.
+// The bodies of the callbacks for events that fired.
 #pragma once
 
 #include "platform/eventaccess/ModelReading.h"
@@ -7,11 +7,11 @@
 
 namespace keldan {
 
-// Characters of one callback's body, at most. Data that do not fit, or nest so deep that nobody could read the
-// callback, are left out: the Data element is then empty, which is reported to the debugger output.
+// The largest number of characters in a body. Data that do not fit, or that nest too deep for a parser, are left out:
+// the Data element is then empty, which is reported to the debugger output.
 inline constexpr std::size_t LONGEST_EVENT_BODY = 8'388'608;
 
-// The Event elements of a callback: what each XPath selects at this reading, with the local time of now.
+// Returns the Event elements of a callback: what each XPath selects at this reading, with the current local time.
 std::wstring MakeEventBody(ModelReading& reading, const std::vector<std::wstring>& xpaths);
 
 } // namespace keldan

@@ -10,8 +10,8 @@ namespace keldan {
 
 namespace {
 
-// What may stand before an opening parenthesis: the functions of XPath 1.0, its node tests, its operators. MSXML looks
-// for functions only where it comes to call them.
+// What may precede an opening parenthesis: the functions, node tests and operators of XPath 1.0. MSXML detects an
+// unknown function only if it is evaluated.
 constexpr std::wstring_view CALLED =
     L" last position count id local-name namespace-uri name string concat starts-with contains substring-before "
     L"substring-after substring string-length normalize-space translate boolean not true false lang number sum floor "
@@ -21,7 +21,7 @@ bool IsNameUnit(wchar_t c) {
     return c != L':' && vorna::IsNameCharacter(c);
 }
 
-// Steps over the expression, name by name; literals are passed over. use(name, at): at is the place behind the name.
+// Calls use(name, end) for each name in the expression outside of literals; end: the position after the name.
 template <typename Use>
 void ForEachName(std::wstring_view expression, Use use) {
     for (std::size_t i = 0; i < expression.size(); ++i) {
@@ -29,7 +29,7 @@ void ForEachName(std::wstring_view expression, Use use) {
         if (c == L'"' || c == L'\'') {
             i = std::min(expression.find(c, i + 1), expression.size());
         } else if (IsNameUnit(c)) {
-            // Numbers come along; nobody asks for them.
+            // Numbers are included; they do not matter here.
             const std::size_t begin = i;
             while (i < expression.size() && IsNameUnit(expression[i]))
                 ++i;
@@ -39,7 +39,7 @@ void ForEachName(std::wstring_view expression, Use use) {
     }
 }
 
-// Quotes, brackets and parentheses are closed in the order in which they were opened, none before it was.
+// Whether quotes, brackets and parentheses are closed in the right order.
 bool IsClosed(std::wstring_view expression) {
     std::wstring open;
     for (std::size_t i = 0; i < expression.size(); ++i) {
@@ -72,7 +72,7 @@ bool CallsOnlyKnownFunctions(std::wstring_view expression) {
     return known;
 }
 
-// Whether MSXML takes the question, asked of a document in which it finds hardly anything.
+// Whether MSXML accepts the expression, evaluated on a nearly empty document.
 bool IsTaken(std::wstring_view expression, const std::wstring& question) {
     if (vorna::Trimmed(expression).empty() || expression.size() > LONGEST_EXPRESSION || !IsClosed(expression) ||
         !CallsOnlyKnownFunctions(expression))

@@ -1,5 +1,5 @@
-// XPath 1.0 expressions from clients, looked at by themselves: one that is accepted here means the same wherever
-// parentheses are put around it.
+// Checks XPath 1.0 expressions of clients. One that is accepted keeps its meaning when it is put into parentheses or a
+// predicate.
 #pragma once
 
 #include "platform/xml/XmlDocument.h"
@@ -8,16 +8,16 @@
 
 namespace keldan {
 
-// Characters of an expression, at most.
+// The largest number of characters in an expression.
 inline constexpr std::size_t LONGEST_EXPRESSION = 8192;
 
-// Whether the text is one expression that selects nodes. Prefixes may be declared anywhere.
+// Whether the text is one expression that selects nodes. It may use any prefix.
 [[nodiscard]] bool IsSelection(std::wstring_view expression);
-// Whether the text is one expression, of whatever type.
+// Whether the text is one expression, of any type.
 [[nodiscard]] bool IsCondition(std::wstring_view expression);
 
-// Adds the prefixes that the expression uses and the map does not know, each with a URI that no document declares:
-// names with them then select nothing, where MSXML would refuse the whole expression.
+// Adds the prefixes that the expression uses and the map does not have, each with a URI that no document declares:
+// names with these prefixes then select nothing, while MSXML would refuse the whole expression.
 void AddUnknownPrefixes(std::wstring_view expression, PrefixMap& prefixes);
 
 } // namespace keldan

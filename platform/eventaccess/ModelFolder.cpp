@@ -13,9 +13,9 @@ std::uint64_t Joined(DWORD high, DWORD low) {
 } // namespace
 
 void ModelFolder::Watch() {
-    // Where it cannot be made, somebody else may make it.
+    // If it cannot be created, a writer of models may still create it.
     (void)CreateFolder(store_.Folder());
-    // Renamed files, and those written in place.
+    // Renamed files and files that are written in place.
     changes_ = vorna::unique_any<ChangesTraits>(FindFirstChangeNotificationW(
         store_.Folder().c_str(), FALSE,
         FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE));
@@ -28,7 +28,7 @@ void ModelFolder::Continue() {
 }
 
 ModelStamp ModelFolder::StampOf(const ServiceIdentity& service) const {
-    // No access to the content: writers are not in the way.
+    // Without access to the content, so that writers are not blocked.
     const vorna::unique_file file(CreateFileW(store_.PathOf(service).c_str(), FILE_READ_ATTRIBUTES,
                                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                               OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));

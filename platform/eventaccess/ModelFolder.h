@@ -1,4 +1,4 @@
-// The data models that are watched: whether they have changed, and their text. Stored ones lie in one folder, live ones
+// The data models to watch: whether they have changed, and their text. Stored ones are files in one folder, live ones
 // are computed.
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace keldan {
 
-// Tells one content of a model's file from another.
+// Identifies the content of a model's file.
 struct ModelStamp {
     bool exists = false;
     std::uint64_t size = 0;
@@ -19,23 +19,23 @@ struct ModelStamp {
     bool operator==(const ModelStamp&) const = default;
 };
 
-// One thread for the watch; StampOf and Read on any thread.
+// The watch belongs to one thread; StampOf and Read may be called on any thread.
 class ModelFolder {
   public:
     explicit ModelFolder(const DataFolder& folder) : store_(folder) {}
 
-    // Begins to notice changes in the folder, which is made where there is none. Doing so again follows a folder that
-    // was put in the place of the old one. Where the system refuses, changes() stays null.
+    // Begins to watch the folder, which is created if it does not exist. Another call watches the folder that has the
+    // name now, after it was replaced. If the system cannot watch it, Changes stays null.
     void Watch();
     void EndWatch() { changes_.reset(); }
-    // Signalled when a file has changed; null where nothing is noticed.
+    // Set when a file has changed; null if the folder is not watched.
     HANDLE Changes() const { return changes_ ? changes_.get() : nullptr; }
-    // After a signal and before the stamps are looked at, so that the next change is noticed.
+    // Clears the signal. Call it before the stamps are read, so that a later change sets it again.
     void Continue();
 
     ModelStamp StampOf(const ServiceIdentity& service) const;
 
-    // The model's text, stored or live. 0x80070490: none. message says what was wrong.
+    // The model's text, stored or live. 0x80070490: there is none. message describes the failure.
     [[nodiscard]] HRESULT Read(const ServiceIdentity& service, std::wstring& document, std::wstring& message) const;
 
   private:

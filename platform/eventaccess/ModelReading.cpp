@@ -10,7 +10,7 @@ namespace keldan {
 
 namespace {
 
-// A hash that no writer of the model can find two texts for: a change must not be hidden by it.
+// A cryptographic hash, so that a writer of the model cannot hide a change.
 std::string DigestOf(std::wstring_view text) {
     vorna::sha256_digest digest;
     vorna::throw_if_failed(vorna::sha256({std::as_bytes(std::span(text))}, {}, digest));
@@ -21,7 +21,7 @@ std::string DigestOf(std::wstring_view text) {
 
 ModelReading::ModelReading(std::wstring_view model) : document_(model) {
     std::wstring message;
-    // A list that cannot be read back leaves its prefixes unknown.
+    // If the list cannot be parsed, its prefixes stay unknown.
     if (!ReadPrefixes(document_.NamespaceList(), prefixes_, message))
         prefixes_.clear();
 }

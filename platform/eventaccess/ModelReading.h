@@ -1,5 +1,4 @@
-// One reading of one data model, asked by everybody who watches it. Each question is put to the document once, however
-// many ask it. One thread at a time.
+// One reading of one data model, shared by its registrations: each question is evaluated once. One thread at a time.
 #pragma once
 
 #include "platform/xml/XmlDocument.h"
@@ -12,17 +11,17 @@ namespace keldan {
 
 class ModelReading {
   public:
-    // Throws result_error with 0x8000012D where the model is not well-formed, nests too deep or has a document type
+    // Throws result_error with 0x8000012D if the model is not well-formed, nests too deep or has a document type
     // definition.
     explicit ModelReading(std::wstring_view model);
 
-    // Expressions are such as Expression.h accepts. Prefixes are those that the model declares. All throw failure:
-    // ERROR_NOT_ENOUGH_QUOTA's result where the question would take too long on this model, E_INVALIDARG where MSXML
-    // cannot answer it.
+    // Expressions must be accepted by Expression.h. They use the prefixes that the model declares. All functions throw
+    // result_error: 0x80070718 (ERROR_NOT_ENOUGH_QUOTA) if the evaluation would take too long on this model,
+    // E_INVALIDARG if MSXML cannot evaluate the expression.
     //
     // Whether the condition is true for at least one of the nodes that xpath selects.
     bool Holds(const std::wstring& xpath, const std::wstring& condition);
-    // The nodes that xpath selects, as the aggregator gives them; valid as long as the reading.
+    // The nodes that xpath selects, in the form of the aggregator's answers; valid as long as the object.
     const std::wstring& Data(const std::wstring& xpath);
     // A digest of these data. Throws E_OUTOFMEMORY as well.
     const std::string& Digest(const std::wstring& xpath);

@@ -6,7 +6,7 @@ namespace keldan {
 
 namespace {
 
-// The first number of a record: a later layout gets another one.
+// The first number of a record: a later layout has another one.
 constexpr std::int64_t LAYOUT = 1;
 
 void WriteTexts(RecordWriter& writer, std::initializer_list<const std::wstring*> texts) {
@@ -19,7 +19,7 @@ void ReadTexts(RecordReader& reader, std::initializer_list<std::wstring*> texts)
         *text = reader.Text();
 }
 
-// Digests are bytes; each goes into a unit of a text.
+// Digests are bytes; each is stored in a unit of a text.
 std::wstring Widened(const std::string& digest) {
     std::wstring text;
     for (unsigned char byte : digest)

@@ -1,4 +1,4 @@
-// One registration as it lies on disk, and the records of the store.
+// One registration and its records on disk.
 #pragma once
 
 #include "platform/calendar/Instants.h"
@@ -15,15 +15,15 @@ namespace keldan {
 
 struct ModelRegistration {
     ServiceIdentity service;
-    // Its duration is not written down: what counts from there on is the end.
+    // Its duration is not stored; the end is.
     ModelSubscription subscription;
     Instant end = NEVER;
     // One for each event.
     std::vector<EventState> states;
 };
 
-// Reading gives nothing where the bytes are not such a record, whole and in range. States lie in a record of their own,
-// so that a reading writes little.
+// Reading returns nothing if the bytes are not a valid record. The states have a record of their own, so that a reading
+// writes little.
 std::string WriteModelRegistration(const ModelRegistration& registration);
 std::optional<ModelRegistration> ReadModelRegistration(std::string_view registration, std::string_view states);
 std::string WriteEventStates(const std::vector<EventState>& states);

@@ -1,4 +1,4 @@
-// What a client asks for: the events in one data model, and whom they are told to.
+// What a client subscribes to: the events in one data model, and the class to call.
 #pragma once
 
 #include "platform/calendar/CalendarStep.h"
@@ -9,7 +9,7 @@
 
 namespace keldan {
 
-// XPath expressions; without a trigger every change of what xpath selects is the event. A reset goes with a trigger.
+// XPath expressions. Without a trigger the event is every change of what xpath selects. A reset requires a trigger.
 struct WatchedEvent {
     std::wstring xpath;
     std::wstring trigger;
@@ -18,14 +18,14 @@ struct WatchedEvent {
     bool operator==(const WatchedEvent&) const = default;
 };
 
-// Events of one subscription, at most.
+// The largest number of events in one subscription.
 inline constexpr std::size_t MAXIMUM_WATCHED_EVENTS = 256;
 
 struct ModelSubscription {
     // The ProgID of the class to call.
     std::wstring client;
     std::wstring cookie;
-    // None: without end.
+    // If absent, the subscription has no end.
     std::optional<CalendarStep> duration;
     std::vector<WatchedEvent> events;
 };

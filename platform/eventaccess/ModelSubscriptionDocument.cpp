@@ -13,7 +13,7 @@ namespace {
 
 std::vector<WatchedEvent> ReadEvents(XmlDocument& document) {
     std::vector<WatchedEvent> events;
-    // In document order, so that each event is followed by what is in it.
+    // In document order, so that each event is followed by its children.
     for (const XmlNode& node : document.Select(L"/EventSubscription/Event | /EventSubscription/Event/XPath | "
                                                L"/EventSubscription/Event/Trigger | /EventSubscription/Event/Reset")) {
         const std::wstring name = node.LocalName();
@@ -31,7 +31,7 @@ std::vector<WatchedEvent> ReadEvents(XmlDocument& document) {
 }
 
 void CheckExpressions(const std::vector<WatchedEvent>& events) {
-    // Many events often ask alike.
+    // Many events often have the same expressions.
     std::set<std::wstring_view> selections;
     std::set<std::wstring_view> conditions;
     for (const WatchedEvent& event : events) {
@@ -47,7 +47,7 @@ ModelSubscription Read(XmlDocument& document) {
     ModelSubscription subscription;
     subscription.client =
         Required(ParseReceiver(vorna::Trimmed(TextOf(document, L"/EventSubscription/Notification/Input/URI"))));
-    // As it stands: a cookie is the client's own.
+    // Not trimmed: the cookie is the client's own.
     subscription.cookie = TextOf(document, L"/EventSubscription/ClientCookie");
     const std::wstring durationText = TextOf(document, L"/EventSubscription/Duration");
     if (const std::wstring_view duration = vorna::Trimmed(durationText); !duration.empty()) {

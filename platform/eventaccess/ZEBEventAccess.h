@@ -1,4 +1,4 @@
-// "QXKELDAN.ZEBEventAccess": the COM face of the process's event access. Free-threaded; objects hold no state.
+// "QXKELDAN.ZEBEventAccess": the COM class of the process's event access. Free-threaded; objects hold no state.
 #pragma once
 
 #include "QXKeldan.h"
@@ -10,8 +10,8 @@ class EventAccessService;
 
 class ZEBEventAccess : public vorna::dispatch_object<ZEBEventAccess, IZEBEventAccess> {
   public:
-    // The service that all objects of this process speak for; set before the class is registered, and alive for as long
-    // as there are objects.
+    // The service behind all objects of this process. Set it before the class is registered; it must outlive all
+    // objects.
     static void Serve(EventAccessService* service);
 
     STDMETHODIMP Subscribe(IUnknown* service, BSTR subscription, BSTR* answer) override;

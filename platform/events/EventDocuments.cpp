@@ -23,7 +23,7 @@ HRESULT ParseEventFilter(std::wstring_view text, std::vector<EventProperty>& fil
     return ReadClientDocument(text, L"FilterProperties", [&](XmlDocument& document) {
         bool named = false;
         bool valued = false;
-        // In document order, so that each FilterOn is followed by what is in it.
+        // In document order, so that each FilterOn is followed by its children.
         for (const XmlNode& node : document.Select(L"/FilterProperties/FilterOn | /FilterProperties/FilterOn/Name | "
                                                    L"/FilterProperties/FilterOn/Value")) {
             const std::wstring element = node.LocalName();

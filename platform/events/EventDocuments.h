@@ -1,8 +1,7 @@
-// Reads the documents that clients hand to the event manager.
+// Reads the documents that clients send to the event manager.
 //
-// Every function: 0x8000012D where the text is not well-formed, has a document type definition or nests too deep;
-// E_INVALIDARG where it is something else than what is expected, as said with each. Names and values are taken as they
-// stand, with their blanks.
+// All functions return 0x8000012D if the text is not well-formed, has a document type definition or nests too deep, and
+// E_INVALIDARG if it is not the expected document, as described for each. Names and values are not trimmed.
 #pragma once
 
 #include "platform/events/EventRegistration.h"
@@ -15,21 +14,21 @@
 
 namespace keldan {
 
-// <SubscriptionInfo><EventName/><ClientCookie/></SubscriptionInfo>: fills the name and the cookie. E_INVALIDARG:
-// another root element, no name or an empty one, a name or a cookie given twice.
+// <SubscriptionInfo><EventName/><ClientCookie/></SubscriptionInfo>: reads the name and the cookie. E_INVALIDARG:
+// another root element, a missing or empty name, two names or two cookies.
 [[nodiscard]] HRESULT ParseEventSubscription(std::wstring_view document, EventRegistration& registration);
 
-// <FilterProperties><FilterOn><Name/><Value/></FilterOn>...</FilterProperties>. One without a name filters nothing and
-// is left out; one without a value wants an empty one. E_INVALIDARG: another root element, a FilterOn with two names or
-// two values.
+// <FilterProperties><FilterOn><Name/><Value/></FilterOn>...</FilterProperties>. A FilterOn without a name is ignored;
+// one without a value requires an empty value. E_INVALIDARG: another root element, a FilterOn with two names or two
+// values.
 [[nodiscard]] HRESULT ParseEventFilter(std::wstring_view document, std::vector<EventProperty>& filters);
 
-// Nothing, or <EventProperties><Property Name="n">v</Property>...</EventProperties>. E_INVALIDARG: another root
+// An empty text, or <EventProperties><Property Name="n">v</Property>...</EventProperties>. E_INVALIDARG: another root
 // element, a property without a name.
 [[nodiscard]] HRESULT ParseEventProperties(std::wstring_view document, EventProperties& properties);
 
-// Nothing, or one document. body: the Payload element of the callbacks, with the document in it without its XML
-// declaration. 0x800700DF (ERROR_FILE_TOO_LARGE): more than 8,388,608 characters.
+// An empty text, or one document. body: the Payload element of the callbacks, which contains the document without its
+// XML declaration. 0x800700DF (ERROR_FILE_TOO_LARGE): more than 8,388,608 characters.
 [[nodiscard]] HRESULT MakePayload(std::wstring_view payload, std::wstring& body);
 
 } // namespace keldan

@@ -17,7 +17,7 @@ constexpr wchar_t OUTBOX_FILE[] = L"events-outbox.journal";
 
 EventManagerService::EventManagerService(Outbox::Deliver deliver) : outbox_(L"Event", std::move(deliver)) {}
 
-// Replaces everything in memory by what the table holds; false where it makes no sense.
+// Replaces the state in memory by the table; false if the table is not valid.
 bool EventManagerService::Read(const Journal::Table& table) {
     registrations_.clear();
     byEvent_.clear();
@@ -36,7 +36,7 @@ HRESULT EventManagerService::Start(const std::filesystem::path& folder) {
                                        [this](const Journal::Table& table) { return Read(table); });
         FAILED(result))
         return result;
-    // Where the registrations were lost, what was raised for them still goes to its clients.
+    // If the registrations were lost, the callbacks that were raised for them are still delivered.
     Outbox::Known known;
     if (journal_.Condition() == Journal::State::Good)
         known = [this](const std::wstring& id) { return registrations_.contains(id); };
@@ -96,7 +96,7 @@ HRESULT EventManagerService::Modify(const std::wstring& id, std::wstring_view su
         return parsed;
     registration.id = id;
     registration.client = known->second.client;
-    // Clients ask in this way whether their registration is still there.
+    // Clients check in this way whether their registration still exists.
     if (registration == known->second)
         return S_OK;
     if (HRESULT result = Write(registration); FAILED(result))

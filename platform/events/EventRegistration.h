@@ -1,4 +1,4 @@
-// One registration of the event manager: which events, and whom to call.
+// One registration of the event manager: an event, and the class to call.
 #pragma once
 
 #include <optional>
@@ -16,7 +16,7 @@ struct EventProperty {
     auto operator<=>(const EventProperty&) const = default;
 };
 
-// The properties that an event was raised with; one name may have several values.
+// The properties of a raised event; one name may have several values.
 using EventProperties = std::set<EventProperty>;
 
 struct EventRegistration {
@@ -27,13 +27,13 @@ struct EventRegistration {
     std::wstring client;
     std::vector<EventProperty> filters;
 
-    // Whether an event of the name, with these properties, is wanted: every filter finds its name and value.
+    // Whether an event with these properties passes: every filter matches one of them.
     bool Wants(const EventProperties& properties) const;
 
     bool operator==(const EventRegistration&) const = default;
 };
 
-// The record of the journal. Reading gives nothing where the bytes are not such a record.
+// The record in the journal. Reading returns nothing if the bytes are not a valid record.
 std::string WriteEventRegistration(const EventRegistration& registration);
 std::optional<EventRegistration> ReadEventRegistration(std::string_view bytes);
 

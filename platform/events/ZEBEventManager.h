@@ -1,4 +1,4 @@
-// "QXKELDAN.ZEBEventManager": the COM face of the process's event manager. Free-threaded; objects hold no state.
+// "QXKELDAN.ZEBEventManager": the COM class of the process's event manager. Free-threaded; objects hold no state.
 #pragma once
 
 #include "QXKeldan.h"
@@ -10,8 +10,8 @@ class EventManagerService;
 
 class ZEBEventManager : public vorna::dispatch_object<ZEBEventManager, IZEBEventManager> {
   public:
-    // The service that all objects of this process speak for; set before the class is registered, and alive for as long
-    // as there are objects.
+    // The service behind all objects of this process. Set it before the class is registered; it must outlive all
+    // objects.
     static void Serve(EventManagerService* service);
 
     STDMETHODIMP Subscribe(BSTR subscription, BSTR filter, BSTR receiver, BSTR* subscriptionId) override;

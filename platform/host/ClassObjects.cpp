@@ -11,10 +11,10 @@ namespace keldan {
 
 namespace {
 
-// Of one class; after that many kills in a row clients have to try more often.
+// For one class; after more kills in a row, clients must retry more often.
 constexpr int MOST_LEFT_OVER = 64;
 
-// A class factory that tells when it was used.
+// A class factory that signals its use.
 class ObservedFactory : public vorna::com_object<ObservedFactory, IClassFactory> {
   public:
     ObservedFactory(vorna::com_ptr<IClassFactory> factory, HANDLE used) : factory_(std::move(factory)), used_(used) {}
@@ -50,8 +50,8 @@ HRESULT ClassObjects::Open(std::vector<ServerClass> classes) {
     return result;
 }
 
-// Creates objects as a client does: class objects of killed hosts are used up first, then this host's. In an apartment
-// of its own, since in theirs no other class objects than this host's are looked for.
+// Creates objects as a client does: that uses up class objects of killed hosts before those of this host. It needs an
+// apartment of its own, since in the apartment of the registrations COM finds only this host's class objects.
 void ClassObjects::UseUpLeftOvers() {
     if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)))
         return;
@@ -96,7 +96,7 @@ HRESULT ClassObjects::Register() {
             return result;
         cookies_.push_back(cookie);
     }
-    // Two objects a class.
+    // Two objects for each class.
     uses_ = 2 * static_cast<long>(cookies_.size());
     return S_OK;
 }

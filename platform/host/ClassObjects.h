@@ -1,9 +1,9 @@
-// The class objects of this process, as COM hands them to clients.
+// The class objects of this process, as COM provides them to clients.
 //
-// Wine's COM service keeps the class objects of a process that was killed, and goes on handing them to clients, who
-// then never start the process again. There each registration is good for one activation and is renewed behind it:
-// after a kill one activation of a class fails at most, and the next one starts the process, which uses up what was
-// left of its other classes.
+// Wine's COM service keeps the class objects of a killed process and still gives them to clients, so that the process
+// is never started again. Under Wine a class object is therefore registered for one activation and renewed after it:
+// after a kill, at most one activation of each class fails, and the next one starts the process, which uses up the
+// remaining registrations of its other classes.
 #pragma once
 
 #include "common/com/unique_any.h"
@@ -15,7 +15,7 @@
 
 namespace keldan {
 
-// One thread.
+// Not thread-safe.
 class ClassObjects {
   public:
     // renew: an event that is set when a registration has been used up.
@@ -27,7 +27,7 @@ class ClassObjects {
     [[nodiscard]] HRESULT Open(std::vector<ServerClass> classes);
     [[nodiscard]] HRESULT Renew();
     void Close();
-    // What they add to the count of uses of this module.
+    // Their share of the use count of this module.
     long Uses() const { return uses_; }
 
   private:

@@ -25,7 +25,7 @@ namespace {
 
 using namespace std::chrono;
 
-// A host with no registrations and no client ends after this time.
+// A host without registrations and clients ends after this time.
 constexpr seconds IDLE_BEFORE_END(30);
 constexpr milliseconds IDLE_CHECK = seconds(5);
 constexpr seconds LINGER(3);
@@ -40,7 +40,7 @@ constexpr ServerClass EVENT_ACCESS{__uuidof(::ZEBEventAccess), L"QXKELDAN.ZEBEve
 } // namespace
 
 Host::Host(std::filesystem::path folder) : folder_(std::move(folder)) {
-    // Components are never destroyed: a client that hangs keeps a thread in them to the end of the process.
+    // Components are never destroyed: the thread of a client that hangs uses them until the process ends.
     components_.push_back(new Hosted<TimerService, ZEBTimer>(TIMER, DeliverToClient));
     components_.push_back(new Hosted<EventManagerService, ZEBEventManager>(EVENT_MANAGER, DeliverToClient));
     components_.push_back(
@@ -91,8 +91,8 @@ int Host::Run() {
     }
     HostSignals signals(folder_);
     if (!signals.TakePlace()) {
-        // A client gives up as soon as the process that COM started for it has ended: it is left the time to find the
-        // class objects of the host that serves.
+        // A client fails as soon as the process that COM started for it ends, so this one stays until the client has
+        // found the class objects of the other host.
         std::this_thread::sleep_for(LINGER);
         return 0;
     }
@@ -116,7 +116,7 @@ int Host::Run() {
     return SUCCEEDED(result) ? 0 : 1;
 }
 
-// Until somebody wants the host to end, or nobody has needed it for a while.
+// Returns when the host is asked to end, or was not in use for a while.
 void Host::Serve(HostSignals& signals, ClassObjects& classes) const {
     auto lastUse = steady_clock::now();
     for (;;) {
@@ -132,7 +132,7 @@ void Host::Serve(HostSignals& signals, ClassObjects& classes) const {
             continue;
         signals.SetServing(false);
         classes.Close();
-        // A client that came in through the closing door is served.
+        // A client that arrived while the classes were being closed is served.
         if (!InUse(classes) || FAILED(classes.Open(Classes())))
             return;
         signals.SetServing(true);

@@ -1,5 +1,5 @@
-// The host process at work: it takes the place of its data folder, starts its components, lets COM create their
-// classes, and ends when it is asked to or when nobody needs it.
+// The host process: it becomes the only host of its data folder, starts its components, registers their classes with
+// COM, and ends when it is asked to or is no longer in use.
 #pragma once
 
 #include "platform/host/ClassObjects.h"
@@ -15,10 +15,10 @@ class Host {
   public:
     explicit Host(std::filesystem::path folder);
 
-    // The exit code of the process: 0 also where another host serves the folder already.
+    // Returns the exit code of the process; 0 also if another host serves the folder already.
     int Run();
 
-    // Registration of the program and everything in it.
+    // Registration of the program, its type library and its classes.
     [[nodiscard]] HRESULT Register() const;
     [[nodiscard]] HRESULT Unregister() const;
 

@@ -10,10 +10,10 @@ namespace keldan {
 
 namespace {
 
-// A host that ends may still wait for callbacks.
+// An ending host may still wait for callbacks.
 constexpr DWORD LONGEST_WAIT = 30000;
 
-// The same for every spelling of a folder that differs in case or in the backslash at its end.
+// The same name for spellings of a folder that differ in case or in a backslash at the end.
 std::wstring Name(const std::filesystem::path& folder, const wchar_t* what) {
     std::wstring path = folder.lexically_normal().wstring();
     while (!path.empty() && path.back() == L'\\')
@@ -51,7 +51,7 @@ HostSignals::~HostSignals() {
 }
 
 bool HostSignals::TakePlace() {
-    // The place comes first: where it is free, an event that says "serving" is left over from a host that was killed.
+    // The place is the first handle: if it is free, a "serving" event that is set was left by a killed host.
     const HANDLE handles[] = {place_.get(), serving_.get()};
     taken_ = Owned(WaitForMultipleObjects(2, handles, FALSE, LONGEST_WAIT));
     if (taken_) {

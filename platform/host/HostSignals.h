@@ -1,4 +1,4 @@
-// The named kernel objects by which the processes of one data folder agree who is its host.
+// The named kernel objects by which processes agree on the one host of a data folder.
 #pragma once
 
 #include "common/com/unique_any.h"
@@ -11,23 +11,23 @@ class HostSignals {
   public:
     // Throws result_error if the objects cannot be created.
     explicit HostSignals(const std::filesystem::path& folder);
-    // Gives the place up; the very last thing a host does.
+    // Lets another process become the host; must be the last step of a host.
     ~HostSignals();
     HostSignals(const HostSignals&) = delete;
     HostSignals& operator=(const HostSignals&) = delete;
 
-    // Waits until this process has the place (true) or another one serves already, or for too long (false). In the
-    // second case the other one is asked to renew its class objects: COM would not have started this process if it had
-    // found them.
+    // Waits until this process is the host (true), or until another host serves or the wait took too long (false). In
+    // the second case the other host is asked to renew its class objects: COM would not have started this process if it
+    // had found them.
     bool TakePlace();
-    // Whether clients reach this host.
+    // Tells other processes whether clients can reach this host.
     void SetServing(bool serving);
     enum class Wish { None, Renew, Stop };
-    // What somebody asked of the host within the time.
+    // Waits for a request to the host, at most for the given time.
     Wish WaitForWish(DWORD milliseconds) const;
     HANDLE Renew() const { return renew_.get(); }
 
-    // Asks the host of the folder to end and waits until it has. True also where there is none.
+    // Asks the host of the folder to end and waits until it has. True also if there is none.
     static bool StopHost(const std::filesystem::path& folder);
 
   private:

@@ -1,4 +1,4 @@
-// What the host process asks of a component that lives in it, and how it asks.
+// The interface between the host process and its components.
 #pragma once
 
 #include "platform/registration/ServerClass.h"
@@ -13,21 +13,21 @@ class HostedComponent {
   public:
     virtual ~HostedComponent() = default;
 
-    // The classes that clients create; constant.
+    // The classes that clients create; they do not change.
     virtual const std::vector<ServerClass>& Classes() const = 0;
-    // Takes up the registrations in the data folder. Called before the classes can be created.
+    // Loads the registrations in the data folder. Called before the classes can be created.
     [[nodiscard]] virtual HRESULT Start(const std::filesystem::path& folder) = 0;
-    // Whether somebody has to be called back some time, so that the process must stay.
+    // Whether the process must stay because callbacks are to come.
     virtual bool HasRegistrations() const = 0;
-    // No callback begins after this. The object itself lives until the process ends.
+    // No callback begins after this. The object exists until the process ends.
     virtual void Stop() = 0;
 };
 
-// A component whose operations are a Service, which clients reach through objects of Class.
+// A component that consists of a Service, which clients call through objects of Class.
 template <typename Service, typename Class>
 class Hosted : public HostedComponent {
   public:
-    // arguments: what the service is made of.
+    // arguments: for the constructor of the service.
     template <typename... Arguments>
     explicit Hosted(const ServerClass& entry, Arguments&&... arguments)
         : classes_{entry}, service_(std::forward<Arguments>(arguments)...) {}

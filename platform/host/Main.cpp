@@ -2,9 +2,9 @@
 //
 //   /regserver, /unregserver   registration for the whole machine
 //   /stop                      asks a running host to end and waits for it
-//   -Embedding                 how COM starts it; the same as no argument
+//   -Embedding                 passed by COM when it starts the program; the same as no argument
 //
-// Exit code 0: done. Nothing is shown.
+// Exit code 0: success. The program has no user interface.
 #include "common/com/scope_exit.h"
 #include "common/com/text_forms.h"
 #include "common/com/unique_any.h"
@@ -24,7 +24,7 @@ std::filesystem::path Folder() {
     return keldan::DataFolder::Configured().Path();
 }
 
-// The option without its dash or slash, in lower case; empty where there is none.
+// The option without its dash or slash, in lower case; empty if there is none.
 std::wstring Option() {
     int count = 0;
     vorna::unique_local_memory arguments(reinterpret_cast<HLOCAL>(CommandLineToArgvW(GetCommandLineW(), &count)));

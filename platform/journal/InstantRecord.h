@@ -1,4 +1,4 @@
-// Instants as the values of a journal. Reading gives nothing where the bytes are none.
+// Instants as the values of a journal. Reading returns nothing if the bytes are not an instant.
 #pragma once
 
 #include "platform/calendar/Instants.h"

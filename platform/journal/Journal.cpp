@@ -42,11 +42,11 @@ std::uint32_t NumberAt(std::string_view bytes, std::size_t offset) {
     return value;
 }
 
-// In front of every commit: its size, the checksum of that size, the checksum of the content. A wrong size is thus told
-// from a commit that was cut off.
+// Every commit begins with its size, the checksum of that size and the checksum of the content. This distinguishes a
+// wrong size from an interrupted commit.
 constexpr std::size_t FRAME = 3 * sizeof(std::uint32_t);
 
-// Builds one commit behind what the bytes begin with, in place: contents may be large.
+// Builds one commit behind given bytes, without copies, since contents may be large.
 class FrameBuilder {
   public:
     FrameBuilder(std::string_view before, std::size_t content) : begin_(before.size()) {
@@ -75,10 +75,10 @@ class FrameBuilder {
     std::string bytes_;
 };
 
-// The two sizes in front of a name and its value.
+// The two sizes before a name and its value.
 constexpr std::size_t CHANGE = 2 * sizeof(std::uint32_t);
 
-// Nothing where the content is not what FrameBuilder makes.
+// Nothing if the content is not in the format of FrameBuilder.
 std::optional<std::vector<Journal::Change>> ReadContent(std::string_view content) {
     std::vector<Journal::Change> changes;
     const auto take = [&](std::uint32_t size) -> std::optional<std::string> {
@@ -117,7 +117,7 @@ std::optional<std::vector<Journal::Change>> ReadContent(std::string_view content
 HRESULT WriteAt(HANDLE file, std::uint64_t offset, std::string_view bytes) {
     LARGE_INTEGER place{};
     place.QuadPart = static_cast<LONGLONG>(offset);
-    // What a failed or cut-off write left behind goes first.
+    // Removes what a failed or interrupted write left.
     if (!SetFilePointerEx(file, place, nullptr, FILE_BEGIN) || !SetEndOfFile(file))
         return result_from_last_error();
     DWORD written = 0;
@@ -149,7 +149,7 @@ HRESULT Journal::ReadWhole(std::string& bytes) {
     return read == bytes.size() ? S_OK : E_UNEXPECTED;
 }
 
-// False where the bytes are damaged. A last commit that was cut off has not happened.
+// False if the bytes are damaged. An interrupted last commit is ignored.
 bool Journal::Parse(const std::string& bytes) {
     const std::string_view whole(bytes);
     Clear();
@@ -163,7 +163,7 @@ bool Journal::Parse(const std::string& bytes) {
         const std::string_view frame = whole.substr(offset, FRAME);
         const std::uint32_t size = NumberAt(frame, 0);
         if (NumberAt(frame, 4) != Checksum(frame.substr(0, 4))) {
-            // A file system may leave zeros where a power cut caught it between the size and the content.
+            // After a loss of power between the size and the content, file systems may leave zeros.
             if (whole.find_first_not_of('\0', offset) != std::string_view::npos)
                 return false;
             break;
@@ -244,7 +244,7 @@ HRESULT Journal::Discard() {
     wchar_t suffix[64];
     swprintf(suffix, std::size(suffix), L".damaged-%04u%02u%02u-%02u%02u%02u-%03u", now.wYear, now.wMonth, now.wDay,
              now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
-    // Several may be set aside within a millisecond.
+    // Several files may be moved aside within a millisecond.
     for (int taken = 0;; ++taken) {
         setAside_ = path_;
         setAside_ += suffix + (taken == 0 ? std::wstring() : L"-" + std::to_wstring(taken));
@@ -267,7 +267,7 @@ HRESULT Journal::Append(const std::string& bytes) {
         if (HRESULT result = OpenFile(); FAILED(result))
             return result;
     if (HRESULT result = WriteAt(file_.get(), size_, bytes); FAILED(result)) {
-        // The cut-off rest must not be taken for a commit at the next start.
+        // The incomplete rest must not be read as a commit at the next start.
         (void)WriteAt(file_.get(), size_, {});
         return result;
     }
@@ -287,7 +287,7 @@ HRESULT Journal::Commit(std::vector<Change> changes) {
     if (HRESULT result = Append(frame.Take()); FAILED(result))
         return result;
     Apply(std::move(changes));
-    // The commit stands already; a file that cannot be written anew only stays larger.
+    // The commit is complete; a file that cannot be rewritten only stays larger.
     if (size_ > compactFrom_ && size_ / 4 > content_)
         compactFrom_ = SUCCEEDED(Compact()) ? SMALLEST_TO_COMPACT : size_ + size_ / 4;
     return S_OK;
@@ -314,7 +314,7 @@ HRESULT Journal::Compact() {
         size_ = bytes.size();
     else
         result = result_from_last_error();
-    // Where this fails the next commit opens it.
+    // If this fails, the next commit opens the file.
     (void)OpenFile();
     return result;
 }

@@ -1,12 +1,12 @@
-// A small table of named values in one file, for registrations that must outlive the process.
+// A small table of named values in one file, for state that must outlive the process.
 //
-// Guarantee: a commit that returned S_OK is on the disk and survives the end of every process the next instant; one
-// that was cut off in the middle has, as a whole, not happened. Commits are appended with their checksums; when the
-// file has grown to several times its content it is written anew beside itself and renamed over.
+// Guarantee: a commit that returned S_OK is on disk and survives the end of every process; one that was interrupted has
+// no effect at all. Commits are appended with their checksums; when the file has grown to several times its content, it
+// is rewritten as a new file that replaces it.
 //
-// A file that is damaged is never half-used: it is moved aside under another name and the table starts empty.
+// A damaged file is never used in part: it is moved aside under another name and the table starts empty.
 //
-// One process at a time (the file is held open); not thread-safe.
+// One process at a time (the file is kept open); not thread-safe.
 #pragma once
 
 #include "common/com/unique_any.h"
@@ -25,7 +25,7 @@ class Journal {
   public:
     using Table = std::map<std::string, std::string>;
 
-    // What one commit does, all of it or nothing: sets a value, or (no value) takes the name away.
+    // One change of a commit, which takes effect as a whole: sets a value or, if there is none, removes the name.
     struct Change {
         std::string name;
         std::optional<std::string> value;
@@ -33,28 +33,28 @@ class Journal {
 
     enum class State {
         Good,
-        // The file did not read back as it was written; it lies under setAside.
+        // The file was not as it had been written; it has been moved aside.
         Damaged,
     };
 
-    // Reads the file, or begins one where there is none. On failure nothing was changed.
+    // Reads the file, or creates it. On failure nothing has changed.
     [[nodiscard]] HRESULT Open(const std::filesystem::path& file);
 
-    // Takes the table over into what the caller makes of it, replacing what it held; false where the values make no
-    // sense.
+    // Loads the table into the caller's own state, replacing it; false if the values are not valid.
     using Reader = std::function<bool(const Table&)>;
-    // The same, and has the table read. A file that is damaged or makes no sense is moved aside, which is reported to
-    // the debugger output (what: the plural that names its records); the table that was read last is then empty.
+    // Opens the file and calls read with its table. A damaged file, or one whose values are not valid, is moved aside,
+    // which is reported to the debugger output (what: the plural that names the records); read is then called once more
+    // with an empty table.
     [[nodiscard]] HRESULT Open(const std::filesystem::path& file, const std::wstring& what, const Reader& read);
 
     const Table& Values() const { return table_; }
     State Condition() const { return state_; }
     const std::filesystem::path& SetAside() const { return setAside_; }
 
-    // On failure the table and the file are as before.
+    // On failure the table and the file are unchanged.
     [[nodiscard]] HRESULT Commit(std::vector<Change> changes);
 
-    // The caller found that the values make no sense: the file is moved aside as if it were damaged.
+    // For values that are not valid: moves the file aside as if it were damaged.
     [[nodiscard]] HRESULT Discard();
 
     std::uint64_t FileSize() const { return size_; }
@@ -73,7 +73,7 @@ class Journal {
     std::filesystem::path path_;
     vorna::unique_file file_;
     std::uint64_t size_ = 0;
-    // Below this size the file is not written anew: it gains nothing, or has failed a moment ago.
+    // A smaller file is not rewritten: there is little to gain, or rewriting has just failed.
     std::uint64_t compactFrom_ = SMALLEST_TO_COMPACT;
     Table table_;
     std::uint64_t content_ = 0; // bytes of all names and values

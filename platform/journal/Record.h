@@ -1,4 +1,4 @@
-// The values of a journal: numbers and texts in a row, as bytes of this machine's order.
+// The values of a journal: a sequence of numbers and texts, in the byte order of this machine.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace keldan {
 
-// The name of a record: its kind and an ID that was made here, which is letters, digits and dashes.
+// The name of a record: its kind and an ID, which consists of letters, digits and dashes.
 inline std::string RecordName(std::string_view kind, std::wstring_view id) {
     return std::string(kind).append(id.begin(), id.end());
 }
@@ -27,7 +27,7 @@ class RecordWriter {
     std::string bytes_;
 };
 
-// Once something is missing every further read gives nothing, and Complete is false.
+// After the end of the bytes every read returns an empty value, and Complete is false.
 class RecordReader {
   public:
     explicit RecordReader(std::string_view bytes) : bytes_(bytes) {}
@@ -45,7 +45,7 @@ class RecordReader {
         AppendText(text);
         return text;
     }
-    // Appends the text that follows to another one.
+    // Appends the next text to another one.
     void AppendText(std::wstring& text) {
         const std::int64_t size = Number();
         if (size < 0 || size > static_cast<std::int64_t>(bytes_.size()) || !Has(size * sizeof(wchar_t))) {

@@ -1,4 +1,4 @@
-// Entry points of QXKeldan.dll: the in-process half of the platform.
+// Entry points of QXKeldan.dll, the in-process half of the platform.
 #include "QXKeldan.h"
 #include "common/com/com_server.h"
 #include "platform/aggregator/Aggregator.h"

@@ -27,7 +27,7 @@ STDMETHODIMP ServiceFactory::CreateService(BSTR serviceXml, IUnknown** service) 
     *service = nullptr;
     return vorna::closed_door([&] {
         XmlDocument document(vorna::view_of(serviceXml));
-        // In whatever namespace.
+        // In any namespace.
         const auto child = [](const std::wstring& parent, const wchar_t* name) {
             return parent + L"/*[local-name()='" + name + L"'][1]";
         };

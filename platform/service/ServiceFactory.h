@@ -1,4 +1,4 @@
-// "QXKELDAN.ZEBService": service documents in, service objects out.
+// "QXKELDAN.ZEBService": creates service objects from service documents.
 #pragma once
 
 #include "QXKeldan.h"
@@ -6,11 +6,10 @@
 
 namespace keldan {
 
-// Has no state: any number of threads may call it.
+// Free-threaded; objects hold no state.
 class ServiceFactory : public vorna::dispatch_object<ServiceFactory, IZEBServiceFactory> {
   public:
-    // Elements are matched by their local names, so a document in a namespace will do; blanks around a value are not
-    // part of it.
+    // Elements are matched by their local names, so the document may use a namespace; values are trimmed.
     STDMETHODIMP CreateService(BSTR serviceXml, IUnknown** service) override;
 };
 

@@ -1,4 +1,4 @@
-// What the platform knows of one device or service.
+// The description of one device or service.
 #pragma once
 
 #include "QXKeldan.h"
@@ -8,7 +8,7 @@
 
 namespace keldan {
 
-// Does not change once it is made, so that any number of threads may read it.
+// Immutable, so any number of threads may read it.
 class ServiceObject : public vorna::dispatch_object<ServiceObject, IZEBServiceObject> {
   public:
     struct Description {

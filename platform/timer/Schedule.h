@@ -1,4 +1,4 @@
-// When a registration ticks, whom it notifies, and when it ends.
+// When a registration ticks, which clients it notifies, and when it ends.
 #pragma once
 
 #include "platform/calendar/CalendarStep.h"
@@ -10,7 +10,7 @@
 
 namespace keldan {
 
-// Whom a tick is delivered to.
+// One client that each tick is delivered to.
 struct NotifyEntry {
     std::wstring client; // a ProgID
     std::wstring parameter;
@@ -23,18 +23,18 @@ struct NotifyEntry {
 
 struct Schedule {
     LocalTime start{};
-    // The start as the zone read it when the registration was made: frequencies of elapsed time count from here, so
-    // that moving the machine to another zone does not stop them.
+    // The start as an instant, by the rules of the zone at the time of the registration. Elapsed time counts from it,
+    // so that moving the machine to another zone does not stop the ticks.
     Instant origin{};
     CalendarStep frequency;
     std::optional<LocalTime> end;
-    // Deliveries after which the schedule ends; -1: no bound.
+    // The number of deliveries after which the schedule ends; -1: unlimited.
     std::int64_t agingCount = -1;
     bool parallel = false;
     std::vector<NotifyEntry> entries;
 
-    // Tick number index is start + index * frequency: years and months move the calendar (a day that the month lacks
-    // becomes its last), days move the calendar, the rest is real time. NEVER beyond the year 9999.
+    // Tick number index is start + index * frequency: years and months are added to the date (a day that the month does
+    // not have becomes its last day), then days, then elapsed time. NEVER after the year 9999.
     Instant TickAt(std::int64_t index, const LocalZone& zone) const;
     // The number of the first tick after the instant; negative for one before the start.
     std::int64_t FirstAfter(Instant instant, const LocalZone& zone) const;

@@ -9,9 +9,9 @@ namespace keldan {
 
 namespace {
 
-// A wall clock is adjusted by little all the time; only more than this counts as set back.
+// A wall clock is often adjusted a little; only more than this counts as set back.
 constexpr Milliseconds CLOCK_TOLERANCE = std::chrono::seconds(2);
-// A start that lies so little back still means "now": the client asked before it, and got here after it.
+// A start not longer ago than this still means "now": the request was sent before it.
 constexpr Milliseconds START_GRACE = std::chrono::minutes(1);
 
 } // namespace
@@ -34,7 +34,7 @@ void Scheduler::WorkOut(State& state) const {
 
 void Scheduler::Put(TimerRegistration registration, const Now& now) {
     State& state = states_[registration.id];
-    // Calls of the earlier one that still run keep their places: its successor waits for them.
+    // Running calls of the earlier registration keep their places: the new one waits for them.
     state.running.resize(std::max(state.running.size(), registration.schedule.entries.size()));
     state.round = {};
     state.anchoredAt = now.steady - std::max(Milliseconds(0), now.wall - registration.progress.anchor);
@@ -47,7 +47,7 @@ void Scheduler::Remove(const std::wstring& id) {
         Erase(place);
 }
 
-// Calls that still run lose whoever waited for them.
+// A call that is still running is reported as abandoned.
 Scheduler::States::iterator Scheduler::Erase(States::iterator place) {
     for (const Running& running : place->second.running) {
         calls_.erase(running.number);
@@ -72,16 +72,15 @@ void Scheduler::ZoneChanged() {
         WorkOut(state);
 }
 
-// Where the clock shows a time before the last tick, it was set back: the next tick would come later than one period
-// from now, by as much as the clock was set back. The registration keeps to its times of day and its phase, but goes on
-// with the first of them that is (nearly) one period of real time away from its last tick: never two in one period,
-// never two periods without one.
+// If the clock shows a time before the last tick, it was set back, and the next tick would be late by the same amount.
+// The registration keeps its times of day and its phase, but continues with the first tick that is (nearly) one period
+// of real time after its last one: never two ticks in one period, never two periods without a tick.
 void Scheduler::FollowClockSetBack(State& state, const Now& now) {
     Progress& progress = state.registration.progress;
     if (now.wall >= progress.anchor - CLOCK_TOLERANCE || state.due == NEVER)
         return;
     const Schedule& schedule = state.registration.schedule;
-    // A first tick that is an appointment with the calendar, not one period from the registration, stays where it is.
+    // A first tick on a calendar date, further away than one period from the registration, is not moved.
     const Milliseconds length = schedule.frequency.RoughLength();
     if (!progress.ticked && state.due - progress.anchor > 2 * length)
         return;
@@ -146,13 +145,13 @@ void Scheduler::DropLateCalls(State& state, const Now& now) {
             continue;
         running.abandoned = true;
         changes_.abandoned.push_back(running.number);
-        // The client may still be at work: trying again at once would only give it the same twice.
+        // The client may still be working: another attempt would deliver the tick twice.
         if (state.round.active && i < state.round.entries.size() && state.round.entries[i].stage == Stage::Calling)
             Settle(state, i, false);
     }
 }
 
-// Moves the entries of the round as far as they go without waiting, and ends the round behind the last one.
+// Advances the entries of the round as far as possible without waiting, and ends the round after the last one.
 void Scheduler::Pump(State& state, const Now& now, std::vector<Call>& calls) {
     const TimerRegistration& registration = state.registration;
     for (std::size_t i = 0; i < state.round.entries.size(); ++i) {
@@ -192,14 +191,14 @@ std::vector<Call> Scheduler::Advance(const Now& now) {
         DropLateCalls(state, now);
         if (!state.round.active)
             FollowClockSetBack(state, now);
-        // The next tick makes an end of the attempts for the last one.
+        // A new tick cancels the retries of the previous one.
         if (state.round.active && OnlyRetriesLeft(state) && schedule.TickAt(state.round.following, zone_) <= now.wall)
             EndRound(state, now);
         if (!state.round.active && state.due <= now.wall)
             StartRound(state, now);
         if (state.round.active)
             Pump(state, now, calls);
-        // A round may have ended as the last one of the count, or with the next tick already due: look again.
+        // The round may have been the last one of the count, or the next tick may be due already: check again.
         const bool again = !state.round.active &&
                            (state.due <= now.wall ||
                             (schedule.agingCount > 0 && state.registration.progress.deliveries >= schedule.agingCount));
@@ -242,7 +241,7 @@ bool Scheduler::Begin(std::uint64_t number, const Now& now) {
     Running& running = state.running[call->second.entry];
     running.begun = true;
     const auto& entries = state.registration.schedule.entries;
-    // After a modification the place may hold nobody; the call of the earlier schedule is not made any more then.
+    // A modified schedule may have no such entry; the call of the earlier schedule is then not made.
     const bool wanted = state.round.active && call->second.entry < entries.size() &&
                         state.round.entries[call->second.entry].stage == Stage::Calling && now.wall < state.end;
     if (!wanted) {
@@ -283,7 +282,7 @@ Scheduler::Changes Scheduler::TakeChanges() {
     Changes taken = std::exchange(changes_, {});
     std::sort(taken.progressed.begin(), taken.progressed.end());
     taken.progressed.erase(std::unique(taken.progressed.begin(), taken.progressed.end()), taken.progressed.end());
-    // Those that ended or were removed meanwhile have nothing to write.
+    // Registrations that have ended or were removed since have nothing to store.
     std::erase_if(taken.progressed, [&](const std::wstring& id) { return !states_.contains(id); });
     return taken;
 }

@@ -1,5 +1,5 @@
-// Decides what is delivered when. It knows no threads, no disk and no COM, and has no clock of its own: whoever owns it
-// says what time it is, carries out the calls that it asks for, and reports how they ended.
+// Decides what is delivered when. It uses no threads, files or COM and has no clock: its owner passes the time, carries
+// out the calls that it returns, and reports their results.
 //
 // Not thread-safe.
 #pragma once
@@ -14,7 +14,7 @@
 
 namespace keldan {
 
-// One delivery to one client that is to be made now.
+// One delivery to one client, to be carried out now.
 struct Call {
     std::uint64_t number = 0;
     std::wstring client; // a ProgID
@@ -25,31 +25,32 @@ class Scheduler {
   public:
     explicit Scheduler(LocalZone zone = {}) : zone_(std::move(zone)) {}
 
-    // A registration that is made now: ticks that lie in the past do not count, except for a start of the last minute.
+    // A new registration: ticks in the past do not count, except for a start within the last minute.
     TimerRegistration Make(std::wstring id, std::wstring ticket, Schedule schedule, const Now& now) const;
 
-    // Takes a registration in, new or read from disk, in place of an earlier one of the ID. What was missed meanwhile
-    // is due at once, once.
+    // Adds a registration, new or read from disk, or replaces the one with its ID. If ticks were missed, one is due at
+    // once.
     void Put(TimerRegistration registration, const Now& now);
-    // After this no further call of the registration begins.
+    // After this no call of the registration begins.
     void Remove(const std::wstring& id);
 
     const TimerRegistration* Find(const std::wstring& id) const;
     std::size_t size() const { return states_.size(); }
     bool HoldsTicket(const std::wstring& ticket) const;
 
-    // What is to be done now. Everything that became due is asked for once, however late it is.
+    // The calls to carry out now. What has become due is returned once, however late it is.
     std::vector<Call> Advance(const Now& now);
-    // How long nothing happens unless a call ends: never negative.
+    // The time until something becomes due, unless a call ends before; never negative.
     Milliseconds UntilNext(const Now& now) const;
 
-    // Before a call is carried out: false where nobody wants it any more. The client's time runs from here.
+    // Must be called before a call is carried out; false if it is not wanted any more. The timeout of the client begins
+    // here.
     bool Begin(std::uint64_t number, const Now& now);
-    // A call has ended, even one that nobody waited for any longer.
+    // Reports the end of a call, also of an abandoned one.
     void Finish(std::uint64_t number, HRESULT result, const Now& now);
 
-    // What the owner has to write down, each told once: registrations whose progress changed, registrations that
-    // reached their end (they are gone from here), calls that are waited for no longer.
+    // Changes for the owner to store, each reported once: registrations whose progress has changed; registrations that
+    // have ended and were removed; calls that were abandoned because they took too long.
     struct Changes {
         std::vector<std::wstring> progressed;
         std::vector<TimerRegistration> ended;
@@ -57,7 +58,7 @@ class Scheduler {
     };
     Changes TakeChanges();
 
-    // The machine's zone or its rules changed: due times of calendar frequencies are worked out anew.
+    // The machine's zone or its rules have changed: computes the due times of calendar frequencies again.
     void ZoneChanged();
 
   private:
@@ -67,17 +68,17 @@ class Scheduler {
         std::int32_t attemptsLeft = 0;
         Milliseconds retryAt{};
     };
-    // A call that was handed out; it may outlive the tick that it was made for.
+    // A call that was returned; it may outlive its tick.
     struct Running {
         std::uint64_t number = 0; // 0: none
         bool begun = false;
         bool abandoned = false;
         Milliseconds deadline{};
     };
-    // One tick on its way to the entries.
+    // The delivery of one tick to its entries.
     struct Round {
         bool active = false;
-        std::int64_t following = 0; // the number of the first tick that this round does not stand for
+        std::int64_t following = 0; // the first tick after those that this round delivers
         std::vector<EntryState> entries;
     };
     struct State {

@@ -6,7 +6,7 @@ namespace keldan {
 
 namespace {
 
-// The first byte of a record: a later layout gets another number.
+// The first number of a record: a later layout has another one.
 constexpr std::int64_t LAYOUT = 1;
 
 void Write(RecordWriter& writer, const Progress& progress) {

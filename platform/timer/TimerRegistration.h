@@ -1,4 +1,4 @@
-// One registration as it lies on disk: the schedule, and how far it has come.
+// One registration and its records on disk: the schedule and its progress.
 #pragma once
 
 #include "platform/timer/Schedule.h"
@@ -9,21 +9,21 @@
 
 namespace keldan {
 
-// Everything of a registration that a tick changes.
+// The part of a registration that ticks change.
 struct Progress {
-    // The number of the tick that is to be delivered next.
+    // The number of the next tick to deliver.
     std::int64_t next = 0;
-    // When the last delivered tick was due; before the first one, when the registration was made.
+    // The due time of the last delivered tick; before the first one, the time of the registration.
     Instant anchor{};
     bool ticked = false;
     std::int64_t deliveries = 0;
-    // One bit an entry: those that the tick `next` has reached already, while others are still tried.
+    // One bit for each entry: set if the tick `next` has been delivered to it, while others are still tried.
     std::uint64_t reached = 0;
 
     bool operator==(const Progress&) const = default;
 };
 
-// Entries of one schedule, at most; Progress holds one bit for each.
+// The largest number of entries in one schedule; Progress has one bit for each.
 inline constexpr std::size_t MAXIMUM_ENTRIES = 64;
 
 struct TimerRegistration {
@@ -35,7 +35,7 @@ struct TimerRegistration {
     bool operator==(const TimerRegistration&) const = default;
 };
 
-// The records of the store. Reading gives nothing where the bytes are not such a record, whole and in range.
+// The records of the store. Reading returns nothing if the bytes are not a valid record.
 std::string WriteTimerRegistration(const TimerRegistration& registration);
 std::optional<TimerRegistration> ReadTimerRegistration(std::string_view bytes);
 std::string WriteProgress(const Progress& progress);

@@ -18,7 +18,7 @@ namespace {
 using namespace std::chrono;
 
 constexpr std::size_t DELIVERIES_AT_ONCE = 8;
-// A change of the wall clock is noticed within this time.
+// Bounds the time until a change of the wall clock is noticed.
 constexpr Milliseconds LONGEST_SLEEP = seconds(10);
 constexpr Milliseconds TIDYING_INTERVAL = minutes(5);
 constexpr Milliseconds TICKET_STALE_AFTER = days(30);
@@ -114,7 +114,7 @@ HRESULT TimerService::Unsubscribe(const std::wstring& ticket, const std::wstring
         return result;
     if (HRESULT result = CheckId(id); FAILED(result))
         return result;
-    // The ticket of the registration was in use until now.
+    // The ticket of the registration counts as used until now.
     const std::wstring holder = scheduler_.Find(id)->ticket;
     TimerStore::Batch batch;
     batch.Remove(id).PutTicket(ticket, now.wall);
@@ -161,7 +161,7 @@ void TimerService::NoticeZone() {
     scheduler_.ZoneChanged();
 }
 
-// All that happened since the last time in one commit: many ticks at once cost one flush.
+// Everything in one commit, so that many ticks cost one flush.
 void TimerService::WriteChanges(const Now& now) {
     Scheduler::Changes changes = scheduler_.TakeChanges();
     if (pool_)
@@ -190,21 +190,21 @@ void TimerService::HandOut(std::vector<Call> calls) {
         try {
             pool_->Add(number, [this, call = std::move(call)] { CarryOut(call); });
         } catch (const std::exception&) {
-            // As if the client had failed: its attempts are counted, and the next tick comes.
+            // Counts as a failure of the client, so that its attempts are used up and the next tick follows.
             scheduler_.Begin(number, ReadClocks());
             scheduler_.Finish(number, E_OUTOFMEMORY, ReadClocks());
         }
     }
 }
 
-// On a thread of the pool, without the lock: the client may call back.
+// On a thread of the pool, without the lock: the client may call the timer.
 void TimerService::CarryOut(const Call& call) {
     bool wanted = false;
     {
         std::lock_guard lock(mutex_);
         wanted = !stopping_ && scheduler_.Begin(call.number, ReadClocks());
     }
-    // The client's time has begun to run.
+    // The timeout of the client has begun.
     worker_.Wake();
     if (!wanted)
         return;
@@ -217,7 +217,7 @@ void TimerService::CarryOut(const Call& call) {
     worker_.Wake();
 }
 
-// What nobody needs any more: old tickets, the memory of expired registrations, libraries of clients.
+// Removes what is not needed any more: old tickets and expired registrations, unused libraries of clients.
 void TimerService::Tidy(const Now& now) {
     nextTidying_ = now.steady + TIDYING_INTERVAL;
     if (std::exchange(deliveredSinceTidying_, false))

@@ -1,11 +1,11 @@
-// The timer of the platform: registrations on disk, one thread that knows what is due, a few that deliver.
+// The timer of the platform: registrations on disk, one thread that schedules, and a few threads that call clients.
 //
-// Guarantee. An operation that returned S_OK is on disk. A tick is written down as delivered right after the client has
-// taken it, entry by entry; so after the end of the process at any moment no tick is lost, and one is delivered a
-// second time only where the process ended while the client was at it, or in the milliseconds before the note was on
-// disk. Ticks that became due while nothing ran are delivered once, together.
+// Guarantee. An operation that returned S_OK is on disk. The delivery of a tick to an entry is stored right after the
+// client has returned. The end of the process at any moment loses no tick, and repeats one only if it comes during the
+// call or in the milliseconds before the delivery is on disk. Ticks that become due while no process runs are delivered
+// as one.
 //
-// Thread-safe.
+// Thread-safe, but Start and Stop are called by one thread.
 #pragma once
 
 #include "platform/delivery/DeliveryPool.h"
@@ -21,24 +21,24 @@ namespace keldan {
 
 class TimerService {
   public:
-    // How a client is reached: DeliverToClient, or what a test puts in its place.
+    // Calls a client: DeliverToClient, or a replacement in tests.
     using Deliver = std::function<HRESULT(const std::wstring& client, const std::wstring& document)>;
 
     explicit TimerService(Deliver deliver) : deliver_(std::move(deliver)) {}
-    // Stops. Where a client hangs for good, its thread comes back to an object that is gone: who cannot rule that out
-    // stops, and lets the process end before the object does.
+    // Stops. A thread that hangs in a client would return to a destroyed object; a caller that cannot exclude this must
+    // call Stop and keep the object until the process ends.
     ~TimerService() { Stop(); }
     TimerService(const TimerService&) = delete;
     TimerService& operator=(const TimerService&) = delete;
 
-    // Loads the registrations of the folder and begins to deliver, first of all what was missed.
+    // Loads the registrations in the folder and begins to deliver, missed ticks first.
     [[nodiscard]] HRESULT Start(const std::filesystem::path& folder);
 
-    // No callback begins after this; those that run are waited for, for a few seconds at most. Operations go on
+    // No callback begins after this; running ones are waited for, for a few seconds at most. The other operations keep
     // working.
     void Stop();
 
-    // The operations of the interface; failures are its result codes, or that of a disk that cannot be written.
+    // The operations of the interface. Failures are its result codes, or the error of a disk that cannot be written.
     [[nodiscard]] HRESULT GetTicket(std::wstring& ticket);
     [[nodiscard]] HRESULT Subscribe(const std::wstring& ticket, std::wstring_view document, std::wstring& id);
     [[nodiscard]] HRESULT Unsubscribe(const std::wstring& ticket, const std::wstring& id);
@@ -65,7 +65,7 @@ class TimerService {
     Scheduler scheduler_;
     std::map<std::wstring, Instant> tickets_;
     std::map<std::wstring, Instant> expired_;
-    // Progress that could not be written yet.
+    // Registrations whose progress could not be written yet.
     std::vector<std::wstring> unwritten_;
     TIME_ZONE_INFORMATION zone_{};
     Milliseconds nextTidying_{};

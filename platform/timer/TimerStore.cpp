@@ -6,9 +6,9 @@ namespace keldan {
 
 namespace {
 
-// The kinds of records, as the first characters of their names.
+// The kinds of records, as prefixes of their names.
 constexpr std::string_view REGISTRATION = "R/";
-// Apart from its registration, so that a tick writes little. Written for the first time with the first tick.
+// Separate from the registration, so that a tick writes little. First written with the first tick.
 constexpr std::string_view PROGRESS = "P/";
 constexpr std::string_view TICKET = "T/";
 constexpr std::string_view EXPIRED = "E/";

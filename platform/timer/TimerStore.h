@@ -1,4 +1,4 @@
-// Tickets and registrations on disk. What a commit returned S_OK for is there after any end of the process.
+// Tickets and registrations on disk. A commit that returned S_OK survives any end of the process.
 //
 // Not thread-safe; one process at a time.
 #pragma once
@@ -16,13 +16,13 @@ class TimerStore {
   public:
     struct Content {
         std::vector<TimerRegistration> registrations;
-        // When a ticket was last used.
+        // When each ticket was last used.
         std::map<std::wstring, Instant> tickets;
-        // When a registration reached its end.
+        // When each registration expired.
         std::map<std::wstring, Instant> expired;
     };
 
-    // Collects what is written together, all of it or nothing.
+    // Collects changes that are written together, all of them or none.
     class Batch {
       public:
         Batch& Put(const TimerRegistration& registration);
@@ -38,7 +38,8 @@ class TimerStore {
         std::vector<Journal::Change> changes_;
     };
 
-    // Reads the store in the folder. A damaged one is put aside, reported to the debugger output, and content is empty.
+    // Reads the store in the folder. A damaged file is moved aside, which is reported to the debugger output; content
+    // is then empty.
     [[nodiscard]] HRESULT Open(const std::filesystem::path& folder, Content& content);
     [[nodiscard]] HRESULT Commit(const Batch& batch) { return journal_.Commit(batch.changes_); }
 

@@ -1,4 +1,4 @@
-// "QXKELDAN.ZEBTimer": the COM face of the process's timer service. Free-threaded; objects hold no state.
+// "QXKELDAN.ZEBTimer": the COM class of the process's timer. Free-threaded; objects hold no state.
 #pragma once
 
 #include "QXKeldan.h"
@@ -10,8 +10,8 @@ class TimerService;
 
 class ZEBTimer : public vorna::dispatch_object<ZEBTimer, IZEBTimer> {
   public:
-    // The service that all objects of this process speak for; set before the class is registered, and alive for as long
-    // as there are objects.
+    // The service behind all objects of this process. Set it before the class is registered; it must outlive all
+    // objects.
     static void Serve(TimerService* service);
 
     STDMETHODIMP GetTicket(BSTR* ticket) override;

@@ -1,4 +1,4 @@
-// The frame in which components read the documents that clients send: what is not as expected is E_INVALIDARG.
+// Reads documents that clients send: what is not as expected is E_INVALIDARG.
 #pragma once
 
 #include "common/com/result_error.h"
@@ -16,14 +16,14 @@ inline void Require(bool condition) {
         throw vorna::result_error(E_INVALIDARG);
 }
 
-// The value; throws as Require if there is none.
+// The value; throws like Require if there is none.
 template <typename Value>
 Value Required(std::optional<Value> value) {
     Require(value.has_value());
     return std::move(*value);
 }
 
-// The text of the element or attribute that the path selects, empty if there is none. Throws as Require if there are
+// The text of the element or attribute that the path selects, empty if there is none. Throws like Require if there are
 // several, since they contradict each other.
 inline std::wstring TextOf(XmlDocument& document, std::wstring_view path) {
     const auto nodes = document.Select(path);
@@ -31,8 +31,8 @@ inline std::wstring TextOf(XmlDocument& document, std::wstring_view path) {
     return nodes.empty() ? std::wstring() : nodes[0].Text();
 }
 
-// Passes the document to read. S_OK, E_INVALIDARG for another root element, 0x8000012D as XmlDocument throws it, or the
-// result of what read throws.
+// Parses the document and passes it to read. E_INVALIDARG: another root element. Other failures are those of
+// XmlDocument and of read.
 template <typename Read>
 [[nodiscard]] HRESULT ReadClientDocument(std::wstring_view text, std::wstring_view root, Read read) {
     return vorna::closed_door([&] {

@@ -10,7 +10,7 @@ namespace {
 vorna::com_ptr<IClassFactory> FindClass() {
     vorna::com_ptr<IClassFactory> found;
     HRESULT result = REGDB_E_CLASSNOTREG;
-    // Systems of today come without 4.0.
+    // Current systems no longer ship MSXML 4.0.
     for (const wchar_t* progId : {L"MSXML2.DOMDocument.4.0", L"MSXML2.DOMDocument.6.0"}) {
         CLSID clsid{};
         result = CLSIDFromProgID(progId, &clsid);
@@ -20,7 +20,8 @@ vorna::com_ptr<IClassFactory> FindClass() {
             break;
     }
     vorna::throw_if_failed(result);
-    // The class object outlives every apartment, so its module has to as well: COM frees modules with the last one.
+    // The class object outlives all apartments, so its module must stay loaded: COM unloads modules with the last
+    // apartment.
     HMODULE module = nullptr;
     if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
                             *reinterpret_cast<LPCWSTR*>(found.get()), &module))
@@ -31,8 +32,8 @@ vorna::com_ptr<IClassFactory> FindClass() {
 } // namespace
 
 vorna::com_ptr<IXMLDOMDocument2> ParseXml(std::wstring_view text) {
-    // Looking the class up by its name costs more than parsing a small document. Kept for the process's life: at its
-    // end there may be no COM left to release it in.
+    // Finding the class by its name takes longer than parsing a small document. Never released: COM may be gone when
+    // the process ends.
     static IClassFactory* const factory = FindClass().detach();
     vorna::com_ptr<IXMLDOMDocument2> document;
     vorna::throw_if_failed(factory->CreateInstance(nullptr, __uuidof(IXMLDOMDocument2), document.put_void()));

@@ -1,4 +1,4 @@
-// MSXML's documents: made by a class object that the process looks up once.
+// Creates MSXML's documents.
 #pragma once
 
 #include "common/com/com_ptr.h"
@@ -8,9 +8,9 @@
 
 namespace keldan {
 
-// A parsed document with its white space; external entities are not resolved, nothing is validated. The text has passed
-// ScanXml and has no XML declaration that names an encoding. Throws result_error: 0x8000012D where it is not
-// well-formed. Usable on any thread, one at a time.
+// Parses the text, including its white space; external entities are not resolved and nothing is validated. The text
+// must have passed ScanXml and must not declare an encoding. Throws result_error: 0x8000012D if it is not well-formed.
+// The document may be used on any thread, one at a time.
 vorna::com_ptr<IXMLDOMDocument2> ParseXml(std::wstring_view text);
 
 } // namespace keldan

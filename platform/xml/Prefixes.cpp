@@ -16,7 +16,7 @@ bool IsPrefix(std::wstring_view name) {
            name.find(L':') == std::wstring_view::npos && name != L"xml" && name != L"xmlns";
 }
 
-// Takes the next "name = value" off the text; false where there is none.
+// Removes the next "name = value" from the text; false if it does not begin with one.
 bool TakeDeclaration(std::wstring_view& text, std::wstring_view& name, std::wstring_view& value) {
     const size_t equals = text.find(L'=');
     if (equals == std::wstring_view::npos)
@@ -38,7 +38,7 @@ bool TakeDeclaration(std::wstring_view& text, std::wstring_view& name, std::wstr
         return false;
     value = text.substr(1, end - 1);
     text.remove_prefix(end + 1);
-    // The next declaration does not begin right at the quote.
+    // A blank must separate declarations.
     return text.empty() || BLANKS.find(text.front()) != std::wstring_view::npos;
 }
 

@@ -8,9 +8,9 @@
 
 namespace keldan {
 
-// Reads declarations that blanks part: xmlns:a='uri', with either kind of quotes or none, and a='uri' for short. A
-// default declaration (xmlns='uri') is taken and dropped: XPath names cannot use it. False where the text is something
-// else, or gives one prefix two URIs; message then names the place.
+// Reads declarations separated by blanks: xmlns:a='uri', with quotes of either kind or none, or a='uri'. A default
+// declaration (xmlns='uri') is accepted and ignored: XPath names cannot use it. False if the text is something else, or
+// gives one prefix two URIs; message then quotes the place.
 [[nodiscard]] bool ReadPrefixes(std::wstring_view text, PrefixMap& prefixes, std::wstring& message);
 
 } // namespace keldan

@@ -21,10 +21,10 @@ namespace {
 
 constexpr wchar_t XSLT_URI[] = L"http://www.w3.org/1999/XSL/Transform";
 
-// Deeply recursive templates need it; MSXML bounds their depth, not their stack.
+// For deeply recursive templates: MSXML bounds their depth, but not the stack that they need.
 constexpr SIZE_T TRANSFORM_STACK_BYTES = 16 * 1024 * 1024;
 
-// What XSLT 1.0 has, but for import and include, which name other files.
+// The elements of XSLT 1.0 except import and include, which name other files.
 constexpr std::wstring_view ALLOWED_ELEMENTS[] = {L"apply-imports",
                                                   L"apply-templates",
                                                   L"attribute",
@@ -61,7 +61,7 @@ constexpr std::wstring_view ALLOWED_ELEMENTS[] = {L"apply-imports",
 
 // The text of the file without its XML declaration.
 std::wstring ReadStylesheet(const std::wstring& path) {
-    // A client's stylesheet must not make this process call another machine, open a pipe or a device.
+    // A client's stylesheet must not make this process call another machine or open a pipe or a device.
     if (!vorna::is_on_drive(path))
         throw vorna::result_error(E_ACCESSDENIED);
     const vorna::unique_file file = vorna::open_for_reading(path);
@@ -76,8 +76,8 @@ std::wstring ReadStylesheet(const std::wstring& path) {
     return text;
 }
 
-// Calls of document(), and of functions with a prefix: those come from extensions. Text in quotes is not looked into,
-// which refuses a stylesheet that only writes such a text out; that errs on the safe side.
+// Whether the value calls document(), or a function with a prefix, which belongs to an extension. Quotes are not
+// parsed, so a stylesheet that only outputs such a text is refused too: a safe error.
 bool CallsOut(std::wstring_view value) {
     for (size_t open = value.find(L'('); open != value.npos; open = value.find(L'(', open + 1)) {
         size_t end = open;
@@ -110,7 +110,7 @@ void CheckStylesheet(XmlDocument& stylesheet) {
             throw vorna::result_error(E_ACCESSDENIED);
 }
 
-// Shared by the caller and the thread that transforms; whoever ends last frees it.
+// Shared by the caller and the thread that transforms; freed by the last of them.
 struct Transformation {
     std::wstring document;
     std::wstring stylesheet;
@@ -138,7 +138,7 @@ DWORD WINAPI RunThread(void* argument) {
             CoUninitialize();
         }
     }
-    // The module stays loaded until its last instruction here has run.
+    // Keeps the module loaded until the last instruction of this thread.
     HMODULE module = vorna::this_module();
     --vorna::module_uses;
     FreeLibraryAndExitThread(module, 0);
@@ -165,7 +165,7 @@ std::wstring Transform(std::wstring_view document, const std::wstring& styleshee
         --vorna::module_uses;
         throw vorna::result_error(vorna::result_from_last_error());
     }
-    // Both belong to the thread now.
+    // The thread owns both now.
     (void)argument.release();
     (void)loaded.release();
     if (WaitForSingleObject(thread.get(), MAXIMUM_TRANSFORM_MILLISECONDS) != WAIT_OBJECT_0) {

@@ -9,7 +9,7 @@ namespace keldan {
 
 namespace {
 
-// A character that XML forbids in every place and in every spelling, so no piece of an answer holds it.
+// A character that no XML document may contain in any form, so no part of an answer contains it.
 constexpr wchar_t DELIMITER[] = L"\x01";
 
 constexpr long KIND_TEXT = 4;
@@ -52,7 +52,7 @@ STDMETHODIMP XMLSimpleAccessor::Query(BSTR xpath, long kind, BSTR* result) {
         if (kind != KIND_TEXT && kind != KIND_MARKUP)
             throw vorna::result_error(E_INVALIDARG);
         const auto nodes = Document().Select(vorna::view_of(xpath));
-        // The root element alone stands for the whole document.
+        // The root element alone means the whole document.
         if (kind == KIND_MARKUP && nodes.size() == 1 && nodes[0].IsRoot())
             return Document().Text();
         std::wstring joined;

@@ -1,4 +1,4 @@
-// "QXKELDAN.XMLSimpleAccessor": one XML document in memory, queried and changed by XPath 1.0; MSXML's.
+// "QXKELDAN.XMLSimpleAccessor": one XML document in memory, queried and changed by XPath 1.0; backed by MSXML.
 #pragma once
 
 #include "QXKeldan.h"
@@ -9,8 +9,8 @@
 
 namespace keldan {
 
-// One thread at a time. Before the first Load, and after one that failed, operations on the document answer
-// E_UNEXPECTED. Prefixes in a path mean what NamespaceList says.
+// One thread at a time. Before the first Load, and after one that failed, operations on the document return
+// E_UNEXPECTED. The prefixes of a path are those of NamespaceList.
 class XMLSimpleAccessor : public vorna::dispatch_object<XMLSimpleAccessor, IXMLSimpleAccessor> {
   public:
     STDMETHODIMP get_delimiter(BSTR* text) override;
@@ -23,8 +23,8 @@ class XMLSimpleAccessor : public vorna::dispatch_object<XMLSimpleAccessor, IXMLS
     STDMETHODIMP Reserved14() override { return E_NOTIMPL; }
     STDMETHODIMP Query(BSTR xpath, long kind, BSTR* result) override;
     STDMETHODIMP Reserved16() override { return E_NOTIMPL; }
-    // Where the path selects several nodes, the first in document order is changed. Inserted markup becomes the first
-    // child. The markup for an attribute is its new value. A failure changes nothing.
+    // If the path selects several nodes, the first in document order is changed. Inserted markup becomes the first
+    // child. For an attribute, the markup is its new value. A failure changes nothing.
     STDMETHODIMP Set(BSTR xpath, BSTR markup, long mode) override;
     STDMETHODIMP get_RootName(BSTR* name) override;
     STDMETHODIMP get_NamespaceList(BSTR* declarations) override;

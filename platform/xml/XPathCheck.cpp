@@ -20,7 +20,7 @@ constexpr std::wstring_view WIDE_AXES[] = {L"ancestor::",  L"ancestor-or-self::"
 void CheckXPath(std::wstring_view xpath, size_t elements) {
     if (xpath.find(L'\0') != xpath.npos)
         throw vorna::result_error(E_INVALIDARG);
-    // What a level multiplies the visits by: once for "//", once more for each axis that leads anywhere.
+    // The factor of each level: once for "//", once more for each axis that may lead anywhere.
     struct Level {
         double visits = 1;
         bool descends = false;
@@ -37,7 +37,7 @@ void CheckXPath(std::wstring_view xpath, size_t elements) {
         } else if (c == L'[' || c == L'(') {
             if (open.size() > MAXIMUM_NESTING)
                 throw vorna::result_error(E_INVALIDARG);
-            // A parenthesis is no level of its own: what it holds is evaluated as often as what stands around it.
+            // A parenthesis is not a level: its content is evaluated as often as what surrounds it.
             open.push_back(c == L'[' ? Level{open.back().visits, false} : open.back());
         } else if ((c == L']' || c == L')') && open.size() > 1) {
             open.pop_back();

@@ -25,7 +25,7 @@ VARIANT Reference(IUnknown* object) {
     return value;
 }
 
-// An XML declaration before inserted markup says nothing about the document around it.
+// An XML declaration before inserted markup does not concern the document.
 std::wstring_view WithoutDeclaration(std::wstring_view markup) {
     if (!markup.starts_with(L"<?xml") || markup.size() < 6 || !vorna::IsXmlSpace(markup[5]))
         return markup;
@@ -33,7 +33,7 @@ std::wstring_view WithoutDeclaration(std::wstring_view markup) {
     return end == markup.npos ? markup : markup.substr(end + 2);
 }
 
-// A declaration whose encoding MSXML does not know is as good as any other.
+// The declaration must be well-formed; an encoding that MSXML does not know is accepted.
 void CheckDeclaration(std::wstring_view head) {
     if (head.starts_with(L'\xFEFF'))
         head.remove_prefix(1);
@@ -53,7 +53,7 @@ void CheckDeclaration(std::wstring_view head) {
 std::wstring Xml(IXMLDOMNode* node) {
     bstr xml;
     throw_if_failed(node->get_xml(xml.put()));
-    // MSXML writes every line end as two characters; a carriage return of the document's own is a reference.
+    // MSXML writes every line end as two characters; a carriage return of the document itself is a reference.
     std::wstring text;
     text.reserve(xml.view().size());
     const auto view = xml.view();
@@ -102,7 +102,7 @@ std::vector<XmlNode> XmlDocument::SelectWith(std::wstring_view xpath, const std:
         VARIANT property{};
         property.vt = VT_BSTR;
         property.bstrVal = value.get();
-        // Declarations that it does not take are missed by the paths that use them.
+        // If a declaration is not accepted, the paths that use it fail.
         (void)document->setProperty(bstr(L"SelectionNamespaces").get(), property);
         selectionNamespaces_ = namespaces;
     }
@@ -123,8 +123,8 @@ std::vector<XmlNode> XmlDocument::SelectWith(std::wstring_view xpath, const std:
     return nodes;
 }
 
-// Some editions of MSXML indent elements that hold no text: with a text node in front, though an empty one, all that
-// lies below is mixed content to them and is written as it is.
+// Some versions of MSXML indent elements that contain no text. With a text node in front, even an empty one, everything
+// below is mixed content and is written as it is.
 std::wstring XmlDocument::UnindentedXml(IXMLDOMNode* node) {
     com_ptr<IXMLDOMNode> first;
     throw_if_failed(node->get_firstChild(first.put()));
@@ -147,7 +147,7 @@ std::wstring XmlDocument::Markup(const XmlNode& node) {
         return Xml(node.get());
     if (!outline_.hasNamespaces || node.IsRoot())
         return UnindentedXml(node.get());
-    // A copy carries the declarations that it needs; not every edition writes them for the node itself.
+    // A copy has the declarations that it needs; not every version writes them for the node itself.
     com_ptr<IXMLDOMNode> copy;
     throw_if_failed(node.get()->cloneNode(VARIANT_TRUE, copy.put()));
     return UnindentedXml(copy.get());
@@ -191,7 +191,7 @@ std::wstring XmlDocument::AsContent(std::wstring_view markup) const {
 }
 
 std::wstring XmlDocument::AsAttributeValue(std::wstring_view value) const {
-    // References in it are resolved where all of them can be.
+    // References in the value are resolved if all of them can be.
     const std::wstring markup =
         value.find(L'<') == value.npos && IsContent(value) ? std::wstring(value) : vorna::EscapeXml(value);
     XmlDocument holder(L"<r>" + markup + L"</r>");
@@ -209,7 +209,7 @@ void XmlDocument::ChangeAttribute(const XmlNode& attribute, std::wstring_view va
         com_ptr<IXMLDOMNamedNodeMap> attributes;
         if (!owner || FAILED(owner->get_attributes(attributes.put())) || !attributes)
             throw vorna::result_error(E_INVALIDARG);
-        // Taken out, not freed: the node at hand still refers to it.
+        // The node is removed, but not freed: the caller still refers to it.
         com_ptr<IXMLDOMNode> removed;
         throw_if_failed(attributes->removeQualifiedItem(bstr(attribute.LocalName()).get(),
                                                         bstr(attribute.NamespaceUri()).get(), removed.put()));
@@ -220,7 +220,7 @@ void XmlDocument::ChangeAttribute(const XmlNode& attribute, std::wstring_view va
 }
 
 std::wstring XmlDocument::MarkPlace(const XmlNode& node, ChangeMode mode, size_t& place, size_t& length) {
-    // A mark that occurs nowhere else in the document.
+    // A text that does not occur in the document.
     std::wstring mark = L"here";
     for (int i = 0; text_.find(mark) != text_.npos; ++i)
         mark = L"here" + std::to_wstring(i);
@@ -252,7 +252,7 @@ std::wstring XmlDocument::MarkPlace(const XmlNode& node, ChangeMode mode, size_t
 }
 
 void XmlDocument::Change(const XmlNode& node, std::wstring_view markup, ChangeMode mode) {
-    // Whatever fails, or leaves the parsed form behind the text: the text is parsed again when it is asked.
+    // After a failure, or if the parsed form is older than the text, the text is parsed again when it is needed.
     vorna::scope_exit outdated([&] { dom_.reset(); });
     if (node.Type() == NODE_ATTRIBUTE && mode == ChangeMode::Replace) {
         ChangeAttribute(node, markup);
@@ -275,8 +275,8 @@ void XmlDocument::Change(const XmlNode& node, std::wstring_view markup, ChangeMo
     std::wstring changed = MarkPlace(node, mode, place, length);
     changed.replace(place, length, content);
     XmlOutline outline = ScanXml(changed);
-    // In an element, content that is well-formed by itself leaves the document well-formed; what a prefix means there,
-    // and what may stand beside the root, is seen in the whole alone.
+    // Inside an element, well-formed content keeps the document well-formed. The meaning of prefixes, and what may
+    // stand beside the root element, can only be checked in the whole document.
     if (outside || outline_.hasNamespaces)
         (void)ParseXml(changed);
     outline_ = std::move(outline);

@@ -1,9 +1,9 @@
-// An XML document in memory, backed by MSXML: loaded, selected from by XPath 1.0, read as text or markup, changed.
+// An XML document in memory, backed by MSXML: parsed, queried by XPath 1.0, read as text or markup, changed.
 //
-// The platform's components share this one class; nobody else talks to MSXML's documents. It keeps the document's text,
-// and a parsed form of it only while somebody asks by path, so what nobody changed comes back letter for letter and
-// several changes in a row parse little. After a change the text is MSXML's: attributes in double quotes, empty
-// elements as <name/>, no CDATA section or white space gained or lost. One thread at a time.
+// All components of the platform use this class for MSXML's documents. It keeps the text of the document, and a parsed
+// form only while paths are evaluated, so that unchanged text is preserved exactly and several changes in a row parse
+// little. After a change the text is MSXML's: attributes in double quotes, empty elements as <name/>, with the same
+// CDATA sections and white space. One thread at a time.
 #pragma once
 
 #include "common/com/com_ptr.h"
@@ -19,16 +19,16 @@
 
 namespace keldan {
 
-// What each prefix of a path means.
+// The URI of each prefix in a path.
 using PrefixMap = std::map<std::wstring, std::wstring, std::less<>>;
 
-// As the modes of the accessor's Set.
+// The modes of the accessor's Set.
 enum class ChangeMode : long { Insert = 1, Append = 2, Replace = 3 };
 
 class XmlDocument {
   public:
-    // Parses a whole document; throws result_error with 0x8000012D where it is not well-formed, has a document type
-    // definition or nests too deep. A byte order mark and the encoding of an XML declaration are passed over: the
+    // Parses a whole document. Throws result_error with 0x8000012D if it is not well-formed, has a document type
+    // definition or nests too deep. A byte order mark and the encoding in an XML declaration are ignored, since the
     // text has been decoded.
     explicit XmlDocument(std::wstring_view text);
 
@@ -36,23 +36,23 @@ class XmlDocument {
     const std::wstring& Text() const { return text_; }
     // As written, with its prefix.
     const std::wstring& RootName() const { return outline_.rootName; }
-    // Every declaration with a prefix, as SelectionNamespaces takes it; the first URI of a prefix counts.
+    // All declarations with a prefix, in the form of SelectionNamespaces; of several URIs of one prefix, the first.
     const std::wstring& NamespaceList() const { return outline_.namespaceList; }
 
-    // The nodes in document order. Prefixes mean what namespaceList() says, or what the map says. Throws result_error:
-    // E_INVALIDARG where the path is none or selects no nodes by its nature, ERROR_NOT_ENOUGH_QUOTA's result where it
-    // would take too long.
+    // The nodes in document order. Prefixes are those of NamespaceList, or of the map. Throws result_error:
+    // E_INVALIDARG if the path is not valid or cannot select nodes, 0x80070718 (ERROR_NOT_ENOUGH_QUOTA) if it would
+    // take too long.
     std::vector<XmlNode> Select(std::wstring_view xpath);
     std::vector<XmlNode> Select(std::wstring_view xpath, const PrefixMap& prefixes);
 
-    // The node's markup; an element gets the namespace declarations of its ancestors that it needs to stand alone.
-    // The document node gives the whole document without its XML declaration.
+    // The node's markup; an element gets the namespace declarations of its ancestors that it needs to stand alone. The
+    // document node gives the whole document without its XML declaration.
     std::wstring Markup(const XmlNode& node);
 
-    // Changes the document at a node that Select gave. Inserted markup becomes the first child; empty markup with
-    // Replace deletes the node; the markup for an attribute is its new value. Markup without a "<" that is not
-    // well-formed by itself is taken as plain text. Throws result_error, and has changed nothing then: 0x8000012D where
-    // the markup or the document with it is not well-formed, E_INVALIDARG where the node cannot hold children.
+    // Changes the document at a node from Select. Inserted markup becomes the first child; empty markup with Replace
+    // deletes the node; for an attribute, the markup is its new value. Markup without a "<" that is not well-formed by
+    // itself is plain text. Throws result_error and changes nothing: 0x8000012D if the markup or the changed document
+    // is not well-formed, E_INVALIDARG if the node cannot have children.
     void Change(const XmlNode& node, std::wstring_view markup, ChangeMode mode);
 
   private:
@@ -64,12 +64,12 @@ class XmlDocument {
     std::wstring AsContent(std::wstring_view markup) const;
     std::wstring AsAttributeValue(std::wstring_view value) const;
     void ChangeAttribute(const XmlNode& attribute, std::wstring_view value);
-    // The document's text with a comment at the place of the change, and where that lies.
+    // The text of the document with a comment at the place of the change, and the position of the comment.
     std::wstring MarkPlace(const XmlNode& node, ChangeMode mode, size_t& place, size_t& length);
 
     std::wstring text_;
     XmlOutline outline_;
-    // Null after a change, until somebody asks.
+    // Null after a change, until a path is evaluated.
     vorna::com_ptr<IXMLDOMDocument2> dom_;
     std::wstring selectionNamespaces_;
     vorna::com_ptr<IXMLDOMNode> emptyText_;

@@ -9,7 +9,7 @@ namespace keldan {
 
 namespace {
 
-// S_FALSE is MSXML's way of saying that there is no such text.
+// MSXML returns S_FALSE if there is no such text.
 std::wstring Read(IXMLDOMNode* node, HRESULT (STDMETHODCALLTYPE IXMLDOMNode::*get)(BSTR*)) {
     vorna::bstr text;
     vorna::throw_if_failed((node->*get)(text.put()));

@@ -1,4 +1,4 @@
-// A node of an XmlDocument; it stays valid until the document is changed.
+// A node of an XmlDocument; valid until the document is changed.
 #pragma once
 
 #include "common/com/com_ptr.h"
@@ -17,7 +17,7 @@ class XmlNode {
     bool IsRoot() const;
     std::wstring LocalName() const;
     std::wstring NamespaceUri() const;
-    // An attribute's value, the text in an element; references resolved.
+    // The value of an attribute, or the text in an element; references are resolved.
     std::wstring Text() const;
 
     IXMLDOMNode* get() const { return node_.get(); }

@@ -41,7 +41,7 @@ class Scanner {
     size_t depth_ = 0;
     std::vector<Binding> bindings_;
     std::unordered_set<std::wstring_view> listed_;
-    // The names of the attributes in the tag at hand.
+    // The names of the attributes in the current tag.
     std::vector<std::wstring_view> names_;
     XmlOutline outline_;
 };
@@ -65,7 +65,7 @@ void Scanner::SkipDeclaration() {
 }
 
 XmlOutline Scanner::Scan() {
-    // MSXML would stop at a null.
+    // MSXML would ignore the text after a null.
     if (text_.find(L'\0') != text_.npos)
         Malformed();
     SkipDeclaration();
@@ -78,7 +78,7 @@ XmlOutline Scanner::Scan() {
         else if (rest.starts_with(L"<?"))
             position_ = Behind(L"?>", position_ + 2);
         else if (rest.starts_with(L"<!"))
-            // A document type definition: it could define entities that grow without bound or name files.
+            // A document type definition: it could define entities that grow without limit or name files.
             Malformed();
         else if (rest.starts_with(L"</"))
             ScanEndTag();
@@ -151,7 +151,7 @@ void Scanner::Declare(std::wstring_view name, std::wstring_view value) {
     if (!list.empty())
         list += L' ';
     list.append(name).append(L"='");
-    // As written, but for the quote that the list uses.
+    // As written, except for the quote that the list uses.
     for (wchar_t c : value)
         if (c == L'\'')
             list += L"&apos;";
