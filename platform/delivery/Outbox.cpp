@@ -106,7 +106,7 @@ struct Outbox::State : std::enable_shared_from_this<State> {
     State(std::wstring rootName, Deliver deliverTo, OutboxPolicy given)
         : root(std::move(rootName)), deliver(std::move(deliverTo)), policy(std::move(given)) {}
 
-    bool TakeUp(const Journal::Table& table);
+    bool Load(const Journal::Table& table);
     HRESULT Write(std::vector<Journal::Change> changes);
     void Gone(const Callback& callback, std::vector<Journal::Change>& changes);
     void Note(std::vector<Journal::Change> changes);
@@ -145,7 +145,7 @@ struct Outbox::State : std::enable_shared_from_this<State> {
 };
 
 // Replaces the state in memory by the table; false if the table is not valid.
-bool Outbox::State::TakeUp(const Journal::Table& table) {
+bool Outbox::State::Load(const Journal::Table& table) {
     lines.clear();
     bodies.clear();
     bytes = callbacks = 0;
@@ -370,7 +370,7 @@ HRESULT Outbox::Start(const std::filesystem::path& file, const Known& known) {
     if (state.started || state.stopping)
         return E_UNEXPECTED;
     if (HRESULT result = state.journal.Open(file, L"the callbacks that waited in " + file.filename().wstring(),
-                                            [&](const Journal::Table& table) { return state.TakeUp(table); });
+                                            [&](const Journal::Table& table) { return state.Load(table); });
         FAILED(result))
         return result;
     if (known) {

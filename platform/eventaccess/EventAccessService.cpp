@@ -243,7 +243,7 @@ Worker::Next EventAccessService::Work() {
             continue;
         // If memory does not suffice for one model, the others are still checked; the next poll tries it again.
         try {
-            if (!Look(service, now))
+            if (!CheckModel(service, now))
                 next = std::min(next, now + SECOND_LOOK);
         } catch (const std::exception&) {
             Report(NameOf(service) + L" was not looked at for " + vorna::hex_text(vorna::caught_result()) +
@@ -286,13 +286,13 @@ void EventAccessService::Tidy(Instant now) {
 }
 
 // False if the model must be checked again soon.
-bool EventAccessService::Look(const ServiceIdentity& service, Steady now) {
+bool EventAccessService::CheckModel(const ServiceIdentity& service, Steady now) {
     const bool live = HasLiveModel(service);
     const ModelStamp stamp = live ? ModelStamp() : models_.StampOf(service);
     const Model& model = readings_[service];
     if (!live && model.failed == stamp && model.failures >= MOST_FAILURES)
         return true;
-    std::vector<Due> due = WhoIsDue(service, stamp, now);
+    std::vector<Due> due = DueRegistrations(service, stamp, now);
     if (due.empty())
         return true;
     std::optional<ModelReading> reading = Read(service, stamp);
@@ -302,8 +302,8 @@ bool EventAccessService::Look(const ServiceIdentity& service, Steady now) {
     return Apply(due, stamp, bodies, now);
 }
 
-std::vector<EventAccessService::Due> EventAccessService::WhoIsDue(const ServiceIdentity& service,
-                                                                  const ModelStamp& stamp, Steady now) const {
+std::vector<EventAccessService::Due> EventAccessService::DueRegistrations(const ServiceIdentity& service,
+                                                                          const ModelStamp& stamp, Steady now) const {
     std::vector<Due> due;
     std::lock_guard lock(mutex_);
     const auto ids = byService_.find(service);

@@ -82,8 +82,8 @@ class EventAccessService {
 
     Worker::Next Work();
     void Tidy(Instant now);
-    bool Look(const ServiceIdentity& service, Steady now);
-    std::vector<Due> WhoIsDue(const ServiceIdentity& service, const ModelStamp& stamp, Steady now) const;
+    bool CheckModel(const ServiceIdentity& service, Steady now);
+    std::vector<Due> DueRegistrations(const ServiceIdentity& service, const ModelStamp& stamp, Steady now) const;
     std::optional<ModelReading> Read(const ServiceIdentity& service, const ModelStamp& stamp);
     static Bodies Evaluate(ModelReading& reading, std::vector<Due>& due);
     bool Apply(const std::vector<Due>& due, const ModelStamp& stamp, const Bodies& bodies, Steady now);

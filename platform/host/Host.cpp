@@ -120,13 +120,13 @@ int Host::Run() {
 void Host::Serve(HostSignals& signals, ClassObjects& classes) const {
     auto lastUse = steady_clock::now();
     for (;;) {
-        const HostSignals::Wish wish = signals.WaitForWish(static_cast<DWORD>(IDLE_CHECK.count()));
-        if (wish == HostSignals::Wish::Stop)
+        const HostSignals::Request request = signals.WaitForRequest(static_cast<DWORD>(IDLE_CHECK.count()));
+        if (request == HostSignals::Request::Stop)
             return;
-        if (wish == HostSignals::Wish::Renew)
+        if (request == HostSignals::Request::Renew)
             if (const HRESULT result = classes.Renew(); FAILED(result))
                 Report(L"the classes cannot be registered again: " + vorna::hex_text(result));
-        if (wish == HostSignals::Wish::Renew || InUse(classes))
+        if (request == HostSignals::Request::Renew || InUse(classes))
             lastUse = steady_clock::now();
         if (steady_clock::now() - lastUse < IDLE_BEFORE_END)
             continue;

@@ -67,15 +67,15 @@ void HostSignals::SetServing(bool serving) {
     serving ? SetEvent(serving_.get()) : ResetEvent(serving_.get());
 }
 
-HostSignals::Wish HostSignals::WaitForWish(DWORD milliseconds) const {
+HostSignals::Request HostSignals::WaitForRequest(DWORD milliseconds) const {
     const HANDLE handles[] = {stop_.get(), renew_.get()};
     switch (WaitForMultipleObjects(2, handles, FALSE, milliseconds)) {
     case WAIT_OBJECT_0:
-        return Wish::Stop;
+        return Request::Stop;
     case WAIT_OBJECT_0 + 1:
-        return Wish::Renew;
+        return Request::Renew;
     default:
-        return Wish::None;
+        return Request::None;
     }
 }
 

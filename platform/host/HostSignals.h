@@ -22,9 +22,9 @@ class HostSignals {
     bool TakePlace();
     // Tells other processes whether clients can reach this host.
     void SetServing(bool serving);
-    enum class Wish { None, Renew, Stop };
+    enum class Request { None, Renew, Stop };
     // Waits for a request to the host, at most for the given time.
-    Wish WaitForWish(DWORD milliseconds) const;
+    Request WaitForRequest(DWORD milliseconds) const;
     HANDLE Renew() const { return renew_.get(); }
 
     // Asks the host of the folder to end and waits until it has. True also if there is none.

@@ -49,15 +49,12 @@ class Journal {
 
     const Table& Values() const { return table_; }
     State Condition() const { return state_; }
-    const std::filesystem::path& SetAside() const { return setAside_; }
 
     // On failure the table and the file are unchanged.
     [[nodiscard]] HRESULT Commit(std::vector<Change> changes);
 
     // For values that are not valid: moves the file aside as if it were damaged.
     [[nodiscard]] HRESULT Discard();
-
-    std::uint64_t FileSize() const { return size_; }
 
   private:
     static constexpr std::uint64_t SMALLEST_TO_COMPACT = 64 * 1024;

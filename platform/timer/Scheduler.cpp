@@ -26,7 +26,7 @@ TimerRegistration Scheduler::Make(std::wstring id, std::wstring ticket, Schedule
     return registration;
 }
 
-void Scheduler::WorkOut(State& state) const {
+void Scheduler::ComputeDueTimes(State& state) const {
     const Schedule& schedule = state.registration.schedule;
     state.due = schedule.TickAt(state.registration.progress.next, zone_);
     state.end = schedule.end ? zone_.ToInstant(*schedule.end) : NEVER;
@@ -39,7 +39,7 @@ void Scheduler::Put(TimerRegistration registration, const Now& now) {
     state.round = {};
     state.anchoredAt = now.steady - std::max(Milliseconds(0), now.wall - registration.progress.anchor);
     state.registration = std::move(registration);
-    WorkOut(state);
+    ComputeDueTimes(state);
 }
 
 void Scheduler::Remove(const std::wstring& id) {
@@ -69,7 +69,7 @@ bool Scheduler::HoldsTicket(const std::wstring& ticket) const {
 
 void Scheduler::ZoneChanged() {
     for (auto& [id, state] : states_)
-        WorkOut(state);
+        ComputeDueTimes(state);
 }
 
 // If the clock shows a time before the last tick, it was set back, and the next tick would be late by the same amount.
@@ -93,7 +93,7 @@ void Scheduler::FollowClockSetBack(State& state, const Now& now) {
         progress.next = next;
         progress.reached = 0;
     }
-    WorkOut(state);
+    ComputeDueTimes(state);
     changes_.progressed.push_back(state.registration.id);
 }
 
@@ -128,7 +128,7 @@ void Scheduler::EndRound(State& state, const Now& now) {
     progress.reached = 0;
     state.anchoredAt = now.steady - std::max(Milliseconds(0), now.wall - progress.anchor);
     state.round = {};
-    WorkOut(state);
+    ComputeDueTimes(state);
     changes_.progressed.push_back(state.registration.id);
 }
 

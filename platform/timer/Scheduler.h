@@ -91,7 +91,7 @@ class Scheduler {
     };
     using States = std::map<std::wstring, State>;
 
-    void WorkOut(State& state) const;
+    void ComputeDueTimes(State& state) const;
     void FollowClockSetBack(State& state, const Now& now);
     void StartRound(State& state, const Now& now);
     void DropLateCalls(State& state, const Now& now);

@@ -184,7 +184,7 @@ void TimerService::WriteChanges(const Now& now) {
         Report(L"the progress of the timer's registrations cannot be written: " + vorna::hex_text(result));
 }
 
-void TimerService::HandOut(std::vector<Call> calls) {
+void TimerService::Dispatch(std::vector<Call> calls) {
     for (Call& call : calls) {
         const std::uint64_t number = call.number;
         try {
@@ -245,7 +245,7 @@ Worker::Next TimerService::Work() {
     NoticeZone();
     std::vector<Call> calls = scheduler_.Advance(now);
     WriteChanges(now);
-    HandOut(std::move(calls));
+    Dispatch(std::move(calls));
     if (now.steady >= nextTidying_)
         Tidy(now);
     // The clocks are read in whole milliseconds. If the disk has failed, the next call tries it again.

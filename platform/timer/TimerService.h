@@ -54,7 +54,7 @@ class TimerService {
     Worker::Next Work();
     void NoticeZone();
     void WriteChanges(const Now& now);
-    void HandOut(std::vector<Call> calls);
+    void Dispatch(std::vector<Call> calls);
     void CarryOut(const Call& call);
     void Tidy(const Now& now);
 

@@ -1,4 +1,4 @@
-// An archive as a test uses it: the manager bound to a path, with texts in place of BSTRs.
+// The archive manager bound to a path, with texts in place of BSTRs.
 #pragma once
 
 #include "common/com/bstr.h"

@@ -33,7 +33,7 @@ std::wstring Gauge(const std::wstring& pressure) {
     return L"<Gauge><Pressure>" + pressure + L"</Pressure></Gauge>";
 }
 
-// The Data of each callback, without the markup around them.
+// The content of the Data elements of the callbacks.
 std::wstring DataOf(const std::vector<std::wstring>& callbacks) {
     std::wstring all;
     for (const std::wstring& callback : callbacks) {
@@ -94,11 +94,11 @@ class EventAccess : public HostTest {
     }
     HRESULT Unsubscribe(const std::wstring& id) { return access_->Unsubscribe(nullptr, bstr(id).get()); }
     void Write(const std::wstring& model) { WriteModel(models_, model); }
-    // As a careless gateway writes: over the old text, and not all of it.
+    // Writes over the old text, and possibly not all of it, as a careless gateway does.
     void WriteInPlace(const std::string& bytes) {
         std::ofstream(std::filesystem::path(models_.PathOf(GAUGE)), std::ios::binary | std::ios::trunc) << bytes;
     }
-    // The model has been replaced, and everybody who watches it has been asked.
+    // Replaces the model and waits until its registrations have been evaluated.
     void WriteAndWait(const std::wstring& model) {
         const std::size_t before = inbox.Count(marker_);
         Write(model);
@@ -108,12 +108,12 @@ class EventAccess : public HostTest {
     const keldan::ModelStore models_{keldan::DataFolder(dataFolder_.wstring())};
     com_ptr<IZEBEventAccess> access_;
     com_ptr<IUnknown> gauge_;
-    // A registration that hears of every change.
+    // A registration that fires at every change.
     std::wstring marker_;
 };
 
 TEST_F(EventAccess, ThresholdFiresResetsAndFiresAgain) {
-    // Before there is a model, and before the folder is there.
+    // The model and its folder do not exist yet.
     const std::wstring id = Subscribe(Document(Event(L"/Gauge/Pressure", L". &gt; 8", L". &lt; 6")));
     Write(Gauge(L"9"));
     ASSERT_TRUE(inbox.WaitFor(id, 1));
@@ -151,7 +151,7 @@ TEST_F(EventAccess, ChangeWhileTheHostWasKilledIsNoticedAndNothingTwice) {
     ASSERT_NO_FATAL_FAILURE(Connect());
     EXPECT_TRUE(inbox.WaitFor(meanwhile, 1));
     EXPECT_TRUE(inbox.WaitFor(marker_, 1));
-    // Killed once more, when nothing is on its way.
+    // Killed again, when no callback waits.
     WriteAndWait(Gauge(L"12"));
     KillHost();
     ASSERT_NO_FATAL_FAILURE(Connect());
@@ -160,7 +160,7 @@ TEST_F(EventAccess, ChangeWhileTheHostWasKilledIsNoticedAndNothingTwice) {
     EXPECT_EQ(0u, inbox.Count(before));
 }
 
-TEST_F(EventAccess, DurationEndsARegistrationAndModifyBeginsItAnew) {
+TEST_F(EventAccess, DurationEndsARegistrationAndModifyRestartsIt) {
     const std::wstring lasting = Document(Event(L"/Gauge"), L"P0Y0M1DT0H0M0S");
     const std::wstring renewed = Subscribe(Document(Event(L"/Gauge"), L"P0Y0M0DT0H0M3S"));
     EXPECT_HR(S_OK, Modify(renewed, lasting));
@@ -179,14 +179,14 @@ TEST_F(EventAccess, DurationEndsARegistrationAndModifyBeginsItAnew) {
     EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Unsubscribe(renewed));
 }
 
-TEST_F(EventAccess, ModifiedRegistrationKeepsWhatItsEventsHaveSeen) {
+TEST_F(EventAccess, ModifiedRegistrationKeepsTheStatesOfItsEvents) {
     Write(Gauge(L"9"));
     const std::wstring kept = Event(L"/Gauge/Pressure", L". &gt; 8", L". &lt; 6");
     const std::wstring id = Subscribe(Document(kept));
     marker_ = Subscribe(Document(Event(L"/Gauge")));
     EXPECT_HR(E_INVALIDARG, Modify(id, Document(kept), MakeService({L"2", L"gauge", L"urn:g"}).get()));
     WriteAndWait(Gauge(L"7"));
-    // The new event is true already, and the old one still waits for its reset.
+    // The new event is true already; the old one still waits for its reset.
     EXPECT_HR(S_OK, Modify(id, Document(Event(L"//Pressure", L". = 7") + kept), gauge_.get()));
     WriteAndWait(Gauge(L"9"));
     WriteAndWait(Gauge(L"5"));
@@ -197,7 +197,7 @@ TEST_F(EventAccess, ModifiedRegistrationKeepsWhatItsEventsHaveSeen) {
     EXPECT_EQ(L"<Pressure>7</Pressure>\n<Pressure>9</Pressure>\n", DataOf(inbox.Of(id)));
 }
 
-TEST_F(EventAccess, LiveModelIsWatchedWhileSomebodyAsks) {
+TEST_F(EventAccess, LiveModelIsWatchedWhileItHasRegistrations) {
     gauge_ = MakeService({L"", L"me", L"host"});
     const std::wstring id = Subscribe(Document(Event(L"/Host/Time/@Utc") + Event(L"/Host/NoSuch")));
     EXPECT_TRUE(inbox.WaitFor(id, 2));
@@ -205,7 +205,7 @@ TEST_F(EventAccess, LiveModelIsWatchedWhileSomebodyAsks) {
     EXPECT_EQ(std::wstring::npos, inbox.Last().find(L"NoSuch"));
 }
 
-TEST_F(EventAccess, RefusesWhatIsNoEventSubscription) {
+TEST_F(EventAccess, RefusesDocumentsThatAreNotEventSubscriptions) {
     const std::wstring event = Event(L"/Gauge");
     struct {
         const char* what;
@@ -218,15 +218,15 @@ TEST_F(EventAccess, RefusesWhatIsNoEventSubscription) {
         {"another root", L"<Other/>", E_INVALIDARG},
         {"no event", Document(L""), E_INVALIDARG},
         {"an event without XPath", Document(Event(L" ")), E_INVALIDARG},
-        {"an XPath that selects nothing by nature", Document(Event(L"count(/Gauge)")), E_INVALIDARG},
-        {"a trigger that breaks out", Document(Event(L"/Gauge", L"1] | //*[1")), E_INVALIDARG},
-        {"a reset that is none", Document(Event(L"/Gauge", L"1", L"'")), E_INVALIDARG},
+        {"an XPath that cannot select nodes", Document(Event(L"count(/Gauge)")), E_INVALIDARG},
+        {"a trigger that closes the predicate", Document(Event(L"/Gauge", L"1] | //*[1")), E_INVALIDARG},
+        {"a reset that is not valid", Document(Event(L"/Gauge", L"1", L"'")), E_INVALIDARG},
         {"two triggers", Document(L"<Event><XPath>/G</XPath><Trigger>1</Trigger><Trigger>2</Trigger></Event>"),
          E_INVALIDARG},
-        {"a duration that is none", Document(event, L"one day"), E_INVALIDARG},
-        {"a duration of nothing", Document(event, L"P0Y0M0DT0H0M0S"), E_INVALIDARG},
+        {"a duration that is not valid", Document(event, L"one day"), E_INVALIDARG},
+        {"a duration of zero", Document(event, L"P0Y0M0DT0H0M0S"), E_INVALIDARG},
         {"no receiver", Document(event, L"", L""), E_INVALIDARG},
-        {"a receiver that is no ProgID", Document(event, L"", L"http://a"), E_INVALIDARG},
+        {"a receiver that is not a ProgID", Document(event, L"", L"http://a"), E_INVALIDARG},
     };
     const std::wstring id = Subscribe(Document(event));
     for (const auto& one : cases) {
@@ -240,7 +240,7 @@ TEST_F(EventAccess, RefusesWhatIsNoEventSubscription) {
     EXPECT_HR(vorna::RESULT_SERVICE_OBJECT, Modify(id, Document(event), access_.get()));
     EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Modify(L"no such ID", Document(event)));
     EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Unsubscribe(L"no such ID"));
-    // What was registered before is as it was.
+    // The earlier registration still exists.
     Write(Gauge(L"1"));
     EXPECT_HR(S_OK, Unsubscribe(id));
 }
@@ -261,7 +261,7 @@ TEST(EventAccessQueue, EventThatFindsNoRoomIsPostedWhenThereIsSome) {
             return result;
         },
         data, policy);
-    // Also where the test ends early: the service waits for the client.
+    // Also if the test fails: the service waits for the client.
     const vorna::scope_exit release([&] { SetEvent(released.get()); });
     ASSERT_HR(S_OK, service.Start(folder.Path()));
     std::wstring id;
@@ -269,7 +269,7 @@ TEST(EventAccessQueue, EventThatFindsNoRoomIsPostedWhenThereIsSome) {
     ASSERT_NO_FATAL_FAILURE(WriteModel(store, Gauge(L"2")));
     ASSERT_TRUE(came.WaitFor(id, 1));
     ASSERT_NO_FATAL_FAILURE(WriteModel(store, Gauge(L"3")));
-    // Another registration hears of the third pressure, which finds no room for the first.
+    // There is no room for the third pressure. Another registration shows that the fourth has been read.
     std::wstring other;
     ASSERT_HR(S_OK, service.Subscribe(GAUGE, Document(Event(L"/Gauge/Pressure", L". = 4")), other));
     ASSERT_NO_FATAL_FAILURE(WriteModel(store, Gauge(L"4")));

@@ -53,7 +53,7 @@ class EventManager : public HostTest {
                      long& count) {
         return manager_->Raise(bstr(name).get(), bstr(properties).get(), bstr(payload).get(), &count);
     }
-    // How many subscriptions the event went to.
+    // Returns the number of subscriptions that the event was queued for.
     long Raise(const std::wstring& name, const std::wstring& properties = {}, const std::wstring& payload = {}) {
         long count = -1;
         EXPECT_HR(S_OK, TryRaise(name, properties, payload, count));
@@ -63,7 +63,7 @@ class EventManager : public HostTest {
     com_ptr<IZEBEventManager> manager_;
 };
 
-TEST_F(EventManager, DeliversWhatWasRaisedInOrderAndLetterForLetter) {
+TEST_F(EventManager, DeliversEventsInOrderAndUnchanged) {
     const std::wstring id = Subscribe(Info(L" a&lt;b&amp;\"c\" ", L" 5 &lt; 6 &amp; 7 "));
     const std::wstring other = Subscribe(Info(L"other"));
     EXPECT_EQ(0, Raise(L"a<b&\"c\""));
@@ -123,7 +123,7 @@ TEST_F(EventManager, FiltersPassEventsThatHaveEveryValue) {
     }
 }
 
-TEST_F(EventManager, ModifiedRegistrationKeepsWhatWaitsAsItWasRaised) {
+TEST_F(EventManager, ModificationDoesNotChangeQueuedEvents) {
     const std::wstring id = Subscribe(Info(L"old", L"first"));
     inbox.FailNext(1);
     EXPECT_EQ(1, Raise(L"old"));
@@ -140,7 +140,7 @@ TEST_F(EventManager, ModifiedRegistrationKeepsWhatWaitsAsItWasRaised) {
     EXPECT_EQ(Callback(id, L"second", L""), came[2]);
 }
 
-TEST_F(EventManager, UnsubscribingDropsWhatWaits) {
+TEST_F(EventManager, UnsubscribingDropsQueuedEvents) {
     const std::wstring id = Subscribe(Info(L"a"));
     const std::wstring later = Subscribe(Info(L"b"));
     inbox.FailNext(1);
@@ -151,7 +151,7 @@ TEST_F(EventManager, UnsubscribingDropsWhatWaits) {
     ASSERT_TRUE(inbox.WaitFor(later, 1));
     EXPECT_HR(S_OK, Unsubscribe(id));
     EXPECT_EQ(0, Raise(L"a"));
-    // Its second attempt comes after the one that was dropped would have.
+    // Its second attempt comes after the time of the dropped one.
     ASSERT_TRUE(inbox.WaitFor(later, 2));
     EXPECT_EQ(1u, inbox.Count(id));
     EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Unsubscribe(id));
@@ -167,7 +167,7 @@ TEST_F(EventManager, KillBetweenRaiseAndDeliveryLosesNothing) {
     for (const wchar_t* payload : {L"<p>1</p>", L"<p>2</p>", L"<p>3</p>"})
         EXPECT_EQ(2, Raise(L"e", properties, payload));
     EXPECT_HR(S_OK, Unsubscribe(ended));
-    // Killed the very moment that the answer is there.
+    // Killed immediately after the call has returned.
     EXPECT_EQ(1, Raise(L"e", properties, L"<p>4</p>"));
     KillHost();
     inbox.Clear();
@@ -187,7 +187,7 @@ TEST_F(EventManager, KilledHostsLeaveNothingBehindForClassesThatWereNotUsed) {
         com_ptr<IZEBTimer> timer;
         ASSERT_NO_FATAL_FAILURE(ConnectTo(L"QXKELDAN.ZEBTimer", timer));
     }
-    // The first may still meet what the host has not come to yet.
+    // The first attempt may still meet a class object that the host has not used up yet.
     HRESULT result = E_FAIL;
     for (int attempt = 0; attempt < 2 && FAILED(result); ++attempt)
         result = CoCreateInstance(__uuidof(::ZEBEventManager), nullptr, CLSCTX_ALL, __uuidof(IZEBEventManager),
@@ -195,7 +195,7 @@ TEST_F(EventManager, KilledHostsLeaveNothingBehindForClassesThatWereNotUsed) {
     EXPECT_HR(S_OK, result);
 }
 
-TEST_F(EventManager, FullQueueIsToldToWhoRaises) {
+TEST_F(EventManager, FullQueueIsReportedToTheCaller) {
     Subscribe(Info(L"e"));
     inbox.FailNext(1'000'000);
     for (std::size_t i = 0; i < WAITING_AT_MOST; ++i)
@@ -206,7 +206,7 @@ TEST_F(EventManager, FullQueueIsToldToWhoRaises) {
     EXPECT_EQ(1, count);
 }
 
-TEST_F(EventManager, RefusesWhatItCannotUseWithItsCode) {
+TEST_F(EventManager, RefusesInvalidDocumentsWithTheirCodes) {
     const std::wstring id = Subscribe(Info(L"e"));
     const std::wstring good = Info(L"e");
     const std::wstring receiver = std::wstring(L"progID:") + RECEIVER;
@@ -267,13 +267,13 @@ TEST_F(EventManager, RefusesWhatItCannotUseWithItsCode) {
             << support::Narrow(one.properties + one.payload.substr(0, 100));
         EXPECT_EQ(0, count);
     }
-    // What was refused has changed nothing.
+    // The refused documents have changed nothing.
     EXPECT_EQ(1, Raise(L"e"));
     ASSERT_TRUE(inbox.WaitFor(id, 1));
     EXPECT_EQ(Callback(id, L"c", L""), inbox.Last());
 }
 
-TEST_F(EventManager, DamagedRegistrationsAreKeptAsideAndWhatWasRaisedIsDelivered) {
+TEST_F(EventManager, DamagedRegistrationsAreMovedAsideAndQueuedEventsDelivered) {
     const std::wstring id = Subscribe(Info(L"e"));
     inbox.FailNext(1);
     EXPECT_EQ(1, Raise(L"e"));

@@ -1,5 +1,6 @@
 #include "platform/HostTest.h"
 
+#include "common/com/text_forms.h"
 #include "common/com/unique_any.h"
 
 #include <fstream>
@@ -25,11 +26,10 @@ void SetClassesText(const std::wstring& key, const std::wstring& text) {
 } // namespace
 
 void RegisterProgId(const std::wstring& progId, const CLSID& clsid) {
-    wchar_t guid[40];
-    StringFromGUID2(clsid, guid, ARRAYSIZE(guid));
+    const std::wstring guid = vorna::guid_text(clsid);
     SetClassesText(progId + L"\\CLSID", guid);
-    // Only a class that runs already can be had.
-    SetClassesText(std::wstring(L"CLSID\\") + guid + L"\\LocalServer32", L"C:\\no-such-program.exe");
+    // COM finds the class only while this program has registered it.
+    SetClassesText(L"CLSID\\" + guid + L"\\LocalServer32", L"C:\\no-such-program.exe");
 }
 
 DWORD RunHost(const std::wstring& option) {
@@ -51,11 +51,11 @@ HostTest::HostTest() : receiver_(RunningClass::Of<Receiver>(CLSID_RECEIVER, CLSC
 
 void HostTest::SetUpTestSuite() {
     support::RegisterPlatform();
-    // The interface of the callbacks marshals by its type library; where the component is installed it brings its own.
+    // The interface of the callbacks marshals by its type library, which the component brings where it is installed.
     const std::wstring file = (support::BinFolder() / "VornaLib.tlb").wstring();
     vorna::com_ptr<ITypeLib> library;
     ASSERT_HR(S_OK, LoadTypeLibEx(file.c_str(), REGKIND_REGISTER, library.put()));
-    // Wine's marshaller looks for the neutral language only.
+    // Wine's marshaller looks only for the neutral language.
     SetClassesText(L"TypeLib\\{3C9F4A0E-52B7-4D0B-A6BE-91D1E60F7B30}\\1.0\\0\\win32", file);
     RegisterProgId(RECEIVER, CLSID_RECEIVER);
 }

@@ -15,10 +15,10 @@
 
 constexpr std::chrono::seconds PATIENCE(20);
 
-// The class of this program that takes callbacks and puts them into the inbox; it can be had while a HostTest lives.
+// The class of this program that receives callbacks and stores them in the inbox; COM finds it while a HostTest exists.
 constexpr wchar_t RECEIVER[] = L"QXKELDAN.TestReceiver";
 
-// The callbacks that reached this program.
+// The callbacks that this program received.
 class Inbox {
   public:
     HRESULT Take(BSTR document) {
@@ -39,13 +39,13 @@ class Inbox {
         documents_.clear();
         failures_ = 0;
     }
-    // The callbacks of a registration, in the order in which they came.
+    // The callbacks of a registration, in the order of their arrival.
     std::vector<std::wstring> Of(const std::wstring& id) {
         std::lock_guard lock(mutex_);
         return OfLocked(id);
     }
     std::size_t Count(const std::wstring& id) { return Of(id).size(); }
-    // Waits until so many callbacks of the registration have come.
+    // Waits for that many callbacks of the registration.
     bool WaitFor(const std::wstring& id, std::size_t count) {
         std::unique_lock lock(mutex_);
         return arrived_.wait_for(lock, PATIENCE, [&] { return OfLocked(id).size() >= count; });
@@ -72,10 +72,10 @@ class Inbox {
 
 inline Inbox inbox;
 
-// Makes a class of this program known by a ProgID; it can be had only while it runs.
+// Registers a ProgID for a class of this program; COM finds it only while the program runs.
 void RegisterProgId(const std::wstring& progId, const CLSID& clsid);
 
-// A class of this program that other processes reach, for the life of the object.
+// Registers a class of this program for other processes, for the life of the object.
 class RunningClass {
   public:
     template <typename Class>
@@ -97,18 +97,18 @@ class RunningClass {
     DWORD cookie_ = 0;
 };
 
-// Runs QXKeldanHost.exe to its end; its exit code.
+// Runs QXKeldanHost.exe and returns its exit code.
 DWORD RunHost(const std::wstring& option);
 
-// A host of a data folder of its own, started by COM when a test connects, and ended with the test.
+// A host with a data folder of its own, started by COM when a test connects, and stopped after the test.
 class HostTest : public testing::Test {
   protected:
     static void SetUpTestSuite();
     HostTest();
     void TearDown() override;
 
-    // Starts the host where none runs. Wine goes on handing out the class of a killed host for a moment, and tells
-    // nobody when it has noticed.
+    // Starts the host if none runs. For a moment, Wine still returns the class object of a killed host, and does not
+    // signal when that has ended.
     template <typename Interface>
     void ConnectTo(const wchar_t* progId, vorna::com_ptr<Interface>& object) {
         CLSID clsid{};
@@ -122,13 +122,13 @@ class HostTest : public testing::Test {
     }
     DWORD HostId() const;
     void KillHost();
-    // Spoils a file of the data folder; the host does not run.
+    // Damages a file of the data folder while no host runs.
     void Damage(const wchar_t* name) const;
-    // Files of the data folder whose names begin so.
+    // The number of files in the data folder whose names begin with this text.
     int FilesNamed(std::wstring_view begin) const;
 
     support::TestFolder folder_;
-    // Not there before the host makes it.
+    // Does not exist before the host creates it.
     const std::filesystem::path dataFolder_ = folder_.Path() / "platform" / "data";
     support::PlatformData data_{dataFolder_};
     RunningClass receiver_;

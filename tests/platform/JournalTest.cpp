@@ -1,4 +1,4 @@
-// The journal: what was committed is there, what was cut off never was, what is damaged is not used.
+// The journal: complete commits are kept, interrupted ones are not, damaged files are not used.
 #include "platform/journal/Journal.h"
 
 #include "support/Support.h"
@@ -18,7 +18,7 @@ void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
-// A file of three commits, and the tables that were there before and after each.
+// A file with three commits, and the tables before and after each of them.
 struct Sample {
     explicit Sample(const std::filesystem::path& path) {
         Journal journal;
@@ -29,18 +29,18 @@ struct Sample {
             {{"b", "three"}},
         };
         tables.push_back(journal.Values());
-        sizes.push_back(journal.FileSize());
+        sizes.push_back(std::filesystem::file_size(path));
         for (const auto& commit : commits) {
             EXPECT_HR(S_OK, journal.Commit(commit));
             tables.push_back(journal.Values());
-            sizes.push_back(journal.FileSize());
+            sizes.push_back(std::filesystem::file_size(path));
         }
     }
     std::vector<Journal::Table> tables;
-    std::vector<std::uint64_t> sizes;
+    std::vector<std::uintmax_t> sizes;
 };
 
-TEST(Journal, FileCutOffAnywhereHoldsTheCommitsThatAreWhole) {
+TEST(Journal, TruncatedFileHoldsItsCompleteCommits) {
     support::TestFolder folder;
     const auto path = folder.Path() / "j";
     const Sample sample(path);
@@ -55,7 +55,7 @@ TEST(Journal, FileCutOffAnywhereHoldsTheCommitsThatAreWhole) {
         ASSERT_HR(S_OK, journal.Open(path)) << length;
         EXPECT_EQ(Journal::State::Good, journal.Condition()) << length;
         EXPECT_EQ(sample.tables[whole], journal.Values()) << length;
-        // And goes on from there.
+        // New commits are possible.
         ASSERT_HR(S_OK, journal.Commit({{"next", "value"}}));
         Journal::Table expected = journal.Values();
         journal = Journal();
@@ -64,12 +64,13 @@ TEST(Journal, FileCutOffAnywhereHoldsTheCommitsThatAreWhole) {
     }
 }
 
-TEST(Journal, FileWithAnyByteChangedIsPutAsideAndNotUsed) {
-    support::TestFolder folder;
-    const auto path = folder.Path() / "j";
-    const Sample sample(path);
-    const std::string bytes = ReadFile(path);
+TEST(Journal, FileWithAnyByteChangedIsMovedAsideAndNotUsed) {
+    const support::TestFolder sampleFolder;
+    const Sample sample(sampleFolder.Path() / "j");
+    const std::string bytes = ReadFile(sampleFolder.Path() / "j");
     for (std::size_t place = 0; place < bytes.size(); ++place) {
+        const support::TestFolder folder;
+        const auto path = folder.Path() / "j";
         std::string damaged = bytes;
         damaged[place] = static_cast<char>(damaged[place] ^ 0x10);
         WriteFile(path, damaged);
@@ -77,7 +78,9 @@ TEST(Journal, FileWithAnyByteChangedIsPutAsideAndNotUsed) {
         ASSERT_HR(S_OK, journal.Open(path)) << place;
         EXPECT_EQ(Journal::State::Damaged, journal.Condition()) << place;
         EXPECT_TRUE(journal.Values().empty()) << place;
-        EXPECT_EQ(damaged, ReadFile(journal.SetAside())) << place;
+        journal = Journal();
+        std::filesystem::remove(path);
+        EXPECT_EQ(damaged, ReadFile(*std::filesystem::directory_iterator(folder.Path()))) << place;
     }
 }
 
@@ -91,7 +94,7 @@ TEST(Journal, FileStaysSmallHoweverOftenAValueIsWritten) {
     for (int i = 0; i < 100; ++i) {
         large[0] = static_cast<char>('a' + i % 26);
         ASSERT_HR(S_OK, journal.Commit({{"often", large}}));
-        ASSERT_LT(journal.FileSize(), 80'000u);
+        ASSERT_LT(std::filesystem::file_size(path), 80'000u);
     }
     const Journal::Table expected = journal.Values();
     journal = Journal();

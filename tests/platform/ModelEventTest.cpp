@@ -1,4 +1,4 @@
-// When events in data models fire, and which expressions are taken.
+// When events in data models fire, and which expressions are accepted.
 #include "common/com/result_error.h"
 #include "platform/eventaccess/Evaluation.h"
 #include "platform/eventaccess/Expression.h"
@@ -21,7 +21,7 @@ TEST(ModelEvent, FiresWhenItShould) {
     struct {
         const char* what;
         WatchedEvent event;
-        // Null: none when the registration was made.
+        // Null: there was no model at the time of the registration.
         const wchar_t* first;
         std::vector<Step> later;
     } const cases[] = {
@@ -36,7 +36,7 @@ TEST(ModelEvent, FiresWhenItShould) {
          over8,
          L"<G><P>9</P></G>",
          {{L"<G><P>9</P></G>", false}, {L"<G><P>1</P></G>", false}, {L"<G><P>9</P></G>", true}}},
-        {"true at the first reading of all", over8, nullptr, {{L"<G><P>9</P></G>", true}, {L"<G><P>9</P></G>", false}}},
+        {"true at the very first reading", over8, nullptr, {{L"<G><P>9</P></G>", true}, {L"<G><P>9</P></G>", false}}},
         {"not again without the reset",
          over8Until5,
          L"<G><P>1</P></G>",
@@ -76,7 +76,7 @@ TEST(ModelEvent, FiresWhenItShould) {
          {L"G/P", L"not(@off)", L""},
          L"<G><P off='1'/></G>",
          {{L"<G><P/></G>", true}}},
-        {"a union is asked as a whole",
+        {"a union is evaluated as a whole",
          {L"/G/P | /G/Q", L". > 8", L""},
          L"<G><P>1</P><Q>1</Q></G>",
          {{L"<G><P>9</P><Q>1</Q></G>", true}}},
@@ -97,7 +97,7 @@ TEST(ModelEvent, FiresWhenItShould) {
           {L"<G><P a=''>2</P></G>", true},
           {L"<G/>", true},
           {L"<G><P>2</P></G>", true}}},
-        {"the first reading of all is no change",
+        {"the very first reading is not a change",
          change,
          nullptr,
          {{L"<G><P>1</P></G>", false}, {L"<G><P>2</P></G>", true}}},
@@ -120,7 +120,7 @@ TEST(ModelEvent, FiresWhenItShould) {
     }
 }
 
-TEST(ModelEvent, TakesOnlyExpressionsThatCannotChangeTheQuestion) {
+TEST(ModelEvent, AcceptsOnlyExpressionsThatStayWithinTheirParentheses) {
     for (const wchar_t* condition :
          {L"",    L" ",         L"1] | //*[1",  L"1) or (1", L"1)] | //*[(1", L"'",   L"\"'",
           L"a[1", L"a]1[",      L"(1",          L"[1)]",     L"1, 2",         L"1 2", L"/..//",
@@ -137,7 +137,7 @@ TEST(ModelEvent, TakesOnlyExpressionsThatCannotChangeTheQuestion) {
         EXPECT_TRUE(IsSelection(selection)) << support::Narrow(selection);
 }
 
-TEST(ModelEvent, QuestionThatTakesTooLongLeavesTheStateAlone) {
+TEST(ModelEvent, ExpressionThatTakesTooLongDoesNotChangeTheState) {
     std::wstring model = L"<G>";
     for (int i = 0; i < 2000; ++i)
         model += L"<P/>";

@@ -38,7 +38,7 @@ TEST(ModelStore, WritesReadsAndRemoves) {
     EXPECT_HR(NO_MODEL, store.Remove(service));
 }
 
-TEST(ModelStore, ReadersSeeOneWholeModelOrTheOther) {
+TEST(ModelStore, ReadersAlwaysSeeACompleteModel) {
     support::TestFolder folder;
     const keldan::ModelStore store(keldan::DataFolder(folder.Path().wstring()));
     const ServiceIdentity service{L"1", L"a", L"b"};
@@ -54,7 +54,7 @@ TEST(ModelStore, ReadersSeeOneWholeModelOrTheOther) {
             if (store.Read(service, text, reason) != S_OK || (text != models[0] && text != models[1]))
                 ++bad;
             ++reads;
-            // Readers come and go; one that never lets go would keep every writer out.
+            // A reader without a pause would block every writer.
             Sleep(1);
         }
     });

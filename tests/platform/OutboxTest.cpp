@@ -1,4 +1,4 @@
-// The outbox with scripted clients: who gets what, in which order, how often, and what a restart finds.
+// The outbox with scripted clients: who gets which callbacks, in which order and how often, also after a restart.
 #include "platform/delivery/Outbox.h"
 
 #include "platform/journal/Journal.h"
@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 constexpr HRESULT QUOTA = HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA);
 constexpr auto PATIENCE = 20s;
 
-// What the clients do, and what they got.
+// The behaviour of the clients, and what they received.
 class Script {
   public:
     struct Client {
@@ -41,7 +41,7 @@ class Script {
         change(clients_[name]);
         changed_.notify_all();
     }
-    void LetGo(const std::wstring& name) {
+    void Release(const std::wstring& name) {
         Change(name, [](Client& client) { client.hangs = false; });
     }
     bool WaitFor(const std::wstring& name, std::size_t count) {
@@ -71,7 +71,7 @@ class Script {
 
 class OutboxTest : public testing::Test {
   protected:
-    // An outbox on the test's file; subscriptions are named after their clients.
+    // An outbox with the test's file; subscriptions are named after their clients.
     std::unique_ptr<Outbox> Open(OutboxPolicy policy = {}, const Outbox::Known& known = {}) {
         return Started([this](const auto& client, const auto& document) { return script_.Deliver(client, document); },
                        std::move(policy), known);
@@ -91,7 +91,7 @@ class OutboxTest : public testing::Test {
             recipients.push_back({name, name, L"c"});
         return outbox.Post(L"<b>" + body + L"</b>", recipients, refused_);
     }
-    // What a process that is started after this one would find to do.
+    // The number of callbacks that a new process would find.
     std::size_t LeftOnDisk() {
         const auto copy = folder_.Path() / "copy";
         std::filesystem::remove(copy);
@@ -107,7 +107,7 @@ class OutboxTest : public testing::Test {
     std::vector<std::wstring> refused_;
 };
 
-TEST_F(OutboxTest, HangingAndFailingClientsDelayNobodyElse) {
+TEST_F(OutboxTest, HangingAndFailingClientsDoNotDelayOthers) {
     script_.Change(L"hangs", [](auto& client) { client.hangs = true; });
     script_.Change(L"fails", [](auto& client) { client.failures = 1000; });
     OutboxPolicy policy;
@@ -122,7 +122,7 @@ TEST_F(OutboxTest, HangingAndFailingClientsDelayNobodyElse) {
     EXPECT_EQ(L"1 2 3 ", script_.Bodies(L"takes"));
     EXPECT_EQ(L"1 ", script_.Bodies(L"hangs"));
     EXPECT_EQ(L"1 ", script_.Bodies(L"fails"));
-    script_.LetGo(L"hangs");
+    script_.Release(L"hangs");
     EXPECT_TRUE(script_.WaitFor(L"hangs", 3));
     EXPECT_EQ(L"1 2 3 ", script_.Bodies(L"hangs"));
     outbox->Stop();
@@ -131,7 +131,7 @@ TEST_F(OutboxTest, HangingAndFailingClientsDelayNobodyElse) {
     EXPECT_EQ(3u, LeftOnDisk());
 }
 
-TEST_F(OutboxTest, FailedCallbackIsTriedAgainAndGivenUpAfterTheLastPause) {
+TEST_F(OutboxTest, FailedCallbackIsRetriedAndGivenUpAfterTheLastPause) {
     script_.Change(L"recovers", [](auto& client) { client.failures = 2; });
     script_.Change(L"never", [](auto& client) { client.failures = 3; });
     OutboxPolicy policy;
@@ -147,7 +147,7 @@ TEST_F(OutboxTest, FailedCallbackIsTriedAgainAndGivenUpAfterTheLastPause) {
     EXPECT_EQ(0u, LeftOnDisk());
 }
 
-TEST_F(OutboxTest, FullQueueRefusesAndNamesThoseWithoutRoom) {
+TEST_F(OutboxTest, FullQueueNamesTheRefusedSubscriptions) {
     OutboxPolicy policy;
     policy.perSubscription = 2;
     policy.bytes = 200;
@@ -160,21 +160,21 @@ TEST_F(OutboxTest, FullQueueRefusesAndNamesThoseWithoutRoom) {
     EXPECT_TRUE(script_.WaitFor(L"empty", 1));
     EXPECT_HR(QUOTA, Post(*outbox, std::wstring(100, L'x'), {L"empty", L"other"}));
     EXPECT_EQ((std::vector<std::wstring>{L"empty", L"other"}), refused_);
-    script_.LetGo(L"full");
+    script_.Release(L"full");
     EXPECT_TRUE(script_.WaitFor(L"full", 2));
     outbox->Stop();
     EXPECT_EQ(0u, outbox->Pending());
     EXPECT_EQ(L"1 2 ", script_.Bodies(L"full"));
 }
 
-TEST_F(OutboxTest, RestartTakesUpWhatWasLeftExactlyOnce) {
+TEST_F(OutboxTest, RestartDeliversTheRestExactlyOnce) {
     script_.Change(L"hangs", [](auto& client) { client.hangs = true; });
     OutboxPolicy policy;
     auto outbox = Open(policy);
     EXPECT_HR(S_OK, Post(*outbox, L"1", {L"hangs", L"a"}));
     EXPECT_TRUE(script_.WaitFor(L"a", 1));
     EXPECT_TRUE(script_.WaitFor(L"hangs", 1));
-    // The object goes while a client is still at it, which is then not told from one that was ended.
+    // The outbox is destroyed during a call, which then counts as interrupted.
     outbox.reset();
     outbox = OpenAlone();
     std::vector<keldan::Recipient> odd = {{L"o&<d>", L"odd", L"5 < 6 & \"7\""}};
@@ -182,7 +182,7 @@ TEST_F(OutboxTest, RestartTakesUpWhatWasLeftExactlyOnce) {
     EXPECT_HR(S_OK, Post(*outbox, L"2", {L"a", L"hangs"}));
     EXPECT_HR(S_OK, Post(*outbox, L"3", {L"a"}));
     outbox.reset();
-    script_.LetGo(L"hangs");
+    script_.Release(L"hangs");
     outbox = Open();
     EXPECT_TRUE(script_.WaitFor(L"a", 3));
     EXPECT_TRUE(script_.WaitFor(L"hangs", 3));
@@ -209,7 +209,7 @@ TEST_F(OutboxTest, ForgottenCallbacksAreNotMade) {
     EXPECT_EQ(0u, outbox->Pending());
     EXPECT_EQ(0u, LeftOnDisk());
     EXPECT_HR(S_OK, Post(*outbox, L"3", {L"a"}));
-    script_.LetGo(L"a");
+    script_.Release(L"a");
     EXPECT_TRUE(script_.WaitFor(L"a", 2));
     EXPECT_EQ(L"1 3 ", script_.Bodies(L"a"));
     outbox.reset();
@@ -223,7 +223,7 @@ TEST_F(OutboxTest, ForgottenCallbacksAreNotMade) {
     EXPECT_EQ(0u, LeftOnDisk());
 }
 
-TEST_F(OutboxTest, DamagedFileIsKeptAsideAndTheOutboxServes) {
+TEST_F(OutboxTest, DamagedFileIsMovedAsideAndTheOutboxWorks) {
     const auto change = [this](const std::vector<keldan::Journal::Change>& changes) {
         keldan::Journal journal;
         EXPECT_HR(S_OK, journal.Open(file_));
@@ -236,7 +236,7 @@ TEST_F(OutboxTest, DamagedFileIsKeptAsideAndTheOutboxServes) {
         }, // a callback without its body
         [&] {
             change({{"W/0000000000000002", std::nullopt}});
-        }, // a body that nobody waits for
+        }, // a body without a callback
         [&] {
             change({{"W/0000000000000002", "?"}});
         },

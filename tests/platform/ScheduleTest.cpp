@@ -60,7 +60,7 @@ TEST(ScheduleCalendar, TicksFallWhereTheCalendarSays) {
         {"and when it ends", L"2027-10-30T9:0:0", L"P0Y0M1DT0H0M0S", 1, L"2027-10-31T8:0:0"},
         {"a time that is skipped comes after the jump", L"2027-3-27T2:30:0", L"P0Y0M1DT0H0M0S", 1, L"2027-3-28T1:30:0"},
         {"a time shown twice is its first showing", L"2027-10-30T2:30:0", L"P0Y0M1DT0H0M0S", 1, L"2027-10-31T0:30:0"},
-        {"and the day after is as ever", L"2027-10-30T2:30:0", L"P0Y0M1DT0H0M0S", 2, L"2027-11-1T1:30:0"},
+        {"and the next day is a normal one", L"2027-10-30T2:30:0", L"P0Y0M1DT0H0M0S", 2, L"2027-11-1T1:30:0"},
         {"24 hours are elapsed time, not a day", L"2027-3-27T9:0:0", L"P0Y0M0DT24H0M0S", 1, L"2027-3-28T8:0:0"},
         {"calendar and elapsed parts add up", L"2027-1-31T0:0:0", L"P0Y1M1DT1H0M0S", 1, L"2027-3-1T0:0:0"},
     };
@@ -96,14 +96,14 @@ class Script {
     }
     void SetClock(const wchar_t* utc) { now.wall = Utc(utc); }
 
-    // The calls that are due now, begun.
+    // Begins the calls that are due now and returns them.
     std::vector<Call> Calls() {
         std::vector<Call> calls = scheduler.Advance(now);
         for (const Call& call : calls)
             EXPECT_TRUE(scheduler.Begin(call.number, now));
         return calls;
     }
-    // As many deliveries as are due now, each taken by the client at once.
+    // Delivers everything that is due now, with clients that succeed at once; returns the number of deliveries.
     int Deliver() {
         int delivered = 0;
         for (std::vector<Call> calls = Calls(); !calls.empty(); calls = Calls())
@@ -113,7 +113,7 @@ class Script {
             }
         return delivered;
     }
-    // The instants of all deliveries within the time, the scheduler being asked when it wants to be.
+    // Returns the instants of all deliveries within the time; the scheduler is called when it asks for it.
     std::vector<Instant> Run(Milliseconds time) {
         std::vector<Instant> delivered;
         const Milliseconds until = now.steady + time;
@@ -128,7 +128,7 @@ class Script {
         Pass(until - now.steady);
         return delivered;
     }
-    // The process ended and starts again with what had been written; nothing is known of the time between.
+    // The process ends and starts again with the stored state; the steady clock is another one.
     void Restart() {
         TimerRegistration kept = *scheduler.Find(L"id");
         scheduler = Scheduler(LocalZone(CentralEurope()));
@@ -251,7 +251,7 @@ TEST(Scheduler, ClockThatIsSetBackNeitherDoublesNorStarves) {
         }
 }
 
-TEST(Scheduler, AppointmentInTheFutureStaysWhereTheClockIsSetBack) {
+TEST(Scheduler, FirstTickInTheFutureIsNotMovedWhenTheClockIsSetBack) {
     Script script(L"2027-6-1T8:0:0");
     script.Subscribe(Every(L"P0Y0M0DT0H1M0S", L"2027-6-5T9:0:0"));
     script.SetClock(L"2027-5-30T8:0:0");
@@ -265,7 +265,7 @@ TEST(Scheduler, FirstTickOfARegistrationMadeUnderAWrongClockIsNotLost) {
     EXPECT_EQ(2u, script.Run(minutes(10)).size());
 }
 
-TEST(Scheduler, RunningDeliveryAbsorbsTheTicksThatComeMeanwhile) {
+TEST(Scheduler, TicksDuringADeliveryAreDeliveredAsOne) {
     Script script(L"2027-1-1T8:0:0");
     script.Subscribe(Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:0:0"));
     const auto first = script.Calls();
@@ -276,7 +276,7 @@ TEST(Scheduler, RunningDeliveryAbsorbsTheTicksThatComeMeanwhile) {
     EXPECT_EQ(1, script.Deliver());
 }
 
-TEST(Scheduler, FailedDeliveriesAreTriedAgainAndThenGivenUpUntilTheNextTick) {
+TEST(Scheduler, FailedDeliveriesAreRetriedAndThenGivenUpUntilTheNextTick) {
     Script script(L"2027-1-1T8:0:0");
     Schedule schedule = Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:0:0");
     schedule.entries[0].retryAttempts = 2;
@@ -294,7 +294,7 @@ TEST(Scheduler, FailedDeliveriesAreTriedAgainAndThenGivenUpUntilTheNextTick) {
     EXPECT_EQ(1, script.Deliver());
 }
 
-TEST(Scheduler, NextTickMakesAnEndOfTheRetries) {
+TEST(Scheduler, NextTickCancelsTheRetries) {
     Script script(L"2027-1-1T8:0:0");
     Schedule schedule = Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:0:0");
     schedule.entries[0].retryAttempts = 5;
@@ -307,7 +307,7 @@ TEST(Scheduler, NextTickMakesAnEndOfTheRetries) {
     EXPECT_EQ(1, script.Deliver());
 }
 
-TEST(Scheduler, ClientThatHangsIsNotWaitedForAndNotCalledTwiceAtATime) {
+TEST(Scheduler, HangingClientIsAbandonedAndNotCalledTwiceAtATime) {
     Script script(L"2027-1-1T8:0:0");
     Schedule schedule = Every(L"P0Y0M0DT1H0M0S", L"2027-1-1T9:0:0");
     schedule.entries.push_back({L"Client.2", L"", minutes(10), 0, seconds(5)});
@@ -344,7 +344,7 @@ TEST(Scheduler, ModeDecidesWhetherEntriesAreCalledTogether) {
     }
 }
 
-TEST(Scheduler, EntriesThatATickReachedAreNotReachedAgainAfterARestart) {
+TEST(Scheduler, DeliveredEntriesOfATickAreNotRepeatedAfterARestart) {
     Script script(L"2027-1-1T8:0:0");
     Schedule schedule = Every(L"P0Y0M0DT1H0M0S", L"2027-1-1T9:0:0");
     schedule.entries.push_back({L"Client.2", L"", minutes(10), 0, seconds(5)});
@@ -366,7 +366,7 @@ TEST(Scheduler, NothingIsDeliveredAfterTheEnd) {
         {"an end between ticks", L"2027-1-1T9:2:30", -1, 3},
         {"an end on a tick", L"2027-1-1T9:2:0", -1, 2},
         {"a count", nullptr, 2, 2},
-        {"whichever comes first", L"2027-1-1T9:0:30", 2, 1},
+        {"an end before the count", L"2027-1-1T9:0:30", 2, 1},
     };
     for (const auto& one : cases) {
         SCOPED_TRACE(one.what);
@@ -394,7 +394,7 @@ TEST(Scheduler, TickMissedUntilAfterTheEndIsNotDelivered) {
     EXPECT_EQ(0, script.Deliver());
 }
 
-TEST(Scheduler, RemovedRegistrationBeginsNoCallThatWasHandedOut) {
+TEST(Scheduler, CallsOfARemovedRegistrationDoNotBegin) {
     Script script(L"2027-1-1T8:0:0");
     script.Subscribe(Every(L"P0Y0M0DT0H1M0S", L"2027-1-1T9:0:0"));
     const auto calls = script.scheduler.Advance(script.now);
@@ -413,7 +413,7 @@ TEST(Scheduler, ModificationWaitsForTheCallOfTheEarlierSchedule) {
     EXPECT_EQ(1u, script.Calls().size());
 }
 
-TEST(ScheduleTexts, DateTimesAndDurationsThatAreNoneAreRefused) {
+TEST(ScheduleTexts, InvalidDateTimesAndDurationsAreRefused) {
     for (const wchar_t* text : {L"", L"2027", L"2027-13-1T0:0:0", L"2027-2-29T0:0:0", L"2027-1-1T24:0:0",
                                 L"2027-1-1T0:60:0", L"2027-1-1T0:0:60", L"2027-1-1T0:0:0x", L" 2027-1-1T0:0:0",
                                 L"-2027-1-1T0:0:0", L"2027-1-1 0:0:0", L"12027-1-1T0:0:0", L"0-0-0T0:0:0"})

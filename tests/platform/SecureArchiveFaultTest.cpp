@@ -1,4 +1,4 @@
-// Archives under ended processes, several processes at a time, and disks that are full or fail.
+// Archives when processes are ended, when several processes work on them, and when the disk is full.
 #include "platform/ArchiveSupport.h"
 
 #include "common/com/scope_exit.h"
@@ -29,7 +29,7 @@ std::vector<std::wstring> FilesIn(const fs::path& folder) {
     return names;
 }
 
-// A fixed row of changes to ten streams; now and then one that does not fit into the database's memory.
+// A fixed sequence of changes to ten streams; some do not fit into the database's cache.
 std::wstring SlotOf(int step) {
     return L"stream " + std::to_wstring(step * 7 % 10);
 }
@@ -40,7 +40,7 @@ std::wstring DataOf(int step) {
     size_t length = step % 25 == 24 ? 1500000 : static_cast<size_t>(step) * 733 % 20000;
     return std::wstring(length, static_cast<wchar_t>(L'A' + step));
 }
-// The streams after so many steps: the step that each comes from.
+// The streams after that many steps: the step that each of them comes from.
 std::map<std::wstring, int> StateAfter(int steps) {
     std::map<std::wstring, int> state;
     for (int step = 0; step < steps; ++step) {
@@ -64,7 +64,7 @@ bool Holds(const fs::path& path, const std::map<std::wstring, int>& state) {
     return true;
 }
 
-// This program again, at one task, with a pipe on which it acknowledges each step that is done.
+// This program once more, with one task and a pipe on which it acknowledges each completed step.
 class Child {
   public:
     Child(const wchar_t* task, const fs::path& path, int first) {
@@ -91,7 +91,7 @@ class Child {
     }
     ~Child() { TerminateProcess(process_.get(), 1); }
 
-    // The next step that is done; nothing when the child has ended.
+    // The next completed step; nothing when the child has ended.
     std::optional<int> Next() {
         int step = 0;
         DWORD done = 0;
@@ -115,7 +115,7 @@ class Child {
     vorna::unique_handle process_;
 };
 
-// What a child does; it runs only there.
+// The tasks of a child; runs only there.
 TEST(SecureArchiveChild, DISABLED_Work) {
     std::wstring task = Setting(L"ARCHIVE_TASK");
     fs::path path = Setting(L"ARCHIVE_PATH");
@@ -146,7 +146,7 @@ TEST(SecureArchiveChild, DISABLED_Work) {
     }
 }
 
-// Lets time pass that is long enough to be anywhere inside a step.
+// Waits for a time that ends anywhere within a step.
 void Spin(int microseconds) {
     LARGE_INTEGER frequency, start, now;
     QueryPerformanceFrequency(&frequency);
@@ -156,7 +156,7 @@ void Spin(int microseconds) {
     } while ((now.QuadPart - start.QuadPart) * 1000000 < frequency.QuadPart * microseconds);
 }
 
-TEST(SecureArchiveFaults, EndedProcessLosesNothingAndLeavesNothingHalf) {
+TEST(SecureArchiveFaults, KilledProcessLosesNothingAndLeavesNoPartialChange) {
     support::TestFolder folder;
     fs::path path = folder.Path() / "A.sam";
     int steps = 0;
@@ -171,7 +171,7 @@ TEST(SecureArchiveFaults, EndedProcessLosesNothingAndLeavesNothingHalf) {
         child.Kill();
         while (auto step = child.Next())
             steps = *step + 1;
-        // The step that was under way is either done or not.
+        // The step at the moment of the kill is either complete or not begun.
         if (!Holds(path, StateAfter(steps))) {
             ++steps;
             ASSERT_TRUE(Holds(path, StateAfter(steps))) << "round " << round << ", step " << steps;
@@ -180,7 +180,7 @@ TEST(SecureArchiveFaults, EndedProcessLosesNothingAndLeavesNothingHalf) {
     }
 }
 
-TEST(SecureArchiveFaults, EndedProcessMakesAWholeArchiveOrNone) {
+TEST(SecureArchiveFaults, KilledProcessCreatesACompleteArchiveOrNone) {
     support::TestFolder folder;
     int next = 0;
     for (int round = 0; round < 12; ++round) {
@@ -196,7 +196,7 @@ TEST(SecureArchiveFaults, EndedProcessMakesAWholeArchiveOrNone) {
             next = *step + 1;
         for (int step = 0; step < next; ++step)
             ASSERT_EQ(DataOf(step), Archive(folder.Path() / (std::to_wstring(step) + L".sam")).MustGet(L"first"));
-        // What was under way does not hinder the next, and is gone with it.
+        // An unfinished archive does not hinder the next attempt, which removes it.
         Archive interrupted(folder.Path() / (std::to_wstring(next) + L".sam"));
         ASSERT_HR(S_OK, interrupted.Add(L"first", DataOf(next)));
         ASSERT_EQ(1, interrupted.MustCount());
@@ -205,7 +205,7 @@ TEST(SecureArchiveFaults, EndedProcessMakesAWholeArchiveOrNone) {
     }
 }
 
-TEST(SecureArchiveFaults, ProcessesThatStartOneArchiveTogetherLoseNothing) {
+TEST(SecureArchiveFaults, ProcessesThatCreateOneArchiveTogetherLoseNothing) {
     for (int round = 0; round < 3; ++round) {
         support::TestFolder folder;
         fs::path path = folder.Path() / "A.sam";
@@ -225,14 +225,14 @@ TEST(SecureArchiveFaults, ProcessesThatStartOneArchiveTogetherLoseNothing) {
     }
 }
 
-// The slot through which this program calls WriteFile: the archive's code is linked into it.
+// The import slot of WriteFile in this program, which includes the code of archives.
 extern "C" decltype(&WriteFile) importedWrite __asm__("__imp__WriteFile@20");
 
-// While it lives, some calls of WriteFile find the disk full.
+// While it exists, some calls of WriteFile report a full disk.
 class FullDisk {
   public:
     enum class Kind { Refused, Short };
-    // allowed: calls that still succeed. lasting: all after them fail, not only one.
+    // allowed: the number of calls that still succeed. lasting: all later ones fail, not only the next.
     FullDisk(int allowed, Kind kind, bool lasting) {
         real_ = importedWrite;
         allowed_ = allowed;
@@ -269,7 +269,7 @@ class FullDisk {
     static inline bool failed_;
 };
 
-TEST(SecureArchiveFaults, FullDiskIsNamedAndChangesNothing) {
+TEST(SecureArchiveFaults, FullDiskIsReportedAndChangesNothing) {
     using Work = HRESULT (*)(Archive&);
     const std::pair<const char*, Work> works[] = {
         {"add", [](Archive& archive) { return archive.Add(L"new", std::wstring(20000, L'n')); }},
@@ -311,7 +311,7 @@ TEST(SecureArchiveFaults, FullDiskIsNamedAndChangesNothing) {
     }
 }
 
-TEST(SecureArchiveFaults, ArchiveThatFindsNoRoomIsNotMade) {
+TEST(SecureArchiveFaults, ArchiveWithoutRoomIsNotCreated) {
     support::TestFolder folder;
     Archive archive(folder.Path() / "A.sam");
     for (int allowed = 0;; ++allowed) {

@@ -1,4 +1,4 @@
-// The secure archive manager: what is stored comes back, and nothing else ever does.
+// The secure archive manager: streams are returned as they were stored, and damage is always detected.
 #include "platform/ArchiveSupport.h"
 
 #include <algorithm>
@@ -22,7 +22,7 @@ constexpr HRESULT BUSY = HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION);
 class SecureArchive : public testing::Test {
   protected:
     fs::path File(const wchar_t* name = L"A.sam") const { return folder_.Path() / name; }
-    // Only the archives themselves may lie in the folder.
+    // Only the archives themselves may be in the folder.
     void ExpectFiles(const std::vector<std::wstring>& expected) const {
         std::vector<std::wstring> found;
         for (const auto& entry : fs::directory_iterator(folder_.Path()))
@@ -34,11 +34,11 @@ class SecureArchive : public testing::Test {
     support::TestFolder folder_;
 };
 
-TEST_F(SecureArchive, AnyTextComesBackAsItWas) {
+TEST_F(SecureArchive, AnyTextIsReturnedUnchanged) {
     using namespace std::string_literals;
     const std::pair<std::wstring, std::wstring> streams[] = {
         {L"plain", L"<a>text</a>"},
-        {L"Plain", L"names tell cases apart"},
+        {L"Plain", L"names are case-sensitive"},
         {L"empty", L""},
         {L"", L"a name without characters"},
         {L"zero\0inside"s, L"data\0with\0zeros\0"s},
@@ -64,7 +64,7 @@ TEST_F(SecureArchive, AnyTextComesBackAsItWas) {
     ExpectFiles({L"A.sam"});
 }
 
-TEST_F(SecureArchive, BytesThatAreNoWholeCharactersAreKept) {
+TEST_F(SecureArchive, IncompleteCharactersAreKept) {
     Archive archive(File());
     vorna::bstr odd;
     *odd.put() = SysAllocStringByteLen("abc", 3);
@@ -75,7 +75,7 @@ TEST_F(SecureArchive, BytesThatAreNoWholeCharactersAreKept) {
     EXPECT_EQ(0, memcmp("abc", back.get(), 3));
 }
 
-TEST_F(SecureArchive, LaterStreamTakesThePlaceOfTheEarlier) {
+TEST_F(SecureArchive, StreamReplacesTheOneOfItsName) {
     Archive archive(File());
     ASSERT_HR(S_OK, archive.Add(L"a", std::wstring(100000, L'1')));
     auto large = fs::file_size(File());
@@ -85,7 +85,7 @@ TEST_F(SecureArchive, LaterStreamTakesThePlaceOfTheEarlier) {
     EXPECT_LT(fs::file_size(File()) + 190000, large);
 }
 
-TEST_F(SecureArchive, FileShrinksWhenStreamsGoAndNothingLiesBesideIt) {
+TEST_F(SecureArchive, FileShrinksWhenStreamsAreRemovedAndIsTheOnlyOne) {
     Archive archive(File());
     ASSERT_HR(S_OK, archive.Add(L"kept", L"kept"));
     ExpectFiles({L"A.sam"});
@@ -95,7 +95,7 @@ TEST_F(SecureArchive, FileShrinksWhenStreamsGoAndNothingLiesBesideIt) {
         ExpectFiles({L"A.sam"});
     }
     EXPECT_GT(fs::file_size(File()), 400000u);
-    // The middle goes first, so that pages behind it have to move.
+    // Streams in the middle first, so that later pages have to move.
     for (int i = 39; i >= 0; --i) {
         ASSERT_HR(S_OK, archive.Remove(std::to_wstring((i + 20) % 40)));
         ExpectFiles({L"A.sam"});
@@ -118,7 +118,7 @@ TEST_F(SecureArchive, FiftyMegabytesAreStoredOnce) {
     EXPECT_EQ(L"s", archive.MustGet(L"small"));
 }
 
-TEST_F(SecureArchive, ReadingMakesNoArchive) {
+TEST_F(SecureArchive, ReadingCreatesNoArchive) {
     Archive archive(File());
     std::wstring data;
     EXPECT_HR(NOT_FOUND, archive.Get(L"a", data));
@@ -144,9 +144,10 @@ TEST_F(SecureArchive, ArgumentsAreCheckedAndOutParametersSet) {
         EXPECT_HR(S_OK, manager.put_Mode(flag));
 
     EXPECT_HR(NO_FOLDER, archive.Bind(folder_.Path() / "none" / "A.sam"));
-    EXPECT_HR(E_UNEXPECTED, archive.Add(L"a", L"b")) << "an archive that was not bound must not be worked on";
+    EXPECT_HR(E_UNEXPECTED, archive.Add(L"a", L"b")) << "the earlier archive is not bound any more";
     EXPECT_HR(E_INVALIDARG, archive.Bind(L""));
     EXPECT_HR(E_INVALIDARG, archive.Bind(L"relative.sam"));
+    EXPECT_HR(E_INVALIDARG, archive.Bind(folder_.Path() / ""));
     EXPECT_HR(E_INVALIDARG, manager.put_Archive(vorna::bstr(File().wstring() + std::wstring(1, L'\0') + L"x").get()));
     ExpectFiles({});
 }
@@ -160,6 +161,7 @@ TEST_F(SecureArchive, PathsBeyondTheOldLimitWork) {
     EXPECT_HR(S_OK, archive.Add(L"a", L"b"));
     EXPECT_HR(S_OK, archive.Add(L"c", L"d"));
     EXPECT_EQ(L"b", archive.MustGet(L"a"));
+    EXPECT_EQ(L"d", Archive(deep / "A.sam").MustGet(L"c")) << "the long form of the same path";
 }
 
 TEST_F(SecureArchive, ReadOnlyFileIsReadAndNotWritten) {
@@ -175,7 +177,7 @@ TEST_F(SecureArchive, ReadOnlyFileIsReadAndNotWritten) {
     EXPECT_TRUE(before == ReadBytes(File()));
 }
 
-TEST_F(SecureArchive, ArchiveHeldByAnotherIsWaitedForWithABound) {
+TEST_F(SecureArchive, WaitForALockedArchiveIsBounded) {
     Archive archive(File(), 100);
     ASSERT_HR(S_OK, archive.Add(L"a", L"b"));
     vorna::unique_file holder(
@@ -200,14 +202,15 @@ TEST_F(SecureArchive, NoPlainTextOnTheDisk) {
     }
 }
 
-TEST_F(SecureArchive, EveryFlippedByteIsNoticed) {
+TEST_F(SecureArchive, EveryChangedByteIsDetected) {
     constexpr int STREAMS = 6;
     auto data = [](int i) { return std::wstring(3000, static_cast<wchar_t>(L'a' + i)); };
     Archive archive(File());
     for (int i = 0; i < STREAMS; ++i)
         ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), data(i)));
     const auto good = ReadBytes(File());
-    // Every byte of the header and of what the cipher leaves open; some of each page, its proof and its nonce too.
+    // Every byte of the header and of what the cipher leaves open; some bytes of each page, of its authentication and
+    // of its nonce.
     std::vector<size_t> offsets;
     for (size_t offset = 0; offset < 4096 + 32; ++offset)
         offsets.push_back(offset);
@@ -220,7 +223,7 @@ TEST_F(SecureArchive, EveryFlippedByteIsNoticed) {
         long count = 0;
         HRESULT result = archive.Count(count);
         bool noticed = result == CORRUPT;
-        // The first page is read by every operation; the others at the latest with what lies in them.
+        // Every operation reads the first page; the others are read with their streams.
         ASSERT_TRUE(noticed || (offset >= 8192 && result == S_OK && count == STREAMS)) << offset;
         for (int i = 0; i < STREAMS && !noticed; ++i) {
             std::wstring found;
@@ -232,7 +235,7 @@ TEST_F(SecureArchive, EveryFlippedByteIsNoticed) {
             PutByte(File(), offset, good[offset]);
             continue;
         }
-        // What no read needs (which pages belong together) is proved when a stream goes.
+        // Pages that no read needs (which list the others) are verified when a stream is removed.
         for (int i = 0; i < STREAMS && !noticed; ++i)
             noticed = archive.Remove(std::to_wstring(i)) == CORRUPT;
         ASSERT_TRUE(noticed) << offset;
@@ -242,7 +245,7 @@ TEST_F(SecureArchive, EveryFlippedByteIsNoticed) {
     ExpectFiles({L"A.sam"});
 }
 
-TEST_F(SecureArchive, OtherLengthsAreDamage) {
+TEST_F(SecureArchive, OtherFileSizesAreDamage) {
     Archive archive(File());
     for (int i = 0; i < 4; ++i)
         ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), std::wstring(3000, L'x')));
@@ -265,8 +268,8 @@ TEST_F(SecureArchive, OtherLengthsAreDamage) {
     }
 }
 
-// A change that makes the database smaller is done before its file is cut: a process may end in between.
-TEST_F(SecureArchive, PagesLeftBehindTheLastOneAreNoDamage) {
+// A change that makes the database smaller is committed before its file is cut: a process may end in between.
+TEST_F(SecureArchive, PagesAfterTheLastOneAreNotDamage) {
     Archive archive(File());
     for (int i = 0; i < 4; ++i)
         ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), std::wstring(3000, L'x')));
@@ -282,7 +285,7 @@ TEST_F(SecureArchive, PagesLeftBehindTheLastOneAreNoDamage) {
     EXPECT_EQ(std::wstring(3000, L'y'), archive.MustGet(L"3"));
 }
 
-TEST_F(SecureArchive, AnotherArchivesFileIsNotTakenButAFolderCanMove) {
+TEST_F(SecureArchive, FileOfAnotherArchiveIsRefusedButAFolderCanMove) {
     fs::create_directory(folder_.Path() / "from");
     fs::path first = folder_.Path() / "from" / "A.sam";
     fs::path second = folder_.Path() / "from" / "B.sam";
@@ -294,7 +297,7 @@ TEST_F(SecureArchive, AnotherArchivesFileIsNotTakenButAFolderCanMove) {
     fs::path moved = folder_.Path() / "to";
     fs::rename(folder_.Path() / "from", moved);
     Archive after(moved / "a.SAM");
-    EXPECT_EQ(L"of A", after.MustGet(L"a")) << "file names do not tell cases apart";
+    EXPECT_EQ(L"of A", after.MustGet(L"a")) << "file names are not case-sensitive";
 
     WriteBytes(moved / "A.sam", ReadBytes(moved / "B.sam"));
     std::wstring data;

@@ -1,4 +1,4 @@
-// The registered service factory as clients meet it.
+// The registered service factory, created as clients create it.
 #include "QXKeldan.h"
 #include "common/com/bstr.h"
 #include "common/com/results.h"
@@ -25,7 +25,7 @@ class ServiceFactoryTest : public testing::Test {
                                          factory_.put_void()));
     }
 
-    // The seven properties in their order, parted by bars.
+    // The seven properties in order, separated by bars.
     std::string Create(std::wstring_view document) {
         com_ptr<IUnknown> made;
         EXPECT_HR(S_OK, factory_->CreateService(bstr(document).get(), made.put()));
@@ -51,7 +51,7 @@ TEST_F(ServiceFactoryTest, ReadsTheDescription) {
     EXPECT_EQ("p&1|s|u/r:i|M1|10.0.0.7|IP|Press 7|", Create(support::ServiceDocument(L"p&amp;1", L" s\n", L"u/r:i")));
 }
 
-TEST_F(ServiceFactoryTest, WhatIsMissingReadsAsEmpty) {
+TEST_F(ServiceFactoryTest, MissingValuesAreEmpty) {
     EXPECT_EQ("|||||||", Create(L"<service/>"));
     EXPECT_EQ("|7|||||x|",
               Create(L"<?xml version='1.0'?><service xmlns='urn:s'><serviceId>7</serviceId><model>no</model>"

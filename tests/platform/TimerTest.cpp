@@ -1,4 +1,5 @@
-// The timer of the real host process, over COM: it starts by itself, calls back, and loses nothing when it is killed.
+// The timer of the real host process, over COM: it is started on demand, calls back, and loses nothing when it is
+// killed.
 #include "QXKeldan.h"
 #include "VornaLib.h"
 #include "common/com/bstr.h"
@@ -46,7 +47,7 @@ struct Document {
                type + L"\">\t<Client>" + client + L"</Client>\t<Parameter>" + parameter + L"</Parameter>" + rest +
                L"</Notify></NotificationInfo></ScheduleInfo>";
     }
-    // Once now, and not again while the test runs.
+    // Ticks once now, and not again while the test runs.
     static Document Once() {
         Document document;
         document.frequency = L"P0Y0M1DT0H0M0S";
@@ -84,7 +85,7 @@ class Timer : public HostTest {
     HRESULT Modify(const std::wstring& id, const std::wstring& document) {
         return timer_->Modify(bstr(id).get(), bstr(document).get());
     }
-    // So long that everything that is due has been delivered: two ticks of another registration.
+    // Waits for two ticks of another registration: everything that is due has been delivered then.
     void WaitForTwoTicks() {
         const std::wstring marker = Subscribe({});
         EXPECT_TRUE(inbox.WaitFor(marker, 2));
@@ -106,16 +107,16 @@ TEST_F(Timer, CallsBackUntilItIsUnsubscribed) {
     EXPECT_HR(S_OK, Unsubscribe(id));
     const std::size_t before = inbox.Count(id);
     WaitForTwoTicks();
-    // One may have been on its way.
+    // One may have been under way.
     EXPECT_LE(inbox.Count(id), before + 1);
     EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Unsubscribe(id));
     EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Modify(id, document.Text()));
 }
 
-TEST_F(Timer, KilledHostComesBackWithItsRegistrationsAndTickets) {
+TEST_F(Timer, KilledHostRestartsWithItsRegistrationsAndTickets) {
     const std::wstring first = Subscribe({});
     ASSERT_TRUE(inbox.WaitFor(first, 1));
-    // Killed the very moment that the answer is there.
+    // Killed immediately after the call has returned.
     const std::wstring second = Subscribe({});
     KillHost();
     inbox.Clear();
@@ -147,10 +148,10 @@ TEST_F(Timer, TickMissedWhileNoHostRanIsDeliveredOnce) {
     KillHost();
     ASSERT_NO_FATAL_FAILURE(Connect());
     WaitForTwoTicks();
-    EXPECT_EQ(1u, inbox.Count(id)) << "a delivered tick came again after a kill";
+    EXPECT_EQ(1u, inbox.Count(id)) << "a delivered tick was repeated after a kill";
 }
 
-TEST_F(Timer, FailedDeliveryIsTriedAgainAsOftenAsTheDocumentSays) {
+TEST_F(Timer, FailedDeliveryIsRetriedAsOftenAsTheDocumentSays) {
     inbox.FailNext(3);
     Document document = Document::Once();
     document.rest = L"<Retry><RetryFrequency>P0Y0M0DT0H0M1S</RetryFrequency><RetryAttempts>2</RetryAttempts></Retry>";
@@ -160,7 +161,7 @@ TEST_F(Timer, FailedDeliveryIsTriedAgainAsOftenAsTheDocumentSays) {
     EXPECT_EQ(3u, inbox.Count(id));
 }
 
-TEST_F(Timer, ClientThatCannotBeCreatedDisturbsNobody) {
+TEST_F(Timer, ClientThatCannotBeCreatedDoesNotDisturbOthers) {
     Document absent;
     absent.client = L"QXKELDAN.NoSuchClass";
     Subscribe(absent);
@@ -193,23 +194,24 @@ TEST_F(Timer, ExpiredRegistrationIsRememberedAsExpired) {
     EXPECT_HR(vorna::PLATFORM_ID_EXPIRED, Unsubscribe(id));
 }
 
-TEST_F(Timer, RefusesWhatIsNoSchedule) {
+TEST_F(Timer, RefusesDocumentsThatAreNotSchedules) {
     struct {
         const char* what;
         void (*spoil)(Document&);
     } const cases[] = {
         {"no start", [](Document& d) { d.start.clear(); }},
-        {"a start that is no date", [](Document& d) { d.start = L"2027-2-30T0:0:0"; }},
+        {"a start that is not a date", [](Document& d) { d.start = L"2027-2-30T0:0:0"; }},
         {"no frequency", [](Document& d) { d.frequency.clear(); }},
         {"a frequency of zero", [](Document& d) { d.frequency = L"P0Y0M0DT0H0M0S"; }},
         {"a negative frequency", [](Document& d) { d.frequency = L"P0Y0M0DT0H-5M0S"; }},
-        {"an end that is no date", [](Document& d) { d.aging = L"<Aging><EndDateTime>x</EndDateTime></Aging>"; }},
+        {"an end that is not a date", [](Document& d) { d.aging = L"<Aging><EndDateTime>x</EndDateTime></Aging>"; }},
         {"a count of zero", [](Document& d) { d.aging = L"<Aging><AgingCount>0</AgingCount></Aging>"; }},
         {"an unknown mode", [](Document& d) { d.mode = L"SIDEWAYS"; }},
         {"an unknown type", [](Document& d) { d.type = L"FAX"; }},
         {"an empty client", [](Document& d) { d.client.clear(); }},
         {"negative attempts", [](Document& d) { d.rest = L"<Retry><RetryAttempts>-1</RetryAttempts></Retry>"; }},
-        {"a timeout that is none", [](Document& d) { d.rest = L"<NotifyTimeout>soon</NotifyTimeout>"; }},
+        {"a timeout that is not valid", [](Document& d) { d.rest = L"<NotifyTimeout>soon</NotifyTimeout>"; }},
+        {"two cookies", [](Document& d) { d.rest = L"<Parameter>another</Parameter>"; }},
         {"markup that is not well-formed", [](Document& d) { d.rest = L"<Retry>"; }},
     };
     const std::wstring id = Subscribe(Document::Once());
@@ -242,7 +244,7 @@ TEST_F(Timer, OneHostServesAFolder) {
     EXPECT_EQ(0u, RunHost(L"/stop"));
 }
 
-TEST_F(Timer, DamagedRegistrationsAreKeptAsideAndTheHostServes) {
+TEST_F(Timer, DamagedRegistrationsAreMovedAsideAndTheHostWorks) {
     Subscribe(Document::Once());
     KillHost();
     Damage(L"timer.journal");
@@ -265,7 +267,7 @@ class Mute : public vorna::com_object<Mute, IPersist> {
     STDMETHODIMP GetClassID(CLSID*) override { return E_NOTIMPL; }
 };
 
-TEST(ClientCall, ClientsThatCannotTakeADocumentAreFailuresOnly) {
+TEST(ClientCall, FaultsAndMissingInterfacesOfClientsAreFailures) {
     constexpr CLSID FAULTY = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x02}};
     constexpr CLSID MUTE = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x03}};
     RegisterProgId(L"QXKELDAN.TimerTestFaulty", FAULTY);

@@ -1,4 +1,4 @@
-// The registered accessor as clients meet it: through its ProgID.
+// The registered accessor, created by its ProgID as clients create it.
 #include "common/services/XmlAccessor.h"
 #include "QXKeldan.h"
 #include "common/com/bstr.h"
@@ -39,7 +39,7 @@ class XmlAccessorTest : public testing::Test {
     HRESULT Set(std::wstring_view xpath, std::wstring_view markup, long mode) {
         return accessor_->Set(bstr(xpath).get(), bstr(markup).get(), mode);
     }
-    // The answer, or the result code in words.
+    // Returns the answer, or the result code as a text.
     std::string Query(std::wstring_view xpath, long kind) {
         bstr text(L"poison");
         BSTR raw = text.get();
@@ -113,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
 constexpr wchar_t TREE[] = L"<t><a n='1'><x>5</x><x>7</x></a><a n='2'><x>9</x><y/></a><b or='1'><div>3</div></b>"
                            L"<?pi data?><!--note--></t>";
 
-// The corners of XPath 1.0.
+// Special cases of XPath 1.0.
 INSTANTIATE_TEST_SUITE_P(
     XPath, XmlAccessorQuery,
     testing::Values(QueryCase{TREE, L"//x[1]", 4,
@@ -149,7 +149,7 @@ struct SetCase {
     const wchar_t* markup;
     long mode;
     HRESULT result;
-    // What the document is afterwards.
+    // The document afterwards.
     const char* expected;
 };
 
@@ -259,7 +259,7 @@ TEST_F(XmlAccessorTest, HostilePathsEnd) {
     std::wstring chain = L"/r[1";
     for (int i = 0; i < 50'000; ++i)
         chain += L"+0";
-    EXPECT_NE("", Query(chain + L"]", 8)) << "a long chain is no nesting";
+    EXPECT_NE("", Query(chain + L"]", 8)) << "a long chain is not nested";
     EXPECT_EQ(Query(L"/r", 8), Query(L"/r[" + std::wstring(100'000, L'-') + L"1]", 8));
 }
 
@@ -389,7 +389,7 @@ class StylesheetTest : public XmlAccessorTest {
     support::TestFolder folder_;
 };
 
-TEST_F(StylesheetTest, TurnsTheDocument) {
+TEST_F(StylesheetTest, TransformsTheDocument) {
     ASSERT_HR(S_OK, Load(L"<?xml version='1.0' encoding='UTF-8'?><a><b>\xE9</b></a>"));
     std::string answer;
     EXPECT_HR(S_OK, Transform("<xsl:output omit-xml-declaration='yes'/><xsl:template match='/'><c d='\xC3\xBC'>"
@@ -400,7 +400,7 @@ TEST_F(StylesheetTest, TurnsTheDocument) {
     EXPECT_EQ("\xC3\xA9", Query(L"/c", 4));
 }
 
-TEST_F(StylesheetTest, RefusesWhatReachesOut) {
+TEST_F(StylesheetTest, RefusesAccessToOtherFilesAndCode) {
     ASSERT_HR(S_OK, Load(L"<a/>"));
     const std::string templateBegin = "<xsl:template match='/'>";
     for (const std::string& body :
@@ -426,7 +426,7 @@ TEST_F(StylesheetTest, RefusesWhatReachesOut) {
         EXPECT_HR(E_ACCESSDENIED, accessor_->TransformByFile(bstr(path).get(), text.put())) << Narrow(path);
 }
 
-// Some processors fail, some cut the recursion off at a depth of their own; none may take the process along.
+// Some processors fail, some limit the recursion themselves; none may end the process.
 TEST_F(StylesheetTest, EndlessRecursionEnds) {
     ASSERT_HR(S_OK, Load(L"<a/>"));
     std::string answer;
@@ -438,8 +438,8 @@ TEST_F(StylesheetTest, EndlessRecursionEnds) {
     EXPECT_EQ("<a/>", Whole());
 }
 
-// The component's binding to whatever accessor is registered.
-TEST(XmlAccessorBindingTest, TellsMissingNodesFromFailures) {
+// The component's binding to the registered accessor.
+TEST(XmlAccessorBindingTest, DistinguishesMissingNodesFromFailures) {
     support::RegisterPlatform();
     vorna::XmlAccessor accessor;
     std::wstring text = L"poison";
