@@ -19,12 +19,7 @@ struct algorithm_traits {
 };
 using unique_algorithm = unique_any<algorithm_traits>;
 
-struct hash_traits {
-    using type = BCRYPT_HASH_HANDLE;
-    static type invalid() { return nullptr; }
-    static void close(type value) { BCryptDestroyHash(value); }
-};
-using unique_hash = unique_any<hash_traits>;
+using unique_hash = unique_any<null_traits<BCRYPT_HASH_HANDLE, BCryptDestroyHash>>;
 
 using sha256_digest = std::array<BYTE, 32>;
 

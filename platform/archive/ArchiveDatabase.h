@@ -14,19 +14,8 @@ namespace keldan {
 // A stream's name or content: bytes, so that any text is preserved, with zeros and halves of surrogate pairs.
 using Bytes = std::basic_string_view<BYTE>;
 
-struct StatementTraits {
-    using type = sqlite3_stmt*;
-    static type invalid() { return nullptr; }
-    static void close(type value) { sqlite3_finalize(value); }
-};
-using UniqueStatement = vorna::unique_any<StatementTraits>;
-
-struct DatabaseTraits {
-    using type = sqlite3*;
-    static type invalid() { return nullptr; }
-    static void close(type value) { sqlite3_close(value); }
-};
-using UniqueDatabase = vorna::unique_any<DatabaseTraits>;
+using UniqueStatement = vorna::unique_any<vorna::null_traits<sqlite3_stmt*, sqlite3_finalize>>;
+using UniqueDatabase = vorna::unique_any<vorna::null_traits<sqlite3*, sqlite3_close>>;
 
 // Every operation is one transaction: after S_OK it is on disk, after a failure nothing has changed. 0x80070570 means
 // that the file was changed by something else since it was last closed. One thread, the one that created the object.

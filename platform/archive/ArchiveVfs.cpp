@@ -129,7 +129,7 @@ int Randomness(sqlite3_vfs*, int count, char* bytes) {
 }
 
 int Pause(sqlite3_vfs*, int microseconds) {
-    Sleep(static_cast<DWORD>(microseconds / 1000 + 1));
+    Sleep(static_cast<DWORD>(microseconds) / 1000 + 1);
     return microseconds;
 }
 

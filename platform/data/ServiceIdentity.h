@@ -17,6 +17,7 @@ struct ServiceIdentity {
     std::wstring serviceId;
     std::wstring serviceUri;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): the check misreads the generated comparison with zero
     auto operator<=>(const ServiceIdentity&) const = default;
 
     // Reads the three properties of a service object. 0x80000142: it is not a service object, or a property cannot be

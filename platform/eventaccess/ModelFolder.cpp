@@ -16,9 +16,9 @@ void ModelFolder::Watch() {
     // If it cannot be created, a writer of models may still create it.
     (void)CreateFolder(store_.Folder());
     // Renamed files and files that are written in place.
-    changes_ = vorna::unique_any<ChangesTraits>(FindFirstChangeNotificationW(
-        store_.Folder().c_str(), FALSE,
-        FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE));
+    changes_.reset(FindFirstChangeNotificationW(store_.Folder().c_str(), FALSE,
+                                                FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE |
+                                                    FILE_NOTIFY_CHANGE_SIZE));
 }
 
 void ModelFolder::Continue() {

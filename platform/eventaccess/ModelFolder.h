@@ -39,14 +39,8 @@ class ModelFolder {
     [[nodiscard]] HRESULT Read(const ServiceIdentity& service, std::wstring& document, std::wstring& message) const;
 
   private:
-    struct ChangesTraits {
-        using type = HANDLE;
-        static type invalid() { return INVALID_HANDLE_VALUE; }
-        static void close(type value) { FindCloseChangeNotification(value); }
-    };
-
     ModelStore store_;
-    vorna::unique_any<ChangesTraits> changes_{INVALID_HANDLE_VALUE};
+    vorna::unique_any<vorna::file_traits<FindCloseChangeNotification>> changes_;
 };
 
 } // namespace keldan

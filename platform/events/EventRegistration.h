@@ -13,6 +13,7 @@ struct EventProperty {
     std::wstring name;
     std::wstring value;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): the check misreads the generated comparison with zero
     auto operator<=>(const EventProperty&) const = default;
 };
 

@@ -57,7 +57,7 @@ class Journal {
     [[nodiscard]] HRESULT Discard();
 
   private:
-    static constexpr std::uint64_t SMALLEST_TO_COMPACT = 64 * 1024;
+    static constexpr std::uint64_t SMALLEST_TO_COMPACT = std::uint64_t{64} * 1024;
 
     HRESULT OpenFile();
     HRESULT ReadWhole(std::string& bytes);

@@ -17,7 +17,7 @@ namespace {
 // name: null for the default value.
 HRESULT SetText(const std::wstring& key, const wchar_t* name, const std::wstring& text) {
     LSTATUS status = RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), name, REG_SZ, text.c_str(),
-                                     static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+                                     static_cast<DWORD>(text.size() + 1) * sizeof(wchar_t));
     return status == ERROR_SUCCESS ? S_OK : vorna::result_from_win32(static_cast<DWORD>(status));
 }
 

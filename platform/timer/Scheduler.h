@@ -23,7 +23,7 @@ struct Call {
 
 class Scheduler {
   public:
-    explicit Scheduler(LocalZone zone = {}) : zone_(std::move(zone)) {}
+    explicit Scheduler(LocalZone zone = {}) : zone_(zone) {}
 
     // A new registration: ticks in the past do not count, except for a start within the last minute.
     TimerRegistration Make(std::wstring id, std::wstring ticket, Schedule schedule, const Now& now) const;

@@ -184,7 +184,7 @@ std::wstring XmlDocument::AsContent(std::wstring_view markup) const {
     markup = WithoutDeclaration(markup);
     if (markup.empty() || IsContent(markup))
         return std::wstring(markup);
-    const std::wstring escaped = vorna::EscapeXml(markup);
+    std::wstring escaped = vorna::EscapeXml(markup);
     if (markup.find(L'<') != markup.npos || !IsContent(escaped))
         throw vorna::result_error(vorna::RESULT_XML_MALFORMED);
     return escaped;

@@ -87,8 +87,8 @@ TEST_F(AggregatorTest, ReturnsTheSelectedNodesOfAStoredModel) {
         {L"/m/v [@id='2']", S_OK, "<Data service=\"urn:press\"><v id=\"2\">x &lt; y</v></Data>"},
         {L"/m/v", S_OK, "<Data service=\"urn:press\"><v id=\"a&amp;b\">1</v><v id=\"2\">x &lt; y</v></Data>"},
         {L"/m/v/@id", S_OK,
-         "<Data service=\"urn:press\"><Attribute name=\"id\">a&amp;b</Attribute><Attribute "
-         "name=\"id\">2</Attribute></Data>"},
+         "<Data service=\"urn:press\"><Attribute name=\"id\">a&amp;b</Attribute>"
+         "<Attribute name=\"id\">2</Attribute></Data>"},
         {L"/m/v[2]/text()", S_OK, "<Data service=\"urn:press\"><Text>x &lt; y</Text></Data>"},
         {L"/m/comment()", S_OK, "<Data service=\"urn:press\"><!--note--></Data>"},
         {L"/m/none", S_FALSE, ""},

@@ -241,7 +241,7 @@ TEST_F(EventManager, RefusesInvalidDocumentsWithTheirCodes) {
     }
     std::wstring deep;
     for (int i = 0; i < 255; ++i)
-        deep = L"<a>" + deep + L"</a>";
+        deep.insert(0, L"<a>").append(L"</a>");
     struct {
         std::wstring name;
         std::wstring properties;

@@ -20,7 +20,7 @@ class Receiver : public vorna::com_object<Receiver, IComBaseClient> {
 
 void SetClassesText(const std::wstring& key, const std::wstring& text) {
     RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), nullptr, REG_SZ, text.c_str(),
-                    static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+                    static_cast<DWORD>(text.size() + 1) * sizeof(wchar_t));
 }
 
 } // namespace

@@ -80,8 +80,8 @@ class RunningClass {
   public:
     template <typename Class>
     static RunningClass Of(const CLSID& clsid, DWORD context) {
-        vorna::com_ptr<IUnknown> factory;
-        vorna::get_class_factory<Class>(IID_IUnknown, factory.put_void());
+        vorna::com_ptr<vorna::class_factory<Class>> factory;
+        factory.attach(new vorna::class_factory<Class>());
         RunningClass running;
         EXPECT_HR(S_OK, CoRegisterClassObject(clsid, factory.get(), context, REGCLS_MULTIPLEUSE, &running.cookie_));
         return running;

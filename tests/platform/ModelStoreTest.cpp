@@ -47,7 +47,7 @@ TEST(ModelStore, ReadersAlwaysSeeACompleteModel) {
     ASSERT_HR(S_OK, store.Write(service, models[0], message));
     std::atomic<int> bad{0};
     std::atomic<int> reads{0};
-    std::jthread reader([&](std::stop_token stop) {
+    std::jthread reader([&](const std::stop_token& stop) {
         while (!stop.stop_requested()) {
             std::wstring text;
             std::wstring reason;

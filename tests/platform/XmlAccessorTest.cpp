@@ -217,13 +217,12 @@ INSTANTIATE_TEST_SUITE_P(
                     L"<?xml version='1.0'?><?xml version='1.0'?><a/>", L"<?xml encoding='UTF-8'?><a/>", L"<a:b:c/>",
                     L"<1/>", L"<a", L"<a b", L"<a b='", L"<a><![CDATA[", L"<!--", L"<?p", L"<a/><![CDATA[x]]>"));
 
-INSTANTIATE_TEST_SUITE_P(
-    DocumentTypes, XmlAccessorRefusal,
-    testing::Values(L"<!DOCTYPE a><a/>",
-                    L"<?xml version='1.0' encoding='x'?><!--<a/>--><?p <a/>?>\n<!DOCTYPE a [<!ENTITY b "
-                    L"'bb'><!ENTITY c '&b;&b;&b;'>]><a>&c;</a>",
-                    L"<!DOCTYPE a SYSTEM 'file:///c:/windows/win.ini'><a/>", L"<a><!DOCTYPE b></a>",
-                    L"<a/><!DOCTYPE a>", L"<!doctype a><a/>"));
+INSTANTIATE_TEST_SUITE_P(DocumentTypes, XmlAccessorRefusal,
+                         testing::Values(L"<!DOCTYPE a><a/>",
+                                         L"<?xml version='1.0' encoding='x'?><!--<a/>--><?p <a/>?>\n<!DOCTYPE a ["
+                                         L"<!ENTITY b 'bb'><!ENTITY c '&b;&b;&b;'>]><a>&c;</a>",
+                                         L"<!DOCTYPE a SYSTEM 'file:///c:/windows/win.ini'><a/>",
+                                         L"<a><!DOCTYPE b></a>", L"<a/><!DOCTYPE a>", L"<!doctype a><a/>"));
 
 TEST_F(XmlAccessorTest, TextThatLooksLikeADocumentTypeIsText) {
     const wchar_t text[] = L"<!--<!DOCTYPE a>--><a><![CDATA[<!DOCTYPE a>]]></a>";
