@@ -11,11 +11,11 @@
 
 namespace keldan {
 
-// As a part of a file: what follows the header, which is the database's file. It stays open until the object goes.
+// As a FilePart it is the database's file: what follows the header.
 //
-// Open from the first access of one operation to the last, and locked all the time: shared by readers, exclusively by a
-// writer. The lock ends with the process. A new archive has another name ("<path>-new") until it is complete and is
-// published, so an archive is there complete or not at all. One thread.
+// The archive is open and locked from the first access of one operation to the last: shared by readers, exclusively by
+// a writer. The lock ends with the process. A new archive has another name ("<path>-new") until it is complete and is
+// published, so an archive exists complete or not at all. One thread.
 class ArchiveFile : public FilePart {
   public:
     static constexpr LONGLONG PAGE_SIZE = 4096;
@@ -50,6 +50,7 @@ class ArchiveFile : public FilePart {
     [[nodiscard]] int Write(const void* buffer, int count, LONGLONG offset) override;
     [[nodiscard]] int Sync() override;
     [[nodiscard]] int Size(LONGLONG& size) override;
+    // The file stays open, and locked.
     void Close() override {}
 
     bool JournalExists() const { return journalExists_; }

@@ -5,23 +5,23 @@
 
 namespace keldan {
 
-// The operations return SQLite's codes. The system's error of the first operation that failed is kept besides, since
-// SQLite does not pass all of them on. One thread.
+// The operations return SQLite's codes. The system error of the first one that failed is kept as well, since SQLite
+// does not pass all of them on. One thread.
 class FilePart {
   public:
-    // begin: the place of offset 0 in the file. error: where the first system error is kept.
+    // begin: the position of offset 0 in the file. error: receives the first system error; outlives the object.
     FilePart(LONGLONG begin, DWORD& error) : begin_(begin), error_(error) {}
     virtual ~FilePart() = default;
     FilePart(const FilePart&) = delete;
     FilePart& operator=(const FilePart&) = delete;
 
-    // SQLITE_IOERR_SHORT_READ behind the end of the file; zeros then stand for the missing bytes.
+    // SQLITE_IOERR_SHORT_READ at the end of the file: the missing bytes are set to zero.
     [[nodiscard]] virtual int Read(void* buffer, int count, LONGLONG offset);
     [[nodiscard]] virtual int Write(const void* buffer, int count, LONGLONG offset);
     [[nodiscard]] int Truncate(LONGLONG size);
     [[nodiscard]] virtual int Sync();
     [[nodiscard]] virtual int Size(LONGLONG& size);
-    // The database has closed the file.
+    // Called when the database closes the file.
     virtual void Close() { file_.reset(); }
 
     // Takes an open file over; false, with the system's last error as it was, if the handle is not valid.

@@ -73,7 +73,7 @@ bool CallsOnlyKnownFunctions(std::wstring_view expression) {
 }
 
 // Whether MSXML accepts the expression, evaluated on a nearly empty document.
-bool IsTaken(std::wstring_view expression, const std::wstring& question) {
+bool IsAccepted(std::wstring_view expression, const std::wstring& question) {
     if (vorna::Trimmed(expression).empty() || expression.size() > LONGEST_EXPRESSION || !IsClosed(expression) ||
         !CallsOnlyKnownFunctions(expression))
         return false;
@@ -92,11 +92,11 @@ bool IsTaken(std::wstring_view expression, const std::wstring& question) {
 } // namespace
 
 bool IsSelection(std::wstring_view expression) {
-    return IsTaken(expression, L"(" + std::wstring(expression) + L")");
+    return IsAccepted(expression, L"(" + std::wstring(expression) + L")");
 }
 
 bool IsCondition(std::wstring_view expression) {
-    return IsTaken(expression, L"(/)[boolean(" + std::wstring(expression) + L")]");
+    return IsAccepted(expression, L"(/)[boolean(" + std::wstring(expression) + L")]");
 }
 
 void AddUnknownPrefixes(std::wstring_view expression, PrefixMap& prefixes) {

@@ -15,10 +15,11 @@ namespace keldan {
 class Worker {
   public:
     using Clock = std::chrono::steady_clock;
-    // The latest time for the next call of the work. If there is a signal, a handle, the call comes as soon as it is
-    // set.
+    // When the work is called again.
     struct Next {
+        // At the latest.
         Clock::time_point when;
+        // As soon as this handle is signalled; null: there is none.
         HANDLE signal = nullptr;
     };
 

@@ -29,15 +29,15 @@ struct Sample {
             {{"b", "three"}},
         };
         tables.push_back(journal.Values());
-        sizes.push_back(std::filesystem::file_size(path));
+        sizes.push_back(ReadFile(path).size());
         for (const auto& commit : commits) {
             EXPECT_HR(S_OK, journal.Commit(commit));
             tables.push_back(journal.Values());
-            sizes.push_back(std::filesystem::file_size(path));
+            sizes.push_back(ReadFile(path).size());
         }
     }
     std::vector<Journal::Table> tables;
-    std::vector<std::uintmax_t> sizes;
+    std::vector<std::size_t> sizes;
 };
 
 TEST(Journal, TruncatedFileHoldsItsCompleteCommits) {
@@ -80,7 +80,9 @@ TEST(Journal, FileWithAnyByteChangedIsMovedAsideAndNotUsed) {
         EXPECT_TRUE(journal.Values().empty()) << place;
         journal = Journal();
         std::filesystem::remove(path);
-        EXPECT_EQ(damaged, ReadFile(*std::filesystem::directory_iterator(folder.Path()))) << place;
+        const std::filesystem::directory_iterator aside(folder.Path());
+        ASSERT_NE(std::filesystem::directory_iterator(), aside) << place;
+        EXPECT_EQ(damaged, ReadFile(*aside)) << place;
     }
 }
 
@@ -94,7 +96,7 @@ TEST(Journal, FileStaysSmallHoweverOftenAValueIsWritten) {
     for (int i = 0; i < 100; ++i) {
         large[0] = static_cast<char>('a' + i % 26);
         ASSERT_HR(S_OK, journal.Commit({{"often", large}}));
-        ASSERT_LT(std::filesystem::file_size(path), 80'000u);
+        ASSERT_LT(ReadFile(path).size(), 80'000u);
     }
     const Journal::Table expected = journal.Values();
     journal = Journal();
