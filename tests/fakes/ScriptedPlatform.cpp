@@ -52,7 +52,7 @@ Scripts& CurrentScripts() {
     return current;
 }
 void ResetScripts() {
-    current = CurrentScripts();
+    current = Scripts();
 }
 
 STDMETHODIMP ScriptedTimer::GetTicket(BSTR* ticket) {
