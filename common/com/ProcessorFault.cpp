@@ -35,10 +35,10 @@ EXCEPTION_DISPOSITION __cdecl handle_fault(EXCEPTION_RECORD* record, void* frame
     // RtlUnwind may change registers, so what is needed after it is kept in memory.
     guard_frame* volatile guard = static_cast<guard_frame*>(frame);
     guard->code = record->ExceptionCode;
-    // Before the jump, because the next call after it overwrites the abandoned frames.
+    // Must run before the jump, because the next call after it overwrites the abandoned frames.
     run_abandoned(guard->outer);
     RtlUnwind(frame, nullptr, record, nullptr);
-    // Not the C library's longjmp, which expects every record on the chain to be of its own compiler.
+    // Not the C library's longjmp, which expects every record on the chain to come from its own compiler.
     __builtin_longjmp(guard->jump, 1);
 }
 

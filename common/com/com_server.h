@@ -26,7 +26,7 @@ inline HMODULE this_module() {
     return module;
 }
 
-// The full path of its file; empty on failure.
+// The full path of the module's file; empty on failure.
 inline std::wstring this_module_path() {
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {

@@ -8,8 +8,8 @@
 
 namespace vorna {
 
-// Opens an existing file, which others may read, write and delete meanwhile. Empty on failure; GetLastError then has
-// the reason.
+// Opens an existing file without preventing others from reading, writing or deleting it. Empty on failure; GetLastError
+// then has the reason.
 unique_file open_for_reading(const std::wstring& path);
 
 // Reads an open file from its beginning to its end. E_ACCESSDENIED: it is not a file on a disk but a pipe or a device;

@@ -23,7 +23,8 @@ using unique_hash = unique_any<null_traits<BCRYPT_HASH_HANDLE, BCryptDestroyHash
 
 using sha256_digest = std::array<BYTE, 32>;
 
-// SHA-256 of the parts in a row; with a key their HMAC-SHA256. E_OUTOFMEMORY if the system fails. Link bcrypt.
+// SHA-256 of the concatenated parts, or their HMAC-SHA256 if key is not empty. E_OUTOFMEMORY if the system function
+// fails. Callers must link bcrypt.
 [[nodiscard]] inline HRESULT sha256(std::initializer_list<std::span<const std::byte>> parts,
                                     std::span<const std::byte> key, sha256_digest& digest) {
     const auto bytes = [](std::span<const std::byte> part) {

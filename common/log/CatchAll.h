@@ -1,4 +1,4 @@
-// The frame of an operation that lets no exception out.
+// Runs an operation and converts its exceptions into a log line and a result.
 #pragma once
 
 #include "common/com/ProcessorFault.h"
@@ -10,9 +10,9 @@ namespace vorna {
 
 inline constexpr char UNKNOWN_EXCEPTION[] = "Unknown Exception Occured";
 
-// Runs work and returns what it returns. If it throws, the text is logged at level 4 and otherwise is returned; if
-// otherwise is a function, it is called and its result returned. Processor faults pass: the methods of the component's
-// object give them texts of their own.
+// Runs work and returns its result. If it throws, logs the text at level 4 and returns otherwise or, if otherwise is a
+// function, its result. Processor faults are rethrown, because the methods of the component's object report them with
+// separate texts.
 template <typename Otherwise, typename Work>
 auto CatchAll(Otherwise otherwise, Work work, const char* text = UNKNOWN_EXCEPTION) -> decltype(work()) {
     try {
@@ -28,7 +28,7 @@ auto CatchAll(Otherwise otherwise, Work work, const char* text = UNKNOWN_EXCEPTI
     }
 }
 
-// The same inside a scope trace.
+// The same inside a ScopeTrace.
 template <typename Otherwise, typename Work>
 auto CatchAll(Scope scope, Otherwise otherwise, Work work, const char* text = UNKNOWN_EXCEPTION) -> decltype(work()) {
     const ScopeTrace trace(scope);

@@ -1,11 +1,11 @@
-// What the registry says about logging.
+// The logging configuration in the registry.
 #pragma once
 
 #include <windows.h>
 
 namespace vorna {
 
-// Where lines go. The numbers are those of the running state, so that a later start can be compared with it.
+// Where lines go.
 enum LogMode : unsigned {
     LOG_MODE_OFF = 0,
     LOG_MODE_CONSOLE = 1,
@@ -27,11 +27,11 @@ struct LogConfiguration {
     DWORD kilobytes = 0;
     char path[MAX_VALUE + 1] = {};
 
-    // Splits "console,<level>", "debug,<level>", "file,<path>,<level>" or "file,<path>,<kilobytes>,<level>". Anything
+    // Parses "console,<level>", "debug,<level>", "file,<path>,<level>" or "file,<path>,<kilobytes>,<level>". Anything
     // else leaves the mode off.
     void Parse(const char* value);
 
-    // Finds and splits the value for the program. False where there is none.
+    // Reads and parses the value for the program. False if there is no value or it is not a string.
     bool Read(const char* programId);
 };
 

@@ -19,7 +19,7 @@ bool IsOneOf(char character, const char* characters) {
     return character && std::strchr(characters, character);
 }
 
-// One conversion of a format: "%", flags, width, precision, size, letter.
+// One conversion of a printf format: "%", flags, width, precision, size, letter.
 class Conversion {
   public:
     void Add(char character) {
@@ -36,7 +36,7 @@ class Conversion {
         text_[length_] = '\0';
         return text_;
     }
-    // Of a string; all of it where nothing is said.
+    // The number of characters of a string to convert; the largest size_t if the format does not limit it.
     size_t Precision() {
         const char* point = std::strchr(c_str(), '.');
         return point ? static_cast<size_t>(std::max(0, std::atoi(point + 1))) : static_cast<size_t>(-1);
@@ -47,9 +47,9 @@ class Conversion {
     size_t length_ = 1;
 };
 
-// At most the given number of characters of a text, in the system's code page.
+// Converts at most the given number of characters to the system's ANSI code page.
 void Convert(char (&narrow)[LOG_LINE_SIZE], const wchar_t* wide, size_t characters) {
-    // Blocks that fit in any code page: four bytes a character at most.
+    // No code page has more than four bytes per character.
     constexpr size_t BLOCK = 64;
     size_t length = 0;
     characters = wcsnlen(wide, std::min(characters, sizeof narrow));
@@ -116,12 +116,12 @@ size_t FormatConverting(char* text, size_t room, const char* format, va_list arg
                 conversion.Add(size[at]);
             conversion.Add(letter);
             const bool eightBytes = sizeLength >= 2 && (std::strncmp(size, "ll", 2) == 0 || size[1] == '6');
-            // NOLINTBEGIN(bugprone-branch-clone): the branches differ in the types that they take.
+            // NOLINTBEGIN(bugprone-branch-clone): the branches read arguments of different types.
             if (IsOneOf(letter, "eEfgGaA"))
                 written = _snprintf(out, left, conversion.c_str(), va_arg(arguments, double));
             else if (eightBytes)
                 written = _snprintf(out, left, conversion.c_str(), va_arg(arguments, long long));
-            else // Numbers, characters and pointers are of one size.
+            else // Integers, characters and pointers have the same size.
                 written = _snprintf(out, left, conversion.c_str(), va_arg(arguments, void*));
             // NOLINTEND(bugprone-branch-clone)
         }

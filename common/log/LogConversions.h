@@ -6,8 +6,9 @@
 
 namespace vorna {
 
-// As msvcrt's _vsnprintf, but wide texts go through the system's ANSI code page, with "?" for what it lacks, where
-// msvcrt gives up the rest of the text. Returns the length; the text is cut to the room and has no terminating zero.
+// Like msvcrt's _vsnprintf, but converts wide strings to the system's ANSI code page, with "?" for characters that it
+// lacks; msvcrt would drop the rest of the text. Returns the length. The text is truncated to room and then has no
+// terminating zero.
 size_t FormatConverting(char* text, size_t room, const char* format, va_list arguments);
 
 } // namespace vorna

@@ -28,7 +28,7 @@ char MutexCharacter(char character) {
 
 unique_handle OpenLogMutex(const char* name, SECURITY_ATTRIBUTES* attributes) {
     unique_handle mutex(OpenMutexA(0, FALSE, name));
-    // No rights were asked for: a handle that cannot be waited for is as good as none.
+    // The mutex was opened without access rights, so it may be impossible to wait for it.
     if (mutex) {
         const DWORD wait = WaitForSingleObject(mutex.get(), 0);
         if (wait == WAIT_OBJECT_0 || wait == WAIT_ABANDONED)
@@ -46,7 +46,7 @@ LONGLONG Move(HANDLE file, LONGLONG distance, DWORD from) {
     return SetFilePointerEx(file, offset, &position, from) ? position.QuadPart : -1;
 }
 
-// Moves to the end and writes in one call of the system: SetFilePointerEx to the end alone costs more than the write.
+// Appends in one system call: SetFilePointerEx to the end alone costs more than the write.
 bool WriteAtEnd(HANDLE file, const char* line, DWORD size) {
     LARGE_INTEGER end;
     // FILE_WRITE_TO_END_OF_FILE
@@ -60,7 +60,7 @@ bool WriteAtEnd(HANDLE file, const char* line, DWORD size) {
 } // namespace
 
 void MakeLogMutexName(LogMutexName& name, const char* path) {
-    // A longer path is cut: files that share the beginning then share the mutex, which costs time and no line.
+    // A long path is truncated. Files whose paths begin alike then share a mutex, which costs time but loses no lines.
     size_t length = 0;
     for (const char* part : {MUTEX_PREFIX, path})
         for (; *part && length + 1 < sizeof name; ++part)
@@ -69,7 +69,7 @@ void MakeLogMutexName(LogMutexName& name, const char* path) {
 }
 
 bool LogFile::Open(const char* path) {
-    // Inheritable and open to everyone: services and users of all sessions write to one log.
+    // Inheritable and with access for everyone: services and users of all sessions write to the same log.
     everyone_descriptor everyone;
     if (!everyone.complete())
         OutputDebugStringA("Logging - warning: unable to set security on log file.\n");

@@ -1,4 +1,4 @@
-// A log file that several processes append to, and the named mutex that keeps their lines whole.
+// A log file that several processes append to, and the named mutex that serialises their writes.
 #pragma once
 
 #include "common/com/unique_any.h"
@@ -11,37 +11,38 @@ struct LogFile {
     unique_file file;
     unique_handle mutex;
 
-    // Opens or creates the file, open to everyone, and its mutex. On failure both are empty.
+    // Opens or creates the file and its mutex, both with access for everyone. On failure both are empty.
     bool Open(const char* path);
 };
 
-// The name of the mutex of a file, the same for every spelling of the path in other letter cases.
+// The name of the file's mutex; it does not depend on the letter case of the path.
 using LogMutexName = char[MAX_PATH];
 void MakeLogMutexName(LogMutexName& name, const char* path);
 
 enum class LogAppend {
     Written,
-    // The mutex could not be had in time.
+    // The mutex was not available in time.
     Dropped,
-    // The file did not take the line.
+    // The line could not be written.
     Failed,
 };
 
-// Writes at the end of the file; waits at most 500 ms for the mutex.
+// Appends the line to the file; waits at most 500 ms for the mutex.
 LogAppend AppendToLogFile(HANDLE file, HANDLE mutex, const char* line, DWORD size);
 
-// One cut of a file down to its last lines. The caller holds the mutex.
+// Trims a file to its last lines. The caller holds the mutex.
 class LogFileTrim {
   public:
-    // Locks the file where it is longer than the limit; limits of 0 and of 1024 kilobytes and more mean none.
+    // Locks the file if it is longer than the limit. 0 kilobytes, or 1024 and more, mean no limit.
     LogFileTrim(HANDLE file, DWORD kilobytes);
     ~LogFileTrim();
     LogFileTrim(const LogFileTrim&) = delete;
     LogFileTrim& operator=(const LogFileTrim&) = delete;
 
-    // Whether there is something to cut.
+    // Whether the file is longer than the limit and locked.
     explicit operator bool() const { return size_ != 0; }
-    // Keeps the last kilobytes of the file, from the first line that begins in them. Gives the lock back.
+    // Removes everything before the first line that begins within the limit at the end of the file. Then unlocks the
+    // file.
     void Run();
 
   private:

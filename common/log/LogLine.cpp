@@ -15,20 +15,20 @@ namespace vorna {
 
 namespace {
 
-// The longest format that is used whole is one character shorter.
+// Formats of this length or longer are truncated.
 constexpr size_t FORMAT_LIMIT = 512;
 constexpr size_t WORKING_SIZE = 640;
 
-// A format under construction; what does not fit is left out.
+// A format under construction; text that does not fit is dropped.
 class WorkingFormat {
   public:
-    // Two zeros at the end, for a printf that steps over the first one after a lone "%".
+    // There are always two zeros at the end, because a printf may skip the first one after a lone "%".
     WorkingFormat() { text_[0] = text_[1] = '\0'; }
 
     const char* c_str() const { return text_; }
 
     void Add(std::string_view part) { Put(part.substr(0, Room())); }
-    // All of the part or nothing of it; false where it does not fit.
+    // Adds the part if all of it fits; otherwise adds nothing and returns false.
     bool AddWhole(std::string_view part) {
         if (part.size() > Room())
             return false;
@@ -52,7 +52,7 @@ class WorkingFormat {
     size_t length_ = 0;
 };
 
-// "<date>-<time>" of this second.
+// "<date>-<time>" of the current second.
 using Stamp = char[40];
 
 void MakeStamp(Stamp& stamp) {
@@ -64,14 +64,14 @@ void MakeStamp(Stamp& stamp) {
         date[0] = '\0';
     if (!GetTimeFormatA(LOCALE_SYSTEM_DEFAULT, 0, &now, "HH':'mm':'ss", time, sizeof time))
         time[0] = '\0';
-    // Whole, so that no word of the cache is left unset.
+    // Every byte is set, because the cache copies the whole array.
     std::memset(stamp, 0, sizeof stamp);
     char* end = std::copy_n(date, std::strlen(date), stamp);
     *end++ = '-';
     std::copy_n(time, std::strlen(time), end);
 }
 
-// The stamp of the last second that had a message: making one costs more than all the rest of a line's text.
+// Caches the stamp of the last second with a message: making a stamp costs more than formatting the rest of the line.
 class StampCache {
   public:
     void Read(Stamp& stamp) {
@@ -96,7 +96,8 @@ class StampCache {
   private:
     static constexpr size_t WORDS = sizeof(Stamp) / sizeof(unsigned);
 
-    // Readers never wait: an odd version, or one that changes, sends them to make a stamp of their own.
+    // A sequence lock. Readers never wait: if the version is odd or changes while they read, they make the stamp
+    // themselves.
     void Write(const Stamp& stamp, unsigned second) {
         unsigned version = version_.load(std::memory_order_relaxed);
         if (version % 2 != 0 || !version_.compare_exchange_strong(version, version + 1))
@@ -143,7 +144,7 @@ size_t CountStrings(std::string_view format) {
     return count;
 }
 
-// The format without a conversion that a cut has left incomplete at its end.
+// The format without a conversion that truncation left incomplete at its end.
 std::string_view WithoutIncompleteConversion(std::string_view format) {
     for (size_t at = format.find('%'); at != format.npos; at = format.find('%', at)) {
         size_t end = format.find_first_not_of("+-# 0123456789.*hlLIwFN", at + 1);
@@ -154,7 +155,7 @@ std::string_view WithoutIncompleteConversion(std::string_view format) {
     return format;
 }
 
-// Limits each string conversion, so that the strings together leave room in the line for the rest.
+// Adds the format with a precision in each string conversion, so that the strings leave room for the rest of the line.
 void AddWithPrecision(WorkingFormat& working, std::string_view format, size_t precision) {
     char limited[16] = "%.";
     char* end = std::to_chars(limited + 2, std::end(limited) - 1, precision).ptr;
@@ -171,7 +172,7 @@ void AddWithPrecision(WorkingFormat& working, std::string_view format, size_t pr
                 *end = format[1];
                 piece = {limited, static_cast<size_t>(end + 1 - limited)};
             }
-            // A conversion that is cut in the middle would be another conversion.
+            // A truncated conversion would be a different conversion.
             if (!working.AddWhole(piece))
                 return;
             format.remove_prefix(pair);
@@ -205,14 +206,14 @@ size_t FormatLogLine(char (&line)[LOG_LINE_SIZE], const char* head, bool dated, 
     working.Add(head);
     AddMessage(working, format ? format : "");
 
-    // Room stays for the line end and a terminating zero.
+    // Leaves room for the line end and a terminating zero.
     constexpr size_t ROOM = LOG_LINE_SIZE - 3;
     va_list again;
     va_copy(again, arguments);
     const int written = _vsnprintf(line, ROOM, working.c_str(), arguments);
     size_t length = static_cast<size_t>(written);
-    // -1 stands for a text that was cut as well as for one with a character that msvcrt does not convert. Either way
-    // the second attempt gives what there is to show.
+    // -1 means that the text was truncated or that msvcrt cannot convert a character in it. In both cases the second
+    // attempt formats as much as possible.
     if (written < 0 || length > ROOM)
         length = FormatConverting(line, ROOM, working.c_str(), again);
     va_end(again);

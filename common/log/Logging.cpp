@@ -20,8 +20,8 @@ namespace {
 constexpr DWORD STOP_WAIT = 1000;
 constexpr char FALLBACK_PATH[] = "\\qxv-event.log";
 
-// Lives in zeroed memory and has no destructor: logging works before and after all other objects of the module, and
-// under the loader lock. Nothing here waits for another thread without a bound.
+// Zero-initialised and without a destructor, so that logging works before the constructors and after the destructors of
+// all other static objects, and under the loader lock. Every wait for another thread has a time limit.
 struct LoggingState {
     std::atomic<unsigned> mode;
     volatile LONG users = 0;
@@ -31,9 +31,9 @@ struct LoggingState {
     // The program identifier and "::", with every "%" doubled: it becomes part of a format.
     std::atomic<char> programId[96];
 
-    // Set while one thread fills the fields above.
+    // Set while a thread is filling the fields above.
     std::atomic<bool> publishing;
-    // Threads that use the file handles at this moment.
+    // The number of threads that are using the file handles.
     std::atomic<LONG> writers;
 };
 
@@ -64,7 +64,7 @@ void StoreProgramId(const char* programId) {
         if (length + 1 < std::size(state.programId))
             state.programId[length++].store(character, std::memory_order_relaxed);
     };
-    // What is cut is the identifier; room stays for a last doubled "%" and the colons.
+    // Truncates the identifier so that a last doubled "%" and the colons still fit.
     for (; *programId && length + 5 < std::size(state.programId); ++programId) {
         put(*programId);
         if (*programId == '%')
@@ -86,7 +86,7 @@ void LoadProgramId(Head& head) {
         std::memcpy(head, "::", 3);
 }
 
-// Makes the target the running one; false where another thread was first.
+// Makes the target the active one; false if another thread was first.
 bool Publish(unsigned char level, unsigned mode, LogFile& opened, DWORD kilobytes) {
     if (state.publishing.exchange(true))
         return false;
@@ -96,14 +96,15 @@ bool Publish(unsigned char level, unsigned mode, LogFile& opened, DWORD kilobyte
         state.mutex = opened.mutex.release();
         state.maxKilobytes = kilobytes;
         loggingLevel = level;
-        // Last: whoever sees the mode sees the rest.
+        // Stored last: a thread that sees the mode also sees the other fields.
         state.mode = mode;
     }
     state.publishing = false;
     return first;
 }
 
-// Counts one user of the running target; users then is the new count. 0 where it is of another mode.
+// Counts one user of the active target, stores the new count in users and returns the level. 0 if the active mode
+// differs.
 unsigned Join(unsigned mode, LONG& users) {
     if (state.mode != mode)
         return 0;
@@ -120,7 +121,8 @@ unsigned OpenTarget(unsigned char level, unsigned mode, const char* path, DWORD 
     if (IsFileMode(mode) && !opened.Open(path))
         return 0;
     if (!Publish(level, mode, opened, kilobytes)) {
-        // Somebody else is a few stores away from running; bounded, since at process end that thread may be gone.
+        // Another thread is about to set the mode. The wait is limited, because that thread may be terminated at
+        // process exit.
         for (int tries = 0; tries < 10000 && state.mode == LOG_MODE_OFF; ++tries)
             SwitchToThread();
     }
@@ -130,7 +132,7 @@ unsigned OpenTarget(unsigned char level, unsigned mode, const char* path, DWORD 
 void SendToConsole(const char* line, DWORD size) {
     HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
     DWORD written = 0;
-    // Without a console, the debugger's is the next best place to look.
+    // Without a console, the debugger output is the best alternative.
     if (!output || output == INVALID_HANDLE_VALUE || !WriteFile(output, line, size, &written, nullptr))
         OutputDebugStringA(line);
 }
@@ -141,12 +143,13 @@ void SendToFile(unsigned mode, const char* line, DWORD size) {
     HANDLE mutex = state.mutex;
     if (!file || !mutex)
         return;
-    // Only the mode that failed is given up, not one that was set meanwhile.
+    // Replaces only the mode that failed, not one that another thread has set meanwhile.
     if (AppendToLogFile(file, mutex, line, size) == LogAppend::Failed)
         state.mode.compare_exchange_strong(mode, LOG_MODE_DEBUGGER);
 }
 
-// A line of level 0 while nothing runs. The file is this thread's own, so that a start meanwhile never joins it.
+// Writes a line of level 0 while logging is off. The file is not stored in the state, so that a concurrent start of
+// logging does not use it.
 void SendToFallbackFile(const char* line, DWORD size) {
     LogFile fallback;
     if (fallback.Open(FALLBACK_PATH))
@@ -184,7 +187,7 @@ void TrimFile(HANDLE file) {
     LogFileTrim trim(file, state.maxKilobytes);
     if (!trim)
         return;
-    // Messages of other threads go elsewhere for as long as the file is being moved.
+    // Messages of other threads go to the debugger while the file is being rewritten.
     InterlockedIncrement(&state.users);
     state.mode = LOG_MODE_DEBUGGER;
     trim.Run();
@@ -192,14 +195,15 @@ void TrimFile(HANDLE file) {
     InterlockedDecrement(&state.users);
 }
 
-// Closes handles that no other thread can find any more.
+// Closes handles that are no longer reachable through the state.
 void CloseFile(HANDLE file, HANDLE mutex) {
     LogFile closing{unique_file(file), unique_handle(mutex)};
     const ULONGLONG end = GetTickCount64() + STOP_WAIT;
     while (state.writers != 0 && GetTickCount64() < end)
         Sleep(1);
     if (state.writers != 0) {
-        // A stuck writer may still use the handles; a handle left open is better than one that becomes another's.
+        // A stuck writer may still use the handles. Leaking them is safer than letting their values be reused for other
+        // objects.
         closing.file.release();
         closing.mutex.release();
     }
@@ -274,7 +278,7 @@ ScopeTrace::ScopeTrace(Scope scope) : name_(scope.name) {
 ScopeTrace::~ScopeTrace() {
     if (!LogEnabled(LOG_SCOPE))
         return;
-    // Logging may have begun inside the scope.
+    // Logging may have been enabled inside the scope.
     if (!guid_[0])
         MakeGuid();
     LogMessage(LOG_SCOPE, "EXIT: %s @%S@", name_, guid_);

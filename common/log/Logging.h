@@ -1,12 +1,13 @@
-// One diagnostic log for the whole process, set up in the registry: a shared file, the debugger output or the console.
+// One diagnostic log for the whole process, configured in the registry: a shared file, the debugger output or the
+// console.
 //
-// Any thread of any process may log; a named mutex keeps the lines of one file whole. Nothing here fails towards the
-// caller, throws, allocates on the message path or changes the thread's last error.
+// Any thread of any process may log; a named mutex serialises the writes to one file. The functions do not report
+// errors, throw or change the thread's last error, and writing a message allocates no memory.
 #pragma once
 
 namespace vorna {
 
-// What a message is for. A configured level shows itself and everything below it.
+// The configured level enables messages of this level and of all lower ones.
 enum LogLevel : unsigned {
     LOG_ERROR = 1,
     LOG_WARNING = 2,
@@ -24,16 +25,19 @@ inline bool LogEnabled(unsigned level) {
     return level <= loggingLevel;
 }
 
-// Reads the configuration and opens the target; counts one user. Later calls only count. Returns the configured level.
+// Reads the configuration, opens the target and counts one user. While logging is on, a call with the same configured
+// mode only counts one user and replaces the program identifier. Returns the active level; 0 if there is no
+// configuration.
 unsigned StartLogging(const char* programId);
 
-// Writes one line. format is msvcrt's narrow printf format; %S takes a wide string. Long strings are cut to the line.
+// Writes one line. format is msvcrt's narrow printf format; %S takes a wide string. Long strings are truncated to fit
+// into the line.
 void LogMessage(unsigned level, const char* format, ...);
 
-// Gives back one user; the last one trims and closes the file and switches logging off.
+// Removes one user; for the last one it trims and closes the file and switches logging off.
 void StopLogging();
 
-// The qualified name of an operation, and the place in the sources where that name is written.
+// The qualified name of an operation and its location in the sources.
 struct Scope {
     // operation: a literal.
     consteval Scope(const char* operation, int at = __builtin_LINE(), const char* path = __builtin_FILE())
@@ -45,11 +49,11 @@ struct Scope {
 
     const char* name;
     int line;
-    // Without its folder.
+    // The file name without its folder.
     const char* file;
 };
 
-// An entry line at once and an exit line when the scope is left, tied together by a fresh GUID; level 5.
+// Logs an entry line now and an exit line at the end of the scope, both with the same new GUID; level 5.
 class ScopeTrace {
   public:
     explicit ScopeTrace(Scope scope);
@@ -66,7 +70,7 @@ class ScopeTrace {
 
 } // namespace vorna
 
-// Formats nothing, and evaluates no argument, when the level is not enabled.
+// Evaluates no argument if the level is not enabled.
 #define VORNA_LOG(level, ...)                                                                                          \
     do {                                                                                                               \
         if (::vorna::LogEnabled(level))                                                                                \

@@ -1,4 +1,4 @@
-// CPComPtr<>::RegisterComponent: registration of a server's file, whichever kind it is.
+// CPComPtr<>::RegisterComponent: registration of a server, either a DLL or a program.
 #include "common/com/module_call.h"
 #include "common/com/unique_any.h"
 #include "common/log/Logging.h"
@@ -15,7 +15,7 @@ constexpr int WAIT_STEPS = 7;
 
 struct Module {
     std::wstring path;
-    // In lower case, as the disk has it where the file exists.
+    // In lower case; the file name on the disk or, if the file does not exist, the given path.
     std::wstring name;
 
     bool EndsWith(std::wstring_view ending) const {
@@ -28,7 +28,7 @@ Module LookUp(const wchar_t* modulePath) {
     WIN32_FIND_DATAW found;
     if (unique_find search(FindFirstFileW(modulePath, &found)); search) {
         module.name = found.cFileName;
-        // The altered search path is defined for whole paths only.
+        // LOAD_WITH_ALTERED_SEARCH_PATH requires a full path.
         std::wstring whole(MAX_PATH, L'\0');
         DWORD size = GetFullPathNameW(modulePath, static_cast<DWORD>(whole.size()), whole.data(), nullptr);
         if (size > whole.size()) {

@@ -22,7 +22,7 @@ namespace {
 
 constexpr size_t MAX_PATH_BYTES = 512;
 
-// The text of a narrow path; false for null, a path that is too long and bytes that are no characters.
+// Converts a narrow path and removes the long-path prefix. False if it is null, empty, too long or has invalid bytes.
 bool ReadPath(const char* path, std::wstring& text) {
     text.clear();
     if (!path)
@@ -36,7 +36,7 @@ bool ReadPath(const char* path, std::wstring& text) {
     if (count <= 0)
         return false;
     text.assign(wide, static_cast<size_t>(count));
-    // The long form is the one that is used anyway.
+    // The prefix is added again where the path is used.
     if (text.starts_with(vorna::LONG_PATH))
         text.erase(0, vorna::LONG_PATH.size());
     return true;
@@ -49,7 +49,7 @@ bool IsDrive(std::wstring_view piece) {
 bool IsFileName(std::wstring_view piece) {
     if (piece.front() == L'.' || piece.back() == L'.')
         return false;
-    // The long-path form keeps a blank at the end that every other form drops: two names for one directory.
+    // Long paths keep a trailing blank and all other paths drop it, so the same name would mean two directories.
     if (piece.back() == L' ')
         return false;
     for (wchar_t c : piece)
@@ -69,7 +69,7 @@ bool CreateOne(const std::wstring& path) {
     if (CreateDirectoryW(longPath.c_str(), &attributes))
         return true;
     const DWORD error = GetLastError();
-    // A drive's root is not reported as existing but as denied, so ask.
+    // For the root of a drive the error is "access denied", not "already exists", so check whether it exists.
     const DWORD found = GetFileAttributesW(longPath.c_str());
     if (found != INVALID_FILE_ATTRIBUTES && (found & FILE_ATTRIBUTE_DIRECTORY))
         return true;
@@ -81,7 +81,7 @@ bool IsDotsName(std::wstring_view name) {
     return name == L"." || name == L"..";
 }
 
-// A directory below a drive's root, named without detours: the long form does not resolve "..".
+// True for a directory below the root of a drive, without "." and ".." in its path: long paths do not resolve them.
 bool IsPlainPath(std::wstring_view path) {
     if (path.size() <= 3 || !IsDrive(path.substr(0, 2)) || path[2] != L'\\')
         return false;
@@ -99,8 +99,8 @@ void MakeWritable(const std::wstring& path, DWORD attributes) {
         _wchmod(path.c_str(), _S_IREAD | _S_IWRITE);
 }
 
-// Removes the link, never what it leads to. RemoveDirectoryW follows the link on some systems, so the link is opened
-// and asked what it is; where it cannot be opened itself, it stays and this fails.
+// Removes the link, never its target. RemoveDirectoryW follows links on some systems, so the link itself is opened and
+// checked. Fails without removing anything if the system opens the target instead.
 bool RemoveLink(const std::wstring& path) {
     const vorna::unique_file link(
         CreateFileW(path.c_str(), DELETE | FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
@@ -116,8 +116,7 @@ bool RemoveLink(const std::wstring& path) {
     return SetFileInformationByHandle(link.get(), FileDispositionInfo, &remove, sizeof remove);
 }
 
-// path is in the long form, without a backslash at its end: a tree as deep as CreateDirectories makes it can be
-// removed.
+// path: in the long form, because trees can be deeper than MAX_PATH, and without a trailing backslash.
 bool DeleteTree(const std::wstring& path, bool recurse) {
     WIN32_FIND_DATAW entry{};
     vorna::unique_find search(FindFirstFileW((path + L"\\*").c_str(), &entry));
@@ -160,7 +159,7 @@ std::wstring ServerFile(const wchar_t* progId) {
 int CreateDirectories(const char* path) {
     return vorna::CatchAll("VORNAUTILITY::CreateDirectories", 0, [&]() -> int {
         std::wstring text;
-        // Two backslashes that are not the long form's name a machine on the network.
+        // ReadPath has removed the long-path prefix, so two backslashes mean a network path.
         if (!ReadPath(path, text) || text.starts_with(L"\\\\")) {
             VORNA_LOG(vorna::LOG_TRACE, "VORNAUTILITY::CreateDirectories path not accepted");
             return 0;
@@ -172,7 +171,7 @@ int CreateDirectories(const char* path) {
             at = end + 1;
             if (piece.empty())
                 continue;
-            // The long form knows full paths only, so the first piece is a drive; no other one is.
+            // Long paths must be full paths, so the first piece must be a drive.
             if (prefix.empty() ? !IsDrive(piece) : !IsFileName(piece)) {
                 VORNA_LOG(vorna::LOG_TRACE, "VORNAUTILITY::CreateDirectories piece not accepted in %S", text.c_str());
                 return 0;

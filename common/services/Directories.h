@@ -1,4 +1,4 @@
-// The folders of the archives, and the component's own.
+// Functions for the folders of the archives and for the component's own folder.
 #pragma once
 
 #include <string>
@@ -7,17 +7,20 @@ namespace VORNAUTILITY {
 
 // Paths are narrow (multibyte) strings of at most 512 bytes.
 
-// Creates every directory along the path, open to everyone. 1 on success, 0 where a piece begins or ends with ".",
-// holds a "," or a character that no file name has, or cannot be created. An existing directory is no error.
+// Creates all directories of a full path on a drive, with access for everyone. Returns 1 on success; existing
+// directories are not an error. Returns 0 if a name is not accepted (it begins or ends with ".", ends with a blank, or
+// contains "," or a character that is not allowed in file names) or a directory cannot be created; directories created
+// before that remain.
 int CreateDirectories(const char* path);
-// Creates one directory; true also where it exists already.
+// Creates one directory; true also if it already exists.
 bool SCCreateDirectory(const char* path);
-// Deletes the directory and what is in it, read-only files included; without recurse it stops at a subdirectory.
+// Deletes the directory and its content, including read-only files; links are removed, not followed. Without recurse it
+// stops at a subdirectory. A failure leaves the rest in place.
 bool DeleteDirectory(const char* path, bool recurse);
 bool IsDots(const char* name);
 
-// The folder of the component's own file, with the backslash at its end, found by its ProgID in the registry; empty
-// where it is not registered.
+// The folder of the component's DLL, with a trailing backslash, as registered for its ProgID; empty if it is not
+// registered.
 std::wstring GetComponentDirectory();
 
 } // namespace VORNAUTILITY

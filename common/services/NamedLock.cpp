@@ -10,7 +10,7 @@ namespace {
 
 // Milliseconds.
 constexpr DWORD LONGEST_WAIT = 600000;
-// After this a wait is worth a line in the log.
+// Longer waits are logged.
 constexpr DWORD NOTICED_WAIT = 2000;
 
 std::wstring MutexName(const NamedLock::Name& name) {

@@ -1,7 +1,7 @@
-// A hold on a lock that all processes of the machine share.
+// A scoped lock that all processes of the machine share.
 //
 // A lock is a kernel mutex in the global namespace: owned by a thread, recursive. A wait ends after ten minutes at the
-// latest. If the owner ended without giving the lock back, it counts as taken and what it guards is used as it stands.
+// latest. If the owner ended without releasing the lock, the next one acquires it and uses the protected data as it is.
 #pragma once
 
 #include "common/com/ProcessorFault.h"
@@ -11,31 +11,30 @@
 
 namespace vorna {
 
-// Takes the lock at construction and holds it for the life of the object, if Result() is S_OK. It is given back also
-// when a processor fault abandons the frame. One thread.
+// Acquires the lock in the constructor and, if Result() is S_OK, holds it until Unlock or the destructor. Also releases
+// it if a processor fault abandons the frame. One thread.
 class NamedLock {
   public:
     struct Name {
-        // What the log calls the lock.
+        // The name of the lock in the log.
         std::wstring text;
-        // The line in the log if the kernel object cannot be made.
+        // The log line if the mutex cannot be created.
         const char* createFailed;
-        // The kernel object, without "Global\"; empty: the text without its backslashes.
+        // The name of the mutex without "Global\"; if empty, text without its backslashes.
         std::wstring mutex = {};
     };
 
-    // mutex: a handle that is filled by the first lock and stays open for the next; null for one of the lock's own,
-    // which is closed when the lock is given back.
+    // mutex: a handle that the first lock opens and later locks reuse; null for a private handle that is closed when
+    // the lock is released.
     explicit NamedLock(Name name, unique_handle* mutex = nullptr);
     ~NamedLock() { Unlock(); }
     NamedLock(const NamedLock&) = delete;
     NamedLock& operator=(const NamedLock&) = delete;
 
-    // S_OK while the thread owns the lock; E_FAIL if there is no mutex, if ten minutes were not enough, or once the
-    // lock was given back.
+    // S_OK while the lock is held; E_FAIL if the mutex could not be created, after ten minutes, or after Unlock.
     HRESULT Result() const { return result_; }
     bool Held() const { return result_ == S_OK; }
-    // Gives the lock back early.
+    // Releases the lock early.
     void Unlock();
 
   private:

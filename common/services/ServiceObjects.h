@@ -1,4 +1,4 @@
-// Service objects made from their documents.
+// Creation of service objects from service documents.
 #pragma once
 
 #include "common/com/com_ptr.h"

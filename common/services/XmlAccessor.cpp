@@ -11,12 +11,12 @@ namespace vorna {
 
 namespace {
 
-// A platform's accessor answers S_OK or has failed, whatever else it says.
+// Treats success codes other than S_OK as failures.
 HRESULT StrictResult(HRESULT result) {
     return result == S_OK || FAILED(result) ? result : E_FAIL;
 }
 
-// The pieces of a multi-node answer, in order; empty pieces are skipped.
+// The pieces of a result with several nodes, in order, without empty ones.
 std::vector<std::wstring> SplitAtDelimiter(std::wstring_view text, std::wstring_view delimiter) {
     std::vector<std::wstring> pieces;
     for (size_t begin = 0; begin < text.size();) {

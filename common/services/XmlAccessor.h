@@ -1,6 +1,6 @@
 // The platform's XML accessor, "QXKELDAN.XMLSimpleAccessor": one document, queried and changed by XPath.
 //
-// One object is made for one piece of work and dropped at its end; one thread at a time.
+// Create a new object for each task. One thread at a time.
 #pragma once
 
 #include "QXKeldan.h"
@@ -20,7 +20,7 @@ class XmlAccessor {
     // Creates the component's instance; every other operation needs it. 0x80000151 on failure, which is logged.
     [[nodiscard]] HRESULT Create();
 
-    // Anything but S_OK: the document is not well-formed.
+    // Anything but S_OK means that the document is not well-formed.
     [[nodiscard]] HRESULT Load(std::wstring_view document);
 
     // The text (kind 4) or the markup (kind 8) of what the path selects; several nodes are joined by the delimiter.
@@ -29,18 +29,17 @@ class XmlAccessor {
     [[nodiscard]] HRESULT QueryText(std::wstring_view xpath, std::wstring& result);
     [[nodiscard]] HRESULT QueryMarkup(std::wstring_view xpath, std::wstring& result);
 
-    // The same for every selected node by itself, in document order; empty texts are left out. S_OK also if there is
-    // none.
+    // The same for each selected node separately, in document order, without empty texts. S_OK also if there are none.
     [[nodiscard]] HRESULT QueryTexts(std::wstring_view xpath, std::vector<std::wstring>& results);
     [[nodiscard]] HRESULT QueryMarkups(std::wstring_view xpath, std::vector<std::wstring>& results);
 
     // Changes the node that the path selects; a failure changes nothing. Empty markup with Replace deletes the node.
     [[nodiscard]] HRESULT Set(std::wstring_view xpath, std::wstring_view markup, XmlChange mode);
 
-    // What joins several nodes in one answer. A failure is logged.
+    // The text between the nodes in the result of a query. A failure is logged.
     [[nodiscard]] HRESULT GetDelimiter(std::wstring& delimiter);
     [[nodiscard]] HRESULT GetRootName(std::wstring& name);
-    // The document's namespace declarations as MSXML's SelectionNamespaces takes them; may be empty.
+    // The document's namespace declarations in the form of MSXML's SelectionNamespaces property; may be empty.
     [[nodiscard]] HRESULT GetNamespaceList(std::wstring& declarations);
     [[nodiscard]] HRESULT TransformByFile(std::wstring_view stylesheetFile, std::wstring& result);
 

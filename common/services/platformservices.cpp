@@ -62,7 +62,7 @@ HRESULT Create(const wchar_t* progId, const wchar_t* modulePath, REFIID iid, voi
     VORNA_LOG(LOG_VERBOSE, "PlatformServices::CreateInstance() CLSIDFromProgID succeeded");
     const DWORD context = ServerContext(progId);
     result = CoCreateInstance(clsid, nullptr, context, iid, instance);
-    // A server program that has died may still be registered as running; it is started by the next try.
+    // A server program that has terminated may still be registered as running; the second attempt starts it again.
     if (FAILED(result) && IsServedByAProgram(clsid))
         result = CoCreateInstance(clsid, nullptr, context, iid, instance);
     return result;

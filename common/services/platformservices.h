@@ -16,7 +16,7 @@ inline constexpr wchar_t PROGID_EVENT_ACCESS[] = L"QXKELDAN.ZEBEventAccess";
 inline constexpr wchar_t PROGID_ARCHIVE_MANAGER[] = L"QXKELDAN.ZEBSecureArchiveManager";
 inline constexpr wchar_t PROGID_AGGREGATOR[] = L"QXKELDAN.Aggregator";
 
-// The untyped half of CPComPtr: what does not depend on the interface.
+// The part of CPComPtr that does not depend on the interface.
 template <typename Interface = void>
 class CPComPtr;
 
@@ -37,8 +37,8 @@ class CPComPtr : public com_ptr<Interface> {
 
 class PlatformServices {
   public:
-    // Creates an object of the class that progId names. An administrator can force a ProgID out of process by a string
-    // value of its name under SOFTWARE\Ostrevane\QXKeldan\ForceToOutOfProc.
+    // Creates an object of the class that progId names. An administrator can force a class out of process with a string
+    // value, named like its ProgID, under SOFTWARE\Ostrevane\QXKeldan\ForceToOutOfProc.
     //   modulePath  the server's file, registered on demand when the ProgID is unknown; or null
     //   instance    set on success, null on failure; the caller owns the reference
     // Never throws.
@@ -48,7 +48,7 @@ class PlatformServices {
         return CreateInstance(progId, modulePath, iid, instance.put_void());
     }
 
-    // Of a class that is not a component of the platform the same way (MSXML).
+    // The same for a pointer without a type.
     [[nodiscard]] static HRESULT CreateInstance(const wchar_t* progId, const wchar_t* modulePath, REFIID iid,
                                                 void** instance);
 };

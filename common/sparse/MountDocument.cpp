@@ -88,7 +88,7 @@ bool Mount(IXMLDOMNode* selected, IXMLDOMDocument2* target) {
     }
     com_ptr<IXMLDOMNode> parent;
     if (type == NODE_ATTRIBUTE) {
-        // Only XPath takes the owner of an attribute for its parent.
+        // An attribute has no parent node; only XPath treats its owner element as one.
         const bstr owner(L"..");
         selected->selectSingleNode(owner.get(), parent.put());
     } else if (MayStandAlone(selected)) {
@@ -124,7 +124,7 @@ void RemoveIdNode(IXMLDOMDocument2* target) {
                 return;
             long count = 0;
             nodes->get_length(&count);
-            // Collected first: the list may be read from the document while that changes.
+            // Collected first, because the list may follow changes of the document.
             std::vector<com_ptr<IXMLDOMElement>> elements;
             for (long i = 0; i < count; ++i) {
                 com_ptr<IXMLDOMNode> node;

@@ -33,7 +33,7 @@ bool SetSelectionNamespaces(IXMLDOMDocument2* document, std::wstring_view declar
 }
 
 bool LoadDocument(IXMLDOMDocument2* document, std::wstring_view xml) {
-    // The text is clients' archived data: nothing in it may define entities, and MSXML would stop at a zero.
+    // The text is archived data of clients: it must not define entities, and MSXML would stop at a zero character.
     if (HasDoctype(xml) || xml.find(L'\0') != std::wstring_view::npos)
         return false;
     const bstr text(xml);

@@ -1,4 +1,4 @@
-// What sparse documents need of MSXML's document object model.
+// The MSXML operations that sparse documents need.
 #pragma once
 
 #include "common/com/bstr.h"
@@ -9,16 +9,16 @@
 
 namespace vorna {
 
-// Points to the text, so it must neither be cleared nor outlive it.
+// Points to the text without owning it: do not clear it, and do not use it after the text has changed.
 VARIANT VariantOf(const bstr& text);
 
-// An empty document that neither validates nor loads anything from outside.
+// Creates an empty document that does not validate and loads nothing external.
 [[nodiscard]] HRESULT CreateDocument(com_ptr<IXMLDOMDocument2>& document);
 
-// declarations: as the property takes them, separated by blanks.
+// declarations: as the property expects them, separated by blanks.
 [[nodiscard]] bool SetSelectionNamespaces(IXMLDOMDocument2* document, std::wstring_view declarations);
 
-// False if xml is not well-formed, has a document type definition or holds a zero character.
+// False if xml is not well-formed, has a document type definition or contains a zero character.
 [[nodiscard]] bool LoadDocument(IXMLDOMDocument2* document, std::wstring_view xml);
 
 // Null if the node is not a document, or a document without a root element.

@@ -11,7 +11,7 @@ namespace vorna {
 
 namespace {
 
-// A name that occurs nowhere in xml, so that the clients' own attributes are never taken for marks.
+// A name that occurs nowhere in xml, so that attributes of clients are never mistaken for marks.
 std::wstring FreeName(std::wstring_view xml) {
     const std::wstring first = L"idNode";
     std::wstring name = first;
@@ -163,7 +163,7 @@ void SparseCut::WriteOther(std::wstring_view markup) {
         const std::wstring_view rest = markup.substr(token + token_.view().size());
         WriteAncestors();
         CloseTag();
-        // An instruction without data has no blank, except before a token.
+        // An instruction without data has a blank only because of the token.
         Append(markup.substr(0, rest == L"?>" ? token - 1 : token));
         Append(rest);
     } else if (depthInSelected_ > 0) {

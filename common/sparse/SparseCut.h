@@ -21,7 +21,7 @@ class SparseCut {
     explicit SparseCut(std::wstring_view xml);
 
     // Marks a node of the source, which keeps the mark. Call it for the nodes in document order. Null and nodes that
-    // cannot be part of the result are ignored; a node beside others directly below the document is logged.
+    // cannot be part of the result are ignored; a node that has siblings directly below the document is logged.
     void Mark(IXMLDOMNode* selected);
 
     // The sparse document. markup: the source's root element with its marks, as MSXML writes it. Call it once.
@@ -64,7 +64,7 @@ class SparseCut {
     // The start tags of the open elements that are not part of a selected one, and how many of them are written.
     std::vector<std::wstring_view> ancestors_;
     std::size_t ancestorsWritten_ = 0;
-    // Open elements within a selected one, itself included.
+    // The number of open elements from the selected one inwards, including it.
     std::size_t depthInSelected_ = 0;
     // The last tag is written without its end, which will be ">" or, if no content follows, "/>".
     bool tagOpen_ = false;

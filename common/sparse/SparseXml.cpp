@@ -29,7 +29,7 @@ std::wstring NamespaceList(std::wstring_view xml, std::wstring_view xpath) {
     return list;
 }
 
-// Evaluation recurses for every bracket and step, on the stack of a client's thread.
+// MSXML recurses for every bracket and step, on the stack of the client's thread.
 bool IsEvaluable(std::wstring_view xpath) {
     constexpr std::size_t MOST_LEVELS = 100;
     constexpr std::size_t MOST_CHARACTERS = 8192;
@@ -79,7 +79,7 @@ std::wstring BuildSparseXml(std::wstring_view xml, std::wstring_view xpath) {
     }
     if (count <= 0)
         return {};
-    // The traces name the operations that would build the document node by node.
+    // Clients expect the traces of these two operations, although SparseCut does the work of both.
     SparseCut cut(xml);
     for (long i = 0; i < count; ++i) {
         const ScopeTrace trace("VORNAUTILITY::MountDocument");

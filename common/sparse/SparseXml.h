@@ -16,19 +16,19 @@ namespace VORNAUTILITY {
 // - Prefixes in xpath are those declared in xml; if a prefix is declared twice, its first declaration counts.
 // - A selected node inside another selected node appears once, as part of it.
 // - A selected attribute yields its owner element without content but with all its attributes.
-// - The document node ("/") yields the whole root element. A selected root element is returned only if it stands alone,
-//   without an XML declaration, comment or processing instruction beside it; these are never returned.
+// - The document node ("/") yields the whole root element. A selected root element is returned only if there is no XML
+//   declaration, comment or processing instruction beside it; these are never returned.
 // - Line ends are one character, or two if xml has a carriage return.
-// - Refused as not well-formed: document type definitions. Refused as XPath: more than 8,192 characters, or brackets
+// - Rejected as not well-formed: document type definitions. Rejected as XPath: more than 8,192 characters, or brackets
 //   nested more than 100 deep.
 // result is empty if nothing is selected or anything fails (logged). xml and xpath may be views of result.
 // The time is linear in the sizes of xml and result.
 void GetSparseXMLFromXPath(std::wstring_view xml, std::wstring_view xpath, std::wstring& result);
 
 // Copies one selected node into target, with those of its ancestors that target lacks; attributes and the document node
-// as above. Source and target get "idNode" attributes as marks, so the source must have none of its own. A node inside
-// a node that was mounted before is mounted again. The time grows with the number of ancestors and of their siblings in
-// target.
+// as above. Source and target get "idNode" attributes as marks, so the source must not have such attributes. A node
+// inside a node that was mounted before is mounted again. The time grows with the number of ancestors and of their
+// siblings in target.
 // S_FALSE: the node could not be mounted (logged); target keeps what was copied so far. E_POINTER for null.
 [[nodiscard]] HRESULT MountDocument(IXMLDOMNode* selected, IXMLDOMDocument2* target);
 

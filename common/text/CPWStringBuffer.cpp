@@ -12,7 +12,7 @@ namespace vorna {
 namespace {
 
 constexpr std::uint32_t MAX_OFFSET = 65535;
-// What a 32-bit process can address.
+// The most that a 32-bit process can address.
 constexpr double MAX_CHARACTERS = 0x3FFFFFF0;
 
 std::uint32_t CapacityFor(std::uint32_t refsize, bool grow) {
@@ -35,7 +35,8 @@ std::uint32_t SizeOf(std::wstring_view text) {
     return static_cast<std::uint32_t>(text.size());
 }
 
-// Up to MAX_CHARACTERS each, so no sum of two wraps; the room to grow into may not be there to double.
+// needed is the sum of at most two lengths up to MAX_CHARACTERS, so it cannot wrap. Doubling ends at half the maximum,
+// because a larger block may not be available.
 std::uint32_t Doubled(std::uint32_t needed, std::uint32_t capacity) {
     return std::max(needed, static_cast<std::uint32_t>(std::min(2.0 * capacity, MAX_CHARACTERS / 2)));
 }
@@ -66,7 +67,7 @@ void CPWStringBuffer::Allocate(std::uint32_t refsize, bool grow) {
     delete[] std::exchange(mBuffer, nullptr);
     mCapacity = mLength = mOffset = 0;
     const std::uint32_t capacity = CapacityFor(refsize, grow);
-    // Two zeros more than the capacity: the header and a terminator fit into any buffer, and no reader runs off it.
+    // Two characters more than the capacity, all zero: the header and a terminating zero fit into any buffer.
     mBuffer = new wchar_t[capacity + 2]();
     mCapacity = capacity;
     SetOffset((capacity - refsize) / 2);
@@ -77,7 +78,7 @@ void CPWStringBuffer::Allocate(std::uint32_t refsize, bool grow) {
 
 int CPWStringBuffer::SetOffset(std::uint32_t offset) {
     mOffset = std::min(offset, MAX_OFFSET);
-    // The text begins elsewhere now: it is measured again.
+    // The text now begins at a different place, so its length must be measured again.
     mLength = 0;
     if (mOffset > 1 && mBuffer && mCapacity > 2) {
         mBuffer[0] = L'\0';
@@ -103,7 +104,7 @@ std::uint32_t CPWStringBuffer::Length() const {
 
 void CPWStringBuffer::Finish(std::uint32_t length) {
     mBuffer[mOffset + length] = L'\0';
-    // An empty text at the very front has an empty header too.
+    // An empty text at offset 0 also has an empty header.
     if (mOffset == 0 && length == 0)
         mBuffer[1] = L'\0';
     mLength = length;
@@ -153,7 +154,7 @@ void CPWStringBuffer::Prepend(std::wstring_view text) {
     const std::uint32_t length = Length();
     if (size == 0)
         return;
-    // Either the header keeps its two characters, or the text begins at the very front and needs none.
+    // Either two characters remain for the header, or the text begins at offset 0 and needs none.
     if (mOffset <= mCapacity && (size == mOffset || size + 2 <= mOffset)) {
         std::wmemcpy(mBuffer + mOffset - size, text.data(), size);
         SetOffset(mOffset - size);
@@ -163,7 +164,7 @@ void CPWStringBuffer::Prepend(std::wstring_view text) {
     CPWStringBuffer grown;
     const std::uint32_t refsize = Doubled(length + size, mCapacity);
     grown.Allocate(refsize, true);
-    // More texts in front are to be expected: what is spare goes there, as far as an offset can say.
+    // More text is likely to be prepended, so most of the spare room goes in front, up to the largest offset.
     const std::uint32_t spare = grown.mCapacity - length - size;
     grown.SetOffset(spare - std::min(spare, refsize / 16));
     std::wmemcpy(grown.mBuffer + grown.mOffset, text.data(), size);

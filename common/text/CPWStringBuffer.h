@@ -1,4 +1,4 @@
-// A growable buffer of 16-bit characters with room in front of the text as well as behind it.
+// A growable buffer of 16-bit characters with spare room before and after the text.
 //
 // Not thread-safe. Growing throws std::bad_alloc and leaves the buffer as it was.
 #pragma once
@@ -23,17 +23,17 @@ class CPWStringBuffer {
     CPWStringBuffer& operator=(const wchar_t* text) { return *this = std::wstring_view(text); }
     ~CPWStringBuffer();
 
-    // Discards the text and makes room for refsize characters; with grow, spare room is split evenly in front and
+    // Discards the text and allocates room for refsize characters; with grow also spare room, half in front and half
     // behind.
     void Allocate(std::uint32_t refsize, bool grow);
-    // Sets the reserve in front of the text, at most 65535 characters. Returns 0.
+    // Sets where the text begins, at most 65535 characters from the front, without moving it. Returns 0.
     int SetOffset(std::uint32_t offset);
 
-    // The given text may lie in this very buffer.
+    // text may be part of this buffer; the same holds for Append and Prepend.
     void Assign(std::wstring_view text);
-    // Amortised constant time a character.
+    // Amortised constant time per character.
     void Append(std::wstring_view text);
-    // Uses the room in front where it is enough, so that nothing moves.
+    // Moves nothing if the room in front is large enough.
     void Prepend(std::wstring_view text);
     void Clear() { Assign({}); }
 

@@ -1,4 +1,4 @@
-// Failures that come with a text for the client.
+// Failures with an error text for the client.
 #pragma once
 
 #include "common/text/CPWStringBuffer.h"

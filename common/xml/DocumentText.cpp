@@ -42,7 +42,7 @@ bool HasDeclaration(std::basic_string_view<Character> text) {
            IsXmlSpace(static_cast<wchar_t>(text[std::size(BEGINNING)]));
 }
 
-// The value of the declaration's encoding in lower case; empty if it names none.
+// The encoding that the declaration names, in lower case; empty if it names none.
 std::wstring DeclaredEncoding(std::wstring_view declaration) {
     size_t at = declaration.find(L"encoding");
     at = at == declaration.npos ? at : declaration.find_first_of(L"'\"", at);
@@ -54,10 +54,11 @@ std::wstring DeclaredEncoding(std::wstring_view declaration) {
     return name;
 }
 
-// False if half a character is at the end.
+// False if the bytes are UTF-16 and end in the middle of a character.
 bool DecodeUtf16(std::string_view bytes, bool& isUtf16, std::wstring& text) {
     const bool marked = bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
-    // Every document begins with a character below U+0080, so without a mark its zero byte shows the order.
+    // Every document begins with a character below U+0080, so without a byte order mark its zero byte shows the byte
+    // order.
     isUtf16 = marked || (bytes.size() >= 2 && (bytes[0] == '\0') != (bytes[1] == '\0'));
     if (!isUtf16)
         return true;

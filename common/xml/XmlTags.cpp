@@ -110,7 +110,7 @@ std::wstring NamespaceDeclarations(std::wstring_view xml) {
             std::wstring_view whole = tags.Markup().substr(attributes.begin(), attributes.end() - attributes.begin());
             if (!attributes.Name().starts_with(PREFIXED) || !seen.insert(whole).second)
                 continue;
-            // One element for each, because a prefix may be declared with several names.
+            // One element for each declaration, because the same prefix may be declared for several namespaces.
             document.append(document.empty() ? L"<d><d " : L"<d ");
             document.append(attributes.Name()).append(L"=").append(attributes.Value()).append(L"/>");
         }

@@ -59,7 +59,7 @@ class XmlAttributeWalk {
 // Whether the text has a document type definition.
 bool HasDoctype(std::wstring_view xml);
 
-// A small document with the prefixed namespace declarations of xml in their order, equal ones once; empty if xml has
+// A small document with the prefixed namespace declarations of xml in their order, without duplicates; empty if xml has
 // none.
 std::wstring NamespaceDeclarations(std::wstring_view xml);
 

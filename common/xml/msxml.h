@@ -1,5 +1,5 @@
 // MSXML's document object model with the interface identifiers that __uuidof needs: the compiler's header declares the
-// interfaces without them. Header only.
+// interfaces without them.
 #pragma once
 
 #include <msxml2.h>
