@@ -11,10 +11,10 @@ namespace {
 
 constexpr LCID TYPE_LIBRARY_LOCALE = 0x409;
 
-// LIBID_VornaLib, as the interface definition gives it.
+// LIBID_VornaLib, as in the interface definition.
 constexpr GUID TYPE_LIBRARY = {0x3C9F4A0E, 0x52B7, 0x4D0B, {0xA6, 0xBE, 0x91, 0xD1, 0xE6, 0x0F, 0x7B, 0x30}};
 
-// Where marshalling looks that knows only the neutral locale (Wine does); the library itself is of locale 0x409.
+// The key for the neutral locale. Some marshalling code (Wine's) looks only there; the library itself has locale 0x409.
 constexpr wchar_t NEUTRAL_KEY[] = L"TypeLib\\{3C9F4A0E-52B7-4D0B-A6BE-91D1E60F7B30}\\1.0\\0";
 
 HRESULT RegisterTypeLibrary(const std::wstring& modulePath) {
@@ -30,11 +30,12 @@ HRESULT RegisterTypeLibrary(const std::wstring& modulePath) {
 HRESULT UnregisterTypeLibrary() {
     RegDeleteTreeW(HKEY_CLASSES_ROOT, NEUTRAL_KEY);
     HRESULT result = UnRegisterTypeLib(TYPE_LIBRARY, 1, 0, TYPE_LIBRARY_LOCALE, SYS_WIN32);
-    // Not being registered is what was asked for; Wine calls the arguments invalid then, and they are constants.
+    // If the library is not registered, there is nothing to do. Wine returns E_INVALIDARG then, which can have no other
+    // cause, because the arguments are constants.
     return result == TYPE_E_REGISTRYACCESS || result == E_INVALIDARG ? S_OK : result;
 }
 
-// COM for the length of a registration, in whatever apartment the thread is or is not yet.
+// Initialises COM for the duration of a registration; does nothing if the thread is in another kind of apartment.
 class ComApartment {
   public:
     ComApartment() : result_(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}

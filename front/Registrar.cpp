@@ -15,8 +15,8 @@ constexpr IID IID_I_REGISTRAR = {0x44EC053B, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 
 
 } // namespace
 
-// The registrar's interface, in the order of its slots; the compiler has no header for it. Not in the unnamed
-// namespace: of a class in there the optimiser knows that nobody implements it, and drops the calls.
+// The registrar's interface in the order of its slots; the compiler has no header for it. Not in the unnamed namespace,
+// because there the optimiser would see that no class implements it and remove the calls.
 struct IRegistrar : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE AddReplacement(LPCOLESTR key, LPCOLESTR item) = 0;
     virtual HRESULT STDMETHODCALLTYPE ClearReplacements() = 0;

@@ -1,4 +1,4 @@
-// The system's registrar: runs the module's registry scripts.
+// Runs the module's registry scripts with the system's registrar.
 #pragma once
 
 #include <windows.h>
@@ -7,8 +7,8 @@
 
 namespace vorna {
 
-// Runs scripts 101 and 103 of the module's resources with %MODULE% and %APPID% replaced, in registering or in removing
-// mode (keys marked as kept stay).
+// Runs scripts 101 and 103 of the module's resources with %MODULE% and %APPID% replaced. Adds the keys, or removes
+// those that the scripts do not mark with NoRemove.
 [[nodiscard]] HRESULT RunRegistryScripts(const std::wstring& modulePath, bool registering);
 
 } // namespace vorna

@@ -10,7 +10,7 @@ namespace vorna {
 
 namespace {
 
-// Null where there is no memory for the text.
+// The text is null if there is no memory for it.
 void PutText(BSTR* exceptionInfo, const CPWStringBuffer& text) {
     if (exceptionInfo)
         *exceptionInfo = SysAllocStringLen(text.c_str(), text.Length());
@@ -22,7 +22,7 @@ HRESULT Refuse(BSTR* exceptionInfo, HRESULT result, const wchar_t* text, const c
     return result;
 }
 
-// Runs the handler's work; false where anything was thrown, by whatever means.
+// Runs the handler's work; false after an exception or a processor fault.
 template <typename Work>
 bool Handle(HRESULT& result, Work work) {
     try {
@@ -77,7 +77,7 @@ STDMETHODIMP Vorna::SetData(IUnknown* pService, BSTR xdmSetDocument, long, BSTR*
 
     CPWStringBuffer errorText(L"Unknown Error");
     HRESULT result = E_FAIL;
-    // The text stays as it stands when something is thrown.
+    // An exception leaves the text as it is.
     (void)Handle(result, [&] { return VornaHandler().HandleSetData(pService, xdmSetDocument, errorText); });
     if (result != S_OK)
         PutText(ExceptionInfo, errorText);
@@ -92,7 +92,7 @@ STDMETHODIMP Vorna::Deliver(BSTR EventInfo, BSTR* ExceptionInfo) {
     HRESULT result = E_FAIL;
     if (!Handle(result, [&] { return VornaHandler().HandleCallBack(EventInfo, errorText); }))
         errorText = L"UnknownException";
-    // Only failures: other results than S_OK are no reason for a text here.
+    // Only for failures: a success other than S_OK has no error text.
     if (FAILED(result))
         PutText(ExceptionInfo, errorText);
     TraceExit("Vorna::Deliver", result);

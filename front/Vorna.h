@@ -1,8 +1,8 @@
-// The component's one class: checks arguments, hands the work to a handler of its own for each call, and turns every
-// failure into a result and a text.
+// The component's only class: checks arguments, passes each call to a new VornaHandler, and converts every failure to a
+// result and a text.
 //
-// Free-threaded: any thread may call any method at any time; the object holds no state. Nothing is ever thrown out of
-// a method, processor faults inside included.
+// Free-threaded: any thread may call any method at any time; the object holds no state. No method throws, not even
+// after a processor fault.
 #pragma once
 
 #include "VornaLib.h"

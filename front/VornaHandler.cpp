@@ -14,7 +14,7 @@ namespace vorna {
 
 namespace {
 
-// Skips leading delimiters, takes the text up to the next one and moves past it.
+// Skips leading delimiters, returns the text up to the next one and moves the position past it.
 std::wstring_view NextToken(std::wstring_view text, size_t& position, std::wstring_view delimiters) {
     const size_t begin = std::min(text.find_first_not_of(delimiters, position), text.size());
     const size_t end = std::min(text.find_first_of(delimiters, begin), text.size());
@@ -22,7 +22,7 @@ std::wstring_view NextToken(std::wstring_view text, size_t& position, std::wstri
     return text.substr(begin, end - begin);
 }
 
-// A failure to read a subscription that is not "there is none".
+// The error text for a subscription that exists but cannot be read.
 std::wstring ReadFailureText(HRESULT result) {
     const wchar_t* reason = L"the archive could not be read";
     if (result == HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT))
@@ -128,8 +128,8 @@ HRESULT VornaHandler::SetData(IUnknown* service, std::wstring_view document, CPW
     const std::wstring key = servicePath + L"\\" + request.ArchiveID();
     SubscriptionRecord record;
     const HRESULT found = SubscriptionPersistance().GetSubscription(key, record);
-    // Only Collect and Aging of the request count for an archive that is there. Where one of them is not valid, ending
-    // the archive for it would lose data over a slip of the pen.
+    // For an existing archive only Collect and Aging of the request are used. If one of them is not valid, the request
+    // is refused: ending the archive would delete data because of a typing error.
     const bool usable =
         request.Status() != RESULT_COLLECT && request.Status() != RESULT_AGING && request.Status() != E_FAIL;
     if (found == S_OK) {
@@ -151,7 +151,7 @@ HRESULT VornaHandler::SetData(IUnknown* service, std::wstring_view document, CPW
         return subscription.HandleSetData(service, operation, errorText);
     }
     if (found != RESULT_NO_SUBSCRIPTION) {
-        // What is damaged beyond reading can still be ended, or its name would be taken for ever.
+        // A damaged archive can still be ended; otherwise its name could never be used again.
         if (usable && !request.Collect() && Subscription::IsBeyondReading(found, record))
             return Subscription(std::move(record)).EndUnread(errorText);
         errorText = ReadFailureText(found);

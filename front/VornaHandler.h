@@ -1,7 +1,7 @@
-// The work behind the methods of Vorna: finds the subscription that a request or a callback is about and hands it on.
+// Implements the methods of Vorna: finds the subscription of a request or a callback and passes the work to it.
 //
-// No state; made for one call. Every operation writes its error text into the caller's buffer and catches what is
-// thrown inside it (0x8000015E, "Unknown Exception Occured"); only processor faults pass.
+// Stateless. Every operation writes its error text into the caller's buffer. Exceptions are caught (0x8000015E,
+// "Unknown Exception Occured"); only processor faults are rethrown.
 #pragma once
 
 #include "common/services/XmlAccessor.h"
@@ -23,13 +23,13 @@ class VornaHandler {
     [[nodiscard]] HRESULT HandleSetData(IUnknown* pService, BSTR subscriptionInfoXml, CPWStringBuffer& errorText);
     [[nodiscard]] HRESULT HandleCallBack(BSTR eventInfo, CPWStringBuffer& errorText);
 
-    // What the first step of a GetData path says: /Archive[@ID='...']/inner.
+    // The parts of a GetData path: /Archive[@ID='...']/inner.
     struct ArchivePath {
-        // Empty where the first step names no archive.
+        // Empty if the first step does not name an archive.
         std::wstring archiveId;
-        // The path from the second step on; the whole path where there is no second step.
+        // The path from the second step on; the whole path if there is no second step.
         std::wstring innerPath;
-        // False where the value of @ID holds a blank.
+        // False if the value of @ID contains a blank.
         bool valid = true;
     };
     static ArchivePath ParseArchivePath(std::wstring_view xPath);

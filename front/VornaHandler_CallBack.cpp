@@ -1,4 +1,5 @@
-// The way of a callback: to its subscription, to the maintenance pass, or back to a sender that nobody wants to hear.
+// Routes a callback: to its subscription, to maintenance, or, if no subscription knows it, back to the sender to be
+// unregistered.
 
 #include "common/com/bstr.h"
 #include "common/com/results.h"
@@ -18,7 +19,7 @@ namespace vorna {
 
 namespace {
 
-// The sender of a callback document by the name of its root element, and the texts about it.
+// A kind of sender, identified by the root element of its callback documents, and the texts for it.
 struct SenderKind {
     const wchar_t* root;
     const char* passed;
@@ -63,8 +64,8 @@ const SenderKind* FindSender(std::wstring_view root) {
     return nullptr;
 }
 
-// The text of an element of the sender's own. What a payload holds of the same name is not meant, so only where the
-// root has no such child the first one anywhere counts.
+// Reads an element that the sender has written. The payload may contain elements of the same name, so a child of the
+// root is preferred to the first one anywhere in the document.
 std::wstring ReadOwnText(XmlAccessor& callBack, const std::wstring& name) {
     std::wstring markup;
     const std::wstring own = L"/*/" + name;
@@ -73,7 +74,7 @@ std::wstring ReadOwnText(XmlAccessor& callBack, const std::wstring& name) {
     return texts.empty() ? std::wstring() : texts.front();
 }
 
-// The folder of the archives of an entry; empty where its cookie is none.
+// The folder of the archives of an entry; empty if its cookie contains no path.
 std::wstring DirectoryOf(const SubscriptionListEntry& entry) {
     const size_t end = entry.clientCookie.find_last_of(L'\\');
     return end == std::wstring::npos ? std::wstring() : ArchiveDirectory(entry.clientCookie.substr(0, end));
@@ -87,7 +88,7 @@ HRESULT VornaHandler::HandleCallBack(BSTR eventInfo, CPWStringBuffer& errorText)
         callBack.document = view_of(eventInfo);
         if (HRESULT result = ReadCallBack(callBack, errorText); result != S_OK)
             return result;
-        // Ordinary cookies are never empty; an event without a cookie is not the timer's maintenance tick.
+        // Only the timer sends maintenance ticks; a callback of another sender without a cookie is not one.
         if (callBack.root == TIMER.root && callBack.clientCookie == MaintenanceTimer::COOKIE) {
             VORNA_LOG(LOG_TRACE, "Maintainance Callback. Going to start Maintainance");
             return RunMaintenance();
@@ -128,7 +129,7 @@ HRESULT VornaHandler::Dispatch(const CallBack& callBack, CPWStringBuffer& errorT
     SubscriptionRecord record;
     HRESULT found = persistance.GetSubscription(callBack.subscriptionId, record);
     if (found == RESULT_NO_SUBSCRIPTION) {
-        // It may be one whose registration is not recorded yet: the first tick can be faster than its record.
+        // The registration may not be recorded yet: the first callback can arrive before that.
         const NamedLock registration = RegistrationLock();
         found = registration.Held() ? persistance.GetSubscription(callBack.subscriptionId, record) : E_FAIL;
     }
@@ -161,7 +162,7 @@ HRESULT VornaHandler::Dispatch(const CallBack& callBack, CPWStringBuffer& errorT
     return result;
 }
 
-// Nobody waits for this callback any more: its sender is told. Only when the sender agrees is the record removed too.
+// Ends a registration that no active subscription has. The record is marked as ended only if the sender succeeds.
 HRESULT VornaHandler::Unsubscribe(const CallBack& callBack, SubscriptionPersistance& persistance,
                                   CPWStringBuffer& errorText) {
     VORNA_LOG(LOG_TRACE, "No data found for the Callback proc. Going to unsubscribe with corresponding event");
@@ -169,8 +170,8 @@ HRESULT VornaHandler::Unsubscribe(const CallBack& callBack, SubscriptionPersista
     if (!kind) {
         errorText =
             L"Invalid callback string. Root doesnt match with timer, eventmanager or event access callback root";
-        VORNA_LOG(LOG_TRACE, "Invalid callback string. Root doesnt match with timer, eventmanager or event access "
-                             "callback root");
+        VORNA_LOG(LOG_TRACE,
+                  "Invalid callback string. Root doesnt match with timer, eventmanager or event access callback root");
         return E_FAIL;
     }
     const std::wstring& id = callBack.subscriptionId;
@@ -203,8 +204,8 @@ HRESULT VornaHandler::RunMaintenance() {
     return S_OK;
 }
 
-// Event-manager subscriptions end here when their time has come, and come back where the event manager has lost them.
-// The other senders end theirs by themselves.
+// Ends an event-manager subscription that has reached its end date, or restores one that the event manager has lost.
+// The other senders end registrations themselves.
 void VornaHandler::Maintain(const SubscriptionListEntry& entry, SubscriptionPersistance& persistance) {
     std::wstring text;
     if (persistance.GetSubscriptionText({DirectoryOf(entry), entry.subscriptionId}, text) != S_OK ||

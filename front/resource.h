@@ -1,4 +1,4 @@
-// Numbers of the module's resources; the type library is number 1.
+// The numbers of the module's resources; the type library is number 1.
 #pragma once
 
 #define IDS_PROJECT_NAME 100

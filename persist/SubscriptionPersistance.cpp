@@ -13,7 +13,7 @@ namespace {
 constexpr std::wstring_view PERSIST_STREAM = L"VornaPersist";
 constexpr wchar_t EMPTY_DOCUMENT[] = L"<Subscriptions></Subscriptions>";
 
-// A composed message at level 4.
+// Logs a composed message at level 4.
 void LogText(const std::wstring& message) {
     VORNA_LOG(LOG_TRACE, "%S", message.c_str());
 }
@@ -30,7 +30,7 @@ std::wstring ByVornaId(std::wstring_view vornaId) {
     return L"/Subscriptions/Subscription [@VORNAID=\"" + std::wstring(vornaId) + L"\"]";
 }
 
-// One node of the document. state: the attributes behind ID, with a blank before each.
+// One node of the document. state: the attributes after ID, with a blank before each.
 std::wstring MakeNode(std::wstring_view cookie, std::wstring_view vornaId, std::wstring_view id,
                       const std::wstring& state, const std::wstring& serviceXml) {
     std::wstring node = L"<Subscription PATH=\"";
@@ -38,7 +38,8 @@ std::wstring MakeNode(std::wstring_view cookie, std::wstring_view vornaId, std::
     return node.append(L"\"").append(state).append(L">").append(serviceXml).append(L"</Subscription>");
 }
 
-// Reads the values of one node. The first that is missing is logged with the text given for it; the rest is not read.
+// Reads the values of one node. The first one that is missing is logged with its failure text; later values are then
+// not read.
 class NodeReader {
   public:
     NodeReader(XmlAccessor& accessor, std::wstring node) : accessor_(accessor), node_(std::move(node)) {}
@@ -67,7 +68,7 @@ class NodeReader {
     HRESULT result_ = S_OK;
 };
 
-// Replaces the single element of the path, or inserts it where there is none.
+// Replaces the single element of the path, or inserts it if there is none.
 HRESULT PutRootElement(XmlAccessor& accessor, const std::wstring& element, const std::wstring& markup) {
     const std::wstring path = L"/Subscriptions/" + element;
     std::wstring before;
@@ -93,7 +94,8 @@ bool SubscriptionPersistance::IsPlainValue(std::wstring_view text) {
            std::none_of(text.begin(), text.end(), [](wchar_t letter) { return letter < L' '; });
 }
 
-// Runs work between an entry and an exit line; what it throws becomes 0x8000015E. Processor faults pass.
+// Runs work between an entry line and an exit line in the log. An exception becomes 0x8000015E; processor faults are
+// rethrown.
 template <typename Work>
 HRESULT SubscriptionPersistance::Traced(const Texts& texts, Work work) {
     VORNA_LOG(LOG_TRACE, "%s - Entering", texts.operation);
@@ -102,8 +104,8 @@ HRESULT SubscriptionPersistance::Traced(const Texts& texts, Work work) {
     return result;
 }
 
-// Lock, load, work, and for a change write back: the frame of every operation on the persist document. work takes the
-// loaded accessor.
+// Runs one operation on the persist document: acquires the lock, loads the document, calls work with the accessor, and
+// writes the document back if it was changed.
 template <typename Work>
 HRESULT SubscriptionPersistance::WithPersistDocument(const Texts& texts, Access access, Work work) {
     return Traced(texts, [&]() -> HRESULT {
@@ -124,8 +126,8 @@ HRESULT SubscriptionPersistance::WithPersistDocument(const Texts& texts, Access 
     });
 }
 
-// The same for a subscription's snapshot index, under its archive lock. work changes the index; S_FALSE leaves the
-// stream as it is and counts as success.
+// The same for a subscription's snapshot index, under its archive lock. work changes the index; if it returns S_FALSE,
+// the index is not written, which counts as success.
 template <typename Work>
 HRESULT SubscriptionPersistance::WithIndex(const char* operation, const SubscriptionArchive& archive, Work work) {
     return Traced({operation, "", ""}, [&]() -> HRESULT {
@@ -149,7 +151,7 @@ HRESULT SubscriptionPersistance::LoadPersistDocument(const Texts& texts, XmlAcce
         return result;
     if (read == S_OK && accessor.Load(text) == S_OK)
         return S_OK;
-    // Only a document that is not there is begun anew: one that cannot be read must not be written over.
+    // Only a missing document is replaced: one that cannot be read must not be overwritten.
     if (IsMissing(read) && texts.newDocument) {
         if (accessor.Load(texts.newDocument) == S_OK)
             return S_OK;
@@ -179,7 +181,7 @@ HRESULT SubscriptionPersistance::AddSubscription(const SubscriptionRecord& recor
     if (result != S_OK)
         return result;
 
-    // The persist lock is given back by now; the two kinds of lock are never held together.
+    // The persist lock is released by now; it is never held together with an archive lock.
     result = Traced(TEXTS, [&]() -> HRESULT {
         const NamedLock lock = record.Archive().Lock();
         return lock.Held() ? record.Archive().WriteDocument(record.subscriptionText) : lock.Result();
@@ -192,7 +194,7 @@ HRESULT SubscriptionPersistance::AddSubscription(const SubscriptionRecord& recor
 HRESULT SubscriptionPersistance::UpdateRecord(XmlAccessor& accessor, const SubscriptionRecord& record,
                                               std::wstring_view clientId, std::wstring_view maintenanceId) {
     HRESULT result = PutRootElement(accessor, L"ClientID", L"<ClientID ID=\"" + std::wstring(clientId) + L"\" />");
-    // An empty maintenance ID means that this add brings none; the recorded one stays.
+    // An empty maintenance ID leaves the recorded one unchanged.
     if (result == S_OK && !maintenanceId.empty())
         result = PutRootElement(accessor, L"MaintainanceID",
                                 L"<MaintainanceID ID=\"" + std::wstring(maintenanceId) + L"\" />");
@@ -279,7 +281,7 @@ HRESULT SubscriptionPersistance::FindSubscription(XmlAccessor& accessor, std::ws
     const std::wstring byId = L"/Subscriptions/Subscription[@ID=\"" + std::wstring(key) + L"\"][@VALID=\"TRUE\"]";
     const std::wstring byPath = L"/Subscriptions/Subscription[@PATH=\"" + std::wstring(key) + L"\"][@VALID=\"TRUE\"]";
     std::wstring node;
-    // A key with a quote cannot be in the document, and must not change the question.
+    // A key with a quote cannot be in the document, and would change the XPath.
     if (!IsPlainValue(key)) {
     } else if (accessor.QueryText(byId + L"/@PATH", record.clientCookie) == S_OK) {
         record.subscriptionId = key;
@@ -313,7 +315,7 @@ HRESULT SubscriptionPersistance::ReadSubscription(SubscriptionRecord& record) {
     const HRESULT result = archive.ReadDocument(record.subscriptionText);
     if (result != S_OK) {
         VORNA_LOG(LOG_TRACE, "Failed to create Subscription Object");
-        // The record stands in the persist document, so this is never "no such subscription".
+        // The persist document has the record, so this is never "no such subscription".
         return IsMissing(result) ? E_FAIL : result;
     }
     return archive.ReadSnapShots(record.snapShots);
@@ -369,7 +371,7 @@ HRESULT SubscriptionPersistance::SetAgingForSubscription(std::wstring_view subsc
     });
 }
 
-// One value of the persist document; an empty one counts as missing.
+// Reads one value of the persist document; an empty one counts as missing.
 HRESULT SubscriptionPersistance::ReadValue(const Texts& texts, std::wstring_view xpath, const char* failure,
                                            std::wstring& value) {
     value.clear();
@@ -388,7 +390,8 @@ HRESULT SubscriptionPersistance::GetServiceXML(std::wstring_view subscriptionId,
     VORNA_LOG(LOG_TRACE, "Getting Service XML for the Subscription with ID = %S", id.c_str());
     static constexpr Texts TEXTS{"SubscriptionPersistance::GetServiceXML", "Failed to Load: ", ""};
     return WithPersistDocument(TEXTS, Access::Read, [&](XmlAccessor& accessor) -> HRESULT {
-        // The capital S is the documented path; the nodes hold "service".
+        // The documented path has a capital S, but the nodes contain "service": AddSubscription's own records have no
+        // match.
         if (accessor.QueryMarkup(L"/Subscriptions/Subscription[@ID=\"" + id + L"\"]/Service", serviceXml) == S_OK)
             return S_OK;
         VORNA_LOG(LOG_TRACE, "Failed to get Service XML from the persist file");
@@ -445,7 +448,7 @@ HRESULT SubscriptionPersistance::DeleteMaintainanceID() {
 HRESULT SubscriptionPersistance::AddSnapShot(const SubscriptionArchive& archive, const SnapShot& snapShot,
                                              SnapShotIndex::Known known) {
     return WithIndex("SubscriptionPersistance::AddSnapShot", archive, [&](SnapShotIndex& index) -> HRESULT {
-        // A callback may come in when its subscription has just been ended: it must not bring archives back.
+        // A callback may arrive just after its subscription was ended; it must not create the archives again.
         std::wstring document;
         if (index.empty() && IsMissing(archive.ReadDocument(document)))
             return RESULT_NO_SUBSCRIPTION;

@@ -1,11 +1,11 @@
 // The persist document of all subscriptions and the snapshot index of each.
 //
-// Every operation stands alone: it takes the lock it needs, reads, changes, writes and gives the lock back on every
-// path. Several processes may work on the same archives. One object belongs to one thread.
+// Every operation is self-contained: it acquires the lock that it needs, reads, changes, writes, and releases the lock
+// on every path. Several processes may work on the same archives. One object belongs to one thread.
 //
 // Results: S_OK; 0x8000012D a document is not well-formed; 0x80000150 the subscription is not in the persist document
-// (also where there is no document yet); 0x80000151 no XML accessor; 0x8000015E an unexpected exception; the archive
-// manager's own code where an archive is damaged or cannot be reached; E_FAIL otherwise.
+// (also if there is no document yet); 0x80000151 no XML accessor; 0x8000015E an unexpected exception; the archive
+// manager's result if an archive is damaged or not accessible; E_FAIL otherwise.
 #pragma once
 
 #include "common/log/CatchAll.h"
@@ -25,19 +25,20 @@ class SubscriptionPersistance {
 
     // Records of subscriptions.
 
-    // Writes the record as Kind says; the client ID always, the maintenance ID where it is not empty. The end date is
-    // now plus the lifetime, except that a new registration keeps one that stands already for its VornaId. When the
-    // subscription's own stream cannot be written, a new record is taken back.
+    // Writes the record according to its kind, the client ID and, if it is not empty, the maintenance ID. The end date
+    // is now plus the lifetime; New and Restoration keep one that is already recorded for the VornaId, and a lifetime
+    // of zero has none. If the subscription's archive cannot be written, a New record is marked as ended.
     [[nodiscard]] HRESULT AddSubscription(const SubscriptionRecord& record, std::wstring_view clientId,
                                           std::wstring_view maintenanceId);
-    // Every node, also the ended ones, in document order. 0x80000150 where none is valid; the list is filled all the
-    // same.
+    // All nodes, including ended ones, in document order. 0x80000150 if none is active; the list is filled
+    // nevertheless.
     [[nodiscard]] HRESULT GetSubscriptionsList(SubscriptionList& list);
-    // key: a subscription ID or a client cookie. The record comes with its snapshot list.
+    // key: the subscription ID or the client cookie of an active subscription. The record includes the list of
+    // snapshots. If the archive cannot be read, the record has what the persist document says.
     [[nodiscard]] HRESULT GetSubscription(std::wstring_view key, SubscriptionRecord& record);
-    // Marks the node as ended; it stays as a record of the past.
+    // Marks the node as ended; the node remains.
     [[nodiscard]] HRESULT DeleteSubscription(std::wstring_view subscriptionId);
-    // Marks the node as aged, where its end date is still the expected one; S_FALSE where it was given another.
+    // Marks the node as aged if it still has the expected end date; S_FALSE if the end date has changed.
     [[nodiscard]] HRESULT SetAgingForSubscription(std::wstring_view subscriptionId, std::wstring_view expectedEndDate);
 
     // Single values.
@@ -52,27 +53,27 @@ class SubscriptionPersistance {
 
     // The snapshot index.
 
-    // Adds an entry, or brings the entry of the same Id up to date; 0x800700B7 (ERROR_ALREADY_EXISTS) instead of that
-    // if a known Id is refused. 0x80000150: the subscription has ended.
+    // Adds an entry, or updates the entry with the same Id; with Known::Refuse the latter fails with 0x800700B7
+    // (ERROR_ALREADY_EXISTS). 0x80000150: the subscription has ended.
     [[nodiscard]] HRESULT AddSnapShot(const SubscriptionArchive& archive, const SnapShot& snapShot,
                                       SnapShotIndex::Known known = SnapShotIndex::Known::Refresh);
-    // Brings the entries of many snapshots up to date in one write; entries that are gone stay gone.
+    // Updates the entries of several snapshots in one write. Snapshots without an entry are ignored.
     [[nodiscard]] HRESULT RefreshSnapShots(const SubscriptionArchive& archive, std::span<const SnapShot> snapShots);
     // 1 on success, 0 on failure.
     [[nodiscard]] int DeleteSnapShot(const SubscriptionArchive& archive, std::wstring_view snapShotId);
 
-    // True where a text can stand in the persist document's attributes and in a path to it.
+    // True if the text needs no escaping in attributes of the persist document and in XPaths.
     static bool IsPlainValue(std::wstring_view text);
 
   private:
     enum class Access { Read, Change };
 
-    // The texts in which the operations differ.
+    // The texts that differ between the operations.
     struct Texts {
         const char* operation;
         const char* loadFailed;
         const char* rootFailed;
-        // What stands in for a document that is not there; null: there must be one.
+        // Replaces a document that does not exist; null: the operation fails without one.
         const wchar_t* newDocument = nullptr;
         const char* exception = UNKNOWN_EXCEPTION;
     };

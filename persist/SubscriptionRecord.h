@@ -1,4 +1,4 @@
-// What a subscription is on disk: the records that SubscriptionPersistance reads and writes.
+// The records of subscriptions that SubscriptionPersistance reads and writes.
 #pragma once
 
 #include "common/time/DateTime.h"
@@ -10,33 +10,33 @@
 
 namespace vorna {
 
-// How a record comes to be written.
+// Why a record is written.
 enum class RegistrationKind {
-    // A subscription that was not there before.
+    // A new subscription.
     New,
-    // The same registration with other settings; the time of the last registration is kept.
+    // The same registration with new settings; the time of the last registration is kept.
     Modification,
-    // A subscription that is known, registered anew with the platform: its life begins again.
+    // A known subscription that was registered with the platform again: its lifetime begins again.
     Renewal,
-    // Registered anew because the platform had lost the registration: its life goes on to the end date that stands.
+    // Registered again because the platform had lost the registration: the recorded end date is kept.
     Restoration,
 };
 
-// One subscription, whole. A value.
+// One complete subscription. A value.
 struct SubscriptionRecord {
     // Service path, backslash, archive ID; unique among the active subscriptions.
     std::wstring clientCookie;
-    // The component's own identifier, kept over renewals.
+    // The component's own identifier, unchanged by renewals.
     std::wstring vornaId;
     // The platform's identifier of the registration; names the archives.
     std::wstring subscriptionId;
     // The normalised service document.
     std::wstring serviceXml;
-    // The folder of the archives, without a backslash at its end.
+    // The folder of the archives, without a trailing backslash.
     std::wstring archiveDirectory;
     // The subscription document.
     std::wstring subscriptionText;
-    // How long the subscription lives from its registration; all zero: without end.
+    // The lifetime of the subscription, from its registration; all zeros: unlimited.
     Duration lifetime;
     RegistrationKind kind = RegistrationKind::New;
     // In order of capture.
@@ -51,7 +51,7 @@ struct SubscriptionListEntry {
     std::wstring vornaId;
     std::wstring clientCookie;
     std::wstring serviceXml;
-    // Texts of date-times; empty where the node has none.
+    // Date-times as texts; empty if the node has none.
     std::wstring endDate;
     std::wstring lastSubscriptionTime;
     bool valid = false;

@@ -1,4 +1,4 @@
-// Where the data of a snapshot come from.
+// The source of a snapshot's data.
 #pragma once
 
 #include <string>
@@ -10,9 +10,9 @@ enum class DataSourceKind { DataModel = 0, EventPayload = 1 };
 struct DataSource {
     DataSourceKind kind = DataSourceKind::DataModel;
     std::wstring xpath;
-    // XSLT file applied to the payload; only for EventPayload.
+    // The full path of the XSLT file that transforms the payload; empty for none. Only for EventPayload.
     std::wstring transformFile;
-    // Namespace declarations for the XPath; the aggregator's second argument for DataModel.
+    // Namespace declarations for the XPath, which the aggregator receives. Not used for EventPayload.
     std::wstring prefixes;
 
     bool operator==(const DataSource&) const = default;

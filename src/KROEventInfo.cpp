@@ -23,7 +23,7 @@ KROEventDocuments KROEventInfo::ToXML() const {
         }
         documents.filter += L"</FilterProperties>";
         XmlAccessor accessor;
-        // Handed out all the same: the event manager refuses what it cannot read, and says why.
+        // Returned nevertheless: the event manager rejects it and returns the reason.
         if (accessor.Create() == S_OK && accessor.Load(documents.filter) != S_OK)
             VORNA_LOG(LOG_TRACE, "The filter document is not well-formed : %S", documents.filter.c_str());
         return documents;

@@ -16,7 +16,7 @@ struct EventFilter {
     bool operator==(const EventFilter&) const = default;
 };
 
-// What the event manager wants to see; both texts are empty where they could not be built.
+// The two documents that the event manager expects; both are empty if they could not be built.
 struct KROEventDocuments {
     std::wstring subscription;
     std::wstring filter;
@@ -29,7 +29,7 @@ struct KROEventInfo {
     std::vector<EventFilter> filters;
     std::wstring clientCookie;
 
-    // Names, values and the cookie are put in as character data. Never throws.
+    // Names, values and the cookie are escaped as character data. Never throws.
     KROEventDocuments ToXML() const;
 };
 

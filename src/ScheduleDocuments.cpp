@@ -12,25 +12,19 @@ namespace {
 
 constexpr size_t TEMPLATE_BUFFER = 1024;
 
-// The tab runs are part of the documents.
+// The tabs are part of the documents.
 #define TABS_8 L"\t\t\t\t\t\t\t\t"
 #define TABS_9 TABS_8 L"\t"
 #define TABS_13 TABS_8 L"\t\t\t\t\t"
 #define TABS_14 TABS_13 L"\t"
 
 constexpr wchar_t SCHEDULE_TEMPLATE[] =
-    L"<Schedule"
-    L">" TABS_9 L"<StartDateTime>%ls</StartDateTime>" TABS_9 L"<Frequency>%ls</Frequency>" TABS_8 L"</Schedule>";
+    L"<Schedule>" TABS_9 L"<StartDateTime>%ls</StartDateTime>" TABS_9 L"<Frequency>%ls</Frequency>" TABS_8 L"</Schedule>";
 constexpr wchar_t RETRY_FREQUENCY_TEMPLATE[] =
-    L"<Retry"
-    L">" TABS_9 L"<RetryFrequency>%ls</RetryFrequency>" TABS_9 L"<RetryAttempts>%d</RetryAttempts>" TABS_8 L"</Retry>";
+    L"<Retry>" TABS_9 L"<RetryFrequency>%ls</RetryFrequency>" TABS_9 L"<RetryAttempts>%d</RetryAttempts>" TABS_8 L"</Retry>";
 constexpr wchar_t RETRY_TEMPLATE[] = L"<Retry>" TABS_9 L"<RetryAttempts>%d</RetryAttempts>" TABS_8 L"</Retry>";
-constexpr wchar_t NOTIFY_TEMPLATE[] = L"<Notify type=\"%ls\">" TABS_14 L"<Client></"
-                                      L"Client"
-                                      L">" TABS_14 L"<Parameter></"
-                                      L"Parameter"
-                                      L">" TABS_14 L"<NotifyTimeout>%ls</"
-                                      L"NotifyTimeout>" TABS_13 L"</Notify>";
+constexpr wchar_t NOTIFY_TEMPLATE[] =
+    L"<Notify type=\"%ls\">" TABS_14 L"<Client></Client>" TABS_14 L"<Parameter></Parameter>" TABS_14 L"<NotifyTimeout>%ls</NotifyTimeout>" TABS_13 L"</Notify>";
 constexpr wchar_t NOTIFICATION_TEMPLATE[] = L"<NotificationInfo Mode=\"%ls\"></NotificationInfo>";
 constexpr wchar_t AGING_TEMPLATE[] =
     L"<Aging>" TABS_14 L"<EndDateTime>%ls</EndDateTime>" TABS_14 L"<AgingCount>%d</AgingCount>" TABS_13 L"</Aging>";
@@ -49,7 +43,7 @@ ElementText Fill(const wchar_t* format, Values... values) {
     return std::wstring(buffer, static_cast<size_t>(length));
 }
 
-// The document under construction. Once a step has failed, the rest does nothing and the result is no text.
+// A document under construction. After a step has failed, later steps do nothing and Result returns nullopt.
 class ElementBuilder {
   public:
     explicit ElementBuilder(const ElementText& element) {
@@ -68,7 +62,7 @@ class ElementBuilder {
         }
     }
 
-    // An element that does not exist adds nothing.
+    // nullopt adds nothing.
     void Append(const wchar_t* xpath, const ElementText& element) {
         if (usable_ && element && accessor_.Set(xpath, *element, XmlChange::Append) != S_OK) {
             VORNA_LOG(LOG_TRACE, "XMLSet failed!! Appending : %S at %SFailed", element->c_str(), xpath);

@@ -1,7 +1,7 @@
-// The elements of the timer's schedule document, each built as one text.
+// Builds the elements of the timer's schedule document.
 //
-// A builder gives nothing where its element is not wanted or an XML accessor could not do the work (logged). The texts
-// of clients and parameters are put in as character data; nothing else comes from outside. Throws std::bad_alloc only.
+// A builder returns nullopt if its element is not needed or an XML accessor failed (logged). The texts of clients and
+// parameters are escaped as character data. Throws std::bad_alloc only.
 #pragma once
 
 #include "common/time/DateTime.h"
@@ -19,7 +19,7 @@ enum NotifyType : int { NOTIFY_COM = 0, NOTIFY_DLL = 1, NOTIFY_EXE = 2 };
 // How the entries of one schedule are called: NotificationInfo::mode.
 enum NotificationMode : int { NOTIFICATION_SEQUENTIAL = 0, NOTIFICATION_PARALLEL = 1 };
 
-// Whom to call on a tick.
+// A client that is called on a tick.
 struct NotifyEntry {
     int type = NOTIFY_COM;
     std::wstring client;
@@ -38,7 +38,7 @@ struct NotificationInfo {
 struct AgingEntry {
     // All zeros: no end date.
     SYSTEMTIME end{};
-    // -1: the number of ticks is no limit.
+    // The number of ticks after which it ends; -1: no limit.
     std::int32_t count = -1;
     std::optional<NotifyEntry> notify;
 };
@@ -58,7 +58,7 @@ ElementText BuildRetry(const std::optional<Duration>& frequency, std::int32_t at
 ElementText BuildNotify(const NotifyEntry& entry);
 ElementText BuildNotificationInfo(const NotificationInfo& notification);
 ElementText BuildAging(const AgingEntry& aging);
-// The whole document. A part that cannot be built is left out.
+// The whole document. A part that cannot be built is omitted.
 ElementText BuildScheduleInfo(const Duration& frequency, const SYSTEMTIME& start,
                               const std::optional<AgingEntry>& aging, const NotificationInfo& notification);
 

@@ -17,7 +17,7 @@ namespace {
 constexpr size_t LONGEST_ARCHIVE_ID = 256;
 constexpr size_t LONGEST_EXCERPT = 64;
 
-// A thread is joined once, however many documents it parses, and stays joined: the caller goes on to use components.
+// The thread stays in the apartment, because the caller goes on to use other components.
 void JoinMultithreadedApartment() {
     APTTYPE type{};
     APTTYPEQUALIFIER qualifier{};
@@ -26,31 +26,31 @@ void JoinMultithreadedApartment() {
         (void)CoInitializeEx(nullptr, COINIT_MULTITHREADED);
 }
 
-// Garbage of any size is told without handing it to the parser.
+// Recognises non-markup of any size without parsing it.
 bool LooksLikeMarkup(std::wstring_view text) {
     size_t first = text.find_first_not_of(L"\xFEFF \t\r\n");
     return first != std::wstring_view::npos && text[first] == L'<';
 }
 
-// False where the value is absent or empty.
+// False if the value is missing or empty.
 bool ReadValue(XmlAccessor& document, std::wstring_view xpath, std::wstring& value) {
     return document.QueryText(xpath, value) == S_OK && !value.empty();
 }
 
-// A value that must stand once: several nodes of the name would come back run together.
+// Reads a value that must occur exactly once: the texts of several nodes are returned joined by the delimiter.
 bool ReadSingleValue(XmlAccessor& document, std::wstring_view xpath, std::wstring& value) {
     std::wstring delimiter;
     return ReadValue(document, xpath, value) &&
            (document.GetDelimiter(delimiter) != S_OK || delimiter.empty() || value.find(delimiter) == value.npos);
 }
 
-// An element counts as present when it stands there, even without content.
+// True if the element exists, even without content.
 bool HasElement(XmlAccessor& document, std::wstring_view xpath) {
     std::wstring markup;
     return document.QueryMarkup(xpath, markup) == S_OK && !markup.empty();
 }
 
-// True where the value is absent, too: duration then keeps its default.
+// True also if the value is missing; duration then keeps its default.
 bool ReadOptionalDuration(XmlAccessor& document, std::wstring_view xpath, Duration& duration) {
     std::wstring value;
     if (!ReadValue(document, xpath, value))
@@ -62,7 +62,7 @@ bool ReadOptionalDuration(XmlAccessor& document, std::wstring_view xpath, Durati
     return true;
 }
 
-// Digits only; false beyond the largest value allowed.
+// Accepts digits only; false if the value is greater than largest.
 bool ParseDigits(std::wstring_view text, std::uint32_t largest, std::uint32_t& value) {
     if (text.empty())
         return false;
@@ -82,7 +82,7 @@ bool IsControl(wchar_t character) {
     return character < 0x20 || (character >= 0x7F && character < 0xA0);
 }
 
-// The beginning of a value, fit for a message.
+// The beginning of a value for a message; control characters are replaced.
 std::wstring Excerpt(std::wstring_view value) {
     size_t length = std::min(value.size(), LONGEST_EXCERPT);
     if (length < value.size() && IS_HIGH_SURROGATE(value[length - 1]))
@@ -92,7 +92,8 @@ std::wstring Excerpt(std::wstring_view value) {
     return excerpt;
 }
 
-// Why an archive ID cannot be kept; empty where it can. It becomes part of XPaths and of attributes as it is.
+// The reason why an archive ID is not valid; empty if it is valid. IDs become part of XPaths and attributes without
+// escaping.
 std::wstring ArchiveIDFault(std::wstring_view id) {
     if (id.size() > LONGEST_ARCHIVE_ID)
         return L"Subscription Info Error : Invalid Archieve ID. It has " + std::to_wstring(id.size()) +
@@ -110,7 +111,7 @@ std::wstring ArchiveIDFault(std::wstring_view id) {
     return {};
 }
 
-// Runs the work on each node that the path selects, as a document of its own. S_FALSE: there is none.
+// Runs the work on each node that the path selects, as a separate document. S_FALSE: the path selects nothing.
 template <typename Work>
 HRESULT ForEachNode(XmlAccessor& document, std::wstring_view xpath, Work&& work) {
     std::vector<std::wstring> nodes;
@@ -138,7 +139,7 @@ SubscriptionInfo::SubscriptionInfo(std::wstring_view text) {
     });
 }
 
-// What work throws becomes the status and the error text.
+// Runs work; an exception sets the status and the error text.
 template <typename Work>
 HRESULT SubscriptionInfo::Guarded(Work work) {
     return CatchAll([&] { return FailUnexpectedly(); }, work);
@@ -221,7 +222,7 @@ HRESULT SubscriptionInfo::SetStorageSize(XmlAccessor& document) {
     return S_OK;
 }
 
-// Where an event's data come from. parent: the path of the event; the rest is what the kinds of event refuse with.
+// Reads the data source of the event with the path parent.
 HRESULT SubscriptionInfo::SetDataSource(XmlAccessor& document, const std::wstring& parent, DataSource& source,
                                         const SourceFailures& failures) {
     if (HasElement(document, parent + L"/XMLDataModel")) {
@@ -313,7 +314,7 @@ HRESULT SubscriptionInfo::SetXDMEventInfo(XmlAccessor& document) {
     return SetDataSource(document, L"/Archive/XDMEvent", xdmEvent_->source, FAILURES);
 }
 
-// 0x8000013E: there is no list to read; 0x8000013F: an event does not say what to watch.
+// 0x8000013E: there are no readable events; 0x8000013F: an event has no XPath.
 HRESULT SubscriptionInfo::SetXDMEventsList(XmlAccessor& document) {
     const auto read = [this](XmlAccessor& node) {
         DataModelEvent event;
@@ -367,7 +368,8 @@ HRESULT SubscriptionInfo::WriteAging(const Duration& aging, std::wstring& text) 
         return Fail(RESULT_XML_MALFORMED, L"Create Instance of XMLSIMPLEACCESSOR failed");
     if (document.Load(text_) != S_OK)
         return Fail(RESULT_XML_MALFORMED, L"Failed to load subscription string:" + text_);
-    // An aging of all zeros has no text, but an empty element would read as the default of a year: it is spelled out.
+    // FormatDuration returns nothing for a duration of zero, but an empty element would be read as the default of one
+    // year.
     std::wstring duration = aging.IsZero() ? L"P0Y0M0DT0H0M0S" : FormatDuration(aging);
     std::wstring markup = L"<Aging>" + duration + L"</Aging>";
     HRESULT result = HasElement(document, L"/Archive/Aging")
@@ -391,7 +393,7 @@ HRESULT SubscriptionInfo::FailUnexpectedly() noexcept {
     try {
         errorText_ = L"Unknown Exception Occured";
     } catch (...) {
-        // No memory for the text: the status alone has to do.
+        // There is no memory for the text, so only the status is set.
         errorText_.clear();
     }
     return E_FAIL;

@@ -1,7 +1,7 @@
 // One subscription, as its document (root Archive) describes it.
 //
-// The document is parsed once, at construction; the first failure stops the parse and stays as status and error text.
-// One thread at a time. Neither construction nor SetAging throws; SetClientCookie throws std::bad_alloc.
+// The constructor parses the document; the first failure ends the parsing and determines the status and the error text.
+// One thread at a time. The constructor and SetAging do not throw; SetClientCookie throws std::bad_alloc.
 #pragma once
 
 #include "common/time/DateTime.h"
@@ -24,20 +24,22 @@ enum class EventType { Timer, KROEvent, XDMEvent };
 
 class SubscriptionInfo {
   public:
-    // Parses the document. The calling thread joins the multithreaded apartment if it is in none.
+    // Parses the document. If the calling thread is in no apartment, it enters the multithreaded apartment and stays
+    // there.
     explicit SubscriptionInfo(std::wstring_view text);
     SubscriptionInfo(SubscriptionInfo&&) = default;
     SubscriptionInfo& operator=(SubscriptionInfo&&) = default;
     SubscriptionInfo(const SubscriptionInfo&) = delete;
     SubscriptionInfo& operator=(const SubscriptionInfo&) = delete;
 
-    // S_OK, or the first failure and what was wrong. After a failure the fields hold what was read before it; the
-    // archive ID is empty unless it was accepted.
+    // S_OK, or the result and the text of the first failure. After a failure the fields have the values that were read
+    // before it; the archive ID is empty unless it was valid.
     HRESULT Status() const { return status_; }
     const std::wstring& ErrorText() const { return errorText_; }
 
     bool Collect() const { return collect_; }
-    // How long a snapshot is kept that nobody has read (65535 years: without limit), and once it was read.
+    // How long a snapshot is kept until it is read for the first time (65535 years: without limit), and after each
+    // reading.
     const Duration& LifetimeBeforeRead() const { return lifetimeBeforeRead_; }
     const Duration& LifetimeAfterRead() const { return lifetimeAfterRead_; }
     // In kilobytes or in files.
@@ -45,7 +47,7 @@ class SubscriptionInfo {
     bool SizeInKilobytes() const { return sizeInKilobytes_; }
 
     vorna::EventType EventType() const { return eventType_; }
-    // The part of the event type; the others are null. They live as long as this object.
+    // The settings of the event type; the other two are null. Valid as long as this object exists.
     const TimerInfo* TimerEvent() const { return timerEvent_.get(); }
     const KROEventInfo* KROEvent() const { return kroEvent_.get(); }
     const XDMEventInfo* XDMEvent() const { return xdmEvent_.get(); }
@@ -53,20 +55,20 @@ class SubscriptionInfo {
     const std::wstring& ArchiveID() const { return archiveId_; }
     const std::wstring& ClientCookie() const { return clientCookie_; }
     const Duration& Aging() const { return aging_; }
-    // The document as it was given, or as SetAging has rewritten it.
+    // The document as it was passed to the constructor, or as SetAging has changed it.
     const std::wstring& SubscriptionText() const { return text_; }
 
-    // The cookie that the platform hands back on every callback; the event's part gets it too.
+    // The cookie that the platform returns with every callback; also set in the settings of the event type.
     void SetClientCookie(std::wstring_view cookie);
 
-    // Writes the aging into the text, where its element may be missing. On failure 0x8000012D, status and error text
-    // say so, and text and aging are as before.
+    // Writes the aging into the text; its element is added if it is missing. A failure (0x8000012D; 0x80004005 for an
+    // exception) also sets the status and the error text, and leaves text and aging unchanged.
     [[nodiscard]] HRESULT SetAging();
-    // The same with another aging, which the event's part gets too.
+    // The same with a new aging, which is also set in the settings of the event type.
     [[nodiscard]] HRESULT SetAging(const Duration& aging);
 
   private:
-    // The statuses and texts with which the kinds of event refuse a source.
+    // The results and error texts for invalid data sources; they differ between event types.
     struct SourceFailures {
         HRESULT xpath;
         const wchar_t* xpathText;

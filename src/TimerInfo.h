@@ -1,4 +1,4 @@
-// A subscription whose data are gathered on a schedule of the timer.
+// A subscription whose data is captured on a schedule of the timer.
 #pragma once
 
 #include "src/DataSource.h"
@@ -14,13 +14,13 @@ struct TimerInfo {
     // Its mode applies to the schedule; ToXML adds the entry that calls this component.
     NotificationInfo notification;
     std::int32_t retries = 0;
-    // The subscription's aging, which bounds the schedule; all zeros: no bound.
+    // The subscription's aging, at whose end the schedule ends; all zeros: no end.
     Duration aging;
     std::wstring clientCookie;
-    // Always of the data model.
+    // Always a data model.
     DataSource source;
 
-    // The schedule document, counted from the moment of the call; empty where it cannot be built. Never throws.
+    // The schedule document, with dates relative to the time of the call; empty if it cannot be built. Never throws.
     std::wstring ToXML() const;
 };
 

@@ -9,7 +9,7 @@
 
 namespace vorna {
 
-// What to watch; trigger and reset may be empty.
+// One watched event; trigger and reset may be empty.
 struct DataModelEvent {
     std::wstring xpath;
     std::wstring trigger;
@@ -26,8 +26,8 @@ struct XDMEventInfo {
     Duration duration;
     std::wstring clientCookie;
 
-    // The subscription document of event access; empty where there is nothing to watch or the document is not
-    // well-formed. XPaths, triggers, resets and the cookie are put in as character data. Never throws.
+    // The subscription document of event access; empty if there is no event or the document is not well-formed. XPaths,
+    // triggers, resets and the cookie are escaped as character data. Never throws.
     std::wstring ToXML() const;
 };
 

@@ -41,8 +41,7 @@ HRESULT EventAccessSender::SubscribeWithComponent(std::wstring& id) {
     bstr answer;
     const HRESULT result = eventAccess_->Subscribe(service_.get(), bstr(info_->ToXML()).get(), answer.put());
     XmlAccessor accessor;
-    // Without an ID in the answer there is a registration that nobody can end; its callbacks will find no
-    // subscription, and end it.
+    // Without an ID the registration cannot be ended here; its first callback will find no subscription and end it.
     if (result == S_OK && accessor.Create() == S_OK && accessor.Load(answer.view()) == S_OK)
         (void)accessor.QueryText(L"//SubscriptionResults/SubscriptionID", id);
     return result;

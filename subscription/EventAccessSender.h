@@ -10,8 +10,8 @@ namespace vorna {
 
 class EventAccessSender : public Sender {
   public:
-    // event: what to register, alive as long as this object; null for one that only ends registrations, which needs no
-    // service either.
+    // event: the event to register, which must outlive this object; null for an object that only ends registrations,
+    // which needs no service either.
     EventAccessSender(const XDMEventInfo* event, com_ptr<IUnknown> service, std::wstring clientId = {})
         : Sender(std::move(clientId)), info_(event), service_(std::move(service)) {}
 

@@ -10,7 +10,7 @@ namespace vorna {
 
 class EventManagerSender : public Sender {
   public:
-    // event: what to register, alive as long as this object; null for one that only ends registrations.
+    // event: the event to register, which must outlive this object; null for an object that only ends registrations.
     explicit EventManagerSender(const KROEventInfo* event, std::wstring clientId = {})
         : Sender(std::move(clientId)), info_(event) {}
 

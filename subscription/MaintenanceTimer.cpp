@@ -64,7 +64,7 @@ HRESULT MaintenanceTimer::End(std::wstring_view clientId, std::wstring_view id) 
 }
 
 void MaintenanceTimer::Drop(SubscriptionPersistance& persistance) {
-    // No registration may come in between the look at the list and the end of the timer.
+    // No subscription may be registered between reading the list and ending the timer.
     const NamedLock registration = RegistrationLock();
     SubscriptionList list;
     if (persistance.GetSubscriptionsList(list) != RESULT_NO_SUBSCRIPTION)

@@ -1,7 +1,7 @@
-// The ten-minute timer of the component's own: registered when a subscription is made and none is recorded, ended with
-// the last subscription. Its ID stands in the persist document.
+// The component's own ten-minute timer: registered with a new subscription if none is recorded, ended with the last
+// subscription. The persist document has its ID.
 //
-// Nothing is held; operations throw std::bad_alloc only.
+// Stateless. Operations throw std::bad_alloc only.
 #pragma once
 
 #include "persist/SubscriptionPersistance.h"
@@ -13,16 +13,17 @@ namespace vorna {
 
 class MaintenanceTimer {
   public:
-    // The client cookie of its callbacks; that of a subscription is never empty.
+    // The client cookie of its callbacks; unlike this one, the cookie of a subscription is never empty.
     static constexpr std::wstring_view COOKIE{};
 
     // Its schedule document. 0 on success.
     [[nodiscard]] static HRESULT Schedule(std::wstring& schedule);
     // Registers it with the timer. id: the timer's ID for it, empty on failure.
     [[nodiscard]] static HRESULT Register(std::wstring& id);
-    // Ends a registration. clientId: the ticket that the component has with the timer.
+    // Ends a registration. clientId: the component's ticket from the timer.
     [[nodiscard]] static HRESULT End(std::wstring_view clientId, std::wstring_view id);
-    // Ends it and deletes its record if no subscription is left. Takes the registration lock; problems are only logged.
+    // Ends it and deletes its record if no subscription is left. Acquires the registration lock; failures are only
+    // logged.
     static void Drop(SubscriptionPersistance& persistance);
 };
 

@@ -1,6 +1,6 @@
-// The platform component that calls a subscription back, whichever it is: timer, event manager or event access.
+// The platform component that sends a subscription's callbacks: timer, event manager or event access.
 //
-// One is made for one operation. One thread. Operations throw std::bad_alloc only.
+// Create a new object for each operation. One thread. Operations throw std::bad_alloc only.
 #pragma once
 
 #include "common/text/CPWStringBuffer.h"
@@ -14,7 +14,7 @@ namespace vorna {
 
 class Sender {
   public:
-    // The texts in which registrations of the kinds differ. Wide ones are error texts, and logged too.
+    // The texts that differ between senders. Wide ones are error texts, which are also logged.
     struct Wording {
         const char* unspecified;
         const wchar_t* notCreated;
@@ -32,7 +32,7 @@ class Sender {
         const wchar_t* storeFailed;
         const char* resubscribed;
         const char* unsubscribing;
-        // Null where there is none.
+        // Null if there is none.
         const char* unsubscribeRefused;
         const char* unsubscribeFailed;
         const char* invalidated;
@@ -47,29 +47,28 @@ class Sender {
     Sender& operator=(const Sender&) = delete;
 
     virtual const Wording& Texts() const = 0;
-    // The client ID to be recorded with what was registered last.
+    // The client ID to record with the last registration.
     const std::wstring& ClientId() const { return clientId_; }
 
-    // Creates the component; every other operation needs it. A failure is logged and stands in errorText.
+    // Creates the component; every other operation needs it. A failure is logged and described in errorText.
     [[nodiscard]] HRESULT Create(CPWStringBuffer& errorText);
-    // Registers. id can name an archive; a registration whose ID cannot is ended again. A failure is logged and stands
-    // in errorText.
+    // Registers. id is usable in file names; a registration with any other ID is ended again. A failure is logged and
+    // described in errorText.
     [[nodiscard]] HRESULT Subscribe(std::wstring& id, CPWStringBuffer& errorText);
-    // What the component answers.
+    // Modify and Unsubscribe return the component's result.
     [[nodiscard]] virtual HRESULT Modify(std::wstring_view id) = 0;
-    // The same.
     [[nodiscard]] virtual HRESULT Unsubscribe(std::wstring_view id) = 0;
 
-    // Whether a modification with this answer is followed by a fresh subscription. Whatever the refusal was, one may
-    // still come about.
+    // Whether to register again after a modification with this result: registering may succeed although modifying
+    // failed.
     virtual bool SubscribesAgainAfter([[maybe_unused]] HRESULT answer) const { return true; }
-    // The component does not hold the registration any more.
+    // True if the result means that the component no longer has the registration.
     static bool IsGone(HRESULT answer);
 
   protected:
     virtual HRESULT CreateComponent() = 0;
     virtual HRESULT SubscribeWithComponent(std::wstring& id) = 0;
-    // The result of a registration that the component answered like this; never S_OK.
+    // The result to return if the component has failed with this one; never S_OK.
     virtual HRESULT ResultOfRefusal(HRESULT answer) const { return FAILED(answer) ? answer : E_FAIL; }
 
     std::wstring clientId_;

@@ -1,9 +1,9 @@
 // One archive of one service: its registration with the platform, its captures, its limits, its retrieval.
 //
-// Made for one request or callback and dropped at its end; it holds nothing that is not on disk too. One thread.
-// Several objects, also of other processes, may work on the same subscription: the locks of persist/ serialise them.
-// No operation throws, except that a processor fault in a service object leaves HandleSetData and the two operations
-// on service objects as processor_fault.
+// Create a new object for each request or callback; it has no state that is not also on disk. One thread. Several
+// objects, also in other processes, may work on the same subscription: the locks of persist/ serialise them.
+// No operation throws, except that HandleSetData and the two operations on service objects throw processor_fault after
+// a processor fault in a service object.
 #pragma once
 
 #include "QXKeldan.h"
@@ -19,7 +19,7 @@
 
 namespace vorna {
 
-// What HandleSetData is asked to do.
+// The operations of HandleSetData.
 enum class SetDataOperation : unsigned { Register = 0, Modify = 1, Unregister = 2 };
 
 // The identity of a service and its normalised document.
@@ -37,63 +37,64 @@ class Subscription {
   public:
     // A new subscription. clientCookie: service path, backslash, archive ID.
     Subscription(SubscriptionInfo info, std::wstring clientCookie);
-    // A recorded one.
+    // A recorded subscription.
     explicit Subscription(SubscriptionRecord record);
 
-    // Not S_OK where the subscription document cannot be used.
+    // Not S_OK if the subscription document is not valid.
     HRESULT Status() const { return info_.Status(); }
     const SubscriptionInfo& Info() const { return info_; }
-    // The settings that a modification is to bring.
+    // Replaces the settings before a modification.
     void SetSubscriptionInfo(SubscriptionInfo info);
 
     // Registers, modifies or ends the subscription with the platform and in the persist document. On failure errorText
-    // says what failed.
+    // has the reason.
     [[nodiscard]] HRESULT HandleSetData(IUnknown* service, SetDataOperation operation, CPWStringBuffer& errorText);
 
-    // Whether GetSubscription failed like this because the archive of the record is damaged or gone.
+    // Whether this result of GetSubscription means that the archive of the record is damaged or missing.
     [[nodiscard]] static bool IsBeyondReading(HRESULT result, const SubscriptionRecord& record);
-    // Ends such a subscription without its sender, which nobody knows any more; its next callback ends the
-    // registration.
+    // Ends such a subscription. Its sender is unknown, so the registration remains until its next callback ends it.
     [[nodiscard]] HRESULT EndUnread(CPWStringBuffer& errorText);
 
-    // Captures what a callback is about.
+    // Captures a snapshot for a callback.
     [[nodiscard]] HRESULT HandleCallBack(std::wstring_view callbackXml);
 
-    // Whether the text of an end date has come; false for no date.
+    // Whether the end date has been reached; false if the text is not a date.
     [[nodiscard]] static bool HasReachedEnd(std::wstring_view endDate);
-    // Unregisters an event-manager subscription that has reached this end date and marks it as aged. S_FALSE: it was
-    // given another end date meanwhile, and is registered.
+    // Unregisters an event-manager subscription that has reached this end date and marks it as aged. S_FALSE: its end
+    // date has changed meanwhile, and it is registered. A failure to unregister is only logged.
     [[nodiscard]] HRESULT UnregisterAged(std::wstring_view endDate);
-    // Registers an event-manager subscription again where the event manager does not know it any more. Its end date
-    // and its snapshots stay. S_FALSE: it was registered.
+    // Registers an event-manager subscription again if the event manager no longer knows it. Its end date and its
+    // snapshots are kept. S_FALSE: it is still registered.
     [[nodiscard]] HRESULT RestoreRegistration();
 
-    // Every snapshot, cut down to the nodes that xpath selects, in one document; prefixes of the xpath are those that
-    // the archived documents declare. What is returned becomes read. result is set on success only.
+    // Returns all snapshots in one document, each reduced to the nodes that xpath selects, and marks the returned ones
+    // as read. Prefixes in xpath are those that the archived documents declare; prefixes is ignored. result is set on
+    // success only.
     [[nodiscard]] HRESULT HandleGetData(std::wstring_view xpath, std::wstring_view prefixes, BSTR* result,
                                         CPWStringBuffer& errorText);
 
-    // Reads the seven attributes. The three identity attributes must be there, and fit to name a folder and to stand
-    // in the persist document.
+    // Reads the seven attributes. The three identity attributes must exist and be usable as folder names and, without
+    // escaping, in the persist document.
     [[nodiscard]] static HRESULT GetServiceObjectAttributes(IUnknown* service, ServiceAttributes& attributes,
                                                             CPWStringBuffer& errorText);
-    // serviceId\serviceURI\portID. 0x80000142 where the service object is not valid.
+    // serviceId\serviceURI\portID. 0x80000142 if the service object is not valid.
     [[nodiscard]] static HRESULT GetPathFromServiceObjectAttributes(IUnknown* service, std::wstring& path);
 
-    // Stores one capture, records it and applies the limits. data: the complete XML text.
+    // Records one capture, stores it and applies the limits. data: the complete XML text.
     [[nodiscard]] HRESULT AddSnapShotToArchive(std::wstring_view data);
     void AddToSnapShotList(const SnapShot& snapShot) { record_.snapShots.push_back(snapShot); }
 
-    // Removes what has outlived its lifetime. 1 on success, 0 on failure.
+    // Removes the snapshots whose lifetime has ended. 1 on success, 0 on failure.
     [[nodiscard]] int DeleteTheAgedFilesFromArchive();
-    // Removes the oldest captures as far as the storage limit asks for it.
+    // Applies the storage limit: removes the oldest snapshots until the archive is below a limit in kilobytes, or one
+    // snapshot if there are more files than allowed.
     [[nodiscard]] HRESULT CheckForArchiveOverflow();
-    // 1 where a capture was removed, 0 otherwise.
+    // 1 if a snapshot was removed, 0 otherwise.
     [[nodiscard]] int DeleteTheOldestFileFromArchive();
 
     // The schedule of the component's own ten-minute timer. 0 on success.
     [[nodiscard]] static HRESULT GetMaintainanceTimerInfo(std::wstring& schedule);
-    // Registers it; maintenanceId is the timer's ID for it.
+    // Registers this timer; maintenanceId is its ID.
     [[nodiscard]] static HRESULT RegisterforMaintananceEvent(std::wstring& maintenanceId);
 
   private:
@@ -110,7 +111,7 @@ class Subscription {
     std::wstring RecordedClientId();
     static HRESULT CopyArchive(const SubscriptionArchive& from, const SubscriptionArchive& to);
 
-    // Removes this subscription's archives, and the service's folder where no other subscription has archives in it.
+    // Removes this subscription's archives, and the service's folder if no other subscription has archives in it.
     void RemoveBaseDir();
     bool CreateBaseDir();
 

@@ -1,5 +1,5 @@
-// The end of event-manager subscriptions that have reached their end date, and the return of those that the event
-// manager has lost.
+// Ends event-manager subscriptions that have reached their end date, and restores those that the event manager has
+// lost.
 
 #include "common/com/results.h"
 #include "common/log/Logging.h"
@@ -13,7 +13,7 @@ namespace vorna {
 bool Subscription::HasReachedEnd(std::wstring_view endDate) {
     const SYSTEMTIME now = LocalNow();
     SYSTEMTIME end{};
-    // A year that is over does not parse, and has certainly been reached.
+    // ParseDateTime rejects past years, but such an end date has certainly been reached.
     if (!ParseDateTime(endDate, end))
         return end.wYear > 0 && end.wYear < now.wYear;
     return IsLaterOrEqual(now, end);
@@ -28,7 +28,7 @@ HRESULT Subscription::UnregisterAged(std::wstring_view endDate) {
         VORNA_LOG(LOG_TRACE, "Unable to create instance of Event Manager");
         return created;
     }
-    // A registration that is not there any more is as good as ended.
+    // A registration that no longer exists counts as ended.
     if (HRESULT answer = eventManager.Unsubscribe(record_.subscriptionId); answer != S_OK && !Sender::IsGone(answer)) {
         VORNA_LOG(LOG_TRACE, "Unsubscription with Event Manager failed");
         return S_OK;
@@ -59,7 +59,7 @@ HRESULT Subscription::RestoreRegistration() {
         VORNA_LOG(LOG_TRACE, "Failed to Create an instance of event manager");
         return created;
     }
-    // A modification that changes nothing tells whether the registration is there.
+    // A modification without changes shows whether the registration still exists.
     const HRESULT known = eventManager.Modify(record_.subscriptionId);
     if (!Sender::IsGone(known))
         return known == S_OK ? S_FALSE : known;

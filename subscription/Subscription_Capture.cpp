@@ -19,10 +19,10 @@ constexpr int MOST_WAITS_FOR_A_SECOND = 10;
 
 HRESULT Subscription::HandleCallBack(std::wstring_view callbackXml) {
     return CatchAll("Subscription::HandleCallBack", E_FAIL, [&]() -> HRESULT {
-        VORNA_LOG(LOG_TRACE,
-                  "In the CallBack of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
-                  "ServiceObject :\"%S\"",
-                  record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
+        VORNA_LOG(
+            LOG_TRACE,
+            "In the CallBack of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and ServiceObject :\"%S\"",
+            record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
         if (info_.Status() != S_OK) {
             VORNA_LOG(LOG_TRACE, "No subscriptionInfo");
             return E_FAIL;
@@ -31,7 +31,7 @@ HRESULT Subscription::HandleCallBack(std::wstring_view callbackXml) {
             std::wstring endDate;
             if (persistance_.GetEndDateForSubscription(record_.vornaId, endDate) == S_OK && HasReachedEnd(endDate)) {
                 const HRESULT aged = UnregisterAged(endDate);
-                // It came back to life in this very moment; what this callback brings is still its own.
+                // The subscription has just been renewed, so the callback's data is still captured.
                 if (aged != S_FALSE)
                     return aged;
             }
@@ -52,7 +52,7 @@ HRESULT Subscription::Capture(const DataSource& source, std::wstring_view callba
                : HandleCallbackforEventPayloadData(callbackXml, source.xpath, source.transformFile);
 }
 
-// data is empty where the answer is not S_OK, and may be empty where it is.
+// data is empty unless the result is S_OK, and may be empty even then.
 HRESULT Subscription::GetDataFromAggregator(IUnknown* service, std::wstring_view xpath, std::wstring_view argument,
                                             std::wstring& data) {
     data.clear();
@@ -105,9 +105,9 @@ HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data) {
     });
 }
 
-// Snapshots are named by the second, and a second capture of the same name would take the place of the first: it waits
-// for a second of its own. Where none comes soon (the clock was set back over a time that is full of captures), the
-// newer one is kept.
+// Snapshots are named after the second of their capture, so another capture in the same second would replace the first
+// one: it waits for the next second. If several seconds in a row are taken (because the clock was set back), the newer
+// capture replaces the older one.
 HRESULT Subscription::RecordCapture(SnapShot& snapShot) {
     using Known = SnapShotIndex::Known;
     for (int waits = 0;; ++waits) {
@@ -121,14 +121,15 @@ HRESULT Subscription::RecordCapture(SnapShot& snapShot) {
     }
 }
 
-// The record stands already; the data follow under the archive lock, and a failure takes the record back.
+// The snapshot is already recorded. Stores its data under the archive lock, and removes the record if that fails.
 HRESULT Subscription::StoreSnapShot(const SnapShot& snapShot, std::wstring_view data) {
-    // The lock is an object of its own: the persistence object takes the same one again for the rollback.
+    // The lock is recursive: the persistence object acquires it again for the rollback.
     const SubscriptionArchive archive = record_.Archive();
     const NamedLock lock = archive.Lock();
     if (!lock.Held())
         return lock.Result();
-    // A subscription that was ended since its index was written takes nothing more: no archive would be left to end.
+    // The subscription may have been ended since the snapshot was recorded. Storing would create an archive that is
+    // never removed.
     if (!archive.Exists())
         return RESULT_NO_SUBSCRIPTION;
     const HRESULT result = archive.Store(snapShot.id, data);
@@ -139,7 +140,7 @@ HRESULT Subscription::StoreSnapShot(const SnapShot& snapShot, std::wstring_view 
         return S_OK;
     }
     VORNA_LOG(LOG_TRACE, "Going to delete the subscription from snapshot persist");
-    // A capture of the same second keeps its record: its stream is still there.
+    // An earlier capture of the same second keeps its record, because its stream still exists.
     if (!known && persistance_.DeleteSnapShot(archive, snapShot.id) != 1)
         VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
     return result;

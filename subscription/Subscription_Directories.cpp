@@ -1,4 +1,4 @@
-// The folder of a service's archives: made with the first of them, removed with the last.
+// The folder of a service's archives: created with the first one, removed with the last one.
 
 #include "common/log/Logging.h"
 #include "common/services/Directories.h"
@@ -8,7 +8,7 @@ namespace vorna {
 
 namespace {
 
-// The directory operations take narrow paths; a path that has no narrow form is refused, not mangled.
+// The directory functions take narrow paths. Empty if the path has no exact narrow form or is too long.
 std::string NarrowPath(const std::wstring& path) {
     char narrow[512];
     BOOL mangled = FALSE;
@@ -27,10 +27,10 @@ bool Subscription::CreateBaseDir() {
     return !path.empty() && attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// The service's folder is shared by all archives of the service: it goes with the last of them.
+// All archives of the service share its folder, which is removed with the last one.
 void Subscription::RemoveBaseDir() {
     const ScopeTrace trace("Subscription::RemoveBaseDir");
-    // No other archive may be made in the folder meanwhile.
+    // No other archive may be created in the folder meanwhile.
     const NamedLock registration = RegistrationLock();
     if (!record_.subscriptionId.empty())
         record_.Archive().RemoveFiles();
@@ -39,7 +39,7 @@ void Subscription::RemoveBaseDir() {
     const std::string path = NarrowPath(record_.archiveDirectory);
     if (path.empty() || !VORNAUTILITY::DeleteDirectory(path.c_str(), true))
         return;
-    // The folders above, Archives included, stay where another service has archives below them.
+    // The parent folders, up to and including Archives, are removed unless they contain archives of other services.
     std::wstring parent = record_.archiveDirectory;
     for (int level = 0; level < 3; ++level) {
         parent.erase(parent.find_last_of(L'\\'));

@@ -1,4 +1,4 @@
-// The answer to a GetData: one document of all snapshots, each cut down to what was asked for.
+// GetData: one document with all snapshots, each reduced to the selected nodes.
 
 #include "common/com/bstr.h"
 #include "common/log/CatchAll.h"
@@ -11,7 +11,7 @@ namespace vorna {
 
 namespace {
 
-// An Id as a time: 2005-3-7T14_5_9 becomes 2005-03-07T14:05:09.
+// Converts an Id to a time: 2005-3-7T14_5_9 becomes 2005-03-07T14:05:09.
 std::wstring TimestampOf(std::wstring_view id) {
     std::wstring timestamp, field;
     const auto endField = [&] {
@@ -34,7 +34,7 @@ std::wstring TimestampOf(std::wstring_view id) {
 
 } // namespace
 
-// The archive lock is held for this one read only, so that captures can come in between.
+// Holds the archive lock for this read only, so that captures are not delayed.
 HRESULT Subscription::ReadSnapShot(SamAccessor& archive, std::wstring_view snapShotId, bstr& data) {
     const NamedLock lock = record_.Archive().Lock();
     if (!lock.Held())
@@ -89,7 +89,7 @@ HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer&
         return E_FAIL;
     }
     document.Append(L"</ArchiveData></Archive>");
-    // One write for all: the index is rewritten whole each time, and thousands of times would not be linear.
+    // One write for all: every write rewrites the whole index, so separate writes would take quadratic time.
     if (HRESULT marked = persistance_.RefreshSnapShots(record_.Archive(), contributed); marked != S_OK)
         VORNA_LOG(LOG_WARNING, "The snapshots could not be marked as read (hr: %#x)", static_cast<unsigned>(marked));
     return S_OK;
@@ -99,13 +99,13 @@ HRESULT Subscription::HandleGetData(std::wstring_view xpath, std::wstring_view, 
                                     CPWStringBuffer& errorText) {
     const auto otherwise = FailWith(errorText, E_FAIL, L"Unknown Exception. Failed to get the Data from the archive");
     const auto work = [&]() -> HRESULT {
-        VORNA_LOG(LOG_TRACE,
-                  "In the GetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
-                  "ServiceObject :\"%S\"",
-                  record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
+        VORNA_LOG(
+            LOG_TRACE,
+            "In the GetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and ServiceObject :\"%S\"",
+            record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
         if (DeleteTheAgedFilesFromArchive() == 0)
-            VORNA_LOG(LOG_TRACE, "Failed to delete the aged files from the archive. Proceeding to get the data from "
-                                 "archive");
+            VORNA_LOG(LOG_TRACE,
+                      "Failed to delete the aged files from the archive. Proceeding to get the data from archive");
         CPWStringBuffer document;
         if (HRESULT collected = CollectSnapShots(xpath, document, errorText); collected != S_OK)
             return collected;

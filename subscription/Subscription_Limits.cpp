@@ -1,4 +1,4 @@
-// Lifetimes and the storage limit of an archive. The oldest snapshots go first.
+// Lifetimes and the storage limit of an archive. The oldest snapshots are removed first.
 
 #include "common/com/files.h"
 #include "common/log/CatchAll.h"
@@ -6,7 +6,7 @@
 
 namespace vorna {
 
-// Runs under the archive lock.
+// Acquires the archive lock.
 HRESULT Subscription::RemoveStream(std::wstring_view snapShotId) {
     const SubscriptionArchive archive = record_.Archive();
     const NamedLock lock = archive.Lock();
@@ -15,7 +15,7 @@ HRESULT Subscription::RemoveStream(std::wstring_view snapShotId) {
 
 bool Subscription::IsExpired(const SnapShot& snapShot) const {
     const SYSTEMTIME now = LocalNow();
-    // Without a limit the sum is no date, and no date is never earlier than now.
+    // Without a limit the sum is not a valid date, which is never earlier than now.
     const Duration& lifetime = snapShot.alreadyRead == 1 ? info_.LifetimeAfterRead() : info_.LifetimeBeforeRead();
     return IsLater(now, AddDuration(snapShot.accessTime, lifetime));
 }
@@ -65,7 +65,7 @@ HRESULT Subscription::CheckForArchiveOverflow() {
             VORNA_LOG(LOG_TRACE, "Invalid archivePath. Exiting.");
             return E_FAIL;
         }
-        // Nothing is asked of it; a check without an accessor is refused before it removes anything.
+        // Not used for queries: if an accessor cannot be created, the check fails before it removes anything.
         XmlAccessor accessor;
         if (HRESULT result = accessor.Create(); result != S_OK)
             return result;

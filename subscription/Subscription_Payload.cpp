@@ -1,4 +1,4 @@
-// From an event's payload to the data of a snapshot: narrowed by an XPath, turned by a stylesheet.
+// Converts the payload of an event to the data of a snapshot: reduced by an XPath, transformed by a stylesheet.
 
 #include "common/com/results.h"
 #include "common/log/Logging.h"
@@ -10,7 +10,7 @@ namespace vorna {
 
 namespace {
 
-// The text that the callback brings, in an element that names it; empty where there is none.
+// The payload of the callback, in its EventPayload or Payload element. E_FAIL if there is none.
 HRESULT ReadPayload(XmlAccessor& callback, std::wstring& data) {
     std::wstring root;
     if (callback.GetRootName(root) != S_OK || root.empty()) {
@@ -39,7 +39,7 @@ HRESULT ReadPayload(XmlAccessor& callback, std::wstring& data) {
     return E_FAIL;
 }
 
-// What a stylesheet makes of the data, fit to be read back by XPath: a document, without its XML declaration.
+// Transforms the document in accessor. output is a well-formed document without an XML declaration.
 bool Transform(XmlAccessor& accessor, std::wstring_view transformFile, std::wstring& output) {
     std::wstring transformed;
     return accessor.TransformByFile(transformFile, transformed) == S_OK && accessor.Load(transformed) == S_OK &&

@@ -1,4 +1,4 @@
-// How subscriptions of every kind are registered with their sender, modified and ended, and what a failure undoes.
+// Registers, modifies and ends subscriptions of all event types with their sender, and undoes what failed.
 
 #include "common/com/ProcessorFault.h"
 #include "common/com/results.h"
@@ -56,7 +56,7 @@ HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
     if (HRESULT created = sender.Create(errorText); created != S_OK)
         return created;
 
-    // A timer's first snapshot is of the moment of its registration; an event brings its own.
+    // Only timer subscriptions capture a snapshot when they are registered.
     std::wstring data;
     const HRESULT gathered = info_.TimerEvent() ? GatherFirstData(data) : S_FALSE;
 
@@ -90,7 +90,8 @@ HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
         registration.Unlock();
         (void)sender.Unsubscribe(record_.subscriptionId);
         RemoveBaseDir();
-        // A maintenance timer that nobody recorded would never be found again; a recorded one is for others too.
+        // A maintenance timer that is not recorded could never be ended later; a recorded one may serve other
+        // subscriptions.
         std::wstring recorded;
         if (!maintenanceId.empty() && persistance_.GetMaintainanceID(recorded) != S_OK)
             (void)MaintenanceTimer::End(sender.ClientId(), maintenanceId);
@@ -104,10 +105,10 @@ HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
         (void)AddSnapShotToArchive(data);
     else if (gathered == S_OK)
         VORNA_LOG(LOG_TRACE, "Error - Aggregator's GetData returned S_OK, but output data was NULL");
-    VORNA_LOG(LOG_TRACE,
-              "Returning from the SetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
-              "ServiceObject :\"%S\"",
-              record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
+    VORNA_LOG(
+        LOG_TRACE,
+        "Returning from the SetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and ServiceObject :\"%S\"",
+        record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
     return S_OK;
 }
 
@@ -136,7 +137,7 @@ HRESULT Subscription::Modify(Sender& sender, CPWStringBuffer& errorText) {
         const HRESULT stored = persistance_.AddSubscription(record_, sender.ClientId(), {});
         if (stored == S_OK)
             return S_OK;
-        // It may have aged a moment ago; then the registration is gone, and a fresh one brings it back to life.
+        // The subscription may just have aged, which ends its registration; then it is registered again.
         if (!persistance_.IsSubscriptionAged(record_.vornaId)) {
             VORNA_LOG(LOG_TRACE, "%s", texts.storeRefused);
             errorText = texts.storeFailed;
@@ -154,14 +155,14 @@ HRESULT Subscription::Modify(Sender& sender, CPWStringBuffer& errorText) {
     return renewed;
 }
 
-// Everything that was captured so far, under the new name.
+// Copies everything that was captured so far to the new archives.
 HRESULT Subscription::CopyArchive(const SubscriptionArchive& from, const SubscriptionArchive& to) {
     const NamedLock lock = from.Lock();
     return lock.Held() ? from.CopyTo(to) : lock.Result();
 }
 
-// A fresh registration in place of the recorded one. The archives are named after the registration, so what was
-// captured so far goes over to the new name before the record changes.
+// Replaces the recorded registration by a new one. The archives are named after the registration, so they are copied to
+// the new name before the record changes.
 HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuffer& errorText) {
     const Sender::Wording& texts = sender.Texts();
     NamedLock registration = RegistrationLock();
@@ -169,7 +170,7 @@ HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuff
         errorText = L"Another registration did not end in time";
         return E_FAIL;
     }
-    // Whoever had the lock before may have done the same; its archives are the ones that count now.
+    // The previous owner of the lock may have renewed the subscription as well; then its archives are the current ones.
     SubscriptionRecord current;
     if (HRESULT found = persistance_.GetSubscription(record_.clientCookie, current); found != S_OK) {
         errorText = found == RESULT_NO_SUBSCRIPTION ? L"The subscription was ended meanwhile" : texts.storeFailed;
@@ -198,12 +199,12 @@ HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuff
                                                         : texts.storeRefused);
         (void)sender.Unsubscribe(newId);
         SubscriptionRecord recorded;
-        // Only when the record still names the old archives are the new ones nobody's.
+        // The new archives are unused only if the record does not name them.
         if (persistance_.GetSubscription(newId, recorded) == RESULT_NO_SUBSCRIPTION)
             newArchive.RemoveFiles();
         return result;
     }
-    // Mostly it is gone already; where it is not, nobody would end it.
+    // Usually the old registration no longer exists; if it does, nothing else would end it.
     (void)sender.Unsubscribe(oldId);
     oldArchive.MoveLateSnapShotsTo(newArchive);
     return S_OK;

@@ -1,4 +1,4 @@
-// From a SetData to the handler of its kind of event; the identity of a service object.
+// Passes SetData to the handler of the event type; reads the identity of service objects.
 
 #include "common/com/ProcessorFault.h"
 #include "common/com/bstr.h"
@@ -18,7 +18,7 @@ namespace {
 
 using AttributeGetter = HRESULT (STDMETHODCALLTYPE IZEBServiceObject::*)(BSTR*);
 
-// Calls into a client's own object: whatever it does must not take the platform's process down.
+// Calls an object that a client may have implemented: a processor fault in it must not end the process.
 HRESULT ReadAttribute(IZEBServiceObject& service, AttributeGetter getter, std::wstring& value) {
     bstr text;
     HRESULT result = E_FAIL;
@@ -27,7 +27,7 @@ HRESULT ReadAttribute(IZEBServiceObject& service, AttributeGetter getter, std::w
     return result;
 }
 
-// An identity becomes one folder of the component's own and stands in the persist document as it is.
+// The values become folder names and, without escaping, part of the persist document.
 bool IsUsableIdentity(std::wstring_view value) {
     return !value.empty() && value != L"." && value != L".." && value.find_first_of(L"\\/:*?\"<>|&") == value.npos &&
            std::none_of(value.begin(), value.end(), [](wchar_t letter) { return letter < L' '; });

@@ -36,8 +36,8 @@ const Sender::Wording& TimerSender::Texts() const {
         .unsubscribeFailed = "Unregistration with Timer event Failed.",
         .invalidated = "Unregistration with Timer event Failed. Subscription has been invalidated",
         .invalidatedText = L"Subscription has been invalidated",
-        .unsubscribed = "Subscription::HandleSetDataforTimerEvent~~~Unregistration with Timer Succeeded. Going to "
-                        "delete the subscription from Persist file.",
+        .unsubscribed =
+            "Subscription::HandleSetDataforTimerEvent~~~Unregistration with Timer Succeeded. Going to delete the subscription from Persist file.",
     };
     return TEXTS;
 }
@@ -60,14 +60,14 @@ HRESULT TimerSender::GetTicket(std::wstring& ticket) {
 HRESULT TimerSender::SubscribeWithComponent(std::wstring& id) {
     bstr answered;
     HRESULT result = E_FAIL;
-    // A ticket that the timer does not know any more is replaced once.
+    // A ticket that the timer no longer accepts is replaced once.
     for (bool fresh = clientId_.empty();; fresh = true) {
         if (fresh) {
             result = GetTicket(clientId_);
             if (result != S_OK)
                 return result;
         }
-        // Built anew for each try: it counts from now.
+        // Built again for each attempt, because its dates are relative to now.
         const bstr schedule(info_->ToXML());
         result = timer_->Subscribe(bstr(clientId_).get(), schedule.get(), answered.put());
         if (fresh || !IsStaleTicket(result))

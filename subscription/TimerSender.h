@@ -10,13 +10,13 @@ namespace vorna {
 
 class TimerSender : public Sender {
   public:
-    // timer: what to register, alive as long as this object; null for one that only ends registrations.
+    // timer: the schedule to register, which must outlive this object; null for an object that only ends registrations.
     TimerSender(const TimerInfo* timer, std::wstring clientId) : Sender(std::move(clientId)), info_(timer) {}
 
     const Wording& Texts() const override;
     [[nodiscard]] HRESULT Modify(std::wstring_view id) override;
     [[nodiscard]] HRESULT Unsubscribe(std::wstring_view id) override;
-    // A schedule that the timer refuses for another reason is not subscribed anew.
+    // A schedule that the timer refuses for another reason is not registered again.
     bool SubscribesAgainAfter(HRESULT answer) const override { return IsGone(answer); }
 
   private:

@@ -8,7 +8,7 @@ namespace vorna {
 
 namespace {
 
-// The manager counts entries of this kind: streams.
+// The kind of entries that the manager counts: streams.
 constexpr long ENTRY_KIND_STREAM = 2;
 
 } // namespace
@@ -40,7 +40,7 @@ void SamAccessor::Log(std::initializer_list<std::wstring_view> parts) {
     LogMessage(LOG_TRACE, "%S", message_.c_str());
 }
 
-// The frame of every operation: bind the archive, set the mode, do the work.
+// Runs one operation: selects the archive, sets the mode and calls work.
 template <typename Work>
 HRESULT SamAccessor::WithArchive(Work work) {
     if (!manager_)

@@ -1,8 +1,9 @@
-// The component's only door to the platform's secure archive manager: one archive, one stream, one step.
+// The component's only access to the platform's secure archive manager: one archive, one stream, one operation at a
+// time.
 //
-// Takes no lock: whoever adds or removes streams holds the subscription's archive lock. One thread at a time. No
-// operation throws; each returns the manager's own HRESULT, 0x80000152 where the manager could not be created, or
-// 0x80004005 where nothing ran.
+// Acquires no lock: callers that add or remove streams must hold the subscription's archive lock. One thread at a time.
+// No operation throws; each returns the manager's result, 0x80000152 if the manager could not be created, or 0x80004005
+// if it was not called.
 #pragma once
 
 #include "QXKeldan.h"
@@ -22,7 +23,7 @@ class SamAccessor {
     // For counting: no stream.
     explicit SamAccessor(std::wstring_view archivePath) : SamAccessor(archivePath, {}) {}
 
-    // Another stream of the same archive.
+    // Selects another stream of the same archive.
     void SetFileName(std::wstring_view fileName) { fileName_.assign(fileName); }
 
     [[nodiscard]] HRESULT getStreamFromArchive(bstr& data);
@@ -34,13 +35,13 @@ class SamAccessor {
     void CreateManager();
     template <typename Work>
     HRESULT WithArchive(Work work);
-    // Writes one line at level 4, put together in the scratch buffer.
+    // Logs the joined parts at level 4.
     void Log(std::initializer_list<std::wstring_view> parts);
 
     com_ptr<ISecureArchiveManager> manager_;
     std::wstring archivePath_;
     std::wstring fileName_;
-    // Scratch for the log lines, kept so that a reused accessor does not allocate again.
+    // The buffer of Log, kept so that a reused accessor does not allocate again.
     std::wstring message_;
     HRESULT result_ = E_FAIL;
 };

@@ -7,7 +7,7 @@
 namespace vorna {
 
 SnapShot::SnapShot(const SYSTEMTIME& time) : id(FormatDateTime(time)), accessTime(time) {
-    // A stream name must not hold what a file name cannot.
+    // Stream names must not contain characters that file names cannot have.
     std::replace(id.begin(), id.end(), L':', L'_');
 }
 
@@ -28,7 +28,7 @@ SnapShot::SnapShot(std::wstring_view xml, XmlAccessor& accessor) {
 
 SnapShot::SnapShot(std::wstring_view name, std::wstring_view time, std::wstring_view flag)
     : id(name), alreadyRead(flag == L"TRUE" ? 1 : 0) {
-    // A time of last year does not parse; what was read of it stays, and such a snapshot never ages.
+    // ParseDateTime rejects past years. The fields that were read remain, and such a snapshot never expires.
     (void)ParseDateTime(time, accessTime);
 }
 
@@ -47,7 +47,7 @@ void SnapShot::Read(std::wstring_view xml, XmlAccessor& accessor) {
         VORNA_LOG(LOG_TRACE, "Failed to get /SnapShot/AccessTime from input XML");
         return;
     }
-    // Without a flag the time still counts.
+    // If only the flag is missing, the time is used nevertheless.
     if (accessor.QueryText(L"/SnapShot/AlreadyRead", flag) != S_OK)
         VORNA_LOG(LOG_TRACE, "Failed to Get /SnapShot/AlreadyRead from input XML");
     *this = SnapShot(std::wstring(id), time, flag);

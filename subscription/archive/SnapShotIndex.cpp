@@ -20,7 +20,7 @@ HRESULT Replace(XmlAccessor& accessor, const std::wstring& path, const std::wstr
     return E_FAIL;
 }
 
-// failure: a format for the text.
+// failure: a format string that takes the text.
 HRESULT Load(XmlAccessor& accessor, const std::wstring& text, const char* failure) {
     if (HRESULT result = accessor.Create(); result != S_OK)
         return result;
@@ -73,7 +73,7 @@ HRESULT SnapShotIndex::Refresh(std::span<const SnapShot> snapShots) {
     if (accessor.QueryMarkups(L"/SnapShots/SnapShot", entries) != S_OK ||
         accessor.QueryTexts(L"/SnapShots/SnapShot/@Id", ids) != S_OK)
         return E_FAIL;
-    // An entry without an Id would shift the rest against each other.
+    // If an entry has no Id, entries and Ids cannot be matched.
     if (ids.size() != entries.size())
         return E_FAIL;
     std::map<std::wstring_view, const SnapShot*> fresh;
@@ -118,11 +118,11 @@ HRESULT SnapShotIndex::Read(std::vector<SnapShot>& snapShots) const {
         VORNA_LOG(LOG_TRACE, "Failed to get /SnapShots/SnapShot from the SnapShotInfo data");
         return E_FAIL;
     }
-    // One question for a value of all entries; asking each entry by itself takes ten times as long.
+    // One query reads a value of all entries; querying each entry separately takes ten times as long.
     (void)accessor.QueryTexts(L"/SnapShots/SnapShot/@Id", ids);
     (void)accessor.QueryTexts(L"/SnapShots/SnapShot/AccessTime", times);
     (void)accessor.QueryTexts(L"/SnapShots/SnapShot/AlreadyRead", flags);
-    // If an entry lacks a value, each entry is read by itself.
+    // If an entry lacks a value, each entry is read separately.
     const bool complete =
         ids.size() == entries.size() && times.size() == entries.size() && flags.size() == entries.size();
     for (size_t i = 0; i < entries.size(); ++i) {

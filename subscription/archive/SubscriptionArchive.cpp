@@ -10,7 +10,7 @@ namespace vorna {
 
 namespace {
 
-// The files of a folder that match a pattern, with their paths.
+// The paths of the files in a folder that match a pattern.
 std::vector<std::wstring> FilesLike(const std::wstring& folder, const std::wstring& pattern) {
     std::vector<std::wstring> files;
     WIN32_FIND_DATAW entry;
@@ -98,13 +98,13 @@ HRESULT SubscriptionArchive::Count(long& snapShots) const {
 
 HRESULT SubscriptionArchive::CopyTo(const SubscriptionArchive& to) const {
     std::wstring text;
-    // The document too, so that the archives are whole under either name.
+    // The document is copied too, so that both copies are complete.
     HRESULT result = ReadDocument(text);
     if (result == S_OK)
         result = to.WriteDocument(text);
     if (result != S_OK)
         return result;
-    // The index goes over as it stands: it may hold times that only its text can express.
+    // The index is copied as text, because it may contain times that cannot be parsed.
     SnapShotIndex index;
     result = ReadIndex(index);
     if (result != S_OK || index.empty())
@@ -130,7 +130,7 @@ void SubscriptionArchive::MoveLateSnapShotsTo(const SubscriptionArchive& to) con
     const NamedLock otherLock = to.Lock();
     SnapShotIndex index;
     std::vector<SnapShot> late, known;
-    // An archive that was ended meanwhile is not brought back.
+    // A subscription that was ended meanwhile must not get its archives back.
     if (!lock.Held() || !otherLock.Held() || !to.Exists() || ReadSnapShots(late) != S_OK ||
         to.ReadIndex(index) != S_OK || index.Read(known) != S_OK)
         return;

@@ -1,10 +1,9 @@
-// Where the data of one subscription lie: two archives in the folder of its service, named after the subscription's ID.
-// The configuration archive holds the subscription document and the snapshot index, the snapshot archive one stream for
-// each snapshot, named by its Id.
+// The stored data of one subscription: two archives in the folder of its service, named after the subscription's ID.
+// The configuration archive contains the subscription document and the snapshot index; the snapshot archive contains
+// one stream for each snapshot, named after its Id.
 //
-// A value: it holds two names and no open file. The operations on streams take no lock: the caller holds Lock(). Their
-// results are the archive manager's own, as SamAccessor gives them; an empty stream counts as one that is not there
-// (0x80070002).
+// A value with two names and no open file. The operations on streams acquire no lock: the caller holds Lock(). They
+// return the results of SamAccessor; an empty stream counts as missing (0x80070002).
 #pragma once
 
 #include "common/com/bstr.h"
@@ -16,22 +15,22 @@
 
 namespace vorna {
 
-// The folder of a service's archives, without a backslash at its end. servicePath: serviceId\serviceURI\portID.
+// The folder of a service's archives, without a trailing backslash. servicePath: serviceId\serviceURI\portID.
 std::wstring ArchiveDirectory(std::wstring_view servicePath);
 
-// A stream that is not there, in an archive that may not be there either: not an error of the archive.
+// True if the stream, its archive or its folder does not exist; false for all other failures.
 bool IsMissing(HRESULT result);
-// Streams of any archive as texts.
+// Read and write a stream of any archive as text.
 [[nodiscard]] HRESULT ReadStream(std::wstring_view archive, std::wstring_view name, std::wstring& text);
 [[nodiscard]] HRESULT WriteStream(std::wstring_view archive, std::wstring_view name, std::wstring_view text);
 
 class SubscriptionArchive {
   public:
-    // directory: as ArchiveDirectory gives it.
+    // directory: as ArchiveDirectory returns it.
     SubscriptionArchive(std::wstring_view directory, std::wstring_view subscriptionId)
         : directory_(directory), id_(subscriptionId) {}
 
-    // The lock on both archives; every access to a stream is made under it.
+    // Acquires the lock of both archives, which every access to a stream requires.
     NamedLock Lock() const;
 
     std::wstring ConfigPath() const { return directory_ + L"\\config_" + id_; }
@@ -45,7 +44,7 @@ class SubscriptionArchive {
 
     [[nodiscard]] HRESULT ReadDocument(std::wstring& text) const;
     [[nodiscard]] HRESULT WriteDocument(std::wstring_view text) const;
-    // An index that is not there reads as an empty one.
+    // A missing index is read as an empty one.
     [[nodiscard]] HRESULT ReadIndex(SnapShotIndex& index) const;
     [[nodiscard]] HRESULT WriteIndex(const SnapShotIndex& index) const;
     // The entries of the index.
@@ -55,15 +54,16 @@ class SubscriptionArchive {
     [[nodiscard]] HRESULT Remove(std::wstring_view snapShotId) const;
     [[nodiscard]] HRESULT Count(long& snapShots) const;
 
-    // Everything, under the name of another subscription of the same service. This archive stays as it is.
+    // Copies everything to the archives of another subscription of the same service. This archive is not changed; after
+    // a failure the copy is incomplete.
     [[nodiscard]] HRESULT CopyTo(const SubscriptionArchive& to) const;
-    // The snapshots that the other archive lacks go over; then this archive is deleted. If one cannot be moved, this
-    // archive stays. Takes both locks.
+    // Moves the snapshots that the other archive does not have, then deletes this archive. If one cannot be written,
+    // this archive is kept; one that cannot be read is skipped. Acquires both locks.
     void MoveLateSnapShotsTo(const SubscriptionArchive& to) const;
-    // Deletes the files of both archives, under the lock. A file that cannot be deleted is logged.
+    // Deletes the files of both archives, under the lock. Files that cannot be deleted are logged.
     void RemoveFiles() const;
 
-    // Whether the folder holds an archive of any subscription.
+    // Whether the folder contains an archive of any subscription.
     static bool AnyIn(const std::wstring& directory);
 
   private:
