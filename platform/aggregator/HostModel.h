@@ -1,7 +1,7 @@
 // The live model "host": this machine, as its operating system describes it at the moment of the call.
 //
 //   Host/Name                              the machine's name
-//   Host/Time[@Utc]                        local time; the attribute holds the same moment in UTC
+//   Host/Time[@Utc]                        local time; the attribute is the same moment in UTC
 //   Host/Memory/Total, Available           bytes (Unit="bytes")
 //   Host/Memory/Load                       per cent in use (Unit="percent")
 //   Host/Disks/Disk[@Drive]/Total, Free    bytes; drives of this machine, not network drives

@@ -95,9 +95,9 @@ HRESULT ArchiveDatabase::Execute(const char* sql) {
     return Result(sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr));
 }
 
-// The number of pages is authenticated, so a file that has fewer was cut. It may have more: a change that makes the
-// database smaller is committed when its journal is deleted, and the file is cut after that. What follows the last page
-// is never read, and is cut off before the next change.
+// The number of pages is authenticated, so a file that has fewer was truncated. It may have more: a change that makes
+// the database smaller is committed when its journal is deleted, and the file is truncated after that. Data after the
+// last page is never read, and is removed before the next change.
 HRESULT ArchiveDatabase::CheckSize() {
     UniqueStatement statement;
     if (HRESULT result = Prepare("PRAGMA page_count", statement); FAILED(result))
@@ -115,8 +115,8 @@ HRESULT ArchiveDatabase::CheckSize() {
     return Result(code);
 }
 
-// The database has been read, so an unfinished change has been rolled back. A journal that still exists holds no
-// change: its writer was ended before the first one. Without it, the file is checked strictly again.
+// The database has been read, so an unfinished change has been rolled back. A journal that still exists contains no
+// change: its writer was terminated before the first one. Once it is deleted, the file is checked strictly again.
 HRESULT ArchiveDatabase::DropJournal() {
     int code = file_.DeleteJournal();
     std::array<BYTE, 100> start;
@@ -130,7 +130,7 @@ HRESULT ArchiveDatabase::Prepare(const char* sql, UniqueStatement& statement) {
 }
 
 HRESULT ArchiveDatabase::Bind(const UniqueStatement& statement, int position, Bytes bytes) {
-    // The address of no bytes may be null, which SQLite would store as NULL instead of an empty value.
+    // The address of an empty range may be null, which SQLite would store as NULL instead of an empty value.
     if (bytes.empty())
         return Result(sqlite3_bind_zeroblob(statement.get(), position, 0));
     return Result(sqlite3_bind_blob64(statement.get(), position, bytes.data(), bytes.size(), SQLITE_STATIC));

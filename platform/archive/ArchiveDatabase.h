@@ -11,7 +11,7 @@
 
 namespace keldan {
 
-// A stream's name or content: bytes, so that any text is preserved, with zeros and halves of surrogate pairs.
+// A stream's name or content: bytes, so that any text is preserved, including zeros and unpaired surrogates.
 using Bytes = std::basic_string_view<BYTE>;
 
 using UniqueStatement = vorna::unique_any<vorna::null_traits<sqlite3_stmt*, sqlite3_finalize>>;
@@ -21,10 +21,10 @@ using UniqueDatabase = vorna::unique_any<vorna::null_traits<sqlite3*, sqlite3_cl
 // that the file was changed by something else since it was last closed. One thread, the one that created the object.
 class ArchiveDatabase {
   public:
-    // The file has been opened or created, and outlives the object.
+    // file: opened or created; must outlive this object.
     explicit ArchiveDatabase(ArchiveFile& file) : file_(file), current_(file) {}
 
-    // Opens the database; in a file that was created it creates the table.
+    // Opens the database; in a new file it creates the table.
     [[nodiscard]] HRESULT Open();
     [[nodiscard]] HRESULT Count(long& count);
     // Stores a stream, replacing one of the same name.

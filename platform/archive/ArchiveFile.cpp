@@ -13,17 +13,18 @@ namespace keldan {
 
 namespace {
 
-// The place of the header, counted from the content.
+// The offset of the header, relative to the content.
 constexpr LONGLONG HEADER = -static_cast<LONGLONG>(ArchiveHeader::SIZE);
 
 // The cipher neither encrypts nor authenticates the first 24 bytes of the first page: a salt, which a raw key does not
 // use, and the format of the database, which is always the same. Any other value is damage.
-// Page size 4096, rollback journal twice, 64 bytes of each page for its authentication, and three fixed fractions.
+// Page size 4096, a rollback journal as the version for writing and for reading, 64 bytes of each page for its
+// authentication, and three fixed fractions.
 constexpr std::array<BYTE, 24> OPEN_BYTES{0, 0, 0, 0, 0,    0, 0, 0, 0,  0,  0,  0,
                                           0, 0, 0, 0, 0x10, 0, 1, 1, 64, 64, 32, 32};
 constexpr size_t SALT_SIZE = 16;
 
-// Far behind the end of any archive, because a locked range cannot be read by others.
+// Far beyond the end of any archive, because a locked range cannot be read by others.
 OVERLAPPED LockPlace() {
     OVERLAPPED place{};
     place.OffsetHigh = 0x7FFFFFFF;
@@ -65,7 +66,7 @@ HRESULT ArchiveFile::OpenOnce() {
     if (!Attach(CreateFileW(path_.c_str(), rights, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                             FILE_ATTRIBUTE_NORMAL, nullptr)))
         return vorna::result_from_last_error();
-    // Some file systems let a privileged account write in spite of the attribute.
+    // Some file systems let a privileged account write despite the read-only attribute.
     FILE_BASIC_INFO info;
     if (access_ == Access::Write && GetFileInformationByHandleEx(file_.get(), FileBasicInfo, &info, sizeof info) &&
         (info.FileAttributes & FILE_ATTRIBUTE_READONLY))
@@ -100,7 +101,7 @@ HRESULT ArchiveFile::OpenHeader() {
 HRESULT ArchiveFile::Create() {
     access_ = Access::Write;
     std::wstring path = path_ + L"-new";
-    // Not shared until it is published. A file that was left by a process that was ended is overwritten.
+    // Not shared until it is published. A file that a terminated process has left is overwritten.
     if (!Attach(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, CREATE_ALWAYS,
                             FILE_ATTRIBUTE_NORMAL, nullptr)))
         return vorna::result_from_last_error();
@@ -171,7 +172,7 @@ int ArchiveFile::OpenJournal(bool write, bool create) {
 }
 
 int ArchiveFile::DeleteJournal() {
-    // A virus scanner or an indexer may hold a new file open for a moment.
+    // A virus scanner or an indexer may have a new file open for a moment.
     Deadline deadline(1000);
     for (;;) {
         if (DeleteFileW(JournalPath().c_str()))

@@ -11,7 +11,7 @@
 
 namespace keldan {
 
-// As a FilePart it is the database's file: what follows the header.
+// As a FilePart it is the database, which follows the header.
 //
 // The archive is open and locked from the first access of one operation to the last: shared by readers, exclusively by
 // a writer. The lock ends with the process. A new archive has another name ("<path>-new") until it is complete and is
@@ -26,14 +26,14 @@ class ArchiveFile : public FilePart {
     // Deletes a new file that was not published.
     ~ArchiveFile() override;
 
-    // Opens and locks an archive and checks its header. If there is the journal of a writer that was ended in the
-    // middle of a change, a reader becomes a writer, so that the database can roll the change back. 0x80070002 no such
-    // file, 0x80070003 no such folder, 0x80070005, 0x80070021 another held it for longer than the deadline, 0x80070570
-    // damaged.
+    // Opens and locks an archive and checks its header. If there is a journal of a writer that was terminated during a
+    // change, a reader becomes a writer, so that the database can roll the change back. 0x80070002 no such file,
+    // 0x80070003 no such folder, 0x80070005, 0x80070021 another process used it for longer than the deadline,
+    // 0x80070570 damaged.
     [[nodiscard]] HRESULT Open(Access access, Deadline& deadline);
-    // Begins a new archive with keys of its own. 0x80070020 (ERROR_SHARING_VIOLATION): another process is creating it.
+    // Begins a new archive with new keys. 0x80070020 (ERROR_SHARING_VIOLATION): another process is creating it.
     [[nodiscard]] HRESULT Create();
-    // Gives the new archive its name, after its content is on disk. 0x800700B7 (ERROR_ALREADY_EXISTS): another process
+    // Flushes the new archive to disk and gives it its final name. 0x800700B7 (ERROR_ALREADY_EXISTS): another process
     // was first.
     [[nodiscard]] HRESULT Publish();
 

@@ -9,7 +9,7 @@
 
 namespace keldan {
 
-// An archive's own random keys; the memory is cleared afterwards.
+// An archive's own random keys; the destructor clears the memory.
 struct ArchiveKeys {
     std::array<BYTE, 32> pages{};
     std::array<BYTE, 32> header{};
@@ -33,7 +33,7 @@ class ArchiveHeader {
     // The name that the header of an archive at this path authenticates.
     [[nodiscard]] static std::wstring NameOf(std::wstring_view path);
 
-    // Generates new keys and builds a header that holds them.
+    // Generates new keys and builds a header that contains them.
     [[nodiscard]] static HRESULT Make(std::wstring_view name, Bytes& bytes, ArchiveKeys& keys);
 
     // Reads the keys. 0x80070570: a byte was changed, or the header belongs to an archive of another name or machine.

@@ -7,7 +7,7 @@ namespace keldan {
 
 class ArchiveFile;
 
-// code: a primary or extended SQLite code. The file may know more exactly what happened below the database.
+// code: a primary or extended SQLite code. file: its first system error is used if it is more exact than the code.
 [[nodiscard]] HRESULT ArchiveResult(int code, const ArchiveFile& file);
 
 } // namespace keldan

@@ -49,7 +49,7 @@ int Size(sqlite3_file* file, sqlite3_int64* size) {
     return PartOf(file).Size(*size);
 }
 
-// One lock of the file covers the whole operation, so the database needs no locks of its own.
+// One lock of the file covers the whole operation, so the database needs no further locks.
 int NoLock(sqlite3_file*, int) {
     return SQLITE_OK;
 }
@@ -97,7 +97,8 @@ int Open(sqlite3_vfs*, const char*, sqlite3_file* file, int flags, int* given) {
         *given = flags;
     int code = SQLITE_OK;
     if (!(flags & SQLITE_OPEN_MAIN_DB)) {
-        // Temporary files are refused, so SQLite keeps their content in memory: no stream is on disk in plain text.
+        // Temporary files are refused, so SQLite keeps their content in memory: no stream is written to disk
+        // unencrypted.
         if (!(flags & SQLITE_OPEN_MAIN_JOURNAL))
             return SQLITE_CANTOPEN;
         opened->part = &current->Journal();

@@ -9,7 +9,7 @@ class ArchiveFile;
 // could not be initialized. Any thread.
 const char* ArchiveVfsName();
 
-// The archive in which this thread opens databases, for the life of the object.
+// The archive in which this thread opens databases, during the lifetime of the object.
 class CurrentArchive {
   public:
     explicit CurrentArchive(ArchiveFile& file);

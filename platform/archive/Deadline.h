@@ -1,4 +1,4 @@
-// A wait with an end, for something that another process holds.
+// A time limit for repeated attempts to access something that another process is using.
 #pragma once
 
 #include <windows.h>
@@ -9,7 +9,7 @@ class Deadline {
   public:
     explicit Deadline(DWORD milliseconds) : end_(GetTickCount64() + milliseconds) {}
 
-    // Pauses before the next attempt, later attempts for longer. False: the time is over.
+    // Pauses before the next attempt, later attempts for longer. False: the time limit has been reached.
     bool Pause() {
         if (GetTickCount64() >= end_)
             return false;

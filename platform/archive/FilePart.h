@@ -1,12 +1,12 @@
-// A file below the database, from an offset on, as SQLite reads and writes it.
+// A file, from an offset on, as SQLite reads and writes it.
 #pragma once
 
 #include "common/com/unique_any.h"
 
 namespace keldan {
 
-// The operations return SQLite's codes. The system error of the first one that failed is kept as well, since SQLite
-// does not pass all of them on. One thread.
+// The operations return SQLite's codes. The system error of the first one that failed is kept as well, because SQLite
+// does not return all of them. One thread.
 class FilePart {
   public:
     // begin: the position of offset 0 in the file. error: receives the first system error; outlives the object.
@@ -24,7 +24,7 @@ class FilePart {
     // Called when the database closes the file.
     virtual void Close() { file_.reset(); }
 
-    // Takes an open file over; false, with the system's last error as it was, if the handle is not valid.
+    // Takes ownership of an open file; false if the handle is not valid, without changing the system's last error.
     [[nodiscard]] bool Attach(HANDLE file) {
         file_.reset(file);
         return static_cast<bool>(file_);

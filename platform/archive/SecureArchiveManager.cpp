@@ -11,13 +11,13 @@ namespace {
 
 constexpr HRESULT NO_FILE = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
 
-// A BSTR may hold any bytes, so half a character at the end is kept too.
+// A BSTR may contain any bytes, so an odd byte at the end is kept too.
 Bytes BytesOf(BSTR text) {
     return {reinterpret_cast<const BYTE*>(text), SysStringByteLen(text)};
 }
 
-// The full path of a file, of any length; empty if it is not one. What is in the long form already is taken literally,
-// since the name of its file is one of the things that authenticate an archive.
+// The full path of a file, of any length; empty if it is not one. A path in the long form is used unchanged, because
+// the file name is part of what authenticates an archive.
 std::wstring FullPath(std::wstring_view path) {
     const bool onNetwork = path.size() > 2 && path.starts_with(L"\\\\");
     if ((!vorna::is_on_drive(path) && !onNetwork) || path.find(L'\0') != path.npos || path.ends_with(L'\\') ||
@@ -37,7 +37,7 @@ HRESULT InArchive(const std::wstring& path, ArchiveFile::Access access, Deadline
     return FAILED(result) ? result : work(database);
 }
 
-// A new archive with its first stream, whole or not at all.
+// Creates an archive with its first stream, completely or not at all.
 HRESULT CreateWith(const std::wstring& path, Bytes name, Bytes data) {
     ArchiveFile file(path);
     HRESULT result = file.Create();

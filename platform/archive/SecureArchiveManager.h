@@ -16,7 +16,7 @@ class SecureArchiveManager : public vorna::dispatch_object<SecureArchiveManager,
   public:
     static constexpr DWORD LONGEST_WAIT = 30000;
 
-    // milliseconds: the longest wait for an archive that another object or process holds.
+    // milliseconds: the longest wait for an archive that another object or process is using.
     explicit SecureArchiveManager(DWORD milliseconds = LONGEST_WAIT) : wait_(milliseconds) {}
 
     STDMETHODIMP put_Archive(BSTR path) override;
@@ -27,12 +27,12 @@ class SecureArchiveManager : public vorna::dispatch_object<SecureArchiveManager,
     STDMETHODIMP put_Mode(long flag) override;
 
   private:
-    // The frame of an operation on the bound archive: work(deadline).
+    // Runs an operation on the selected archive: work(deadline).
     template <typename Work>
     HRESULT Operation(Work work);
 
     const DWORD wait_;
-    // Empty: no archive is bound.
+    // Empty: no archive is selected.
     std::wstring path_;
 };
 

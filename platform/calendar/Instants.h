@@ -17,7 +17,7 @@ inline constexpr Instant NEVER = Instant::max();
 // The values of both clocks at one moment.
 struct Now {
     Instant wall;
-    // Continues evenly when the wall clock is set; its zero has no meaning.
+    // Not affected when the wall clock is set; only differences have a meaning.
     Milliseconds steady{};
 };
 

@@ -18,8 +18,8 @@ class LocalZone {
     explicit LocalZone(const TIME_ZONE_INFORMATION& rules) : rules_(rules) {}
 
     LocalTime ToLocal(Instant instant) const;
-    // Of a time that occurs twice, the first occurrence. A time that is skipped is as long after the change of the
-    // clock as it would be without the change.
+    // For a time that occurs twice, the first occurrence. A time that is skipped is as long after the clock change as
+    // it would be without the change.
     Instant ToInstant(LocalTime local) const;
 
   private:

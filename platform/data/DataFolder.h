@@ -15,7 +15,7 @@ class DataFolder {
 
     explicit DataFolder(const std::wstring& path);
 
-    // A full path in the long form, without a backslash at its end. The folder may not exist yet.
+    // A full path in the long form, without a trailing backslash. The folder may not exist yet.
     const std::wstring& Path() const { return path_; }
     // The folder of the stored data models.
     std::wstring Models() const { return path_ + L"\\models"; }

@@ -12,7 +12,7 @@ namespace keldan {
 namespace {
 
 constexpr size_t MAX_FILE_NAME = 255;
-// The unfinished files of Write have longer names, by at most so many characters.
+// Write appends at most this many characters to the names of unfinished files.
 constexpr size_t ROOM_FOR_SUFFIX = 24;
 
 bool AppendEncoded(std::wstring_view text, std::wstring& name) {

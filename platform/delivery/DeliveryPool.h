@@ -25,7 +25,7 @@ class DeliveryPool {
     // number identifies the work; work must not throw. Throws std::system_error if not a single thread can be started.
     void Add(std::uint64_t number, Work work);
     // Stops counting this work against the pool's width, so that another thread may start. False if too many abandoned
-    // threads exist already; the work then keeps its place.
+    // threads exist already; the work then still counts.
     bool Abandon(std::uint64_t number);
 
   private:

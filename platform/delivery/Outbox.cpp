@@ -30,7 +30,7 @@ constexpr std::int64_t LAYOUT = 1;
 constexpr std::string_view BODY = "B/";
 constexpr std::string_view WAITING = "W/";
 
-// After no thread could be started, or the disk could not be written.
+// The pause after a thread could not be started or the disk could not be written.
 constexpr std::chrono::seconds PAUSE_AFTER_OWN_FAILURE(1);
 // How often libraries of clients that are not in use are unloaded.
 constexpr std::chrono::minutes TIDYING_INTERVAL(5);
@@ -126,7 +126,7 @@ struct Outbox::State : std::enable_shared_from_this<State> {
     bool started = false;
     bool stopping = false;
     bool closed = false;
-    // Holds the bodies too; they are not elsewhere in memory.
+    // Also contains the bodies, which are not kept elsewhere in memory.
     Journal journal;
     // Changes that could not be written yet; they are part of the next commit.
     std::vector<Journal::Change> owed;
@@ -136,7 +136,7 @@ struct Outbox::State : std::enable_shared_from_this<State> {
     std::size_t bytes = 0;
     std::size_t callbacks = 0;
     std::multimap<Clock::time_point, std::wstring> retries;
-    // The running calls by the time at which they count as slow; with their clients.
+    // The clients of the running calls, by the time at which the call counts as slow and its number.
     std::map<std::pair<Clock::time_point, std::uint64_t>, std::wstring> running;
     Clock::time_point nextTidying = Clock::now() + TIDYING_INTERVAL;
     bool called = false;
@@ -203,7 +203,7 @@ void Outbox::State::Gone(const Callback& callback, std::vector<Journal::Change>&
     bodies.erase(body);
 }
 
-// Writes changes that have taken effect; if the disk cannot be written, later.
+// Writes changes that have already taken effect; tries again later if the disk cannot be written.
 void Outbox::State::Note(std::vector<Journal::Change> changes) {
     if (const HRESULT result = Write(changes); FAILED(result) && !closed) {
         if (owed.empty())

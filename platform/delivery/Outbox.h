@@ -4,7 +4,7 @@
 // callbacks of one subscription in the order of the posts, those of different subscriptions in parallel, so that a slow
 // or failing client does not delay the others. A delivery is recorded right after the client has returned; if the
 // process ends before that, the callback is delivered again. After a failure it is retried, with the pauses of the
-// policy; after the last of them it is given up, which is reported to the debugger output with the subscription and the
+// policy; after the last of them it is dropped, which is reported to the debugger output with the subscription and the
 // result of the client.
 //
 // The queue is bounded: Post reports what did not fit, and nothing is dropped to make room.

@@ -18,7 +18,7 @@ struct EventState {
 
 // Both functions throw result_error as ModelReading does.
 //
-// Returns the state of an event that is registered at this reading: what is true already does not fire.
+// Returns the state of an event that is registered at this reading: a condition that is already true does not fire.
 [[nodiscard]] EventState FirstState(const WatchedEvent& event, ModelReading& reading);
 // Updates the state by a later reading and returns whether the event fires. On failure the state is unchanged.
 [[nodiscard]] bool Advance(const WatchedEvent& event, ModelReading& reading, EventState& state);

@@ -177,7 +177,7 @@ HRESULT EventAccessService::Modify(const ServiceIdentity* service, const std::ws
     for (std::size_t i = 0; i < events.size(); ++i)
         if (const auto same = std::find(earlier.begin(), earlier.end(), events[i]); same != earlier.end())
             registration.states[i] = before.registration.states[same - earlier.begin()];
-    // Events that existed before are evaluated on what changed since.
+    // Events that existed before must still be evaluated for changes since the last reading.
     watched.seen = before.seen;
     watched.notBefore = before.notBefore;
     if (HRESULT result = store_.Commit(EventAccessStore::Batch().Put(id, registration)); FAILED(result))
@@ -231,7 +231,7 @@ Worker::Next EventAccessService::Work() {
         nextLive_ = now + LIVE_INTERVAL;
 
     Steady next = now + LONGEST_SLEEP;
-    // An expiry in the past could not be written yet.
+    // If the end is in the past, the expiry could not be written yet.
     if (end - wall < LONGEST_SLEEP)
         next = now + (end > wall ? end - wall : Milliseconds(SECOND_LOOK));
     if (stored)
@@ -323,7 +323,7 @@ std::vector<EventAccessService::Due> EventAccessService::DueRegistrations(const 
     return due;
 }
 
-// Nothing if there is no well-formed model, which is reported once until there is one.
+// Nothing if there is no well-formed model, which is reported only once until there is one again.
 std::optional<ModelReading> EventAccessService::Read(const ServiceIdentity& service, const ModelStamp& stamp) {
     Model& model = readings_[service];
     std::wstring text;

@@ -1,9 +1,9 @@
 // The event access of the platform: one thread watches the data models that have registrations.
 //
 // Guarantee. An operation that returned S_OK is on disk. When events fire, their callbacks are stored in the outbox
-// before the new state is: the end of the process at any moment loses no event, and repeats one only if it comes
-// between the two. If the outbox has no room or the disk fails, the state is not changed and the model is read again
-// later.
+// before the new state is: the end of the process at any moment loses no event, and repeats one only if the process
+// ends between the two. If the outbox has no room or the disk fails, the state is not changed and the model is read
+// again later.
 //
 // Thread-safe, but Start and Stop are called by one thread. Models are read and evaluated without blocking other
 // operations.

@@ -24,8 +24,8 @@ class ModelFolder {
   public:
     explicit ModelFolder(const DataFolder& folder) : store_(folder) {}
 
-    // Begins to watch the folder, which is created if it does not exist. Another call watches the folder that has the
-    // name now, after it was replaced. If the system cannot watch it, Changes stays null.
+    // Begins to watch the folder, which is created if it does not exist. Call it again to watch a new folder of the
+    // same name. If the system cannot watch it, Changes stays null.
     void Watch();
     void EndWatch() { changes_.reset(); }
     // Set when a file has changed; null if the folder is not watched.

@@ -1,4 +1,4 @@
-// One reading of one data model, shared by its registrations: each question is evaluated once. One thread at a time.
+// One reading of one data model, shared by its registrations: each expression is evaluated once. One thread at a time.
 #pragma once
 
 #include "platform/xml/XmlDocument.h"
@@ -21,7 +21,7 @@ class ModelReading {
     //
     // Whether the condition is true for at least one of the nodes that xpath selects.
     bool Holds(const std::wstring& xpath, const std::wstring& condition);
-    // The nodes that xpath selects, in the form of the aggregator's answers; valid as long as the object.
+    // The nodes that xpath selects, in the form of the aggregator's answers; valid as long as this object exists.
     const std::wstring& Data(const std::wstring& xpath);
     // A digest of these data. Throws E_OUTOFMEMORY as well.
     const std::string& Digest(const std::wstring& xpath);

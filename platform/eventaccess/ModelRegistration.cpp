@@ -6,7 +6,7 @@ namespace keldan {
 
 namespace {
 
-// The first number of a record: a later layout has another one.
+// The first number of a record: other layouts have other numbers.
 constexpr std::int64_t LAYOUT = 1;
 
 void WriteTexts(RecordWriter& writer, std::initializer_list<const std::wstring*> texts) {

@@ -22,7 +22,7 @@ struct ModelRegistration {
     std::vector<EventState> states;
 };
 
-// Reading returns nothing if the bytes are not a valid record. The states have a record of their own, so that a reading
+// Reading returns nothing if the bytes are not a valid record. The states have a separate record, so that a reading
 // writes little.
 std::string WriteModelRegistration(const ModelRegistration& registration);
 std::optional<ModelRegistration> ReadModelRegistration(std::string_view registration, std::string_view states);

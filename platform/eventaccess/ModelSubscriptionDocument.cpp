@@ -47,7 +47,7 @@ ModelSubscription Read(XmlDocument& document) {
     ModelSubscription subscription;
     subscription.client =
         Required(ParseReceiver(vorna::Trimmed(TextOf(document, L"/EventSubscription/Notification/Input/URI"))));
-    // Not trimmed: the cookie is the client's own.
+    // Not trimmed: the cookie is returned to the client unchanged.
     subscription.cookie = TextOf(document, L"/EventSubscription/ClientCookie");
     const std::wstring durationText = TextOf(document, L"/EventSubscription/Duration");
     if (const std::wstring_view duration = vorna::Trimmed(durationText); !duration.empty()) {

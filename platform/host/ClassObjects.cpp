@@ -11,7 +11,7 @@ namespace keldan {
 
 namespace {
 
-// For one class; after more kills in a row, clients must retry more often.
+// The limit for one class; after more kills in a row, clients must retry more often.
 constexpr int MOST_LEFT_OVER = 64;
 
 // A class factory that signals its use.
@@ -50,8 +50,8 @@ HRESULT ClassObjects::Open(std::vector<ServerClass> classes) {
     return result;
 }
 
-// Creates objects as a client does: that uses up class objects of killed hosts before those of this host. It needs an
-// apartment of its own, since in the apartment of the registrations COM finds only this host's class objects.
+// Creates objects as a client does: that uses up class objects of killed hosts before those of this host. It needs a
+// separate apartment, because in the apartment of the registrations COM finds only this host's class objects.
 void ClassObjects::UseUpLeftOvers() {
     if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)))
         return;

@@ -13,7 +13,7 @@ namespace {
 // An ending host may still wait for callbacks.
 constexpr DWORD LONGEST_WAIT = 30000;
 
-// The same name for spellings of a folder that differ in case or in a backslash at the end.
+// The same name for spellings of a folder that differ in case or in a trailing backslash.
 std::wstring Name(const std::filesystem::path& folder, const wchar_t* what) {
     std::wstring path = folder.lexically_normal().wstring();
     while (!path.empty() && path.back() == L'\\')

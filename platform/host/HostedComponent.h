@@ -17,7 +17,7 @@ class HostedComponent {
     virtual const std::vector<ServerClass>& Classes() const = 0;
     // Loads the registrations in the data folder. Called before the classes can be created.
     [[nodiscard]] virtual HRESULT Start(const std::filesystem::path& folder) = 0;
-    // Whether the process must stay because callbacks are to come.
+    // Whether the process must continue to run because the component still has to send callbacks.
     virtual bool HasRegistrations() const = 0;
     // No callback begins after this. The object exists until the process ends.
     virtual void Stop() = 0;

@@ -5,7 +5,8 @@
 
 namespace keldan {
 
-// A name that was never used before: hexadecimal digits and dashes. Throws result_error if the system has none.
+// A name that was never used before: hexadecimal digits and dashes. Throws result_error if the system cannot create
+// one.
 inline std::wstring MakeNewName() {
     return vorna::new_guid_text().substr(1, 36);
 }

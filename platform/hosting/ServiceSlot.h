@@ -1,4 +1,4 @@
-// Connects the objects that clients create to the process's one service.
+// Connects the objects that clients create to the only service of the process.
 #pragma once
 
 #include "common/com/bstr.h"
@@ -20,7 +20,7 @@ class ServiceSlot {
   public:
     void Set(Service* service) { service_ = service; }
 
-    // The frame of every operation: work(service), with exceptions converted into results.
+    // Runs an operation, work(service), and converts exceptions into results.
     template <typename Work>
     HRESULT With(Work work) const {
         Service* service = service_;
@@ -28,7 +28,7 @@ class ServiceSlot {
             return CO_E_SERVER_STOPPING;
         return vorna::closed_door([&] { return work(*service); });
     }
-    // The frame of an operation that answers with a text: work(service, text).
+    // The same for an operation that returns a text: work(service, text).
     template <typename Work>
     HRESULT Answer(BSTR* answer, Work work) const {
         if (!answer)

@@ -31,9 +31,9 @@ class Worker {
     // Starts the thread, in the multithreaded apartment, and calls the work at once. If the work throws, failure is
     // written to the debugger output and the work is called again after a second.
     [[nodiscard]] HRESULT Start(std::function<Next()> work, const std::wstring& failure);
-    // Has the work called as soon as possible, even if it is running at the moment.
+    // Causes the work to be called as soon as possible; if it is running at the moment, once more after that.
     void Wake() const { SetEvent(wake_.get()); }
-    // Waits until the work is not running; it is not called any more.
+    // Waits until the work is not running. It is not called after that.
     void Stop();
 
   private:

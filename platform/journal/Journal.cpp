@@ -46,7 +46,7 @@ std::uint32_t NumberAt(std::string_view bytes, std::size_t offset) {
 // wrong size from an interrupted commit.
 constexpr std::size_t FRAME = 3 * sizeof(std::uint32_t);
 
-// Builds one commit behind given bytes, without copies, since contents may be large.
+// Builds one commit after the given bytes, without copies, because contents may be large.
 class FrameBuilder {
   public:
     FrameBuilder(std::string_view before, std::size_t content) : begin_(before.size()) {

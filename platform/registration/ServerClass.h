@@ -31,8 +31,8 @@ struct ServerClass {
 // its classes. modulePath: its full path.
 [[nodiscard]] HRESULT RegisterModule(const std::wstring& modulePath, ServerKind kind,
                                      std::span<const ServerClass> classes);
-// Removes the registrations of the classes, and of the type library unless another file has registered it since. What
-// is not registered is not an error. Goes on after a failure, and returns the first one.
+// Removes the registrations of the classes, and of the type library unless another file has registered it since.
+// Missing entries are not an error. Continues after a failure, and returns the first one.
 [[nodiscard]] HRESULT UnregisterModule(const std::wstring& modulePath, std::span<const ServerClass> classes);
 
 } // namespace keldan

@@ -13,7 +13,7 @@ Instant Schedule::TickAt(std::int64_t index, const LocalZone& zone) const {
 std::int64_t Schedule::FirstAfter(Instant instant, const LocalZone& zone) const {
     if (!frequency.HasCalendarPart())
         return FloorDivide((instant - origin).count(), frequency.Elapsed().count()) + 1;
-    // The average length finds it to within a tick or two; the calendar decides.
+    // The average length gives the number to within a tick or two; the loops find the exact one.
     std::int64_t index = FloorDivide((instant - TickAt(0, zone)).count(), frequency.RoughLength().count());
     while (TickAt(index, zone) > instant)
         --index;

@@ -11,7 +11,7 @@ namespace {
 
 using namespace std::chrono;
 
-// The defaults of what a document may leave out.
+// The defaults of optional elements.
 constexpr Milliseconds DEFAULT_TIMEOUT = minutes(10);
 constexpr Milliseconds DEFAULT_RETRY_FREQUENCY = seconds(5);
 
@@ -42,11 +42,11 @@ std::int32_t ReadWhole(XmlDocument& document, const std::wstring& path, std::int
 NotifyEntry ReadEntry(XmlDocument& document, const std::wstring& path) {
     Require(TrimmedText(document, path + L"/@type") == L"COM");
     NotifyEntry entry;
-    // A bar and what follows it are for other types of clients.
+    // The part that begins with "|" is for other types of clients.
     const std::wstring client = TextOf(document, path + L"/Client");
     entry.client = vorna::Trimmed(std::wstring_view(client).substr(0, client.find(L'|')));
     Require(!entry.client.empty());
-    // Not trimmed: the cookie is the client's own.
+    // Not trimmed: the cookie is returned to the client unchanged.
     entry.parameter = TextOf(document, path + L"/Parameter");
     entry.timeout = ReadSpan(document, path + L"/NotifyTimeout", DEFAULT_TIMEOUT);
     entry.retryFrequency = ReadSpan(document, path + L"/Retry/RetryFrequency", DEFAULT_RETRY_FREQUENCY);

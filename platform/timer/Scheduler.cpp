@@ -11,7 +11,7 @@ namespace {
 
 // A wall clock is often adjusted a little; only more than this counts as set back.
 constexpr Milliseconds CLOCK_TOLERANCE = std::chrono::seconds(2);
-// A start not longer ago than this still means "now": the request was sent before it.
+// A start at most this long ago still counts: it may have passed while the request was being sent.
 constexpr Milliseconds START_GRACE = std::chrono::minutes(1);
 
 } // namespace

@@ -43,7 +43,7 @@ class Scheduler {
     // The time until something becomes due, unless a call ends before; never negative.
     Milliseconds UntilNext(const Now& now) const;
 
-    // Must be called before a call is carried out; false if it is not wanted any more. The timeout of the client begins
+    // Must be called before a call is carried out; false if it is no longer wanted. The timeout of the client begins
     // here.
     bool Begin(std::uint64_t number, const Now& now);
     // Reports the end of a call, also of an abandoned one.

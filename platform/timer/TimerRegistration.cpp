@@ -6,7 +6,7 @@ namespace keldan {
 
 namespace {
 
-// The first number of a record: a later layout has another one.
+// The first number of a record: other layouts have other numbers.
 constexpr std::int64_t LAYOUT = 1;
 
 void Write(RecordWriter& writer, const Progress& progress) {

@@ -217,7 +217,7 @@ void TimerService::CarryOut(const Call& call) {
     worker_.Wake();
 }
 
-// Removes what is not needed any more: old tickets and expired registrations, unused libraries of clients.
+// Removes old tickets and expired registrations, and unloads unused libraries of clients.
 void TimerService::Tidy(const Now& now) {
     nextTidying_ = now.steady + TIDYING_INTERVAL;
     if (std::exchange(deliveredSinceTidying_, false))
@@ -248,7 +248,8 @@ Worker::Next TimerService::Work() {
     Dispatch(std::move(calls));
     if (now.steady >= nextTidying_)
         Tidy(now);
-    // The clocks are read in whole milliseconds. If the disk has failed, the next call tries it again.
+    // One millisecond later, because the clocks are read in whole milliseconds. If the disk has failed, the next call
+    // tries again.
     return {steady_clock::now() + std::min(LONGEST_SLEEP, scheduler_.UntilNext(ReadClocks())) + milliseconds(1)};
 }
 

@@ -1,9 +1,9 @@
 // The timer of the platform: registrations on disk, one thread that schedules, and a few threads that call clients.
 //
 // Guarantee. An operation that returned S_OK is on disk. The delivery of a tick to an entry is stored right after the
-// client has returned. The end of the process at any moment loses no tick, and repeats one only if it comes during the
-// call or in the milliseconds before the delivery is on disk. Ticks that become due while no process runs are delivered
-// as one.
+// client has returned. The end of the process at any moment loses no tick, and repeats one only if the process ends
+// during the call or in the milliseconds before the delivery is on disk. Ticks that become due while no process runs
+// are delivered as one.
 //
 // Thread-safe, but Start and Stop are called by one thread.
 #pragma once

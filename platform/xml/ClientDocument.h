@@ -1,4 +1,4 @@
-// Reads documents that clients send: what is not as expected is E_INVALIDARG.
+// Reads documents that clients send; unexpected content is E_INVALIDARG.
 #pragma once
 
 #include "common/com/result_error.h"
@@ -10,7 +10,7 @@
 
 namespace keldan {
 
-// Throws result_error with E_INVALIDARG if the condition does not hold.
+// Throws result_error with E_INVALIDARG if the condition is false.
 inline void Require(bool condition) {
     if (!condition)
         throw vorna::result_error(E_INVALIDARG);

@@ -32,8 +32,8 @@ vorna::com_ptr<IClassFactory> FindClass() {
 } // namespace
 
 vorna::com_ptr<IXMLDOMDocument2> ParseXml(std::wstring_view text) {
-    // Finding the class by its name takes longer than parsing a small document. Never released: COM may be gone when
-    // the process ends.
+    // Finding the class by its name takes longer than parsing a small document. Never released: COM may already be
+    // uninitialised when the process ends.
     static IClassFactory* const factory = FindClass().detach();
     vorna::com_ptr<IXMLDOMDocument2> document;
     vorna::throw_if_failed(factory->CreateInstance(nullptr, __uuidof(IXMLDOMDocument2), document.put_void()));

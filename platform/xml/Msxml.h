@@ -1,4 +1,4 @@
-// Creates MSXML's documents.
+// Creates MSXML documents.
 #pragma once
 
 #include "common/com/com_ptr.h"

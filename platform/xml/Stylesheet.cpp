@@ -21,7 +21,7 @@ namespace {
 
 constexpr wchar_t XSLT_URI[] = L"http://www.w3.org/1999/XSL/Transform";
 
-// For deeply recursive templates: MSXML bounds their depth, but not the stack that they need.
+// For deeply recursive templates: MSXML limits their depth, but not the stack that they need.
 constexpr SIZE_T TRANSFORM_STACK_BYTES = 16 * 1024 * 1024;
 
 // The elements of XSLT 1.0 except import and include, which name other files.
@@ -77,7 +77,7 @@ std::wstring ReadStylesheet(const std::wstring& path) {
 }
 
 // Whether the value calls document(), or a function with a prefix, which belongs to an extension. Quotes are not
-// parsed, so a stylesheet that only outputs such a text is refused too: a safe error.
+// parsed, so a stylesheet that only outputs such a text is refused too, which is a safe error.
 bool CallsOut(std::wstring_view value) {
     for (size_t open = value.find(L'('); open != value.npos; open = value.find(L'(', open + 1)) {
         size_t end = open;

@@ -15,7 +15,7 @@ constexpr wchar_t DELIMITER[] = L"\x01";
 constexpr long KIND_TEXT = 4;
 constexpr long KIND_MARKUP = 8;
 
-// The frame of a method that answers with a text.
+// Runs a method that returns a text.
 template <typename Function>
 HRESULT Answer(BSTR* result, Function text) {
     if (!result)

@@ -20,7 +20,8 @@ constexpr std::wstring_view WIDE_AXES[] = {L"ancestor::",  L"ancestor-or-self::"
 void CheckXPath(std::wstring_view xpath, size_t elements) {
     if (xpath.find(L'\0') != xpath.npos)
         throw vorna::result_error(E_INVALIDARG);
-    // The factor of each level: once for "//", once more for each axis that may lead anywhere.
+    // The visits of each level: multiplied by the number of elements once for "//", and again for each axis that can
+    // reach the whole document.
     struct Level {
         double visits = 1;
         bool descends = false;

@@ -25,7 +25,7 @@ VARIANT Reference(IUnknown* object) {
     return value;
 }
 
-// An XML declaration before inserted markup does not concern the document.
+// Inserted markup may begin with an XML declaration, which is not part of the content.
 std::wstring_view WithoutDeclaration(std::wstring_view markup) {
     if (!markup.starts_with(L"<?xml") || markup.size() < 6 || !vorna::IsXmlSpace(markup[5]))
         return markup;
@@ -275,8 +275,8 @@ void XmlDocument::Change(const XmlNode& node, std::wstring_view markup, ChangeMo
     std::wstring changed = MarkPlace(node, mode, place, length);
     changed.replace(place, length, content);
     XmlOutline outline = ScanXml(changed);
-    // Inside an element, well-formed content keeps the document well-formed. The meaning of prefixes, and what may
-    // stand beside the root element, can only be checked in the whole document.
+    // Inside an element, well-formed content keeps the document well-formed. The meaning of prefixes, and which nodes
+    // are allowed beside the root element, can only be checked in the whole document.
     if (outside || outline_.hasNamespaces)
         (void)ParseXml(changed);
     outline_ = std::move(outline);

@@ -1,5 +1,5 @@
-// Checks a document's tags before MSXML parses it: rejects what MSXML must not be given (document types, deep nesting)
-// and faults that some of its versions accept.
+// Checks a document's tags before MSXML parses it: rejects what MSXML must not receive (document types, deep nesting)
+// and errors that some of its versions accept.
 #pragma once
 
 #include <cstddef>
