@@ -34,7 +34,7 @@ class SubscriptionPersistance {
     // nevertheless.
     [[nodiscard]] HRESULT GetSubscriptionsList(SubscriptionList& list);
     // key: the subscription ID or the client cookie of an active subscription. The record includes the list of
-    // snapshots. If the archive cannot be read, the record has what the persist document says.
+    // snapshots. If the archive cannot be read, the record has the values of the persist document.
     [[nodiscard]] HRESULT GetSubscription(std::wstring_view key, SubscriptionRecord& record);
     // Marks the node as ended; the node remains.
     [[nodiscard]] HRESULT DeleteSubscription(std::wstring_view subscriptionId);

@@ -13,7 +13,7 @@ namespace vorna {
 
 namespace {
 
-constexpr int MOST_WAITS_FOR_A_SECOND = 10;
+constexpr int MAX_WAITS_FOR_NEXT_SECOND = 10;
 
 } // namespace
 
@@ -113,7 +113,7 @@ HRESULT Subscription::RecordCapture(SnapShot& snapShot) {
     for (int waits = 0;; ++waits) {
         snapShot = SnapShot(LocalNow());
         const HRESULT result = persistance_.AddSnapShot(
-            record_.Archive(), snapShot, waits < MOST_WAITS_FOR_A_SECOND ? Known::Refuse : Known::Refresh);
+            record_.Archive(), snapShot, waits < MAX_WAITS_FOR_NEXT_SECOND ? Known::Refuse : Known::Refresh);
         if (result != HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS))
             return result;
         VORNA_LOG(LOG_TRACE, "There is a snapshot %S already. Waiting for the next second", snapShot.id.c_str());

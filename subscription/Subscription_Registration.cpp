@@ -217,7 +217,7 @@ HRESULT Subscription::Unregister(Sender& sender, CPWStringBuffer& errorText) {
     HRESULT answer = sender.Create(errorText);
     if (answer == S_OK)
         answer = sender.Unsubscribe(record_.subscriptionId);
-    // A registration that is not there any more is as good as ended.
+    // A registration that no longer exists counts as ended.
     if (answer != S_OK && !Sender::IsGone(answer)) {
         if (texts.unsubscribeRefused)
             VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribeRefused);

@@ -9,8 +9,8 @@ namespace vorna {
 // The prefix that lifts the limit of MAX_PATH characters and switches off every other interpretation of a path.
 inline constexpr std::wstring_view LONG_PATH = L"\\\\?\\";
 
-// The full path in the long form, without a backslash at its end: \\?\C:\folder, or \\?\UNC\machine\share. A path that
-// is already in this form, names a device or cannot be resolved is returned unchanged.
+// The full path in the long form, without a trailing backslash: \\?\C:\folder, or \\?\UNC\machine\share. A path that is
+// already in this form, names a device or cannot be resolved is returned unchanged.
 std::wstring long_path(std::wstring_view path);
 
 // The path without the prefix, for messages and for programs that do not expect it. A network path keeps it.

@@ -5,7 +5,7 @@
 
 namespace vorna {
 
-// Where lines go.
+// The target of the lines.
 enum LogMode : unsigned {
     LOG_MODE_OFF = 0,
     LOG_MODE_CONSOLE = 1,

@@ -15,7 +15,7 @@ int CreateDirectories(const char* path);
 // Creates one directory; true also if it already exists.
 bool SCCreateDirectory(const char* path);
 // Deletes the directory and its content, including read-only files; links are removed, not followed. Without recurse it
-// stops at a subdirectory. A failure leaves the rest in place.
+// stops at a subdirectory. On failure a part of the content may already be deleted.
 bool DeleteDirectory(const char* path, bool recurse);
 bool IsDots(const char* name);
 

@@ -31,14 +31,14 @@ std::wstring NamespaceList(std::wstring_view xml, std::wstring_view xpath) {
 
 // MSXML recurses for every bracket and step, on the stack of the client's thread.
 bool IsEvaluable(std::wstring_view xpath) {
-    constexpr std::size_t MOST_LEVELS = 100;
-    constexpr std::size_t MOST_CHARACTERS = 8192;
-    if (xpath.size() > MOST_CHARACTERS || xpath.find(L'\0') != std::wstring_view::npos)
+    constexpr std::size_t MAX_LEVELS = 100;
+    constexpr std::size_t MAX_CHARACTERS = 8192;
+    if (xpath.size() > MAX_CHARACTERS || xpath.find(L'\0') != std::wstring_view::npos)
         return false;
     std::size_t level = 0;
     for (const wchar_t c : xpath) {
         if (c == L'(' || c == L'[') {
-            if (++level > MOST_LEVELS)
+            if (++level > MAX_LEVELS)
                 return false;
         } else if ((c == L')' || c == L']') && level > 0) {
             --level;

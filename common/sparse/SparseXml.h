@@ -11,13 +11,13 @@ struct IXMLDOMNode;
 
 namespace VORNAUTILITY {
 
-// The nodes that xpath selects in xml, each whole, under copies of their ancestors without the ancestors' other
-// children; one copy of each ancestor, everything in document order, white space as in the source.
+// The nodes that xpath selects in xml, with all their content, under copies of their ancestors without the ancestors'
+// other children; one copy of each ancestor, everything in document order, white space as in the source.
 // - Prefixes in xpath are those declared in xml; if a prefix is declared twice, its first declaration counts.
 // - A selected node inside another selected node appears once, as part of it.
 // - A selected attribute yields its owner element without content but with all its attributes.
-// - The document node ("/") yields the whole root element. A selected root element is returned only if there is no XML
-//   declaration, comment or processing instruction beside it; these are never returned.
+// - The document node ("/") yields the root element with all its content. A selected root element is returned only if
+//   there is no XML declaration, comment or processing instruction beside it; these are never returned.
 // - Line ends are one character, or two if xml has a carriage return.
 // - Rejected as not well-formed: document type definitions. Rejected as XPath: more than 8,192 characters, or brackets
 //   nested more than 100 deep.
