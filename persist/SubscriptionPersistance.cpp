@@ -390,8 +390,8 @@ HRESULT SubscriptionPersistance::GetServiceXML(std::wstring_view subscriptionId,
     VORNA_LOG(LOG_TRACE, "Getting Service XML for the Subscription with ID = %S", id.c_str());
     static constexpr Texts TEXTS{"SubscriptionPersistance::GetServiceXML", "Failed to Load: ", ""};
     return WithPersistDocument(TEXTS, Access::Read, [&](XmlAccessor& accessor) -> HRESULT {
-        // The documented path has a capital S, but the nodes contain "service": AddSubscription's own records have no
-        // match.
+        // The documented path has a capital S, but the nodes contain "service": the records that AddSubscription writes
+        // do not match.
         if (accessor.QueryMarkup(L"/Subscriptions/Subscription[@ID=\"" + id + L"\"]/Service", serviceXml) == S_OK)
             return S_OK;
         VORNA_LOG(LOG_TRACE, "Failed to get Service XML from the persist file");

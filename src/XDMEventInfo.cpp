@@ -29,7 +29,7 @@ std::wstring XDMEventInfo::ToXML() const {
         }
         document += L"</EventSubscription>";
         XmlAccessor accessor;
-        // Without an accessor the document goes out unchecked.
+        // Without an accessor the document is returned unchecked.
         if (accessor.Create() == S_OK && accessor.Load(document) != S_OK) {
             VORNA_LOG(LOG_TRACE, "The event subscription document is not well-formed : %S", document.c_str());
             document.clear();

@@ -5,7 +5,7 @@
 
 namespace vorna {
 
-// The target of the lines.
+// The target of the log lines.
 enum LogMode : unsigned {
     LOG_MODE_OFF = 0,
     LOG_MODE_CONSOLE = 1,

@@ -31,7 +31,8 @@ class NamedLock {
     NamedLock(const NamedLock&) = delete;
     NamedLock& operator=(const NamedLock&) = delete;
 
-    // S_OK while the lock is held; E_FAIL if the mutex could not be created, after ten minutes, or after Unlock.
+    // S_OK while the lock is held; E_FAIL if the mutex could not be created or was not acquired within ten minutes, or
+    // after Unlock.
     HRESULT Result() const { return result_; }
     bool Held() const { return result_ == S_OK; }
     // Releases the lock early.

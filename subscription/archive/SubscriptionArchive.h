@@ -58,7 +58,7 @@ class SubscriptionArchive {
     // a failure the copy is incomplete.
     [[nodiscard]] HRESULT CopyTo(const SubscriptionArchive& to) const;
     // Moves the snapshots that the other archive does not have, then deletes this archive. If one cannot be written,
-    // this archive is kept; one that cannot be read is skipped. Acquires both locks.
+    // this archive is kept; one that cannot be read is lost. Acquires both locks.
     void MoveLateSnapShotsTo(const SubscriptionArchive& to) const;
     // Deletes the files of both archives, under the lock. Files that cannot be deleted are logged.
     void RemoveFiles() const;
