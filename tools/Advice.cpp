@@ -12,7 +12,7 @@ using namespace vorna;
 
 struct Advice {
     HRESULT code;
-    // Null: whatever the text.
+    // Null for any text.
     const wchar_t* text;
     const wchar_t* words;
 };
@@ -21,15 +21,13 @@ constexpr wchar_t DURATIONS[] = L"Write durations with every designator, as P0Y0
 constexpr wchar_t REGISTER[] = L"Run \"vornactl register\" as an administrator, from the folder with all modules.";
 constexpr wchar_t DATA_MODEL[] = L"Give XMLDataModel both an XPath and an XDMPrefixes element, neither of them empty.";
 constexpr wchar_t EVENT_SOURCE[] =
-    L"Give the event element an EventPayload, which archives what came with the event, or an XMLDataModel, which "
-    L"archives data of the service.";
+    L"Give the event element an EventPayload, which archives what came with the event, or an XMLDataModel, which archives data of the service.";
 
-// Entries with a text stand before the one without.
+// The first entry that matches is used, so entries with a text are before the one without.
 const Advice TABLE[] = {
     // Subscription documents.
     {RESULT_XML_MALFORMED, nullptr,
-     L"Make the document well-formed XML without a document type definition; the root of a subscription is Archive, "
-     L"that of a service is service."},
+     L"Make the document well-formed XML without a document type definition; the root of a subscription is Archive, that of a service is service."},
     {RESULT_ARCHIVE_ID, nullptr,
      L"Give the Archive element an ID attribute that is not blank and has none of the characters that the text names."},
     {RESULT_COLLECT, nullptr, L"Write <Collect>ON</Collect> to keep the archive or <Collect>OFF</Collect> to end it."},
@@ -57,59 +55,48 @@ const Advice TABLE[] = {
 
     // Requests.
     {RESULT_SERVICE_OBJECT, nullptr,
-     L"Give the service document portID, serviceId and serviceURI; each names a folder, so none may be empty or hold "
-     L"one of \\ / : * ? \" < > | &."},
+     L"Give the service document portID, serviceId and serviceURI; each names a folder, so none may be empty or hold one of \\ / : * ? \" < > | &."},
     {RESULT_INPUT_STRING, nullptr, L"Give a subscription document that is not empty."},
     {RESULT_XPATH, nullptr,
      L"Begin the XPath with /Archive[@ID='...'], the ID without blanks, and go on with the path inside a snapshot."},
     {RESULT_NO_SUBSCRIPTION, nullptr,
      L"Compare the archive ID and the service with what \"vornactl list\" shows: both must be the subscription's."},
     {RESULT_TIMER_REGISTRATION, nullptr,
-     L"The platform's timer did not take the registration. See that QXKeldanHost.exe is registered (\"vornactl "
-     L"register\") and that the frequency is not zero."},
+     L"The platform's timer did not take the registration. See that QXKeldanHost.exe is registered (\"vornactl register\") and that the frequency is not zero."},
     {RESULT_XML_ACCESSOR, nullptr, REGISTER},
     {RESULT_ARCHIVE_MANAGER, nullptr, REGISTER},
     {RESULT_EXCEPTION, nullptr,
-     L"Something failed that has no code of its own. Try again; if it comes back, turn the component's log on (README, "
-     L"\"Settings\") and look at its last lines."},
+     L"Something failed that has no code of its own. Try again; if it comes back, turn the component's log on (README, \"Settings\") and look at its last lines."},
     {PLATFORM_TICKET_UNKNOWN, nullptr, L"The platform's timer lost its tickets. Try again: a new one is taken."},
     {PLATFORM_TICKET_STALE, nullptr, L"The platform's timer replaced its tickets. Try again: a new one is taken."},
     {PLATFORM_ID_UNKNOWN, nullptr, L"The platform does not know the registration any more. Subscribe again."},
     {PLATFORM_ID_EXPIRED, nullptr, L"The registration has reached its end date. Subscribe again."},
     {E_FAIL, L"No Data Present in the Archive",
-     L"Nothing has been captured yet, or everything has outlived its lifetime: wait for the next tick. Where "
-     L"\"vornactl "
-     L"list\" shows snapshots, the file that holds them could not be read: put it back from a backup of this machine, "
-     L"or "
-     L"unsubscribe the archive and subscribe it again."},
+     L"Nothing has been captured yet, or everything has outlived its lifetime: wait for the next tick. "
+     L"If \"vornactl list\" shows snapshots, the file that holds them could not be read: put it back from a backup of this machine, or unsubscribe the archive and subscribe it again."},
     {E_FAIL, L"Could not find the required data in the archive",
-     L"There are snapshots, but the XPath selects nothing in them. Read with /Archive[@ID='...']/* to see what they "
-     L"hold; names with a namespace need a prefix that the archived data declare."},
+     L"There are snapshots, but the XPath selects nothing in them. Read with /Archive[@ID='...']/* to see what they hold; names with a namespace need a prefix that the archived data declare."},
     {E_FAIL, L"Directory creation failed",
      L"See that you may write to the folder of Vorna.dll and that the service's identity makes a valid folder name."},
-    // What GetData answers where the service object names no folder.
+    // GetData on a service object that names no folder.
     {E_FAIL, L"",
-     L"Give the service document portID, serviceId and serviceURI, each fit to be a folder's name. If they are, turn "
-     L"the "
-     L"component's log on (README, \"Settings\")."},
+     L"Give the service document portID, serviceId and serviceURI, each fit to be a folder's name. If they are, turn the component's log on (README, \"Settings\")."},
     {E_FAIL, nullptr, L"This is the general code. Turn the component's log on (README, \"Settings\") to see the step."},
 
-    // The operating system's.
+    // The operating system.
     {REGDB_E_CLASSNOTREG, nullptr, REGISTER},
     {CO_E_CLASSSTRING, nullptr, REGISTER},
     {E_NOINTERFACE, nullptr, REGISTER},
     {CO_E_SERVER_EXEC_FAILURE, nullptr,
-     L"The host process did not start. See that QXKeldanHost.exe lies where it was registered, then run \"vornactl "
-     L"register\"."},
+     L"The host process did not start. See that QXKeldanHost.exe lies where it was registered, then run \"vornactl register\"."},
     {HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE), nullptr,
      L"The host process ended while it was asked. Try again: it starts by itself and has lost nothing."},
     {HRESULT_FROM_WIN32(RPC_S_CALL_FAILED), nullptr,
      L"The host process ended while it was asked. Try again: it starts by itself and has lost nothing."},
     {HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), nullptr,
-     L"A file on disk is damaged, or is not the one that was written there. Put it back from a backup of this machine; "
-     L"nothing can be read from it or changed in it before. Other archives are not affected, unless it is the file "
-     L"Vorna "
-     L"beside Vorna.dll, which records them all."},
+     L"A file on disk is damaged, or is not the one that was written there. "
+     L"Put it back from a backup of this machine; nothing can be read from it or changed in it before. "
+     L"Other archives are not affected, unless it is the file Vorna beside Vorna.dll, which records them all."},
     {HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION), nullptr,
      L"Another process holds the archive. Try again when it is done."},
     {HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION), nullptr,
@@ -126,8 +113,8 @@ const Advice TABLE[] = {
     {HRESULT_FROM_WIN32(ERROR_NOT_FOUND), nullptr,
      L"The service has no data model: use serviceURI \"host\", or store one with \"vornactl model put\"."},
     {HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA), QUEUE_FULL,
-     L"What waits is delivered one after the other. End the subscriptions whose receiver does not take its events any "
-     L"more, let the others catch up, and raise the event again; those for which it was queued get it once more then."},
+     L"What waits is delivered one after the other. "
+     L"End the subscriptions whose receiver does not take its events any more, let the others catch up, and raise the event again; those for which it was queued get it once more then."},
     {HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA), nullptr,
      L"This XPath would take too long on these data. Name the steps of the path instead of writing //."},
     {HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE), nullptr,
@@ -135,13 +122,13 @@ const Advice TABLE[] = {
     {HRESULT_FROM_WIN32(ERROR_INVALID_DATA), nullptr, L"Put a document into the file, or name another one."},
     {HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION), nullptr, L"Save the file as UTF-8 or UTF-16."},
     {E_INVALIDARG, nullptr,
-     L"Change the value that the text names. Where it names none: every event and property needs a name that is not "
-     L"blank, and the XPaths, triggers, resets and durations of a subscription must be what they are called."},
+     L"Change the value that the text names. "
+     L"If it names none: every event and property needs a name that is not blank, and the XPaths, triggers, resets and durations of a subscription must be what they are called."},
     {E_OUTOFMEMORY, nullptr, L"There was not enough memory. Close programs, or read less at once with a longer XPath."},
 };
 
-constexpr wchar_t GENERAL[] = L"vornactl has no advice for this code. Turn the component's log on (README, "
-                              L"\"Settings\") to see the step.";
+constexpr wchar_t GENERAL[] =
+    L"vornactl has no advice for this code. Turn the component's log on (README, \"Settings\") to see the step.";
 
 } // namespace
 
@@ -153,7 +140,7 @@ std::wstring_view AdviceFor(HRESULT code, std::wstring_view text) {
 }
 
 std::wstring SystemText(HRESULT code) {
-    // The component's own codes are not the system's, though some share their numbers' form.
+    // The component's own codes have the form of the system's.
     if (HRESULT_FACILITY(code) == FACILITY_NULL && code >= result_code(0x80000000) && code < result_code(0x80001000))
         return {};
     wchar_t* buffer = nullptr;

@@ -14,11 +14,11 @@ constexpr wchar_t PROGID_COMPONENT[] = L"QXKELDAN.Vorna";
 ArchiveClient::ArchiveClient(const std::wstring& serviceFile)
     : service_(MakeService(serviceFile)), component_(Create<IXDMAccessEx>(PROGID_COMPONENT)) {}
 
-void ArchiveClient::SetData(std::wstring_view document, const std::wstring& doing) {
+void ArchiveClient::SetData(std::wstring_view document, const std::wstring& action) {
     vorna::bstr text;
     const HRESULT result = component_->SetData(service_.get(), vorna::bstr(document).get(), 0, text.put());
     if (result != S_OK)
-        throw Failure(result, doing, text.str());
+        throw Failure(result, action, text.str());
 }
 
 std::wstring ArchiveClient::GetData(std::wstring_view xpath, std::wstring_view prefixes) {

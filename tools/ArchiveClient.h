@@ -11,14 +11,15 @@
 
 namespace vornactl {
 
-// One service, and the component. Needs COM on the thread. Every operation throws Failure with the component's text.
+// The component, used for one service. Needs COM on the thread. Every operation throws Failure with the component's
+// text.
 class ArchiveClient {
   public:
     // serviceFile: the file with the service document.
     explicit ArchiveClient(const std::wstring& serviceFile);
 
-    // doing: what the message says was tried.
-    void SetData(std::wstring_view document, const std::wstring& doing);
+    // action: what the message says was tried, for example "reading a.xml".
+    void SetData(std::wstring_view document, const std::wstring& action);
     std::wstring GetData(std::wstring_view xpath, std::wstring_view prefixes);
 
   private:

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cwchar>
 #include <cwctype>
 
 namespace vornactl {
@@ -46,15 +45,7 @@ std::wstring PaddedDate(const std::wstring& text) {
 }
 
 const wchar_t* StateText(ArchiveState state) {
-    switch (state) {
-    case ArchiveState::Active:
-        return L"active";
-    case ArchiveState::Aged:
-        return L"aged";
-    case ArchiveState::Ended:
-        break;
-    }
-    return L"ended";
+    return state == ArchiveState::Active ? L"active" : state == ArchiveState::Aged ? L"aged" : L"ended";
 }
 
 std::wstring Awaited(const std::wstring& subscriptionDocument) {
@@ -73,7 +64,7 @@ std::wstring Awaited(const std::wstring& subscriptionDocument) {
             text += change.trigger.empty() ? L"change of " + change.xpath : change.xpath + L" when " + change.trigger;
         }
     }
-    // One line, however it was written.
+    // Without line breaks: an archive is one line of the list.
     std::replace_if(
         text.begin(), text.end(), [](wchar_t letter) { return std::iswcntrl(letter) != 0; }, L' ');
     return text;
@@ -105,14 +96,14 @@ ArchiveEntry ReadArchive(SubscriptionPersistance& persistance, const Subscriptio
 } // namespace
 
 std::vector<ArchiveEntry> ReadArchives(bool withEnded) {
-    // Without it nobody knows where the archives are.
+    // The archives are in the folder of the registered component.
     CLSID component{};
     if (const HRESULT result = CLSIDFromProgID(PROGID_VORNA, &component); FAILED(result))
         throw Failure(result, READING, L"The component is not registered on this machine.");
     SubscriptionPersistance persistance;
     SubscriptionList list;
     const HRESULT result = persistance.GetSubscriptionsList(list);
-    // No valid one is a list all the same.
+    // Without valid subscriptions the list is still complete.
     if (result != S_OK && result != RESULT_NO_SUBSCRIPTION)
         throw Failure(result, READING,
                       L"The record of all archives cannot be read: " + VORNAUTILITY::GetComponentDirectory() +
@@ -142,16 +133,12 @@ std::vector<std::wstring> FormatArchives(const std::vector<ArchiveEntry>& archiv
     std::vector<std::wstring> lines;
     for (const Row& cells : rows) {
         std::wstring line;
-        for (size_t i = 0; i < cells.size(); ++i) {
-            if (i + 1 == cells.size()) {
-                line += cells[i];
-                break;
-            }
-            // Numbers stand at the right.
+        for (size_t i = 0; i + 1 < cells.size(); ++i) {
+            // Numbers are aligned to the right.
             const std::wstring padding(widths[i] - cells[i].size(), L' ');
             line += (i >= 4 ? padding + cells[i] : cells[i] + padding) + L"  ";
         }
-        lines.push_back(std::move(line));
+        lines.push_back(line + cells.back());
     }
     return lines;
 }

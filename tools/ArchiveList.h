@@ -17,18 +17,18 @@ struct ArchiveEntry {
     // serviceId\serviceURI\portID.
     std::wstring service;
     ArchiveState state = ArchiveState::Active;
-    // Local date and time as YYYY-MM-DD hh:mm:ss; empty: none.
+    // Local date and time as YYYY-MM-DD hh:mm:ss; empty if it has none.
     std::wstring endDate;
-    // Absent for an ended archive, and where the archive could not be read.
+    // Absent for an ended archive, and if the archive could not be read.
     std::optional<size_t> snapshots;
     std::uint64_t bytes = 0;
-    // What makes it take a snapshot, for people; empty where snapshots is absent.
+    // What makes it take a snapshot; empty if snapshots is absent.
     std::wstring awaited;
     // Why the archive could not be read.
     std::optional<Failure> problem;
 };
 
-// In the order of their registration. withEnded: also those that are over. Needs COM on the thread; throws Failure.
+// In the order of their registration. withEnded: also ended ones. Needs COM on the thread; throws Failure.
 std::vector<ArchiveEntry> ReadArchives(bool withEnded);
 
 // One line for the heading and one for each archive, columns aligned.

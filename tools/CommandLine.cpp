@@ -2,55 +2,62 @@
 
 #include "tools/Failure.h"
 
-#include <algorithm>
-
 namespace vornactl {
 
-CommandLine::CommandLine(std::span<const std::wstring> arguments, const Syntax& allowed) {
-    bool plain = false;
+namespace {
+
+const Option& Find(const std::vector<Option>& options, std::wstring_view name) {
+    for (const Option& option : options)
+        if (name == option.name)
+            return option;
+    throw UsageError{L"unknown option: \"" + std::wstring(name) + L"\""};
+}
+
+// The value of the option in arguments[index], which may be the argument after it; index is then moved to that one.
+std::wstring ReadValue(const Option& option, std::span<const std::wstring> arguments, size_t& index) {
+    const std::wstring& argument = arguments[index];
+    const size_t equals = argument.find(L'=');
+    if (!option.value) {
+        if (equals != argument.npos)
+            throw UsageError{L"takes no value: \"" + argument + L"\""};
+        return {};
+    }
+    const std::wstring name = option.name;
+    if (equals == argument.npos && ++index == arguments.size())
+        throw UsageError{L"\"" + name + L"\" must be followed by " + option.value};
+    const std::wstring value = equals == argument.npos ? arguments[index] : argument.substr(equals + 1);
+    if (value.empty())
+        throw UsageError{L"\"" + name + L"\" is followed by an empty " + option.value};
+    return value;
+}
+
+} // namespace
+
+CommandLine::CommandLine(std::span<const std::wstring> arguments, const Syntax& syntax) {
+    bool optionsEnded = false;
     for (size_t i = 0; i < arguments.size(); ++i) {
         const std::wstring& argument = arguments[i];
-        if (plain || !argument.starts_with(L"-") || argument == L"-") {
-            if (words_.size() == allowed.words.size())
+        if (!optionsEnded && argument == L"--") {
+            optionsEnded = true;
+        } else if (optionsEnded || !argument.starts_with(L"-") || argument == L"-") {
+            if (words_.size() == syntax.words.size())
                 throw UsageError{L"one word too many: \"" + argument + L"\""};
             if (argument.empty())
-                throw UsageError{std::wstring(allowed.words[words_.size()]) + L" is an empty word"};
+                throw UsageError{std::wstring(syntax.words[words_.size()]) + L" is an empty word"};
             words_.push_back(argument);
-            continue;
-        }
-        if (argument == L"--") {
-            plain = true;
-            continue;
-        }
-        const size_t equals = argument.find(L'=');
-        const std::wstring name = argument.substr(0, equals);
-        const auto known = std::find_if(allowed.options.begin(), allowed.options.end(),
-                                        [&](const Option& entry) { return name == entry.name; });
-        if (known == allowed.options.end())
-            throw UsageError{L"unknown option: \"" + name + L"\""};
-        if (!known->repeated && values_.contains(name))
-            throw UsageError{L"given twice: \"" + name + L"\""};
-        std::wstring value;
-        if (!known->value) {
-            if (equals != argument.npos)
-                throw UsageError{L"takes no value: \"" + argument + L"\""};
-        } else if (equals != argument.npos) {
-            value = argument.substr(equals + 1);
         } else {
-            if (++i == arguments.size())
-                throw UsageError{L"\"" + name + L"\" must be followed by " + known->value};
-            value = arguments[i];
+            const Option& option = Find(syntax.options, argument.substr(0, argument.find(L'=')));
+            std::vector<std::wstring>& values = values_[option.name];
+            if (!option.repeated && !values.empty())
+                throw UsageError{L"given twice: \"" + std::wstring(option.name) + L"\""};
+            values.push_back(ReadValue(option, arguments, i));
         }
-        if (known->value && value.empty())
-            throw UsageError{L"\"" + name + L"\" is followed by an empty " + known->value};
-        values_[name].push_back(std::move(value));
     }
-    if (words_.size() < allowed.mandatoryWords)
-        throw UsageError{std::wstring(allowed.words[words_.size()]) + L" is missing"};
-    for (const Option& entry : allowed.options)
-        if (entry.mandatory && !values_.contains(std::wstring_view(entry.name)))
-            throw UsageError{L"\"" + std::wstring(entry.name) + L" " + (entry.value ? entry.value : L"") +
-                             L"\" is missing"};
+    if (words_.size() < syntax.mandatoryWords)
+        throw UsageError{std::wstring(syntax.words[words_.size()]) + L" is missing"};
+    for (const Option& option : syntax.options)
+        if (option.mandatory && !Has(option.name))
+            throw UsageError{L"\"" + std::wstring(option.name) + L" " + option.value + L"\" is missing"};
 }
 
 std::wstring CommandLine::Value(std::wstring_view option) const {

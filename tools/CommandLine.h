@@ -1,4 +1,4 @@
-// The words of a command, checked against what the command takes.
+// The arguments of a command, checked against its syntax.
 #pragma once
 
 #include <map>
@@ -10,34 +10,31 @@
 namespace vornactl {
 
 struct Option {
-    // With its dashes.
+    // Dashes included.
     const wchar_t* name;
-    // What stands behind it, for messages; null: nothing does.
+    // The name of its value, for messages; null if it has none.
     const wchar_t* value = nullptr;
     bool mandatory = false;
-    // It may be given more than once.
     bool repeated = false;
 };
 
-// What a command takes.
 struct Syntax {
-    // The names of the words without an option, in order, for messages.
+    // The names of the positional arguments in order, for messages.
     std::vector<const wchar_t*> words;
     size_t mandatoryWords = 0;
     std::vector<Option> options;
 };
 
-// Words that were found right.
 class CommandLine {
   public:
-    // arguments: what follows the command. Options may stand anywhere, as "--name value" or "--name=value"; after "--"
-    // everything is a plain word. Throws UsageError, which names the wrong or the missing word.
-    CommandLine(std::span<const std::wstring> arguments, const Syntax& allowed);
+    // arguments: everything after the command. Options may be anywhere, as "--name value" or "--name=value"; after "--"
+    // every argument is positional. Throws UsageError, which names the wrong or the missing argument.
+    CommandLine(std::span<const std::wstring> arguments, const Syntax& syntax);
 
-    // Empty where it was not given.
+    // Empty if it was not given.
     std::wstring Word(size_t index) const { return index < words_.size() ? words_[index] : std::wstring(); }
     std::wstring Value(std::wstring_view option) const;
-    // Every value of an option that may be repeated, in order.
+    // All values of a repeated option, in order.
     std::vector<std::wstring> Values(std::wstring_view option) const;
     bool Has(std::wstring_view option) const { return values_.contains(option); }
 

@@ -1,6 +1,5 @@
 #include "tools/Commands.h"
 
-#include "common/com/results.h"
 #include "tools/ArchiveClient.h"
 #include "tools/ArchiveList.h"
 #include "tools/Console.h"
@@ -9,8 +8,6 @@
 #include "tools/ModuleRegistration.h"
 #include "tools/SubscriptionFile.h"
 #include "tools/TextFile.h"
-
-#include <algorithm>
 
 namespace vornactl {
 
@@ -29,12 +26,12 @@ std::filesystem::path ModuleFolder(const CommandLine& line) {
 
 ExitCode Register(const CommandLine& line) {
     RegisterModules(ModuleFolder(line));
-    return EXIT_DONE;
+    return ExitCode::Done;
 }
 
 ExitCode Unregister(const CommandLine& line) {
     UnregisterModules(ModuleFolder(line));
-    return EXIT_DONE;
+    return ExitCode::Done;
 }
 
 ExitCode Subscribe(const CommandLine& line) {
@@ -43,42 +40,42 @@ ExitCode Subscribe(const CommandLine& line) {
     ArchiveClient(line.Value(SERVICE.name)).SetData(document, L"subscribing " + file);
     const SubscriptionSummary summary = Summarise(document);
     Console::Line(L"archive " + summary.archiveId + (summary.collect ? L": collecting" : L": ended"));
-    return EXIT_DONE;
+    return ExitCode::Done;
 }
 
 ExitCode Unsubscribe(const CommandLine& line) {
     const std::wstring id = line.Word(0);
     ArchiveClient(line.Value(SERVICE.name)).SetData(EndingDocument(id), L"unsubscribing " + id);
     Console::Line(L"archive " + id + L": ended");
-    return EXIT_DONE;
+    return ExitCode::Done;
 }
 
-// To the file that was asked for, or to standard output.
-ExitCode Deliver(const CommandLine& line, const std::wstring& document) {
+// Writes to the file that --output names, or to standard output.
+ExitCode WriteOutput(const CommandLine& line, const std::wstring& document) {
     if (line.Has(OUTPUT.name))
         WriteDocument(line.Value(OUTPUT.name), document + L"\n");
     else
         Console::Line(document);
-    return EXIT_DONE;
+    return ExitCode::Done;
 }
 
 ExitCode Get(const CommandLine& line) {
-    return Deliver(line, ArchiveClient(line.Value(SERVICE.name)).GetData(line.Word(0), line.Value(L"--prefixes")));
+    return WriteOutput(line, ArchiveClient(line.Value(SERVICE.name)).GetData(line.Word(0), line.Value(L"--prefixes")));
 }
 
 ExitCode List(const CommandLine& line) {
     const std::vector<ArchiveEntry> archives = ReadArchives(line.Has(L"--all"));
     if (archives.empty()) {
         Console::Line(L"no archives");
-        return EXIT_DONE;
+        return ExitCode::Done;
     }
     for (const std::wstring& row : FormatArchives(archives))
         Console::Line(row);
-    ExitCode result = EXIT_DONE;
+    ExitCode result = ExitCode::Done;
     for (const ArchiveEntry& archive : archives)
         if (archive.problem) {
             Console::Show(*archive.problem);
-            result = EXIT_FAILED;
+            result = ExitCode::Failed;
         }
     return result;
 }
@@ -91,24 +88,24 @@ ExitCode Raise(const CommandLine& line) {
                   (subscriptions == 0   ? L": no subscription waits for it"
                    : subscriptions == 1 ? L": queued for 1 subscription"
                                         : L": queued for " + std::to_wstring(subscriptions) + L" subscriptions"));
-    return EXIT_DONE;
+    return ExitCode::Done;
 }
 
 ExitCode ModelPut(const CommandLine& line) {
     Console::Line(L"data model written: " + PutModel(line.Word(0), line.Word(1)));
-    return EXIT_DONE;
+    return ExitCode::Done;
 }
 
 ExitCode ModelShow(const CommandLine& line) {
-    return Deliver(line, GetModel(line.Word(0)));
+    return WriteOutput(line, GetModel(line.Word(0)));
 }
 
 ExitCode Help(const CommandLine&);
 
 struct Command {
-    // One word, or two with a blank between them.
+    // One word, or two with a space between them.
     const wchar_t* name;
-    Syntax takes;
+    Syntax syntax;
     ExitCode (*run)(const CommandLine&);
     const wchar_t* summary;
 };
@@ -118,13 +115,12 @@ const std::vector<Command>& AllCommands() {
         {L"register",
          {{L"FOLDER"}, 0, {}},
          Register,
-         L"register Vorna.dll, QXKeldan.dll and QXKeldanHost.exe of a folder (this program's, where none is named)"},
+         L"register Vorna.dll, QXKeldan.dll and QXKeldanHost.exe of a folder (this program's if none is named)"},
         {L"unregister", {{L"FOLDER"}, 0, {}}, Unregister, L"the reverse; archives stay on disk"},
         {L"subscribe",
          {{L"FILE"}, 1, {SERVICE}},
          Subscribe,
-         L"hand in the subscription document FILE for the service of the service document; a relative TransformFile in "
-         L"it is looked for in the folder of FILE"},
+         L"hand in the subscription document FILE for the service of the service document; a relative TransformFile in it is looked for in the folder of FILE"},
         {L"unsubscribe",
          {{L"ID"}, 1, {SERVICE}},
          Unsubscribe,
@@ -136,9 +132,7 @@ const std::vector<Command>& AllCommands() {
         {L"list",
          {{}, 0, {{L"--all"}}},
          List,
-         L"show all archives: state, end date, snapshots, kilobytes on disk, what they wait for; --all: also those "
-         L"that "
-         L"ended"},
+         L"show all archives: state, end date, snapshots, kilobytes on disk, what they wait for; --all: also those that ended"},
         {L"raise",
          {{L"NAME"}, 1, {{.name = L"--property", .value = L"NAME=VALUE", .repeated = true}, {L"--payload", L"FILE"}}},
          Raise,
@@ -158,11 +152,11 @@ const std::vector<Command>& AllCommands() {
 
 std::wstring Usage(const Command& entry) {
     std::wstring usage = L"vornactl " + std::wstring(entry.name);
-    for (size_t i = 0; i < entry.takes.words.size(); ++i) {
-        const std::wstring word = entry.takes.words[i];
-        usage += i < entry.takes.mandatoryWords ? L" " + word : L" [" + word + L"]";
+    for (size_t i = 0; i < entry.syntax.words.size(); ++i) {
+        const std::wstring word = entry.syntax.words[i];
+        usage += i < entry.syntax.mandatoryWords ? L" " + word : L" [" + word + L"]";
     }
-    for (const Option& each : entry.takes.options) {
+    for (const Option& each : entry.syntax.options) {
         const std::wstring text = each.name + (each.value ? L" " + std::wstring(each.value) : std::wstring());
         usage += each.mandatory ? L" " + text : L" [" + text + L"]";
         if (each.repeated)
@@ -180,13 +174,12 @@ ExitCode Help(const CommandLine&) {
     }
     Console::Line(L"");
     Console::Line(L"Documents are UTF-8 or UTF-16 files. Exit codes: 0 done, 1 refused or failed, 2 wrong usage.");
-    return EXIT_DONE;
+    return ExitCode::Done;
 }
 
 struct Choice {
     const Command* chosen = nullptr;
-    // How many words its name has.
-    size_t words = 0;
+    size_t wordsInName = 0;
 };
 
 Choice Choose(std::span<const std::wstring> arguments) {
@@ -212,11 +205,11 @@ Choice Choose(std::span<const std::wstring> arguments) {
 ExitCode Run(std::span<const std::wstring> arguments) {
     if (arguments.empty())
         throw UsageError{L"no command"};
-    const auto [chosen, words] = Choose(arguments);
+    const auto [chosen, wordsInName] = Choose(arguments);
     try {
-        return chosen->run(CommandLine(arguments.subspan(words), chosen->takes));
-    } catch (const UsageError& wrong) {
-        throw UsageError{wrong.message + L"\n  usage: " + Usage(*chosen)};
+        return chosen->run(CommandLine(arguments.subspan(wordsInName), chosen->syntax));
+    } catch (const UsageError& error) {
+        throw UsageError{error.message + L"\n  usage: " + Usage(*chosen)};
     }
 }
 

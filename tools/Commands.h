@@ -1,4 +1,4 @@
-// What the program can do.
+// The commands of the program.
 #pragma once
 
 #include "tools/CommandLine.h"

@@ -1,4 +1,4 @@
-// The components that commands ask, and the documents that are handed to them. Needs COM on the thread.
+// Creation of the components that commands use, and of documents for them. Needs COM on the thread.
 #pragma once
 
 #include "common/com/com_ptr.h"
@@ -9,7 +9,7 @@
 
 namespace vornactl {
 
-// An object of the component that progId names. Throws Failure.
+// An object of the class with this ProgID. Throws Failure.
 template <typename Interface>
 vorna::com_ptr<Interface> Create(const wchar_t* progId) {
     vorna::com_ptr<Interface> object;
@@ -22,8 +22,7 @@ vorna::com_ptr<Interface> Create(const wchar_t* progId) {
 // The service object of the service document in a file. Throws Failure with the file's name.
 vorna::com_ptr<IUnknown> MakeService(const std::wstring& file);
 
-// The document in a file, as ReadDocument gives it. Throws Failure with the file's name, also where the XML accessor
-// does not take the text for a document.
+// The result of ReadDocument, checked to be well-formed by the XML accessor. Throws Failure with the file's name.
 std::wstring ReadXml(const std::wstring& file);
 
 } // namespace vornactl

@@ -1,11 +1,8 @@
 #include "tools/Console.h"
 
-#include "common/com/results.h"
+#include "common/com/text_forms.h"
+#include "common/xml/DocumentText.h"
 #include "tools/Advice.h"
-#include "tools/TextFile.h"
-
-#include <cwchar>
-#include <string>
 
 namespace vornactl {
 
@@ -18,7 +15,8 @@ bool Write(HANDLE output, std::wstring_view text) {
     DWORD written = 0;
     if (GetConsoleMode(output, &mode))
         return WriteConsoleW(output, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
-    const std::string bytes = EncodeUtf8(line);
+    std::string bytes;
+    (void)vorna::EncodeUtf8(line, bytes);
     for (size_t done = 0; done < bytes.size(); done += written)
         if (!WriteFile(output, bytes.data() + done, static_cast<DWORD>(bytes.size() - done), &written, nullptr) ||
             written == 0)
@@ -37,20 +35,18 @@ void Console::ErrorLine(std::wstring_view text) noexcept {
     try {
         (void)Write(GetStdHandle(STD_ERROR_HANDLE), text);
     } catch (...) {
-        // No memory for a message about what went wrong before.
+        // Out of memory: the message is lost.
     }
 }
 
-void Console::Show(const Failure& failed) {
-    wchar_t code[16];
-    swprintf(code, std::size(code), L"0x%08lX", static_cast<unsigned long>(failed.code));
-    std::wstring text = failed.text.empty() ? SystemText(failed.code) : failed.text;
+void Console::Show(const Failure& failure) {
+    std::wstring text = failure.text.empty() ? SystemText(failure.result()) : failure.text;
     if (text.empty())
         text = L"(no text came with the code)";
-    ErrorLine(L"vornactl: failed: " + failed.doing);
-    ErrorLine(std::wstring(L"  code:       ") + code);
+    ErrorLine(L"vornactl: failed: " + failure.action);
+    ErrorLine(L"  code:       " + vorna::hex_text(failure.result()));
     ErrorLine(L"  text:       " + text);
-    ErrorLine(L"  what to do: " + std::wstring(AdviceFor(failed.code, failed.text)));
+    ErrorLine(L"  what to do: " + std::wstring(AdviceFor(failure.result(), failure.text)));
 }
 
 } // namespace vornactl

@@ -2,16 +2,13 @@
 
 #include "QXKeldan.h"
 #include "common/com/bstr.h"
-#include "common/com/results.h"
+#include "common/com/paths.h"
 #include "platform/data/ModelStore.h"
 #include "tools/Components.h"
 
 namespace vornactl {
 
 namespace {
-
-constexpr std::wstring_view LONG_PATH = L"\\\\?\\";
-constexpr std::wstring_view LONG_NETWORK_PATH = L"\\\\?\\UNC\\";
 
 keldan::ServiceIdentity IdentityOf(IUnknown* service, const std::wstring& file) {
     keldan::ServiceIdentity identity;
@@ -20,8 +17,8 @@ keldan::ServiceIdentity IdentityOf(IUnknown* service, const std::wstring& file) 
     return identity;
 }
 
-// The service as lists of archives show it, and where it is described.
-std::wstring Named(const keldan::ServiceIdentity& service, const std::wstring& file) {
+// The service in the notation of "vornactl list", and the file that describes it.
+std::wstring NameOf(const keldan::ServiceIdentity& service, const std::wstring& file) {
     return service.serviceId + L"\\" + service.serviceUri + L"\\" + service.portId + L" (" + file + L")";
 }
 
@@ -29,17 +26,17 @@ std::wstring Named(const keldan::ServiceIdentity& service, const std::wstring& f
 
 std::wstring PutModel(const std::wstring& serviceFile, const std::wstring& modelFile) {
     const keldan::ServiceIdentity service = IdentityOf(MakeService(serviceFile).get(), serviceFile);
-    const std::wstring doing = L"storing the data model of " + Named(service, serviceFile);
+    const std::wstring action = L"storing the data model of " + NameOf(service, serviceFile);
     const struct {
         const wchar_t* element;
         const std::wstring& value;
     } parts[] = {{L"portID", service.portId}, {L"serviceId", service.serviceId}, {L"serviceURI", service.serviceUri}};
     for (const auto& part : parts)
         if (part.value.empty())
-            throw Failure(vorna::RESULT_SERVICE_OBJECT, doing,
+            throw Failure(vorna::RESULT_SERVICE_OBJECT, action,
                           L"The service document gives no " + std::wstring(part.element) + L".");
     if (service.serviceUri == keldan::SERVICE_URI_HOST)
-        throw Failure(E_INVALIDARG, doing,
+        throw Failure(E_INVALIDARG, action,
                       L"The serviceURI \"" + service.serviceUri +
                           L"\" stands for the live data model of this machine, which cannot be replaced.");
 
@@ -47,10 +44,8 @@ std::wstring PutModel(const std::wstring& serviceFile, const std::wstring& model
     const keldan::ModelStore store(keldan::DataFolder::Configured());
     std::wstring message;
     if (const HRESULT result = store.Write(service, document, message); FAILED(result))
-        throw Failure(result, doing, message);
-    // Without the prefix for long paths, which people need not see.
-    const std::wstring path = store.PathOf(service);
-    return path.starts_with(LONG_PATH) && !path.starts_with(LONG_NETWORK_PATH) ? path.substr(LONG_PATH.size()) : path;
+        throw Failure(result, action, message);
+    return vorna::plain_path(store.PathOf(service));
 }
 
 std::wstring GetModel(const std::wstring& serviceFile) {
@@ -62,7 +57,7 @@ std::wstring GetModel(const std::wstring& serviceFile) {
     const HRESULT result = aggregator->GetData(service.get(), vorna::bstr(L"/").get(), vorna::bstr(L"").get(),
                                                document.put(), message.put());
     if (result != S_OK)
-        throw Failure(FAILED(result) ? result : E_FAIL, L"reading the data model of " + Named(identity, serviceFile),
+        throw Failure(FAILED(result) ? result : E_FAIL, L"reading the data model of " + NameOf(identity, serviceFile),
                       message.str());
     return document.str();
 }

@@ -14,15 +14,15 @@ namespace vornactl {
 
 namespace {
 
-Failure Refusal(HRESULT result, std::wstring doing, long subscriptions, size_t payloadSize) {
+Failure Refusal(HRESULT result, std::wstring action, long subscriptions, size_t payloadSize) {
     if (result == HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA))
-        return Failure(result, doing + L": queued for " + std::to_wstring(subscriptions) + L" of its subscriptions",
+        return Failure(result, action + L": queued for " + std::to_wstring(subscriptions) + L" of its subscriptions",
                        QUEUE_FULL);
     if (result == HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE))
-        return Failure(result, std::move(doing),
+        return Failure(result, std::move(action),
                        L"The payload has " + std::to_wstring(payloadSize) +
                            L" characters, more than the event manager takes. No subscription got the event.");
-    return Failure(result, std::move(doing));
+    return Failure(result, std::move(action));
 }
 
 } // namespace
@@ -53,18 +53,18 @@ std::wstring PropertiesDocument(std::span<const std::wstring> properties) {
 }
 
 long RaiseEvent(const std::wstring& name, const std::wstring& properties, const std::wstring& payloadFile) {
-    std::wstring doing = L"raising " + name;
+    std::wstring action = L"raising " + name;
     std::wstring payload;
     if (!payloadFile.empty()) {
         payload = ReadXml(payloadFile);
-        doing += L" with the payload " + payloadFile;
+        action += L" with the payload " + payloadFile;
     }
     const auto manager = Create<IZEBEventManager>(vorna::PROGID_EVENT_MANAGER);
     long subscriptions = 0;
     const HRESULT result = manager->Raise(vorna::bstr(name).get(), vorna::bstr(properties).get(),
                                           vorna::bstr(payload).get(), &subscriptions);
     if (FAILED(result))
-        throw Refusal(result, std::move(doing), subscriptions, payload.size());
+        throw Refusal(result, std::move(action), subscriptions, payload.size());
     return subscriptions;
 }
 

@@ -1,28 +1,28 @@
 // What ends a command early, and the exit codes of the program.
 #pragma once
 
-#include <windows.h>
+#include "common/com/result_error.h"
 
 #include <string>
 #include <utility>
 
 namespace vornactl {
 
-enum ExitCode : int { EXIT_DONE = 0, EXIT_FAILED = 1, EXIT_USAGE = 2 };
+enum class ExitCode { Done = 0, Failed = 1, Usage = 2 };
 
-// The component, the platform or the operating system refused something.
-struct Failure {
-    HRESULT code;
-    // What was tried, with the value that it was tried with.
-    std::wstring doing;
-    // The text that came with the code; may be empty.
+// The component, the platform or the operating system refused something. The result need not be a failure: the
+// component answers S_FALSE too.
+struct Failure : vorna::result_error {
+    // What was tried, with the value that it was tried with: "reading a.xml".
+    std::wstring action;
+    // The text that came with the result; may be empty.
     std::wstring text;
 
-    Failure(HRESULT result, std::wstring what, std::wstring said = {})
-        : code(result), doing(std::move(what)), text(std::move(said)) {}
+    Failure(HRESULT result, std::wstring tried, std::wstring said = {})
+        : result_error(result), action(std::move(tried)), text(std::move(said)) {}
 };
 
-// The words on the command line are not right. message names the word.
+// The command line is not valid. message names the wrong word.
 struct UsageError {
     std::wstring message;
 };

@@ -1,14 +1,12 @@
 // vornactl: the entry point.
 
-#include "common/com/results.h"
+#include "common/com/result_error.h"
 #include "common/com/scope_exit.h"
 #include "tools/Commands.h"
 #include "tools/Console.h"
 
 #include <objbase.h>
 
-#include <exception>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -20,17 +18,15 @@ int wmain(int count, wchar_t** words) {
         if (const HRESULT result = CoInitializeEx(nullptr, COINIT_MULTITHREADED); FAILED(result))
             throw Failure(result, L"starting COM");
         const vorna::scope_exit leave([] { CoUninitialize(); });
-        return Run(arguments);
-    } catch (const UsageError& wrong) {
-        Console::ErrorLine(L"vornactl: " + wrong.message);
+        return static_cast<int>(Run(arguments));
+    } catch (const UsageError& error) {
+        Console::ErrorLine(L"vornactl: " + error.message);
         Console::ErrorLine(L"\"vornactl help\" shows all commands");
-        return EXIT_USAGE;
-    } catch (const Failure& failed) {
-        Console::Show(failed);
-    } catch (const std::bad_alloc&) {
-        Console::Show(Failure(E_OUTOFMEMORY, L"running the command"));
-    } catch (const std::exception&) {
-        Console::Show(Failure(vorna::RESULT_EXCEPTION, L"running the command"));
+        return static_cast<int>(ExitCode::Usage);
+    } catch (const Failure& failure) {
+        Console::Show(failure);
+    } catch (...) {
+        Console::Show(Failure(vorna::caught_result(vorna::RESULT_EXCEPTION), L"running the command"));
     }
-    return EXIT_FAILED;
+    return static_cast<int>(ExitCode::Failed);
 }

@@ -1,10 +1,9 @@
 #include "tools/ModuleRegistration.h"
 
-#include "common/com/results.h"
+#include "common/com/com_server.h"
+#include "common/com/module_call.h"
 #include "common/com/unique_any.h"
 #include "tools/Console.h"
-
-#include <windows.h>
 
 #include <iterator>
 #include <optional>
@@ -21,81 +20,68 @@ struct ModuleFile {
     bool mandatory;
 };
 
-// The platform first: the component finds it complete.
+// The platform first, because the component uses it.
 constexpr ModuleFile MODULES[] = {{L"QXKeldan.dll", false}, {L"QXKeldanHost.exe", false}, {L"Vorna.dll", true}};
 
-void CallLibrary(const std::wstring& path, const char* entryPoint, const std::wstring& doing) {
-    vorna::unique_library library(LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
-    if (!library)
-        throw Failure(vorna::result_from_last_error(), doing);
-    const FARPROC address = GetProcAddress(library.get(), entryPoint);
-    if (!address)
-        throw Failure(vorna::result_from_last_error(), doing);
-    // By way of void*: the compiler takes no direct cast between functions of different kinds for meant.
-    const auto function = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(reinterpret_cast<void*>(address));
-    if (const HRESULT result = function(); FAILED(result))
-        throw Failure(result, doing);
+void CallLibrary(const std::wstring& path, const char* exportName, const std::wstring& action) {
+    try {
+        vorna::throw_if_failed(vorna::call_module(path, exportName).result);
+    } catch (...) {
+        throw Failure(vorna::caught_result(), action);
+    }
 }
 
-void RunProgram(const std::wstring& path, const wchar_t* argument, const std::wstring& doing) {
+void RunProgram(const std::wstring& path, const wchar_t* argument, const std::wstring& action) {
     std::wstring line = L"\"" + path + L"\" " + argument;
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION information{};
     if (!CreateProcessW(path.c_str(), line.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
                         &startup, &information))
-        throw Failure(vorna::result_from_last_error(), doing);
+        throw Failure(vorna::result_from_last_error(), action);
     const vorna::unique_handle process(information.hProcess);
     const vorna::unique_handle thread(information.hThread);
     if (WaitForSingleObject(process.get(), PROGRAM_WAIT_MS) != WAIT_OBJECT_0)
-        throw Failure(HRESULT_FROM_WIN32(ERROR_TIMEOUT), doing, L"The program did not end within a minute.");
+        throw Failure(HRESULT_FROM_WIN32(ERROR_TIMEOUT), action, L"The program did not end within a minute.");
     DWORD exitCode = 1;
     GetExitCodeProcess(process.get(), &exitCode);
     if (exitCode != 0)
-        throw Failure(E_FAIL, doing, L"The program ended with exit code " + std::to_wstring(exitCode) + L".");
+        throw Failure(E_FAIL, action, L"The program ended with exit code " + std::to_wstring(exitCode) + L".");
 }
 
-void Call(const std::filesystem::path& path, bool registering) {
-    const std::wstring doing = (registering ? L"registering " : L"unregistering ") + path.wstring();
+void Call(const std::filesystem::path& folder, const ModuleFile& module, bool registering) {
+    const std::filesystem::path path = folder / module.name;
+    const std::wstring action = (registering ? L"registering " : L"unregistering ") + path.wstring();
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) {
+        if (module.mandatory)
+            throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), action);
+        if (registering)
+            Console::Line(L"not there: " + path.wstring());
+        return;
+    }
     if (path.extension() == L".exe")
-        RunProgram(path.wstring(), registering ? L"/regserver" : L"/unregserver", doing);
+        RunProgram(path.wstring(), registering ? L"/regserver" : L"/unregserver", action);
     else
-        CallLibrary(path.wstring(), registering ? "DllRegisterServer" : "DllUnregisterServer", doing);
+        CallLibrary(path.wstring(), registering ? "DllRegisterServer" : "DllUnregisterServer", action);
+    Console::Line((registering ? L"registered: " : L"unregistered: ") + path.wstring());
 }
 
 } // namespace
 
 void RegisterModules(const std::filesystem::path& folder) {
-    for (const ModuleFile& module : MODULES) {
-        const auto path = folder / module.name;
-        std::error_code ignored;
-        if (!std::filesystem::exists(path, ignored)) {
-            if (module.mandatory)
-                throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"registering " + path.wstring());
-            Console::Line(L"not there: " + path.wstring());
-            continue;
-        }
-        Call(path, true);
-        Console::Line(L"registered: " + path.wstring());
-    }
+    for (const ModuleFile& module : MODULES)
+        Call(folder, module, true);
 }
 
 void UnregisterModules(const std::filesystem::path& folder) {
     std::optional<Failure> first;
     for (auto module = std::rbegin(MODULES); module != std::rend(MODULES); ++module) {
-        const auto path = folder / module->name;
-        std::error_code ignored;
         try {
-            if (!std::filesystem::exists(path, ignored)) {
-                if (module->mandatory)
-                    throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"unregistering " + path.wstring());
-                continue;
-            }
-            Call(path, false);
-            Console::Line(L"unregistered: " + path.wstring());
-        } catch (const Failure& failed) {
+            Call(folder, *module, false);
+        } catch (const Failure& failure) {
             if (!first)
-                first = failed;
+                first = failure;
         }
     }
     if (first)
@@ -103,17 +89,7 @@ void UnregisterModules(const std::filesystem::path& folder) {
 }
 
 std::filesystem::path ProgramFolder() {
-    std::wstring path(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-        if (length == 0)
-            throw Failure(vorna::result_from_last_error(), L"finding this program's folder");
-        if (length < path.size()) {
-            path.resize(length);
-            return std::filesystem::path(path).parent_path();
-        }
-        path.resize(path.size() * 2);
-    }
+    return std::filesystem::path(vorna::this_module_path()).parent_path();
 }
 
 } // namespace vornactl

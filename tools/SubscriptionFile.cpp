@@ -31,7 +31,7 @@ std::filesystem::path FullPath(const std::wstring& name, const std::wstring& fil
 std::wstring ReadSubscription(const std::wstring& file) {
     std::wstring document = ReadDocument(file);
     vorna::XmlAccessor accessor;
-    // What cannot be loaded has no paths; the component refuses it with its own words.
+    // If it cannot be loaded, the component refuses it with its own text.
     if (accessor.Create() != S_OK || accessor.Load(document) != S_OK)
         return document;
     for (const std::wstring element : STYLESHEETS) {
@@ -41,9 +41,9 @@ std::wstring ReadSubscription(const std::wstring& file) {
         const std::wstring name(vorna::Trimmed(value));
         if (name.empty() || std::filesystem::path(name).is_absolute())
             continue;
-        const std::wstring markup =
-            L"<TransformFile>" + vorna::EscapeXml(FullPath(name, file).wstring()) + L"</TransformFile>";
-        HRESULT result = accessor.Set(element, markup, vorna::XmlChange::Replace);
+        const std::wstring path = vorna::EscapeXml(FullPath(name, file).wstring());
+        HRESULT result =
+            accessor.Set(element, L"<TransformFile>" + path + L"</TransformFile>", vorna::XmlChange::Replace);
         if (result == S_OK)
             result = accessor.QueryMarkup(L"/", document);
         if (result != S_OK)

@@ -6,20 +6,19 @@
 
 namespace vornactl {
 
-// The subscription document in a file. A stylesheet (TransformFile) that it names by a relative path is named by its
-// full path in the result: relative to the folder of the file, since what reads the stylesheet later is another process
-// with another working folder. Everything else stays as it is written. Throws Failure with the file's name; also where
-// such a stylesheet is not there.
+// The subscription document in a file. A relative path of a stylesheet (TransformFile), which is relative to the folder
+// of the file, becomes a full path, because another process with another working folder reads the stylesheet later.
+// Everything else is kept letter for letter. Throws Failure with the file's name; also if such a stylesheet is missing.
 std::wstring ReadSubscription(const std::wstring& file);
 
-// What a subscription document asks for, as far as it can be read.
+// What a subscription document requests, as far as it can be read.
 struct SubscriptionSummary {
     std::wstring archiveId;
     bool collect = false;
 };
 SubscriptionSummary Summarise(std::wstring_view document);
 
-// The document that ends an archive which is there.
+// The document that ends an existing archive.
 std::wstring EndingDocument(std::wstring_view archiveId);
 
 } // namespace vornactl

@@ -1,4 +1,4 @@
-// Documents in files: UTF-8 or UTF-16, with or without a byte order mark.
+// XML documents in files: UTF-8 or UTF-16, with or without a byte order mark, and ISO 8859-1 if it is declared.
 #pragma once
 
 #include <string>
@@ -6,17 +6,11 @@
 
 namespace vornactl {
 
-// The document in a file, without its byte order mark and XML declaration: the text has no encoding any more that a
-// declaration could name. Throws Failure, with the file's name, where it cannot be read, is empty or is no such text.
+// The document in a file without its XML declaration. Throws Failure, with the file's name, if the file cannot be read,
+// is empty or is not text in a known encoding.
 std::wstring ReadDocument(const std::wstring& path);
 
-// Writes the text as UTF-8 and replaces what is there. Throws Failure with the file's name.
+// Writes the text as UTF-8; replaces an existing file. Throws Failure with the file's name.
 void WriteDocument(const std::wstring& path, std::wstring_view text);
-
-// The text of a file's bytes; path is for the message. Throws Failure.
-std::wstring DecodeDocument(std::string_view bytes, const std::wstring& path);
-
-// Halves of surrogate pairs become the replacement character.
-std::string EncodeUtf8(std::wstring_view text);
 
 } // namespace vornactl

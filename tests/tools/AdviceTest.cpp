@@ -1,4 +1,4 @@
-// What is said about a code.
+// The advice for result codes, and the list of archives.
 
 #include "tools/Advice.h"
 #include "common/com/results.h"
@@ -9,7 +9,7 @@ using namespace vornactl;
 
 namespace {
 
-TEST(Advice, TellsTheFailuresOfTheGeneralCodeApart) {
+TEST(Advice, DistinguishesTheFailuresOfTheGeneralCode) {
     const auto empty = AdviceFor(E_FAIL, L"No Data Present in the Archive");
     const auto path = AdviceFor(E_FAIL, L"Could not find the required data in the archive");
     const auto other = AdviceFor(E_FAIL, L"something else");
@@ -18,7 +18,7 @@ TEST(Advice, TellsTheFailuresOfTheGeneralCodeApart) {
     EXPECT_NE(path, other);
 }
 
-TEST(Advice, EveryCodeOfTheComponentHasWordsOfItsOwn) {
+TEST(Advice, EveryCodeOfTheComponentHasItsOwnAdvice) {
     const auto unknown = AdviceFor(vorna::result_code(0x80000FFF), L"");
     EXPECT_FALSE(unknown.empty());
     for (unsigned long code = 0x8000012D; code <= 0x80000144; ++code) {

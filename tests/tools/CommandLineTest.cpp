@@ -1,4 +1,4 @@
-// The words of a command line: what is taken, and that a refusal names the wrong word.
+// The arguments of a command line: what is accepted, and that a refusal names the wrong one.
 
 #include "tools/CommandLine.h"
 #include "support/Support.h"
@@ -17,8 +17,8 @@ std::wstring Refusal(const Words& arguments) {
     try {
         CommandLine(arguments, GET);
         return L"accepted";
-    } catch (const UsageError& wrong) {
-        return wrong.message;
+    } catch (const UsageError& error) {
+        return error.message;
     }
 }
 
@@ -32,7 +32,7 @@ TEST(CommandLine, TakesOptionsAnywhereAndInBothForms) {
         EXPECT_EQ(line.Value(L"--output"), L"-o");
         EXPECT_FALSE(line.Has(L"--all"));
     }
-    // A value may hold the sign that parts it from the option's name.
+    // A value may contain the character that separates it from the name.
     EXPECT_EQ(CommandLine(Words{L"/A", L"--service=a=b"}, GET).Value(L"--service"), L"a=b");
 }
 
@@ -61,7 +61,7 @@ TEST(CommandLine, NamesTheWrongWord) {
         EXPECT_EQ(Refusal(each.arguments), each.refusal);
 }
 
-TEST(CommandLine, ACommandThatIsNoneIsNamed) {
+TEST(CommandLine, NamesAnUnknownCommand) {
     const struct {
         Words arguments;
         std::wstring refusal;
@@ -78,8 +78,8 @@ TEST(CommandLine, ACommandThatIsNoneIsNamed) {
         try {
             vornactl::Run(each.arguments);
             ADD_FAILURE() << "accepted";
-        } catch (const UsageError& wrong) {
-            EXPECT_EQ(wrong.message, each.refusal);
+        } catch (const UsageError& error) {
+            EXPECT_EQ(error.message, each.refusal);
         }
     }
 }

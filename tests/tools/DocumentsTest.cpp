@@ -1,4 +1,4 @@
-// The documents that commands hand to the component and to the platform.
+// The documents that commands pass to the component and to the platform.
 
 #include "common/com/results.h"
 #include "support/Support.h"
@@ -12,15 +12,14 @@ using namespace vornactl;
 
 namespace {
 
-TEST(PropertiesDocument, HoldsNamesAndValuesLetterForLetter) {
+TEST(PropertiesDocument, KeepsNamesAndValuesLetterForLetter) {
     const struct {
         std::vector<std::wstring> properties;
         std::wstring document;
     } cases[] = {
         {{}, L""},
         {{L"Door=", L"Time=7=8"},
-         L"<EventProperties><Property Name=\"Door\"></Property><Property "
-         L"Name=\"Time\">7=8</Property></EventProperties>"},
+         L"<EventProperties><Property Name=\"Door\"></Property><Property Name=\"Time\">7=8</Property></EventProperties>"},
         {{L"a\"<&\n=]]>&<\"\r"},
          L"<EventProperties><Property Name=\"a&quot;&lt;&amp;&#10;\">]]&gt;&amp;&lt;&quot;&#13;</Property>"
          L"</EventProperties>"},
@@ -32,7 +31,7 @@ TEST(PropertiesDocument, HoldsNamesAndValuesLetterForLetter) {
         EXPECT_THROW(PropertiesDocument(refused), UsageError);
 }
 
-TEST(EndingDocument, AnIdOfMarkupEndsNothingElse) {
+TEST(EndingDocument, AnIdIsEscaped) {
     EXPECT_EQ(EndingDocument(L"a\"b<c&d"), L"<Archive ID=\"a&quot;b&lt;c&amp;d\"><Collect>OFF</Collect></Archive>");
 }
 
@@ -44,22 +43,22 @@ class Documents : public testing::Test {
         WriteDocument(path, text);
         return path;
     }
-    // The result of a failure that names the text; S_OK where nothing failed.
+    // The result of a failure whose message has the text; S_OK if nothing failed.
     template <typename Work>
     HRESULT Refusal(std::wstring_view named, Work work) {
         try {
             work();
             return S_OK;
-        } catch (const Failure& failed) {
-            EXPECT_NE((failed.doing + failed.text).find(named), std::wstring::npos) << support::Narrow(failed.text);
-            return failed.code;
+        } catch (const Failure& failure) {
+            EXPECT_NE((failure.action + failure.text).find(named), std::wstring::npos) << support::Narrow(failure.text);
+            return failure.result();
         }
     }
 
     support::TestFolder folder_;
 };
 
-TEST_F(Documents, ARelativeStylesheetIsNamedByItsFullPath) {
+TEST_F(Documents, ARelativeStylesheetPathBecomesAFullPath) {
     const std::wstring head = L"<Archive ID=\"a\"><KROEvent><EventPayload><TransformFile>";
     const std::wstring tail = L"</TransformFile></EventPayload></KROEvent><!-- kept --></Archive>";
     const std::wstring full = File(L"a & b.xslt", L"<x/>");
@@ -77,7 +76,7 @@ TEST_F(Documents, ARelativeStylesheetIsNamedByItsFullPath) {
               Refusal(L"missing.xslt", [&] { ReadSubscription(File(L"s.xml", head + L"missing.xslt" + tail)); }));
 }
 
-TEST_F(Documents, AStoredModelIsReplacedByAWellFormedOneOnly) {
+TEST_F(Documents, OnlyAWellFormedModelReplacesAStoredOne) {
     const support::PlatformData data(folder_.Path());
     const std::wstring model = File(L"model.xml", L"<Gauge>412</Gauge>");
     const std::wstring broken = File(L"broken.xml", L"<Gauge>");
