@@ -25,7 +25,7 @@ std::wstring ReadValue(const Option& option, std::span<const std::wstring> argum
     const std::wstring name = option.name;
     if (equals == argument.npos && ++index == arguments.size())
         throw UsageError{L"\"" + name + L"\" must be followed by " + option.value};
-    const std::wstring value = equals == argument.npos ? arguments[index] : argument.substr(equals + 1);
+    std::wstring value = equals == argument.npos ? arguments[index] : argument.substr(equals + 1);
     if (value.empty())
         throw UsageError{L"\"" + name + L"\" is followed by an empty " + option.value};
     return value;

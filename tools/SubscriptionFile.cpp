@@ -19,7 +19,7 @@ constexpr const wchar_t* STYLESHEETS[] = {L"/Archive/KROEvent/EventPayload/Trans
 std::filesystem::path FullPath(const std::wstring& name, const std::wstring& file) {
     std::error_code failed;
     const auto document = std::filesystem::absolute(file, failed);
-    const auto path = (document.parent_path() / name).lexically_normal().make_preferred();
+    auto path = (document.parent_path() / name).lexically_normal().make_preferred();
     if (failed || !std::filesystem::is_regular_file(path, failed))
         throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"subscribing " + file,
                       L"The TransformFile \"" + name + L"\" is not there: " + path.wstring());

@@ -12,7 +12,7 @@ namespace vornactl {
 namespace {
 
 // Far above what the component and the platform accept, and still little for a 32-bit process.
-constexpr std::uint64_t MAX_BYTES = 256 * 1024 * 1024;
+constexpr std::uint64_t MAX_BYTES = 256ull * 1024 * 1024;
 
 std::string ReadBytes(const std::wstring& path, const std::wstring& action) {
     const vorna::unique_file file = vorna::open_for_reading(path);

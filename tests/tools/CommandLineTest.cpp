@@ -15,7 +15,7 @@ using Words = std::vector<std::wstring>;
 
 std::wstring Refusal(const Words& arguments) {
     try {
-        CommandLine(arguments, GET);
+        const CommandLine line(arguments, GET);
         return L"accepted";
     } catch (const UsageError& error) {
         return error.message;

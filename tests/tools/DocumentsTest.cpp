@@ -39,7 +39,7 @@ class Documents : public testing::Test {
   protected:
     void SetUp() override { support::RegisterPlatform(); }
     std::wstring File(const wchar_t* name, std::wstring_view text) {
-        const std::wstring path = (folder_.Path() / name).wstring();
+        std::wstring path = (folder_.Path() / name).wstring();
         WriteDocument(path, text);
         return path;
     }
@@ -59,8 +59,10 @@ class Documents : public testing::Test {
 };
 
 TEST_F(Documents, ARelativeStylesheetPathBecomesAFullPath) {
-    const std::wstring head = L"<Archive ID=\"a\"><KROEvent><EventPayload><TransformFile>";
-    const std::wstring tail = L"</TransformFile></EventPayload></KROEvent><!-- kept --></Archive>";
+    const auto document = [](const std::wstring& stylesheet) {
+        return L"<Archive ID=\"a\"><KROEvent><EventPayload><TransformFile>" + stylesheet +
+               L"</TransformFile></EventPayload></KROEvent><!-- kept --></Archive>";
+    };
     const std::wstring full = File(L"a & b.xslt", L"<x/>");
     const std::wstring escaped = (folder_.Path() / L"a &amp; b.xslt").wstring();
     const struct {
@@ -71,9 +73,9 @@ TEST_F(Documents, ARelativeStylesheetPathBecomesAFullPath) {
                  {L"C:\\nowhere\\b.xslt", L"C:\\nowhere\\b.xslt"},
                  {L"", L""}};
     for (const auto& each : cases)
-        EXPECT_EQ(ReadSubscription(File(L"s.xml", head + each.given + tail)), head + each.read + tail);
+        EXPECT_EQ(ReadSubscription(File(L"s.xml", document(each.given))), document(each.read));
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND),
-              Refusal(L"missing.xslt", [&] { ReadSubscription(File(L"s.xml", head + L"missing.xslt" + tail)); }));
+              Refusal(L"missing.xslt", [&] { ReadSubscription(File(L"s.xml", document(L"missing.xslt"))); }));
 }
 
 TEST_F(Documents, OnlyAWellFormedModelReplacesAStoredOne) {
