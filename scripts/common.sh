@@ -1,5 +1,4 @@
-# Shared by the scripts in this folder: paths, messages, the private Wine prefix.
-# Sourced, never run.
+# Shared by the scripts in this folder: paths, messages, the private Wine prefix. Sourced, not run.
 
 set -euo pipefail
 
@@ -7,10 +6,10 @@ project_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_root=${VORNA_BUILD_ROOT:-$project_root/build}
 deps_root=$build_root/deps
 
-# Wine reads these; the prefix is the project's own, never the one in the home folder.
+# Environment of Wine. The prefix is the project's own, not the one in the home folder.
 export WINEARCH=win32
 export WINEPREFIX=$build_root/wine
-# Without Wine's debugger a program that crashes ends at once, instead of waiting for somebody to look at it.
+# Without Wine's debugger a program that crashes ends at once.
 export WINEDLLOVERRIDES="mscoree,mshtml,winedbg.exe="
 export WINEDEBUG=${WINEDEBUG:--all}
 unset DISPLAY
@@ -27,10 +26,10 @@ fail() {
 # preset_folder PRESET: where a CMake preset builds.
 preset_folder() { printf '%s/%s' "$build_root" "$1"; }
 
-# windows_path PATH: the same file as Wine's programs name it.
+# windows_path PATH: the path of the same file for programs in Wine.
 windows_path() { printf 'Z:%s' "${1//\//\\}"; }
 
-# quiet LOG COMMAND...: runs the command with its output in a file; shows the end of it on failure.
+# quiet LOG COMMAND...: runs the command with its output in a file; shows the end of the file on failure.
 quiet() {
     local log=$1
     shift
