@@ -1,4 +1,4 @@
-// Comparisons of functions within one process: what is compared takes turns, so that both see the same machine.
+// Comparisons of functions within one process. Candidates take turns, so that all of them see the same machine.
 //
 // A file named *Bench.cpp registers its comparisons with VORNA_BENCH; the program vorna_bench runs them.
 #pragma once
@@ -11,20 +11,26 @@ namespace bench {
 
 struct Candidate {
     std::string name;
-    // One operation; made once before the clock starts, so that what is lazy is there.
+    // One operation. It is called once before the measurement, for lazy initialisation.
     std::function<void()> run;
 };
 
-// How many operations stand between two looks at the clock, and how many such rounds there are.
+// operations: between two readings of the clock.
 struct Rounds {
     int operations = 1000;
     int rounds = 15;
 };
 
-// Nanoseconds an operation of each candidate: medians of rounds that are interleaved.
+// The nanoseconds for an operation of each candidate: medians of interleaved rounds.
 std::vector<double> Measure(const std::vector<Candidate>& candidates, const Rounds& rounds = {});
 
-// What a comparison is allowed to say.
+// The milliseconds that the work takes once.
+double Milliseconds(const std::function<void()>& work);
+
+// values: not empty.
+double Median(std::vector<double> values);
+
+// Prints the results of a comparison.
 class Report {
   public:
     explicit Report(std::string name) : name_(std::move(name)) {}
@@ -35,8 +41,6 @@ class Report {
     void AtMost(const std::string& what, double value, double goal, const std::string& unit) const;
     // The figure should not be below the goal.
     void AtLeast(const std::string& what, double value, double goal, const std::string& unit) const;
-    // The bench could not run; the reason is shown.
-    void Skip(const std::string& reason) const;
 
   private:
     std::string name_;
@@ -46,7 +50,7 @@ struct Registration {
     Registration(const char* name, void (*run)(Report&));
 };
 
-// Keeps the optimiser from removing what computes the value.
+// Prevents the optimiser from removing the computation of the value.
 template <typename Value>
 void Keep(const Value& value) {
     asm volatile("" : : "g"(&value) : "memory");

@@ -1,9 +1,9 @@
-// Captures and retrievals through the registered component, on the reference platform, for archives of several sizes;
-// and what the pieces cost that they are made of.
-#include "Bench.h"
-#include "InstalledPlatform.h"
+// Captures and retrievals through the registered component, on the reference platform, for archives of several sizes,
+// and their single steps.
 #include "QXKeldan.h"
 #include "VornaLib.h"
+#include "bench/Bench.h"
+#include "bench/InstalledPlatform.h"
 #include "common/com/bstr.h"
 #include "common/services/XmlAccessor.h"
 #include "common/services/platformservices.h"
@@ -13,7 +13,6 @@
 #include "subscription/archive/SubscriptionArchive.h"
 
 #include <algorithm>
-#include <chrono>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
@@ -26,7 +25,7 @@ namespace {
 
 constexpr int SIZES[] = {1, 10, 100, 1000};
 
-// Some 10,000 characters: what a device of a few dozen parts tells.
+// About 10,000 characters, the data of a device with a few dozen parts.
 std::string DeviceDocument() {
     std::string document = "<Data><Status><State>running</State></Status><Parts>";
     for (int part = 1; document.size() < 10'000; ++part) {
@@ -36,17 +35,6 @@ std::string DeviceDocument() {
                     "</Hours></Part>";
     }
     return document + "</Parts></Data>";
-}
-
-double Milliseconds(const std::function<void()>& work) {
-    const auto begin = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();
-}
-
-double Median(std::vector<double> values) {
-    std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
-    return values[values.size() / 2];
 }
 
 SYSTEMTIME MinutesAgo(int minutes) {
@@ -60,7 +48,7 @@ SYSTEMTIME MinutesAgo(int minutes) {
     return time;
 }
 
-// Captures of one second share their name: the next one is to be a new snapshot.
+// A capture in the same second would replace the last snapshot instead of adding one.
 void WaitForNextSecond() {
     const WORD second = LocalNow().wSecond;
     while (LocalNow().wSecond == second)
@@ -71,7 +59,7 @@ std::wstring Name(int size) {
     return L"A" + std::to_wstring(size);
 }
 
-// Archives of one service, filled without waiting for as many ticks. They are ended with the object.
+// Archives of one service, filled without waiting for the timer. The destructor ends them.
 class Archives {
   public:
     Archives() {
@@ -106,14 +94,14 @@ class Archives {
         return record;
     }
 
-    // One callback of the timer. Milliseconds; the archive is as large as before afterwards.
+    // The milliseconds of one callback of the timer. The capture is removed again.
     double Capture(int size) {
         const SubscriptionRecord record = Record(size);
         const bstr event(L"<TimerEvent><SubscriptionID>" + record.subscriptionId + L"</SubscriptionID><ClientCookie>" +
                          record.clientCookie + L"</ClientCookie></TimerEvent>");
         const com_ptr<IComBaseClient> client = component_.try_as<IComBaseClient>();
         WaitForNextSecond();
-        const double took = Milliseconds([&] {
+        const double took = bench::Milliseconds([&] {
             bstr text;
             bench::Require(client->Deliver(event.get(), text.put()), "Deliver");
         });
@@ -124,11 +112,11 @@ class Archives {
         SamAccessor archive(record.Archive().SnapShotsPath(), id);
         bench::Require(archive.removeFile(), "removeFile");
         if (SubscriptionPersistance().DeleteSnapShot(record.Archive(), id) != 1)
-            throw std::runtime_error("the capture was not taken back");
+            throw std::runtime_error("the capture was not removed");
         return took;
     }
 
-    // rest: what follows the archive's step in the path. The bytes of the answer.
+    // The size of the result in bytes. rest: the path after the step of the archive.
     size_t Retrieve(int size, const std::wstring& rest) {
         bstr text, document;
         bench::Require(component_->GetData(service_.get(), bstr(L"/Archive[@ID='" + Name(size) + L"']" + rest).get(),
@@ -139,7 +127,7 @@ class Archives {
 
   private:
     void SetData(int size, const wchar_t* collect) {
-        // Its ticks are too far apart to come in between, and nothing is removed from it.
+        // The timer does not tick during the measurement, and no snapshot is removed.
         const std::wstring document =
             L"<Archive ID=\"" + Name(size) + L"\"><Collect>" + collect +
             L"</Collect><DataManagement><MaxStorageSize Units=\"NUMFILES\">1000000</MaxStorageSize></DataManagement>"
@@ -150,7 +138,7 @@ class Archives {
         bench::Require(result, ("SetData: " + support::Narrow(text.view())).c_str());
     }
 
-    // Puts older captures before the first one, all in one write of the index.
+    // Inserts older captures before the first one, with one write of the index.
     void Fill(int size) {
         const SubscriptionRecord record = Record(size);
         if (record.snapShots.size() != 1)
@@ -177,7 +165,7 @@ class Archives {
     com_ptr<IXDMAccessEx> component_;
 };
 
-// What of a small archive is asked for many times a round, so that the clock sees it.
+// Small archives are read several times in a round, for the resolution of the clock.
 int Repetitions(int size) {
     return std::clamp(100 / size, 1, 10);
 }
@@ -188,7 +176,7 @@ void MeasureCaptures(const bench::Report& report, Archives& archives) {
         for (size_t i = 0; i < std::size(SIZES); ++i)
             times[i].push_back(archives.Capture(SIZES[i]));
     for (size_t i = 0; i < std::size(SIZES); ++i)
-        report.Figure("capture, archive of " + std::to_string(SIZES[i]), Median(times[i]), "ms");
+        report.Figure("capture, archive of " + std::to_string(SIZES[i]), bench::Median(times[i]), "ms");
 }
 
 void MeasureRetrievals(const bench::Report& report, Archives& archives, const std::string& what,
@@ -221,7 +209,7 @@ VORNA_BENCH(Component) {
     MeasureRetrievals(report, archives, "all nodes", L"/*");
 }
 
-// The steps of a capture and of a retrieval, one by one, in this process.
+// The single steps of a capture and of a retrieval, in this process.
 VORNA_BENCH(ComponentPieces) {
     Archives archives;
     const int size = 1000;
@@ -230,10 +218,10 @@ VORNA_BENCH(ComponentPieces) {
     const auto figure = [&](const std::string& what, int rounds, const std::function<void()>& work) {
         std::vector<double> times;
         for (int round = 0; round < rounds; ++round)
-            times.push_back(Milliseconds(work));
-        report.Figure(what, Median(times), "ms");
+            times.push_back(bench::Milliseconds(work));
+        report.Figure(what, bench::Median(times), "ms");
     };
-    // A text that is stored already is not written again: every other time it is longer by a blank.
+    // An unchanged text would not be written, so every other one has a space at its end.
     int turn = 0;
     const auto other = [&](const bstr& text) { return text.str() + (++turn % 2 ? L" " : L""); };
     com_ptr<ISecureArchiveManager> manager;

@@ -1,9 +1,9 @@
-// Events on their way: what the outbox adds to the writing that makes it durable, what a client that hangs costs the
-// others, and an event's capture beside a timer's.
-#include "Bench.h"
-#include "InstalledPlatform.h"
+// Delivery of events: the overhead of the outbox over durable writing, and the cost of a client that hangs for the
+// others.
 #include "QXKeldan.h"
 #include "VornaLib.h"
+#include "bench/Bench.h"
+#include "bench/InstalledPlatform.h"
 #include "common/com/bstr.h"
 #include "common/services/platformservices.h"
 #include "persist/SubscriptionPersistance.h"
@@ -19,10 +19,10 @@ using namespace vorna;
 namespace {
 
 constexpr int CALLBACKS = 200;
-// What an event of a device brings, more or less.
+// About the size of an event of a device.
 const std::wstring BODY = L"<Payload>" + std::wstring(1000, L'x') + L"</Payload>";
 
-// Clients that take everything at once, except that one of them may hang.
+// Clients that return immediately, except for one that may hang.
 class Clients {
   public:
     HRESULT Take(const std::wstring& client) {
@@ -71,7 +71,7 @@ class Post {
     }
     ~Post() { clients.Release(); }
 
-    // So many events to all recipients; back when every prompt one has all of them.
+    // Posts events to all recipients and waits until each of the prompt ones has all of them. prompt: their number.
     void Deliver(int events, const std::vector<keldan::Recipient>& recipients, int prompt) {
         clients.Await(events * prompt);
         std::vector<std::wstring> refused;
@@ -105,8 +105,7 @@ VORNA_BENCH(Outbox) {
     const std::vector<keldan::Recipient> single{To(1)};
     const auto times = bench::Measure({{"bare",
                                         [&] {
-                                            // The least that keeps an event until it is delivered: one commit before,
-                                            // one after.
+                                            // The minimum for a durable event: a commit before delivery and one after.
                                             for (int event = 0; event < CALLBACKS; ++event) {
                                                 const std::string key = std::to_string(++name);
                                                 bench::Require(journal.Commit({{key, bytes}}), "a commit");

@@ -1,10 +1,10 @@
-#include "InstalledPlatform.h"
+#include "bench/InstalledPlatform.h"
 
+#include "common/com/text_forms.h"
 #include "common/com/unique_any.h"
 
 #include <objbase.h>
 
-#include <cstdio>
 #include <stdexcept>
 
 namespace bench {
@@ -27,23 +27,20 @@ void StopHost() {
 
 InstalledPlatform::InstalledPlatform() {
     support::RegisterPlatform();
-    // One that runs already has its data elsewhere.
+    // A host that is already running uses another data folder.
     StopHost();
     support::InstallComponent(Folder());
 }
 
 InstalledPlatform::~InstalledPlatform() {
     StopHost();
-    // The component's module lies in the folder, which is removed next.
+    // The component's module is in the folder, which is removed next.
     CoFreeUnusedLibrariesEx(0, 0);
 }
 
 void Require(HRESULT result, const char* what) {
-    if (result == S_OK)
-        return;
-    char text[128];
-    std::snprintf(text, sizeof text, "%s: 0x%08lX", what, static_cast<unsigned long>(result));
-    throw std::runtime_error(text);
+    if (result != S_OK)
+        throw std::runtime_error(std::string(what) + ": " + support::Narrow(vorna::hex_text(result)));
 }
 
 } // namespace bench

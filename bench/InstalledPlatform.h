@@ -1,4 +1,4 @@
-// The reference platform and the component, registered for a bench in a folder of its own.
+// The reference platform and the component, registered for a bench with their own folder.
 #pragma once
 
 #include "support/Support.h"
@@ -7,7 +7,7 @@
 
 namespace bench {
 
-// One at a time. The host that is started meanwhile is asked to end with the object.
+// One at a time. The destructor stops the host.
 class InstalledPlatform {
   public:
     InstalledPlatform();
@@ -15,7 +15,7 @@ class InstalledPlatform {
     InstalledPlatform(const InstalledPlatform&) = delete;
     InstalledPlatform& operator=(const InstalledPlatform&) = delete;
 
-    // Holds the component, its archives and the platform's data.
+    // Contains the component, its archives and the data of the platform.
     const std::filesystem::path& Folder() const { return folder_.Path(); }
 
   private:
@@ -23,7 +23,7 @@ class InstalledPlatform {
     support::PlatformData data_{folder_.Path()};
 };
 
-// Throws std::runtime_error with the text where the result is not S_OK.
+// Throws std::runtime_error, with what in its text, if the result is not S_OK.
 void Require(HRESULT result, const char* what);
 
 } // namespace bench

@@ -1,8 +1,9 @@
-// What logging costs: a message that is dropped against a bare compare, a line in the file against the least that a
-// line shared by several processes needs.
-#include "Bench.h"
+// The cost of logging: a dropped message compared with a bare comparison, and a line in the file compared with the
+// minimum for a file that several processes write.
+#include "bench/Bench.h"
 #include "common/com/unique_any.h"
 #include "common/log/Logging.h"
+#include "support/Support.h"
 
 #include <windows.h>
 
@@ -11,40 +12,21 @@
 
 namespace {
 
-constexpr wchar_t KEY[] = L"SOFTWARE\\Ostrevane\\QXKeldan\\Logging";
-constexpr char PROGRAM[] = "VORNABENCH.Logging";
-
-// Logging into a file, for as long as it lives.
+// Logs into a file during its lifetime.
 class RunningLog {
   public:
-    RunningLog(const std::filesystem::path& file, const wchar_t* level) {
-        const std::wstring value = L"file," + file.wstring() + L"," + level;
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, KEY, L"VORNABENCH.Logging", REG_SZ, value.c_str(),
-                        static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
-        if (vorna::StartLogging(PROGRAM) == 0)
+    RunningLog(const std::filesystem::path& file, const wchar_t* level)
+        : setting_(L"SOFTWARE\\Ostrevane\\QXKeldan\\Logging", L"VORNABENCH.Logging",
+                   L"file," + file.wstring() + L"," + level) {
+        if (vorna::StartLogging("VORNABENCH.Logging") == 0)
             throw std::runtime_error("logging did not start");
     }
-    ~RunningLog() {
-        vorna::StopLogging();
-        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, KEY, L"VORNABENCH.Logging");
-    }
+    ~RunningLog() { vorna::StopLogging(); }
     RunningLog(const RunningLog&) = delete;
     RunningLog& operator=(const RunningLog&) = delete;
-};
 
-class Folder {
-  public:
-    Folder() : path(std::filesystem::temp_directory_path() / ("vorna-bench-" + std::to_string(GetCurrentProcessId()))) {
-        std::filesystem::create_directories(path);
-    }
-    ~Folder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    const std::filesystem::path path;
+  private:
+    support::RegistryValue setting_;
 };
 
 volatile unsigned char bareLevel = 1;
@@ -53,8 +35,8 @@ volatile int taken = 0;
 } // namespace
 
 VORNA_BENCH(DroppedMessage) {
-    Folder folder;
-    RunningLog log(folder.path / "a.log", L"1");
+    const support::TestFolder folder;
+    RunningLog log(folder.Path() / "a.log", L"1");
     constexpr int INNER = 1000;
     const auto times = bench::Measure({{"compare",
                                         [] {
@@ -85,12 +67,12 @@ VORNA_BENCH(DroppedMessage) {
 }
 
 VORNA_BENCH(FileLine) {
-    Folder folder;
-    RunningLog log(folder.path / "a.log", L"4");
-    vorna::unique_file file(CreateFileW((folder.path / "bare.log").c_str(), GENERIC_READ | GENERIC_WRITE,
+    const support::TestFolder folder;
+    RunningLog log(folder.Path() / "a.log", L"4");
+    vorna::unique_file file(CreateFileW((folder.Path() / "bare.log").c_str(), GENERIC_READ | GENERIC_WRITE,
                                         FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS, 0, nullptr));
     vorna::unique_handle mutex(CreateMutexW(nullptr, FALSE, L"vorna-bench-bare-log"));
-    // As long as the line that the log writes.
+    // As long as the line of the log.
     const std::string line = "11/22/26-14:02:09,[1412:2208/4] VORNABENCH.Logging::Vorna::GetData - Entering\r\n";
     auto bare = [&] {
         WaitForSingleObject(mutex.get(), 500);

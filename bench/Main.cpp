@@ -1,7 +1,7 @@
 // vorna_bench [NAME]: runs one comparison or all of them. Prints one line a figure, its fields separated by tabs:
-// "bench", comparison, what, measured value, unit, and where there is a goal "<=" or ">=", the goal, "met" or "missed".
-// Ends with 0 whatever was measured: 1 means that a comparison failed, 2 that there is none of that name.
-#include "Bench.h"
+// "bench", comparison, what, measured value, unit, and if there is a goal "<=" or ">=", the goal, "met" or "missed".
+// The exit code is 0 even if goals are missed; 1: a comparison failed, 2: there is none with that name.
+#include "bench/Bench.h"
 
 #include <objbase.h>
 #include <windows.h>
@@ -55,7 +55,7 @@ std::vector<double> Measure(const std::vector<Candidate>& candidates, const Roun
     for (const Candidate& candidate : candidates)
         candidate.run();
     for (int round = 0; round < rounds.rounds; ++round) {
-        // The order turns as well: who comes first may find a colder machine.
+        // The order changes, because the first one may find cold caches.
         for (size_t turn = 0; turn < candidates.size(); ++turn) {
             const size_t which = (turn + static_cast<size_t>(round)) % candidates.size();
             const double begin = Now();
@@ -65,11 +65,20 @@ std::vector<double> Measure(const std::vector<Candidate>& candidates, const Roun
         }
     }
     std::vector<double> medians;
-    for (auto& each : times) {
-        std::nth_element(each.begin(), each.begin() + each.size() / 2, each.end());
-        medians.push_back(each[each.size() / 2]);
-    }
+    for (const auto& each : times)
+        medians.push_back(Median(each));
     return medians;
+}
+
+double Milliseconds(const std::function<void()>& work) {
+    const double begin = Now();
+    work();
+    return (Now() - begin) / 1e6;
+}
+
+double Median(std::vector<double> values) {
+    std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
+    return values[values.size() / 2];
 }
 
 void Report::Figure(const std::string& what, double value, const std::string& unit) const {
@@ -86,11 +95,6 @@ void Report::AtMost(const std::string& what, double value, double goal, const st
 void Report::AtLeast(const std::string& what, double value, double goal, const std::string& unit) const {
     Print(name_, what, value, unit);
     PrintGoal(">=", goal, value >= goal);
-}
-
-void Report::Skip(const std::string& reason) const {
-    std::printf("skipped\t%s\t%s\n", name_.c_str(), reason.c_str());
-    std::fflush(stdout);
 }
 
 } // namespace bench

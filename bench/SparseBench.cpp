@@ -1,12 +1,10 @@
-// What a sparse document costs against the least that any way of making one needs: load, selectNodes and cloneNode of
-// each selected node, written by hand.
-#include "Bench.h"
+// A sparse document compared with the minimum for making one: load, selectNodes, and cloneNode of each selected node.
+#include "bench/Bench.h"
 #include "common/com/bstr.h"
-#include "common/com/unique_any.h"
-#include "common/services/XmlAccessor.h"
 #include "common/services/platformservices.h"
 #include "common/sparse/SparseXml.h"
 #include "common/xml/msxml.h"
+#include "support/Support.h"
 
 #include <windows.h>
 
@@ -19,7 +17,7 @@ namespace {
 
 constexpr double GOAL = 1.5;
 
-// Some 65 characters an item; with a namespace, its leaves are prefixed.
+// About 65 characters for each item; with namespaces, the leaves have prefixes.
 std::wstring Document(int items, bool namespaces) {
     std::wstring xml = namespaces ? L"<r xmlns:a=\"urn:a\"><list kind=\"x\">" : L"<r><list kind=\"x\">";
     for (int i = 0; i < items; ++i) {
@@ -94,15 +92,6 @@ std::wstring First(int count, const wchar_t* below) {
     return L"/r/list/item[position()<=" + std::to_wstring(count) + L"]" + below;
 }
 
-// Prefixes need the platform's accessor, which lies beside this program.
-bool RegisterAccessor() {
-    const unique_library module(LoadLibraryW(L"QXKeldan.dll"));
-    const auto registers = reinterpret_cast<HRESULT(WINAPI*)()>(
-        reinterpret_cast<void*>(module ? GetProcAddress(module.get(), "DllRegisterServer") : nullptr));
-    XmlAccessor accessor;
-    return registers && SUCCEEDED(registers()) && accessor.Create() == S_OK;
-}
-
 constexpr bench::Rounds LARGE{1, 9};
 constexpr bench::Rounds SMALL{20, 15};
 
@@ -135,10 +124,8 @@ VORNA_BENCH(SparseSmall) {
 }
 
 VORNA_BENCH(SparseNamespaces) {
-    if (!RegisterAccessor()) {
-        report.Skip("no XML accessor");
-        return;
-    }
+    // Prefixes need the platform's XML accessor.
+    support::RegisterPlatform();
     const std::wstring small = Document(130, true);
     const std::wstring large = Document(14'000, true);
     for (int nodes : {1, 100})

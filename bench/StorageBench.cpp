@@ -1,8 +1,8 @@
-// A durable add and a read of a stream through the secure archive manager, against the same SQL on the same library:
-// the same cipher, the same pragmas, and the database opened for each operation, since an archive is one too.
-#include "Bench.h"
-#include "InstalledPlatform.h"
+// A durable add and a read of a stream through the secure archive manager, compared with the same SQL on the same
+// library: with the same cipher, the same pragmas, and the database opened for each operation, as archives are.
 #include "QXKeldan.h"
+#include "bench/Bench.h"
+#include "bench/InstalledPlatform.h"
 #include "common/com/bstr.h"
 #include "common/com/com_ptr.h"
 #include "common/com/unique_any.h"
@@ -18,28 +18,18 @@ using namespace vorna;
 namespace {
 
 constexpr double GOAL = 1.5;
-// 10 KB, as an archive keeps texts: two bytes a character.
+// 10 KB: archives store texts with two bytes a character.
 constexpr size_t STREAM_CHARACTERS = 5 * 1024;
 
-struct DatabaseTraits {
-    using type = sqlite3*;
-    static type invalid() { return nullptr; }
-    static void close(type value) { sqlite3_close(value); }
-};
-struct StatementTraits {
-    using type = sqlite3_stmt*;
-    static type invalid() { return nullptr; }
-    static void close(type value) { sqlite3_finalize(value); }
-};
-using UniqueDatabase = unique_any<DatabaseTraits>;
-using UniqueStatement = unique_any<StatementTraits>;
+using UniqueDatabase = unique_any<null_traits<sqlite3*, sqlite3_close>>;
+using UniqueStatement = unique_any<null_traits<sqlite3_stmt*, sqlite3_finalize>>;
 
 void Check(int code) {
     if (code != SQLITE_OK)
         throw std::runtime_error("SQLite answered " + std::to_string(code));
 }
 
-// The least that a durable encrypted stream needs.
+// The minimum for a durable encrypted stream.
 class BareStore {
   public:
     explicit BareStore(const std::filesystem::path& file) : file_(file.string()) {
@@ -83,7 +73,7 @@ class BareStore {
     UniqueDatabase Open(int flags) {
         UniqueDatabase database;
         Check(sqlite3_open_v2(file_.c_str(), database.put(), flags | SQLITE_OPEN_NOMUTEX, nullptr));
-        // A raw key of 32 bytes, as an archive has one: nothing is derived.
+        // A raw key of 32 bytes, as in archives: there is no key derivation.
         const std::string key = "raw:" + std::string(32, 'k');
         Check(sqlite3_key(database.get(), key.data(), static_cast<int>(key.size())));
         return database;
@@ -118,7 +108,7 @@ VORNA_BENCH(Storage) {
                                     __uuidof(ISecureArchiveManager), manager.put_void()),
                    "the archive manager");
 
-    // Each store has its own count of streams, so that all of them grow alike.
+    // Each store counts its own streams, so that all of them have the same size.
     int added[3] = {};
     const auto next = [&](int store) { return L"2026-11-22T14_5_" + std::to_wstring(++added[store]); };
     const auto adds = bench::Measure(

@@ -1,9 +1,9 @@
-# add_idl(NAME FILE): target NAME gives the C++ header of an IDL file, its interface identifiers (a small library) and,
-# as the property TYPE_LIBRARY, the path of its type library for a resource script.
+# add_idl(NAME FILE): the library NAME has the C++ header and the interface identifiers of an IDL file. Its property
+# TYPE_LIBRARY is the path of the type library, for a resource script.
 
 find_program(WIDL NAMES i686-w64-mingw32-widl widl REQUIRED)
 
-# oaidl.idl and stdole2.tlb come with Wine on Linux, with the compiler elsewhere.
+# oaidl.idl and stdole2.tlb are part of Wine on Linux, and of the compiler elsewhere.
 set(VORNA_IDL_INCLUDE "/usr/include/wine/wine/windows" CACHE PATH "folder of oaidl.idl and ocidl.idl")
 set(VORNA_TLB_FOLDER "/usr/lib/i386-linux-gnu/wine/i386-windows" CACHE PATH "folder of stdole2.tlb")
 

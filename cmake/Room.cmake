@@ -1,14 +1,14 @@
-# A room is one folder and one static library. It may use what its USES name and what those use in turn, and nothing
-# else: a call past that is a link error, an include past that ends the configuration.
+# A room is one folder and one static library. It may use the libraries that USES names and those that they use. Any other
+# call is a link error, and any other include is an error of the configuration.
 
-# add_room(NAME [EXCEPT SOURCE...] USES LIBRARY...): the library of this folder's sources.
+# add_room(NAME [EXCEPT SOURCE...] USES LIBRARY...): the library of the sources in this folder.
 function(add_room name)
     cmake_parse_arguments(PARSE_ARGV 1 ROOM "" "" "EXCEPT;USES")
     file(GLOB sources CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} *.cpp)
     list(REMOVE_ITEM sources ${ROOM_EXCEPT})
     add_library(${name} STATIC ${sources})
     target_link_libraries(${name} PUBLIC ${ROOM_USES})
-    # A static library is never linked by itself, so a call to a room that it does not use would go unnoticed.
+    # Linking the room alone shows calls to rooms that it does not use; a static library is never linked by itself.
     add_library(${name}_alone MODULE $<TARGET_OBJECTS:${name}>)
     target_link_libraries(${name}_alone PRIVATE ${ROOM_USES})
     set_target_properties(${name}_alone PROPERTIES LINKER_LANGUAGE CXX LIBRARY_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
@@ -32,7 +32,7 @@ function(_rooms_within name result)
     set(${result} ${found} PARENT_SCOPE)
 endfunction()
 
-# check_rooms(): compares the includes of every room with what the room may use. Call it when all rooms are there.
+# check_rooms(): checks the includes of every room. Call it after the last add_room.
 function(check_rooms)
     get_property(rooms GLOBAL PROPERTY ROOMS)
     foreach(room IN LISTS rooms)

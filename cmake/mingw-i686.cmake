@@ -1,4 +1,4 @@
-# Cross-build for 32-bit Windows with mingw-w64; the tests run under Wine.
+# Cross-build for 32-bit Windows with mingw-w64; the tests run in Wine.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR i686)
 
