@@ -25,15 +25,18 @@ namespace {
 
 constexpr int SIZES[] = {1, 10, 100, 1000};
 
+std::string Part(int part) {
+    const std::string number = std::to_string(part);
+    return "<Part n=\"" + number + "\"><Name>axis drive " + number + "</Name><Temperature>" +
+           std::to_string(30 + part * 37 % 50) + "</Temperature><Hours>" + std::to_string(part * 7919) +
+           "</Hours></Part>";
+}
+
 // About 10,000 characters, the data of a device with a few dozen parts.
 std::string DeviceDocument() {
     std::string document = "<Data><Status><State>running</State></Status><Parts>";
-    for (int part = 1; document.size() < 10'000; ++part) {
-        const std::string number = std::to_string(part);
-        document += "<Part n=\"" + number + "\"><Name>axis drive " + number + "</Name><Temperature>" +
-                    std::to_string(30 + part * 37 % 50) + "</Temperature><Hours>" + std::to_string(part * 7919) +
-                    "</Hours></Part>";
-    }
+    for (int part = 1; document.size() < 10'000; ++part)
+        document += Part(part);
     return document + "</Parts></Data>";
 }
 
@@ -216,9 +219,9 @@ VORNA_BENCH(ComponentPieces) {
     const SubscriptionRecord record = archives.Record(size);
     const std::wstring path = record.Archive().SnapShotsPath();
     const auto figure = [&](const std::string& what, int rounds, const std::function<void()>& work) {
-        std::vector<double> times;
-        for (int round = 0; round < rounds; ++round)
-            times.push_back(bench::Milliseconds(work));
+        std::vector<double> times(static_cast<size_t>(rounds));
+        for (double& time : times)
+            time = bench::Milliseconds(work);
         report.Figure(what, bench::Median(times), "ms");
     };
     // An unchanged text would not be written, so every other one has a space at its end.

@@ -17,15 +17,18 @@ namespace {
 
 constexpr double GOAL = 1.5;
 
-// About 65 characters for each item; with namespaces, the leaves have prefixes.
+// About 65 characters; with namespaces, the leaf has a prefix.
+std::wstring Item(int i, bool namespaces) {
+    const std::wstring number = std::to_wstring(i);
+    const wchar_t* leaf = namespaces ? L"a:v>" : L"v>";
+    return L"\n <item n=\"" + number + L"\" g=\"" + std::to_wstring(i % 7) + L"\"><name>thing " + number + L"</name><" +
+           leaf + std::to_wstring(i * 37 % 1000) + L"</" + leaf + L"</item>";
+}
+
 std::wstring Document(int items, bool namespaces) {
     std::wstring xml = namespaces ? L"<r xmlns:a=\"urn:a\"><list kind=\"x\">" : L"<r><list kind=\"x\">";
-    for (int i = 0; i < items; ++i) {
-        const std::wstring number = std::to_wstring(i);
-        const wchar_t* leaf = namespaces ? L"a:v>" : L"v>";
-        xml += L"\n <item n=\"" + number + L"\" g=\"" + std::to_wstring(i % 7) + L"\"><name>thing " + number +
-               L"</name><" + leaf + std::to_wstring(i * 37 % 1000) + L"</" + leaf + L"</item>";
-    }
+    for (int i = 0; i < items; ++i)
+        xml += Item(i, namespaces);
     return xml + L"\n</list></r>";
 }
 

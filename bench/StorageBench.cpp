@@ -79,8 +79,8 @@ class BareStore {
         return database;
     }
     static void Bind(const UniqueStatement& statement, int position, const std::wstring& text) {
-        Check(
-            sqlite3_bind_blob64(statement.get(), position, text.data(), text.size() * sizeof(wchar_t), SQLITE_STATIC));
+        const auto size = static_cast<int>(text.size() * sizeof(wchar_t));
+        Check(sqlite3_bind_blob(statement.get(), position, text.data(), size, SQLITE_STATIC));
     }
 
     std::string file_;

@@ -9,6 +9,7 @@
 #include "common/com/bstr.h"
 #include "common/com/com_ptr.h"
 #include "common/com/scope_exit.h"
+#include "common/xml/DocumentText.h"
 
 #include <cstdio>
 #include <fstream>
@@ -20,21 +21,18 @@ using vorna::com_ptr;
 
 namespace {
 
-// The text of a UTF-8 file.
-std::wstring ReadFile(const wchar_t* path) {
+// The text of an XML file without its declaration; empty if it cannot be read.
+std::wstring ReadXml(const wchar_t* path) {
     std::ifstream file(path, std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    std::wstring text(bytes.size(), L'\0');
-    text.resize(static_cast<size_t>(MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()),
-                                                        text.data(), static_cast<int>(text.size()))));
-    return text;
+    std::wstring text;
+    std::wstring reason;
+    return vorna::DecodeXmlText(bytes, text, reason) ? text : std::wstring();
 }
 
 std::string Utf8(std::wstring_view text) {
-    std::string bytes(text.size() * 3, '\0');
-    bytes.resize(
-        static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
-                                                static_cast<int>(bytes.size()), nullptr, nullptr)));
+    std::string bytes;
+    (void)vorna::EncodeUtf8(text, bytes);
     return bytes;
 }
 
@@ -47,13 +45,13 @@ HRESULT Create(const wchar_t* progId, com_ptr<Interface>& object) {
 }
 
 HRESULT PrintArchive(const wchar_t* serviceFile, const wchar_t* xpath) {
-    // The service object says whose data is meant. A client can bring one of its own: any object with
+    // The service object identifies the service. A client can also implement its own: any object with
     // IZEBServiceObject.
     com_ptr<IZEBServiceFactory> factory;
     HRESULT result = Create(L"QXKELDAN.ZEBService", factory);
     com_ptr<IUnknown> service;
     if (SUCCEEDED(result))
-        result = factory->CreateService(bstr(ReadFile(serviceFile)).get(), service.put());
+        result = factory->CreateService(bstr(ReadXml(serviceFile)).get(), service.put());
 
     com_ptr<IXDMAccessEx> archives;
     if (SUCCEEDED(result))
@@ -61,7 +59,7 @@ HRESULT PrintArchive(const wchar_t* serviceFile, const wchar_t* xpath) {
     if (FAILED(result))
         return result;
 
-    // The error text is written on failure only, so it starts out empty. Both texts belong to the caller.
+    // The error text is written only on failure. The caller owns both texts.
     bstr errorText;
     bstr document;
     result = archives->GetData(service.get(), bstr(xpath).get(), nullptr, errorText.put(), document.put());

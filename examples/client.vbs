@@ -1,10 +1,10 @@
-' A client of the archive component in a script: begins an archive or ends it.
+' A client of the archive component as a script: begins or ends an archive.
 '
 '   cscript //nologo client.vbs begin SUBSCRIPTION-FILE SERVICE-FILE        begins it, or renews it
 '   cscript //nologo client.vbs end ARCHIVE-ID SERVICE-FILE
 '
-' Reading an archive is not possible from VBScript: GetData returns its error text through a BSTR* argument, to which
-' VBScript cannot pass a variable. Clients in C++ can (client.cpp); for a script there is "vornactl get".
+' VBScript cannot read an archive: GetData returns its error text through a BSTR* argument, to which VBScript cannot pass
+' a variable. Scripts can use "vornactl get"; client.cpp shows it in C++.
 Option Explicit
 
 Dim document, factory, service, archives
@@ -22,7 +22,7 @@ Set factory = CreateObject("QXKELDAN.ZEBService")
 Set service = factory.CreateService(ReadText(WScript.Arguments(2)))
 Set archives = CreateObject("QXKELDAN.Vorna")
 
-' The third argument has no effect. A script sees the code of a failure, not the text that comes with it.
+' The third argument has no effect. A script gets the code of a failure, but not its text.
 On Error Resume Next
 archives.SetData service, document, 0
 If Err.Number <> 0 Then
@@ -31,7 +31,7 @@ If Err.Number <> 0 Then
 End If
 WScript.Echo "accepted"
 
-' The text of an ASCII file without its XML declaration: a text in memory has no encoding to declare.
+' The text of an ASCII file without its XML declaration, because text in memory has no such encoding.
 Function ReadText(path)
     Dim text
     text = CreateObject("Scripting.FileSystemObject").OpenTextFile(path, 1).ReadAll
