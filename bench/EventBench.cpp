@@ -103,20 +103,20 @@ VORNA_BENCH(Outbox) {
         withHanging.push_back(all.back());
     }
     const std::vector<keldan::Recipient> single{To(1)};
-    const auto times = bench::Measure({{"bare",
-                                        [&] {
-                                            // The minimum for a durable event: a commit before delivery and one after.
-                                            for (int event = 0; event < CALLBACKS; ++event) {
-                                                const std::string key = std::to_string(++name);
-                                                bench::Require(journal.Commit({{key, bytes}}), "a commit");
-                                                bench::Require(journal.Commit({{key, std::nullopt}}), "a commit");
-                                            }
-                                        }},
-                                       {"one by one",
-                                        [&] {
-                                            for (int event = 0; event < CALLBACKS; ++event)
-                                                one.Deliver(1, single, 1);
-                                        }},
+    // The minimum for a durable event: a commit before delivery and one after.
+    const auto commitTwice = [&] {
+        for (int event = 0; event < CALLBACKS; ++event) {
+            const std::string key = std::to_string(++name);
+            bench::Require(journal.Commit({{key, bytes}}), "a commit");
+            bench::Require(journal.Commit({{key, std::nullopt}}), "a commit");
+        }
+    };
+    const auto oneByOne = [&] {
+        for (int event = 0; event < CALLBACKS; ++event)
+            one.Deliver(1, single, 1);
+    };
+    const auto times = bench::Measure({{"bare", commitTwice},
+                                       {"one by one", oneByOne},
                                        {"many", [&] { many.Deliver(1, all, CALLBACKS); }},
                                        {"many, one hangs", [&] { hanging.Deliver(1, withHanging, CALLBACKS); }}},
                                       {.operations = 1, .rounds = 9});

@@ -38,28 +38,22 @@ VORNA_BENCH(DroppedMessage) {
     const support::TestFolder folder;
     RunningLog log(folder.Path() / "a.log", L"1");
     constexpr int INNER = 1000;
-    const auto times = bench::Measure({{"compare",
-                                        [] {
-                                            for (int i = 0; i < INNER; ++i)
-                                                if (vorna::LOG_TRACE <= bareLevel)
-                                                    taken = i;
-                                        }},
-                                       {"macro",
-                                        [] {
-                                            for (int i = 0; i < INNER; ++i)
-                                                VORNA_LOG(vorna::LOG_TRACE, "%s - Entering", "Vorna::GetData");
-                                        }},
-                                       {"call",
-                                        [] {
-                                            for (int i = 0; i < INNER; ++i)
-                                                vorna::LogMessage(vorna::LOG_TRACE, "%s - Entering", "Vorna::GetData");
-                                        }},
-                                       {"scope",
-                                        [] {
-                                            for (int i = 0; i < INNER; ++i)
-                                                const vorna::ScopeTrace trace("Vorna::GetData");
-                                        }}},
-                                      {.operations = 500, .rounds = 15});
+    const auto repeat = [](auto work) {
+        return [work] {
+            for (int i = 0; i < INNER; ++i)
+                work(i);
+        };
+    };
+    const auto compare = [](int i) {
+        if (vorna::LOG_TRACE <= bareLevel)
+            taken = i;
+    };
+    const auto macro = [](int) { VORNA_LOG(vorna::LOG_TRACE, "%s - Entering", "Vorna::GetData"); };
+    const auto call = [](int) { vorna::LogMessage(vorna::LOG_TRACE, "%s - Entering", "Vorna::GetData"); };
+    const auto scope = [](int) { const vorna::ScopeTrace trace("Vorna::GetData"); };
+    const auto times = bench::Measure(
+        {{"compare", repeat(compare)}, {"macro", repeat(macro)}, {"call", repeat(call)}, {"scope", repeat(scope)}},
+        {.operations = 500, .rounds = 15});
     report.Figure("bare compare", times[0] / INNER, "ns");
     report.AtMost("VORNA_LOG above a compare", (times[1] - times[0]) / INNER, 2, "ns");
     report.AtMost("LogMessage above a compare", (times[2] - times[0]) / INNER, 2, "ns");
