@@ -23,7 +23,7 @@ show_timer() {
 
     say "a second client reads the archive, cut down to the memory"
     read_archive "/Archive[@ID='$archive']//Memory" $archive
-    say "the archive has the newest $(timestamps "$work/result.xml" | wc -l) of the $seen snapshots"
+    say "the archive keeps the newest $(timestamps "$work/result.xml" | wc -l) snapshots; $seen were seen"
     demonstrate list
     archive_files | sed "s|^$project_root/|   |"
 
