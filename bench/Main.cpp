@@ -64,9 +64,8 @@ std::vector<double> Measure(const std::vector<Candidate>& candidates, const Roun
             times[which].push_back((Now() - begin) / rounds.operations);
         }
     }
-    std::vector<double> medians;
-    for (const auto& each : times)
-        medians.push_back(Median(each));
+    std::vector<double> medians(times.size());
+    std::transform(times.begin(), times.end(), medians.begin(), Median);
     return medians;
 }
 
