@@ -13,9 +13,7 @@ namespace {
 // What may precede an opening parenthesis: the functions, node tests and operators of XPath 1.0. MSXML detects an
 // unknown function only if it is evaluated.
 constexpr std::wstring_view CALLED =
-    L" last position count id local-name namespace-uri name string concat starts-with contains substring-before "
-    L"substring-after substring string-length normalize-space translate boolean not true false lang number sum floor "
-    L"ceiling round node text comment processing-instruction and or div mod ";
+    L" last position count id local-name namespace-uri name string concat starts-with contains substring-before substring-after substring string-length normalize-space translate boolean not true false lang number sum floor ceiling round node text comment processing-instruction and or div mod ";
 
 bool IsNameUnit(wchar_t c) {
     return c != L':' && vorna::IsNameCharacter(c);

@@ -165,8 +165,7 @@ TEST_F(SubscriptionInfoTest, FirstFaultIsTheStatusAndSaysWhatIsWrong) {
         {TimerWith(model), RESULT_TIMER_FREQUENCY,
          "Subscription Info Error : No frequency present in subscription info for timer subscription"},
         {TimerWith(model + L"<Frequency>PT1H</Frequency>"), RESULT_TIMER_FREQUENCY,
-         "Subscription Info Error : Invalid notification frequency present in subscription info for timer "
-         "subscription"},
+         "Subscription Info Error : Invalid notification frequency present in subscription info for timer subscription"},
         {TimerWith(model + frequency + L"<Retries>-1</Retries>"), RESULT_TIMER_RETRIES,
          "Subscription Info Error : Invalid retry in subscription info for timer subscription"},
         {TimerWith(model + frequency + L"<Retries>2147483648</Retries>"), RESULT_TIMER_RETRIES,
