@@ -5,7 +5,7 @@
 namespace vorna {
 
 std::wstring long_path(std::wstring_view path) {
-    const std::wstring given(path);
+    std::wstring given(path);
     std::wstring full(GetFullPathNameW(given.c_str(), 0, nullptr, nullptr), L'\0');
     const DWORD length = GetFullPathNameW(given.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
     if (length == 0 || length >= full.size())
