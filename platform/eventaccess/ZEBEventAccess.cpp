@@ -1,22 +1,11 @@
 #include "platform/eventaccess/ZEBEventAccess.h"
 
 #include "platform/eventaccess/EventAccessService.h"
-#include "platform/hosting/ServiceSlot.h"
 
 namespace keldan {
 
-namespace {
-
-ServiceSlot<EventAccessService> served;
-
-} // namespace
-
-void ZEBEventAccess::Serve(EventAccessService* service) {
-    served.Set(service);
-}
-
 STDMETHODIMP ZEBEventAccess::Subscribe(IUnknown* service, BSTR subscription, BSTR* answer) {
-    return served.Answer(answer, [&](EventAccessService& access, std::wstring& document) {
+    return Answer(answer, [&](EventAccessService& access, std::wstring& document) {
         ServiceIdentity identity;
         if (const HRESULT result = ServiceIdentity::Of(service, identity); FAILED(result))
             return result;
@@ -28,7 +17,7 @@ STDMETHODIMP ZEBEventAccess::Subscribe(IUnknown* service, BSTR subscription, BST
 }
 
 STDMETHODIMP ZEBEventAccess::Modify(IUnknown* service, BSTR subscriptionId, BSTR subscription) {
-    return served.With([&](EventAccessService& access) {
+    return With([&](EventAccessService& access) {
         ServiceIdentity identity;
         if (service)
             if (const HRESULT result = ServiceIdentity::Of(service, identity); FAILED(result))
@@ -38,7 +27,7 @@ STDMETHODIMP ZEBEventAccess::Modify(IUnknown* service, BSTR subscriptionId, BSTR
 }
 
 STDMETHODIMP ZEBEventAccess::Unsubscribe(IUnknown*, BSTR subscriptionId) {
-    return served.With([&](EventAccessService& access) { return access.Unsubscribe(ToText(subscriptionId)); });
+    return With([&](EventAccessService& access) { return access.Unsubscribe(ToText(subscriptionId)); });
 }
 
 } // namespace keldan

@@ -50,8 +50,7 @@ Host::Host(std::filesystem::path folder) : folder_(std::move(folder)) {
 std::vector<ServerClass> Host::Classes() const {
     std::vector<ServerClass> classes;
     for (const HostedComponent* component : components_)
-        for (const ServerClass& entry : component->Classes())
-            classes.push_back(entry);
+        classes.push_back(component->ClassEntry());
     return classes;
 }
 

@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <utility>
-#include <vector>
 
 namespace keldan {
 
@@ -13,8 +12,8 @@ class HostedComponent {
   public:
     virtual ~HostedComponent() = default;
 
-    // The classes that clients create; they do not change.
-    virtual const std::vector<ServerClass>& Classes() const = 0;
+    // The class that clients create.
+    virtual const ServerClass& ClassEntry() const = 0;
     // Loads the registrations in the data folder. Called before the classes can be created.
     [[nodiscard]] virtual HRESULT Start(const std::filesystem::path& folder) = 0;
     // Whether the process must continue to run because the component still has to send callbacks.
@@ -27,12 +26,12 @@ class HostedComponent {
 template <typename Service, typename Class>
 class Hosted : public HostedComponent {
   public:
-    // arguments: for the constructor of the service.
+    // entry must outlive the object; arguments: for the constructor of the service.
     template <typename... Arguments>
     explicit Hosted(const ServerClass& entry, Arguments&&... arguments)
-        : classes_{entry}, service_(std::forward<Arguments>(arguments)...) {}
+        : class_(entry), service_(std::forward<Arguments>(arguments)...) {}
 
-    const std::vector<ServerClass>& Classes() const override { return classes_; }
+    const ServerClass& ClassEntry() const override { return class_; }
     [[nodiscard]] HRESULT Start(const std::filesystem::path& folder) override {
         const HRESULT result = service_.Start(folder);
         if (SUCCEEDED(result))
@@ -43,7 +42,7 @@ class Hosted : public HostedComponent {
     void Stop() override { service_.Stop(); }
 
   private:
-    const std::vector<ServerClass> classes_;
+    const ServerClass& class_;
     Service service_;
 };
 

@@ -1,37 +1,25 @@
 #include "platform/timer/ZEBTimer.h"
 
-#include "platform/hosting/ServiceSlot.h"
 #include "platform/timer/TimerService.h"
 
 namespace keldan {
 
-namespace {
-
-ServiceSlot<TimerService> served;
-
-} // namespace
-
-void ZEBTimer::Serve(TimerService* service) {
-    served.Set(service);
-}
-
 STDMETHODIMP ZEBTimer::GetTicket(BSTR* ticket) {
-    return served.Answer(ticket, [](TimerService& service, std::wstring& made) { return service.GetTicket(made); });
+    return Answer(ticket, [](TimerService& service, std::wstring& made) { return service.GetTicket(made); });
 }
 
 STDMETHODIMP ZEBTimer::Subscribe(BSTR ticket, BSTR schedule, BSTR* subscriptionId) {
-    return served.Answer(subscriptionId, [&](TimerService& service, std::wstring& id) {
+    return Answer(subscriptionId, [&](TimerService& service, std::wstring& id) {
         return service.Subscribe(ToText(ticket), vorna::view_of(schedule), id);
     });
 }
 
 STDMETHODIMP ZEBTimer::Unsubscribe(BSTR ticket, BSTR subscriptionId) {
-    return served.With(
-        [&](TimerService& service) { return service.Unsubscribe(ToText(ticket), ToText(subscriptionId)); });
+    return With([&](TimerService& service) { return service.Unsubscribe(ToText(ticket), ToText(subscriptionId)); });
 }
 
 STDMETHODIMP ZEBTimer::Modify(BSTR subscriptionId, BSTR schedule) {
-    return served.With(
+    return With(
         [&](TimerService& service) { return service.Modify(ToText(subscriptionId), vorna::view_of(schedule)); });
 }
 

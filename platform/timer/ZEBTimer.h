@@ -1,19 +1,15 @@
-// "QXKELDAN.ZEBTimer": the COM class of the process's timer. Free-threaded; objects hold no state.
+// "QXKELDAN.ZEBTimer": the COM class of the process's timer.
 #pragma once
 
 #include "QXKeldan.h"
-#include "common/com/com_server.h"
+#include "platform/hosting/ServedObject.h"
 
 namespace keldan {
 
 class TimerService;
 
-class ZEBTimer : public vorna::dispatch_object<ZEBTimer, IZEBTimer> {
+class ZEBTimer : public ServedObject<ZEBTimer, IZEBTimer, TimerService> {
   public:
-    // The service behind all objects of this process. Set it before the class is registered; it must outlive all
-    // objects.
-    static void Serve(TimerService* service);
-
     STDMETHODIMP GetTicket(BSTR* ticket) override;
     STDMETHODIMP Reserved2() override { return E_NOTIMPL; }
     STDMETHODIMP Subscribe(BSTR ticket, BSTR schedule, BSTR* subscriptionId) override;

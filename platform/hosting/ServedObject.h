@@ -1,4 +1,4 @@
-// Connects the objects that clients create to the only service of the process.
+// The base of COM classes whose objects pass every call to the one service of the process. Their objects hold no state.
 #pragma once
 
 #include "common/com/bstr.h"
@@ -14,15 +14,18 @@ inline std::wstring ToText(BSTR argument) {
     return std::wstring(vorna::view_of(argument));
 }
 
-// Thread-safe. The service is set before its class is registered, and outlives all objects of the class.
-template <typename Service>
-class ServiceSlot {
+// Free-threaded.
+template <typename Derived, typename Interface, typename Service>
+class ServedObject : public vorna::dispatch_object<Derived, Interface> {
   public:
-    void Set(Service* service) { service_ = service; }
+    // The service behind all objects of this process. Set it before the class is registered; it must outlive all
+    // objects.
+    static void Serve(Service* service) { service_ = service; }
 
+  protected:
     // Runs an operation, work(service), and converts exceptions into results.
     template <typename Work>
-    HRESULT With(Work work) const {
+    static HRESULT With(Work work) {
         Service* service = service_;
         if (!service)
             return CO_E_SERVER_STOPPING;
@@ -30,7 +33,7 @@ class ServiceSlot {
     }
     // The same for an operation that returns a text: work(service, text).
     template <typename Work>
-    HRESULT Answer(BSTR* answer, Work work) const {
+    static HRESULT Answer(BSTR* answer, Work work) {
         if (!answer)
             return E_POINTER;
         *answer = nullptr;
@@ -44,7 +47,7 @@ class ServiceSlot {
     }
 
   private:
-    std::atomic<Service*> service_{nullptr};
+    static inline std::atomic<Service*> service_{nullptr};
 };
 
 } // namespace keldan
