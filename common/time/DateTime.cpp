@@ -66,40 +66,23 @@ class NumberChain {
     std::optional<size_t> position_ = 0;
 };
 
-struct CalendarFields {
-    int year;
-    int month;
-    int day;
-    int hour;
-    int minute;
-    int second;
-};
-
-CalendarFields FieldsOf(const SYSTEMTIME& time) {
-    return {time.wYear, time.wMonth, time.wDay, time.wHour, time.wMinute, time.wSecond};
-}
-
-// The seconds since 30 December 1899; nullopt if the fields are not a date. Whether the month has the day is left to
-// the system. Automation dates are fractions of a day; with whole seconds instead, conversions are exact and equal
-// times compare equal.
-std::optional<std::int64_t> SecondsOf(const CalendarFields& fields) {
+// The seconds from 30 December 1899 to a date so many years after the given one; nullopt if that is not a date. Whether
+// the month has the day is left to the system. Automation dates are fractions of a day; with whole seconds instead,
+// conversions are exact and equal times compare equal.
+std::optional<std::int64_t> SecondsOf(const SYSTEMTIME& time, int yearsLater = 0) {
+    const int year = time.wYear + yearsLater;
     // Checked here because systems differ: some accept month 0 as the previous December.
-    if (fields.year < FIRST_YEAR || fields.year > LAST_YEAR || fields.month < 1 || fields.month > 12 ||
-        fields.day < 1 || fields.day > 31 || fields.hour < 0 || fields.hour > 23 || fields.minute < 0 ||
-        fields.minute > 59 || fields.second < 0 || fields.second > 59)
+    if (year < FIRST_YEAR || year > LAST_YEAR || time.wMonth < 1 || time.wMonth > 12 || time.wDay < 1 ||
+        time.wDay > 31 || time.wHour > 23 || time.wMinute > 59 || time.wSecond > 59)
         return std::nullopt;
     SYSTEMTIME midnight{};
-    midnight.wYear = static_cast<WORD>(fields.year);
-    midnight.wMonth = static_cast<WORD>(fields.month);
-    midnight.wDay = static_cast<WORD>(fields.day);
+    midnight.wYear = static_cast<WORD>(year);
+    midnight.wMonth = time.wMonth;
+    midnight.wDay = time.wDay;
     double day = 0;
     if (!SystemTimeToVariantTime(&midnight, &day))
         return std::nullopt;
-    return std::llround(day) * SECONDS_PER_DAY + fields.hour * 3600LL + fields.minute * 60LL + fields.second;
-}
-
-std::optional<std::int64_t> SecondsOf(const SYSTEMTIME& time) {
-    return SecondsOf(FieldsOf(time));
+    return std::llround(day) * SECONDS_PER_DAY + time.wHour * 3600LL + time.wMinute * 60LL + time.wSecond;
 }
 
 // All zeros if the seconds are outside the range of automation dates.
@@ -110,13 +93,10 @@ SYSTEMTIME TimeOf(std::int64_t seconds) {
         rest += SECONDS_PER_DAY;
         --day;
     }
-    SYSTEMTIME date{};
-    if (day < FIRST_DAY || day > LAST_DAY || !VariantTimeToSystemTime(static_cast<double>(day), &date))
-        return {};
     SYSTEMTIME time{};
-    time.wYear = date.wYear;
-    time.wMonth = date.wMonth;
-    time.wDay = date.wDay;
+    if (day < FIRST_DAY || day > LAST_DAY || !VariantTimeToSystemTime(static_cast<double>(day), &time))
+        return {};
+    time.wDayOfWeek = 0;
     time.wHour = static_cast<WORD>(rest / 3600);
     time.wMinute = static_cast<WORD>(rest / 60 % 60);
     time.wSecond = static_cast<WORD>(rest % 60);
@@ -125,6 +105,13 @@ SYSTEMTIME TimeOf(std::int64_t seconds) {
 
 DaySpan SpanOf(double days) {
     return {days, days >= -LARGEST_SPAN && days <= LARGEST_SPAN};
+}
+
+template <typename... Numbers>
+std::wstring Print(const wchar_t* format, Numbers... numbers) {
+    wchar_t buffer[TEXT_BUFFER];
+    const int length = std::swprintf(buffer, TEXT_BUFFER, format, numbers...);
+    return length > 0 ? std::wstring(buffer, static_cast<size_t>(length)) : std::wstring();
 }
 
 } // namespace
@@ -140,10 +127,7 @@ SYSTEMTIME LocalNow() {
 std::wstring FormatDateTime(const SYSTEMTIME& time) {
     if (!time.wYear && !time.wMonth && !time.wDay && !time.wHour && !time.wMinute && !time.wSecond)
         return {};
-    wchar_t buffer[TEXT_BUFFER];
-    int length = std::swprintf(buffer, TEXT_BUFFER, L"%d-%d-%dT%d:%d:%d", time.wYear, time.wMonth, time.wDay,
-                               time.wHour, time.wMinute, time.wSecond);
-    return length > 0 ? std::wstring(buffer, static_cast<size_t>(length)) : std::wstring();
+    return Print(L"%d-%d-%dT%d:%d:%d", time.wYear, time.wMonth, time.wDay, time.wHour, time.wMinute, time.wSecond);
 }
 
 bool ParseDateTime(std::wstring_view text, SYSTEMTIME& time) {
@@ -157,10 +141,8 @@ bool ParseDateTime(std::wstring_view text, SYSTEMTIME& time) {
 std::wstring FormatDuration(const Duration& duration) {
     if (duration.IsZero())
         return {};
-    wchar_t buffer[TEXT_BUFFER];
-    int length = std::swprintf(buffer, TEXT_BUFFER, L"P%dY%dM%dDT%dH%dM%dS", duration.years, duration.months,
-                               duration.days, duration.hours, duration.minutes, duration.seconds);
-    return length > 0 ? std::wstring(buffer, static_cast<size_t>(length)) : std::wstring();
+    return Print(L"P%dY%dM%dDT%dH%dM%dS", duration.years, duration.months, duration.days, duration.hours,
+                 duration.minutes, duration.seconds);
 }
 
 bool ParseDuration(std::wstring_view text, Duration& duration) {
@@ -179,21 +161,18 @@ bool ParseDuration(std::wstring_view text, Duration& duration) {
 }
 
 SYSTEMTIME AddDuration(const SYSTEMTIME& start, const Duration& duration) {
-    CalendarFields fields{};
-    if (SecondsOf(start))
-        fields = FieldsOf(start);
-    DaySpan span = MakeDaySpan(duration.days, duration.hours, duration.minutes, duration.seconds);
-
+    if (!SecondsOf(start))
+        return {};
     // Years are added without wrapping: 65535 years must end after every date, not in the previous year.
-    auto months = static_cast<std::uint16_t>(fields.month + duration.months);
-    if (months > 12) {
-        fields.year += months / 12;
-        months %= 12;
+    SYSTEMTIME moved = start;
+    int years = duration.years;
+    moved.wMonth = static_cast<WORD>(start.wMonth + duration.months);
+    if (moved.wMonth > 12) {
+        years += moved.wMonth / 12;
+        moved.wMonth %= 12;
     }
-    fields.month = months;
-    fields.year += duration.years;
-
-    std::optional<std::int64_t> seconds = SecondsOf(fields);
+    const std::optional<std::int64_t> seconds = SecondsOf(moved, years);
+    const DaySpan span = MakeDaySpan(duration.days, duration.hours, duration.minutes, duration.seconds);
     if (!seconds || !span.valid)
         return {};
     return TimeOf(*seconds + std::llround(span.days * static_cast<double>(SECONDS_PER_DAY)));
