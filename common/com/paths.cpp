@@ -4,13 +4,18 @@
 
 namespace vorna {
 
-std::wstring long_path(std::wstring_view path) {
-    std::wstring given(path);
+std::wstring full_path(std::wstring_view path) {
+    const std::wstring given(path);
     std::wstring full(GetFullPathNameW(given.c_str(), 0, nullptr, nullptr), L'\0');
     const DWORD length = GetFullPathNameW(given.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
-    if (length == 0 || length >= full.size())
-        return given;
-    full.resize(length);
+    full.resize(length < full.size() ? length : 0);
+    return full;
+}
+
+std::wstring long_path(std::wstring_view path) {
+    std::wstring full = full_path(path);
+    if (full.empty())
+        return std::wstring(path);
     while (full.size() > 3 && full.back() == L'\\')
         full.pop_back();
     if (full.starts_with(LONG_PATH) || full.starts_with(L"\\\\.\\"))

@@ -9,6 +9,9 @@ namespace vorna {
 // The prefix that lifts the limit of MAX_PATH characters and switches off every other interpretation of a path.
 inline constexpr std::wstring_view LONG_PATH = L"\\\\?\\";
 
+// Empty if the path cannot be resolved.
+std::wstring full_path(std::wstring_view path);
+
 // The full path in the long form, without a trailing backslash: \\?\C:\folder, or \\?\UNC\machine\share. A path that is
 // already in this form, names a device or cannot be resolved is returned unchanged.
 std::wstring long_path(std::wstring_view path);

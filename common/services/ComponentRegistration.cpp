@@ -1,5 +1,6 @@
 // CPComPtr<>::RegisterComponent: registration of a server, either a DLL or a program.
 #include "common/com/module_call.h"
+#include "common/com/paths.h"
 #include "common/com/unique_any.h"
 #include "common/log/Logging.h"
 #include "common/services/platformservices.h"
@@ -17,10 +18,6 @@ struct Module {
     std::wstring path;
     // In lower case; the file name on the disk or, if the file does not exist, the given path.
     std::wstring name;
-
-    bool EndsWith(std::wstring_view ending) const {
-        return name.size() >= ending.size() && name.compare(name.size() - ending.size(), ending.size(), ending) == 0;
-    }
 };
 
 Module LookUp(const wchar_t* modulePath) {
@@ -29,16 +26,8 @@ Module LookUp(const wchar_t* modulePath) {
     if (unique_find search(FindFirstFileW(modulePath, &found)); search) {
         module.name = found.cFileName;
         // LOAD_WITH_ALTERED_SEARCH_PATH requires a full path.
-        std::wstring whole(MAX_PATH, L'\0');
-        DWORD size = GetFullPathNameW(modulePath, static_cast<DWORD>(whole.size()), whole.data(), nullptr);
-        if (size > whole.size()) {
-            whole.resize(size);
-            size = GetFullPathNameW(modulePath, static_cast<DWORD>(whole.size()), whole.data(), nullptr);
-        }
-        if (size > 0 && size < whole.size()) {
-            whole.resize(size);
+        if (std::wstring whole = full_path(modulePath); !whole.empty())
             module.path = std::move(whole);
-        }
     }
     CharLowerBuffW(module.name.data(), static_cast<DWORD>(module.name.size()));
     return module;
@@ -106,9 +95,9 @@ bool CPComPtr<void>::RegisterComponent(const wchar_t* modulePath, bool registeri
               registering ? "Register" : "UnRegister");
     try {
         const Module module = LookUp(modulePath);
-        if (module.EndsWith(L".dll"))
+        if (module.name.ends_with(L".dll"))
             return RegisterLibrary(module, registering);
-        if (module.EndsWith(L".exe"))
+        if (module.name.ends_with(L".exe"))
             return RegisterProgram(module, registering);
         VORNA_LOG(LOG_ERROR, "CPComPtr<>::RegisterComponent | neither a .dll nor an .exe | module=%S", modulePath);
     } catch (...) {
