@@ -159,18 +159,12 @@ HRESULT SubscriptionInfo::Parse() {
         return status_;
     }
     std::wstring value;
-    if (ReadValue(document, L"/Archive/Timer", value)) {
-        eventType_ = EventType::Timer;
+    if (ReadValue(document, L"/Archive/Timer", value))
         return SetSchedulingInfo(document);
-    }
-    if (ReadValue(document, L"/Archive/KROEvent", value)) {
-        eventType_ = EventType::KROEvent;
+    if (ReadValue(document, L"/Archive/KROEvent", value))
         return SetKROEventInfo(document);
-    }
-    if (ReadValue(document, L"/Archive/XDMEvent", value)) {
-        eventType_ = EventType::XDMEvent;
+    if (ReadValue(document, L"/Archive/XDMEvent", value))
         return SetXDMEventInfo(document);
-    }
     return Fail(RESULT_EVENT_TYPE, L"Invalid event type");
 }
 

@@ -46,7 +46,9 @@ class SubscriptionInfo {
     std::uint32_t MaxStorageSize() const { return maxStorageSize_; }
     bool SizeInKilobytes() const { return sizeInKilobytes_; }
 
-    vorna::EventType EventType() const { return eventType_; }
+    vorna::EventType EventType() const {
+        return xdmEvent_ ? EventType::XDMEvent : kroEvent_ ? EventType::KROEvent : EventType::Timer;
+    }
     // The settings of the event type; the other two are null. Valid as long as this object exists.
     const TimerInfo* TimerEvent() const { return timerEvent_.get(); }
     const KROEventInfo* KROEvent() const { return kroEvent_.get(); }
@@ -102,7 +104,6 @@ class SubscriptionInfo {
     Duration lifetimeAfterRead_{.days = 1};
     std::uint32_t maxStorageSize_ = 6;
     bool sizeInKilobytes_ = false;
-    vorna::EventType eventType_ = vorna::EventType::Timer;
     std::unique_ptr<TimerInfo> timerEvent_;
     std::unique_ptr<KROEventInfo> kroEvent_;
     std::unique_ptr<XDMEventInfo> xdmEvent_;

@@ -1,5 +1,6 @@
 #include "common/log/Logging.h"
 
+#include "common/com/scope_exit.h"
 #include "common/log/LogConfiguration.h"
 #include "common/log/LogFile.h"
 #include "common/log/LogLine.h"
@@ -24,7 +25,7 @@ constexpr char FALLBACK_PATH[] = "\\qxv-event.log";
 // all other static objects, and under the loader lock. Every wait for another thread has a time limit.
 struct LoggingState {
     std::atomic<unsigned> mode;
-    volatile LONG users = 0;
+    std::atomic<LONG> users;
     std::atomic<HANDLE> file;
     std::atomic<HANDLE> mutex;
     std::atomic<DWORD> maxKilobytes;
@@ -39,24 +40,10 @@ struct LoggingState {
 
 constinit LoggingState state;
 
-class KeepLastError {
-  public:
-    KeepLastError() : error_(GetLastError()) {}
-    ~KeepLastError() { SetLastError(error_); }
-    KeepLastError(const KeepLastError&) = delete;
-    KeepLastError& operator=(const KeepLastError&) = delete;
-
-  private:
-    DWORD error_;
-};
-
-class WriterScope {
-  public:
-    WriterScope() { ++state.writers; }
-    ~WriterScope() { --state.writers; }
-    WriterScope(const WriterScope&) = delete;
-    WriterScope& operator=(const WriterScope&) = delete;
-};
+// Restores the thread's last error at the end of the scope.
+auto KeepLastError() {
+    return scope_exit([error = GetLastError()] { SetLastError(error); });
+}
 
 void StoreProgramId(const char* programId) {
     size_t length = 0;
@@ -108,7 +95,7 @@ bool Publish(unsigned char level, unsigned mode, LogFile& opened, DWORD kilobyte
 unsigned Join(unsigned mode, LONG& users) {
     if (state.mode != mode)
         return 0;
-    users = InterlockedIncrement(&state.users);
+    users = ++state.users;
     return loggingLevel;
 }
 
@@ -138,7 +125,8 @@ void SendToConsole(const char* line, DWORD size) {
 }
 
 void SendToFile(unsigned mode, const char* line, DWORD size) {
-    const WriterScope writing;
+    ++state.writers;
+    const scope_exit leave([] { --state.writers; });
     HANDLE file = state.file;
     HANDLE mutex = state.mutex;
     if (!file || !mutex)
@@ -157,7 +145,7 @@ void SendToFallbackFile(const char* line, DWORD size) {
 }
 
 void WriteMessage(unsigned level, const char* format, va_list arguments) {
-    const KeepLastError keep;
+    const auto keep = KeepLastError();
     const unsigned mode = state.mode;
     if (mode == LOG_MODE_OFF && level != 0)
         return;
@@ -188,11 +176,11 @@ void TrimFile(HANDLE file) {
     if (!trim)
         return;
     // Messages of other threads go to the debugger while the file is being rewritten.
-    InterlockedIncrement(&state.users);
+    ++state.users;
     state.mode = LOG_MODE_DEBUGGER;
     trim.Run();
     state.mode = LOG_MODE_FILE;
-    InterlockedDecrement(&state.users);
+    --state.users;
 }
 
 // Closes handles that are no longer reachable through the state.
@@ -210,21 +198,16 @@ void CloseFile(HANDLE file, HANDLE mutex) {
 }
 
 bool ReleaseLastUser() {
-    LONG users = state.users;
-    for (;;) {
-        if (users <= 0)
-            return false;
-        const LONG before = InterlockedCompareExchange(&state.users, users - 1, users);
-        if (before == users)
+    for (LONG users = state.users; users > 0;)
+        if (state.users.compare_exchange_weak(users, users - 1))
             return users == 1;
-        users = before;
-    }
+    return false;
 }
 
 } // namespace
 
 unsigned StartLogging(const char* programId) {
-    const KeepLastError keep;
+    const auto keep = KeepLastError();
     if (!programId)
         programId = "";
     LogConfiguration configuration;
@@ -248,7 +231,7 @@ void LogMessage(unsigned level, const char* format, ...) {
 }
 
 void StopLogging() {
-    const KeepLastError keep;
+    const auto keep = KeepLastError();
     if (!ReleaseLastUser())
         return;
     if (HANDLE file = state.file) {

@@ -106,41 +106,42 @@ HRESULT EventAccessService::CheckId(const std::wstring& id) const {
     return found->second.registration.end <= WallNow() ? vorna::PLATFORM_ID_EXPIRED : S_OK;
 }
 
-// Evaluates the events at this moment. If there is no model, the states stay empty, and so does seen.
-HRESULT EventAccessService::ReadFirstStates(const ServiceIdentity& service, const std::vector<WatchedEvent>& events,
-                                            std::vector<EventState>& states, std::optional<ModelStamp>& seen) const {
-    states.assign(events.size(), {});
-    seen.reset();
+// Makes a registration of the document, with the states of its events at this moment. If there is no model, the states
+// stay empty, and so does seen.
+HRESULT EventAccessService::Make(const ServiceIdentity& service, std::wstring_view document, Watched& watched) const {
+    ModelRegistration& registration = watched.registration;
+    if (HRESULT result = ParseModelSubscription(document, registration.subscription); FAILED(result))
+        return result;
+    registration.service = service;
+    const std::vector<WatchedEvent>& events = registration.subscription.events;
+    registration.states.assign(events.size(), {});
     // Before the text, so that a change in between is read again.
     const ModelStamp stamp = models_.StampOf(service);
     std::wstring text;
     std::wstring message;
-    if (FAILED(models_.Read(service, text, message)))
-        return S_OK;
-    const HRESULT result = vorna::closed_door([&] {
-        ModelReading reading(text);
-        for (std::size_t i = 0; i < events.size(); ++i)
-            states[i] = FirstState(events[i], reading);
-        seen = stamp;
-        return S_OK;
-    });
-    return result == vorna::RESULT_XML_MALFORMED ? S_OK : result;
+    if (SUCCEEDED(models_.Read(service, text, message))) {
+        const HRESULT result = vorna::closed_door([&] {
+            ModelReading reading(text);
+            for (std::size_t i = 0; i < events.size(); ++i)
+                registration.states[i] = FirstState(events[i], reading);
+            watched.seen = stamp;
+            return S_OK;
+        });
+        if (FAILED(result) && result != vorna::RESULT_XML_MALFORMED)
+            return result;
+    }
+    registration.end = EndOf(registration.subscription);
+    return S_OK;
 }
 
 HRESULT EventAccessService::Subscribe(const ServiceIdentity& service, std::wstring_view document, std::wstring& id) {
     id.clear();
     Watched watched;
-    ModelRegistration& registration = watched.registration;
-    if (HRESULT result = ParseModelSubscription(document, registration.subscription); FAILED(result))
+    if (HRESULT result = Make(service, document, watched); FAILED(result))
         return result;
-    registration.service = service;
-    if (HRESULT result = ReadFirstStates(service, registration.subscription.events, registration.states, watched.seen);
-        FAILED(result))
-        return result;
-    registration.end = EndOf(registration.subscription);
     std::wstring made = MakeNewName();
     std::lock_guard lock(mutex_);
-    if (HRESULT result = store_.Commit(EventAccessStore::Batch().Put(made, registration)); FAILED(result))
+    if (HRESULT result = store_.Commit(EventAccessStore::Batch().Put(made, watched.registration)); FAILED(result))
         return result;
     Put(made, std::move(watched));
     id = std::move(made);
@@ -159,20 +160,15 @@ HRESULT EventAccessService::Modify(const ServiceIdentity* service, const std::ws
     if (service && *service != own)
         return E_INVALIDARG;
     Watched watched;
-    ModelRegistration& registration = watched.registration;
-    if (HRESULT result = ParseModelSubscription(document, registration.subscription); FAILED(result))
+    if (HRESULT result = Make(own, document, watched); FAILED(result))
         return result;
-    registration.service = std::move(own);
-    const std::vector<WatchedEvent>& events = registration.subscription.events;
-    if (HRESULT result = ReadFirstStates(registration.service, events, registration.states, watched.seen);
-        FAILED(result))
-        return result;
-    registration.end = EndOf(registration.subscription);
 
     std::lock_guard lock(mutex_);
     if (HRESULT result = CheckId(id); FAILED(result))
         return result;
     const Watched& before = registrations_.find(id)->second;
+    ModelRegistration& registration = watched.registration;
+    const std::vector<WatchedEvent>& events = registration.subscription.events;
     const std::vector<WatchedEvent>& earlier = before.registration.subscription.events;
     for (std::size_t i = 0; i < events.size(); ++i)
         if (const auto same = std::find(earlier.begin(), earlier.end(), events[i]); same != earlier.end())

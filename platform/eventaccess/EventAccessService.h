@@ -75,8 +75,7 @@ class EventAccessService {
     using Bodies = std::map<std::vector<std::wstring>, std::wstring>;
 
     HRESULT CheckId(const std::wstring& id) const;
-    HRESULT ReadFirstStates(const ServiceIdentity& service, const std::vector<WatchedEvent>& events,
-                            std::vector<EventState>& states, std::optional<ModelStamp>& seen) const;
+    HRESULT Make(const ServiceIdentity& service, std::wstring_view document, Watched& watched) const;
     void Put(const std::wstring& id, Watched watched);
     void Remove(const std::wstring& id);
 

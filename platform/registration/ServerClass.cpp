@@ -28,48 +28,23 @@ HRESULT DeleteTree(const std::wstring& key) {
     return vorna::result_from_win32(static_cast<DWORD>(status));
 }
 
-struct LibraryIdentity {
-    GUID guid{};
-    WORD major = 0;
-    WORD minor = 0;
-    LCID language = 0;
-};
-
-HRESULT ReadIdentity(const std::wstring& modulePath, LibraryIdentity& identity) {
-    vorna::com_ptr<ITypeLib> library;
-    HRESULT result = LoadTypeLibEx(modulePath.c_str(), REGKIND_NONE, library.put());
-    if (FAILED(result))
-        return result;
-    TLIBATTR* attributes = nullptr;
-    result = library->GetLibAttr(&attributes);
-    if (FAILED(result))
-        return result;
-    vorna::scope_exit release([&] { library->ReleaseTLibAttr(attributes); });
-    identity = {attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum, attributes->lcid};
-    return S_OK;
-}
-
 HRESULT RegisterServerClass(const ServerClass& entry, ServerKind kind, const std::wstring& modulePath) {
     const std::wstring guid = vorna::guid_text(entry.clsid);
     const std::wstring classKey = L"CLSID\\" + guid;
     const bool inProcess = kind == ServerKind::InProcess;
     const std::wstring serverKey = classKey + (inProcess ? L"\\InprocServer32" : L"\\LocalServer32");
 
-    HRESULT result = SetText(classKey, nullptr, entry.description);
-    if (SUCCEEDED(result))
-        result = SetText(serverKey, nullptr,
-                         inProcess ? vorna::plain_path(modulePath) : L"\"" + vorna::plain_path(modulePath) + L"\"");
-    if (SUCCEEDED(result) && inProcess)
-        result = SetText(serverKey, L"ThreadingModel", L"Both");
-    if (SUCCEEDED(result))
-        result = SetText(classKey + L"\\ProgID", nullptr, entry.progId);
-    if (SUCCEEDED(result))
-        result = SetText(classKey + L"\\VersionIndependentProgID", nullptr, entry.progId);
-    if (SUCCEEDED(result))
-        result = SetText(entry.progId, nullptr, entry.description);
-    if (SUCCEEDED(result))
-        result = SetText(std::wstring(entry.progId) + L"\\CLSID", nullptr, guid);
-    return result;
+    const std::wstring server = vorna::plain_path(modulePath);
+    const struct {
+        std::wstring key;
+        std::wstring text;
+    } defaults[] = {{classKey, entry.description},          {serverKey, inProcess ? server : L"\"" + server + L"\""},
+                    {classKey + L"\\ProgID", entry.progId}, {classKey + L"\\VersionIndependentProgID", entry.progId},
+                    {entry.progId, entry.description},      {std::wstring(entry.progId) + L"\\CLSID", guid}};
+    for (const auto& [key, text] : defaults)
+        if (const HRESULT result = SetText(key, nullptr, text); FAILED(result))
+            return result;
+    return inProcess ? SetText(serverKey, L"ThreadingModel", L"Both") : S_OK;
 }
 
 HRESULT UnregisterServerClass(const ServerClass& entry) {
@@ -84,18 +59,22 @@ HRESULT RegisterTypeLibrary(const std::wstring& modulePath) {
 }
 
 HRESULT UnregisterTypeLibrary(const std::wstring& modulePath) {
-    LibraryIdentity identity;
-    HRESULT result = ReadIdentity(modulePath, identity);
+    vorna::com_ptr<ITypeLib> library;
+    HRESULT result = LoadTypeLibEx(modulePath.c_str(), REGKIND_NONE, library.put());
+    TLIBATTR* identity = nullptr;
+    if (SUCCEEDED(result))
+        result = library->GetLibAttr(&identity);
     if (FAILED(result))
         return result;
+    const vorna::scope_exit release([&] { library->ReleaseTLibAttr(identity); });
+    const auto [guid, language, system, major, minor, flags] = *identity;
     vorna::bstr registered;
-    if (FAILED(
-            QueryPathOfRegTypeLib(identity.guid, identity.major, identity.minor, identity.language, registered.put())))
+    if (FAILED(QueryPathOfRegTypeLib(guid, major, minor, language, registered.put())))
         return S_OK;
     // The text may include the null that ends it in the registry.
     if (lstrcmpiW(vorna::plain_path(registered.get()).c_str(), vorna::plain_path(modulePath).c_str()) != 0)
         return S_OK;
-    return UnRegisterTypeLib(identity.guid, identity.major, identity.minor, identity.language, SYS_WIN32);
+    return UnRegisterTypeLib(guid, major, minor, language, SYS_WIN32);
 }
 
 } // namespace
