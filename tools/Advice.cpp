@@ -4,6 +4,9 @@
 #include "common/com/unique_any.h"
 #include "tools/EventClient.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace vornactl {
 
 namespace {
@@ -11,120 +14,108 @@ namespace {
 using namespace vorna;
 
 struct Entry {
-    HRESULT code;
-    // Null for any text.
-    const wchar_t* text;
+    std::vector<HRESULT> codes;
     const wchar_t* advice;
+    // Null for any text.
+    const wchar_t* text = nullptr;
 };
-
-constexpr wchar_t DURATIONS[] = L"Write durations with every designator, as P0Y0M1DT0H0M0S for one day.";
-constexpr wchar_t REGISTER[] = L"Run \"vornactl register\" as an administrator, from the folder with all modules.";
-constexpr wchar_t DATA_MODEL[] = L"Give XMLDataModel both an XPath and an XDMPrefixes element, neither of them empty.";
-constexpr wchar_t EVENT_SOURCE[] =
-    L"Give the event element an EventPayload, which archives the payload of the event, or an XMLDataModel, which archives data of the service.";
 
 // The first entry that matches is used, so entries with a text are before the one without.
 const Entry TABLE[] = {
     // Subscription documents.
-    {RESULT_XML_MALFORMED, nullptr,
+    {{RESULT_XML_MALFORMED},
      L"Make the document well-formed XML without a document type definition; the root of a subscription is Archive, that of a service is service."},
-    {RESULT_ARCHIVE_ID, nullptr,
+    {{RESULT_ARCHIVE_ID},
      L"Give the Archive element an ID attribute that is not blank and has none of the characters that the text names."},
-    {RESULT_COLLECT, nullptr, L"Write <Collect>ON</Collect> to keep the archive or <Collect>OFF</Collect> to end it."},
-    {RESULT_LIFETIME_BEFORE_READ, nullptr, DURATIONS},
-    {RESULT_LIFETIME_AFTER_READ, nullptr, DURATIONS},
-    {RESULT_AGING, nullptr, DURATIONS},
-    {RESULT_STORAGE_UNITS, nullptr, L"Give MaxStorageSize the attribute Units=\"NUMFILES\" or Units=\"KB\"."},
-    {RESULT_STORAGE_SIZE, nullptr, L"Write MaxStorageSize with digits alone: no sign, no blanks."},
-    {RESULT_EVENT_TYPE, nullptr, L"Give the archive one of the elements Timer, KROEvent and XDMEvent, with content."},
-    {RESULT_TIMER_FREQUENCY, nullptr,
-     L"Give Timer a Frequency with every designator, as P0Y0M0DT0H5M0S for five minutes."},
-    {RESULT_TIMER_RETRIES, nullptr, L"Write Retries with digits alone, or leave it out."},
-    {RESULT_KRO_NAME, nullptr, L"Give KROEvent one Name element with the name of the event."},
-    {RESULT_KRO_FILTERS, nullptr, L"Write each filter inside Filter as <Property Name=\"name\">value</Property>."},
-    {RESULT_KRO_ARCHIVE_TYPE, nullptr, EVENT_SOURCE},
-    {RESULT_DATA_MODEL, nullptr, DATA_MODEL},
-    {RESULT_XDM_EVENTS, nullptr, L"Give XDMEvent at least one Event element, and each of them an XPath."},
-    {RESULT_XDM_EVENT_XPATH, nullptr, L"Give every Event of XDMEvent one XPath element that is not empty."},
-    {RESULT_XDM_PAYLOAD, nullptr, EVENT_SOURCE},
-    {RESULT_XDM_XPATH, nullptr, DATA_MODEL},
-    {RESULT_XDM_PREFIXES, nullptr, DATA_MODEL},
-    {E_NOTIMPL, nullptr,
+    {{RESULT_COLLECT}, L"Write <Collect>ON</Collect> to keep the archive or <Collect>OFF</Collect> to end it."},
+    {{RESULT_LIFETIME_BEFORE_READ, RESULT_LIFETIME_AFTER_READ, RESULT_AGING},
+     L"Write durations with every designator, as P0Y0M1DT0H0M0S for one day."},
+    {{RESULT_STORAGE_UNITS}, L"Give MaxStorageSize the attribute Units=\"NUMFILES\" or Units=\"KB\"."},
+    {{RESULT_STORAGE_SIZE}, L"Write MaxStorageSize with digits alone: no sign, no blanks."},
+    {{RESULT_EVENT_TYPE}, L"Give the archive one of the elements Timer, KROEvent and XDMEvent, with content."},
+    {{RESULT_TIMER_FREQUENCY}, L"Give Timer a Frequency with every designator, as P0Y0M0DT0H5M0S for five minutes."},
+    {{RESULT_TIMER_RETRIES}, L"Write Retries with digits alone, or leave it out."},
+    {{RESULT_KRO_NAME}, L"Give KROEvent one Name element with the name of the event."},
+    {{RESULT_KRO_FILTERS}, L"Write each filter inside Filter as <Property Name=\"name\">value</Property>."},
+    {{RESULT_KRO_ARCHIVE_TYPE, RESULT_XDM_PAYLOAD},
+     L"Give the event element an EventPayload, which archives the payload of the event, or an XMLDataModel, which archives data of the service."},
+    {{RESULT_DATA_MODEL, RESULT_XDM_XPATH, RESULT_XDM_PREFIXES},
+     L"Give XMLDataModel both an XPath and an XDMPrefixes element, neither of them empty."},
+    {{RESULT_XDM_EVENTS}, L"Give XDMEvent at least one Event element, and each of them an XPath."},
+    {{RESULT_XDM_EVENT_XPATH}, L"Give every Event of XDMEvent one XPath element that is not empty."},
+    {{E_NOTIMPL},
      L"A component does not know this operation. Register modules of one version (\"vornactl register\")."},
 
     // Requests.
-    {RESULT_SERVICE_OBJECT, nullptr,
+    {{RESULT_SERVICE_OBJECT},
      L"Give the service document portID, serviceId and serviceURI; each names a folder, so none may be empty or contain one of \\ / : * ? \" < > | &."},
-    {RESULT_INPUT_STRING, nullptr, L"Give a subscription document that is not empty."},
-    {RESULT_XPATH, nullptr,
+    {{RESULT_INPUT_STRING}, L"Give a subscription document that is not empty."},
+    {{RESULT_XPATH},
      L"Begin the XPath with /Archive[@ID='...'], the ID without blanks, and go on with the path inside a snapshot."},
-    {RESULT_NO_SUBSCRIPTION, nullptr,
+    {{RESULT_NO_SUBSCRIPTION},
      L"Compare the archive ID and the service with what \"vornactl list\" shows: both must be the subscription's."},
-    {RESULT_TIMER_REGISTRATION, nullptr,
+    {{RESULT_TIMER_REGISTRATION},
      L"The platform's timer did not accept the registration. Check that QXKeldanHost.exe is registered (\"vornactl register\") and that the frequency is not zero."},
-    {RESULT_XML_ACCESSOR, nullptr, REGISTER},
-    {RESULT_ARCHIVE_MANAGER, nullptr, REGISTER},
-    {RESULT_EXCEPTION, nullptr,
+    {{RESULT_XML_ACCESSOR, RESULT_ARCHIVE_MANAGER, REGDB_E_CLASSNOTREG, CO_E_CLASSSTRING, E_NOINTERFACE},
+     L"Run \"vornactl register\" as an administrator, from the folder with all modules."},
+    {{RESULT_EXCEPTION},
      L"Something failed that has no code of its own. Try again; if it fails again, turn on the component's log (README, \"Settings\") and look at its last lines."},
-    {PLATFORM_TICKET_UNKNOWN, nullptr, L"The platform's timer lost its tickets. Try again: a new one is taken."},
-    {PLATFORM_TICKET_STALE, nullptr, L"The platform's timer replaced its tickets. Try again: a new one is taken."},
-    {PLATFORM_ID_UNKNOWN, nullptr, L"The platform no longer has the registration. Subscribe again."},
-    {PLATFORM_ID_EXPIRED, nullptr, L"The registration has reached its end date. Subscribe again."},
-    {E_FAIL, L"No Data Present in the Archive",
+    {{PLATFORM_TICKET_UNKNOWN}, L"The platform's timer lost its tickets. Try again: a new one is taken."},
+    {{PLATFORM_TICKET_STALE}, L"The platform's timer replaced its tickets. Try again: a new one is taken."},
+    {{PLATFORM_ID_UNKNOWN}, L"The platform no longer has the registration. Subscribe again."},
+    {{PLATFORM_ID_EXPIRED}, L"The registration has reached its end date. Subscribe again."},
+    {{E_FAIL},
      L"Nothing has been captured yet, or everything has outlived its lifetime: wait for the next tick. "
-     L"If \"vornactl list\" shows snapshots, the file that contains them could not be read: put it back from a backup of this machine, or unsubscribe the archive and subscribe it again."},
-    {E_FAIL, L"Could not find the required data in the archive",
-     L"There are snapshots, but the XPath selects nothing in them. Read with /Archive[@ID='...']/* to see what they contain; names with a namespace need a prefix that the archived data declares."},
-    {E_FAIL, L"Directory creation failed",
-     L"Check that you may write to the folder of Vorna.dll and that the service's identity makes a valid folder name."},
+     L"If \"vornactl list\" shows snapshots, the file that contains them could not be read: put it back from a backup of this machine, or unsubscribe the archive and subscribe it again.",
+     L"No Data Present in the Archive"},
+    {{E_FAIL},
+     L"There are snapshots, but the XPath selects nothing in them. Read with /Archive[@ID='...']/* to see what they contain; names with a namespace need a prefix that the archived data declares.",
+     L"Could not find the required data in the archive"},
+    {{E_FAIL},
+     L"Check that you may write to the folder of Vorna.dll and that the service's identity makes a valid folder name.",
+     L"Directory creation failed"},
     // GetData on a service object that names no folder.
-    {E_FAIL, L"",
-     L"Give the service document portID, serviceId and serviceURI, each of them valid as the name of a folder. If they are, turn on the component's log (README, \"Settings\")."},
-    {E_FAIL, nullptr, L"This is the general code. Turn on the component's log (README, \"Settings\") to see the step."},
+    {{E_FAIL},
+     L"Give the service document portID, serviceId and serviceURI, each of them valid as the name of a folder. If they are, turn on the component's log (README, \"Settings\").",
+     L""},
+    {{E_FAIL}, L"This is the general code. Turn on the component's log (README, \"Settings\") to see the step."},
 
     // The operating system.
-    {REGDB_E_CLASSNOTREG, nullptr, REGISTER},
-    {CO_E_CLASSSTRING, nullptr, REGISTER},
-    {E_NOINTERFACE, nullptr, REGISTER},
-    {CO_E_SERVER_EXEC_FAILURE, nullptr,
+    {{CO_E_SERVER_EXEC_FAILURE},
      L"The host process did not start. Check that QXKeldanHost.exe is where it was registered, then run \"vornactl register\"."},
-    {HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE), nullptr,
+    {{HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE), HRESULT_FROM_WIN32(RPC_S_CALL_FAILED)},
      L"The host process ended during the request. Try again: it starts by itself and has lost nothing."},
-    {HRESULT_FROM_WIN32(RPC_S_CALL_FAILED), nullptr,
-     L"The host process ended during the request. Try again: it starts by itself and has lost nothing."},
-    {HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), nullptr,
+    {{HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT)},
      L"A file on disk is damaged, or is not the one that was written there. "
      L"Put it back from a backup of this machine; nothing can be read from it or changed in it before. "
      L"Other archives are not affected, unless it is the file Vorna beside Vorna.dll, which records them all."},
-    {HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION), nullptr,
-     L"Another process uses the archive. Try again when it has finished."},
-    {HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION), nullptr,
-     L"Another program has the file open. Close it and try again."},
-    {HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED), nullptr,
+    {{HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION)}, L"Another process uses the archive. Try again when it has finished."},
+    {{HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION)}, L"Another program has the file open. Close it and try again."},
+    {{HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED)},
      L"Remove the write protection, or use an account with the necessary rights; registering needs an administrator."},
-    {HRESULT_FROM_WIN32(ERROR_DISK_FULL), nullptr, L"Free space on the disk and try again; nothing was changed."},
-    {HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), nullptr, L"Check that the file exists and its name is right."},
-    {HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND), nullptr, L"Check that the folder exists and its name is right."},
-    {HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND), nullptr,
-     L"Copy the module to the folder of vornactl.exe, or name its folder."},
-    {HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND), nullptr,
+    {{HRESULT_FROM_WIN32(ERROR_DISK_FULL)}, L"Free space on the disk and try again; nothing was changed."},
+    {{HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND)}, L"Check that the file exists and its name is right."},
+    {{HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND)}, L"Check that the folder exists and its name is right."},
+    {{HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND)}, L"Copy the module to the folder of vornactl.exe, or name its folder."},
+    {{HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND)},
      L"The file is not a module that can be registered: copy the right one there."},
-    {HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT), nullptr, L"All modules are 32-bit: copy the 32-bit file there."},
-    {HRESULT_FROM_WIN32(ERROR_NOT_FOUND), nullptr,
+    {{HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT)}, L"All modules are 32-bit: copy the 32-bit file there."},
+    {{HRESULT_FROM_WIN32(ERROR_NOT_FOUND)},
      L"The service has no data model: use serviceURI \"host\", or store one with \"vornactl model put\"."},
-    {HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA), QUEUE_FULL,
+    {{HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA)},
      L"Waiting events are delivered one after the other. "
-     L"End the subscriptions whose receiver no longer takes its events, let the others catch up, and raise the event again; those for which it was queued then get it once more."},
-    {HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA), nullptr,
+     L"End the subscriptions whose receiver no longer takes its events, let the others catch up, and raise the event again; those for which it was queued then get it once more.",
+     QUEUE_FULL},
+    {{HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA)},
      L"This XPath would take too long on this data. Name the steps of the path instead of writing //."},
-    {HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE), nullptr,
+    {{HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE)},
      L"Make it smaller: a payload may have 8,388,608 characters, a data model 64 megabytes."},
-    {HRESULT_FROM_WIN32(ERROR_INVALID_DATA), nullptr, L"Put a document into the file, or name another one."},
-    {HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION), nullptr, L"Save the file as UTF-8 or UTF-16."},
-    {E_INVALIDARG, nullptr,
+    {{HRESULT_FROM_WIN32(ERROR_INVALID_DATA)}, L"Put a document into the file, or name another one."},
+    {{HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION)}, L"Save the file as UTF-8 or UTF-16."},
+    {{E_INVALIDARG},
      L"Change the value that the text names. "
      L"If it names none: every event and property needs a name that is not blank, and the XPaths, triggers, resets and durations of a subscription must be valid."},
-    {E_OUTOFMEMORY, nullptr, L"There was not enough memory. Close programs, or read less at once with a longer XPath."},
+    {{E_OUTOFMEMORY}, L"There was not enough memory. Close programs, or read less at once with a longer XPath."},
 };
 
 constexpr wchar_t GENERAL[] =
@@ -134,7 +125,7 @@ constexpr wchar_t GENERAL[] =
 
 std::wstring_view AdviceFor(HRESULT code, std::wstring_view text) {
     for (const Entry& entry : TABLE)
-        if (entry.code == code && (!entry.text || text == entry.text))
+        if (std::ranges::find(entry.codes, code) != entry.codes.end() && (!entry.text || text == entry.text))
             return entry.advice;
     return GENERAL;
 }

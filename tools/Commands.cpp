@@ -177,12 +177,7 @@ ExitCode Help(const CommandLine&) {
     return ExitCode::Done;
 }
 
-struct Choice {
-    const Command* chosen = nullptr;
-    size_t wordsInName = 0;
-};
-
-Choice Choose(std::span<const std::wstring> arguments) {
+const Command& Choose(std::span<const std::wstring> arguments) {
     std::wstring name = arguments.front();
     if (name == L"--help" || name == L"-h" || name == L"/?")
         name = L"help";
@@ -190,10 +185,8 @@ Choice Choose(std::span<const std::wstring> arguments) {
     std::wstring longer;
     for (const Command& entry : AllCommands()) {
         const std::wstring_view known = entry.name;
-        if (known == name)
-            return {&entry, 1};
-        if (known == both)
-            return {&entry, 2};
+        if (known == name || known == both)
+            return entry;
         if (known.starts_with(name + L" "))
             longer += (longer.empty() ? L"; there is \"" : L", \"") + std::wstring(known) + L"\"";
     }
@@ -205,11 +198,12 @@ Choice Choose(std::span<const std::wstring> arguments) {
 ExitCode Run(std::span<const std::wstring> arguments) {
     if (arguments.empty())
         throw UsageError{L"no command"};
-    const auto [chosen, wordsInName] = Choose(arguments);
+    const Command& chosen = Choose(arguments);
+    const size_t wordsInName = std::wstring_view(chosen.name).find(L' ') == std::wstring_view::npos ? 1 : 2;
     try {
-        return chosen->run(CommandLine(arguments.subspan(wordsInName), chosen->syntax));
+        return chosen.run(CommandLine(arguments.subspan(wordsInName), chosen.syntax));
     } catch (const UsageError& error) {
-        throw UsageError{error.message + L"\n  usage: " + Usage(*chosen)};
+        throw UsageError{error.message + L"\n  usage: " + Usage(chosen)};
     }
 }
 

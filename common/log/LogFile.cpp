@@ -110,16 +110,11 @@ LogFileTrim::LogFileTrim(HANDLE file, DWORD kilobytes) : file_(file), limit_(LON
 }
 
 LogFileTrim::~LogFileTrim() {
-    Unlock();
-}
-
-void LogFileTrim::Unlock() {
     if (size_ == 0)
         return;
     LARGE_INTEGER size;
     size.QuadPart = size_;
     UnlockFile(file_, 0, 0, size.LowPart, static_cast<DWORD>(size.HighPart));
-    size_ = 0;
 }
 
 void LogFileTrim::Run() {
@@ -145,7 +140,6 @@ void LogFileTrim::Run() {
     }
     Move(file_, to, FILE_BEGIN);
     SetEndOfFile(file_);
-    Unlock();
 }
 
 } // namespace vorna

@@ -35,19 +35,17 @@ class LogFileTrim {
   public:
     // Locks the file if it is longer than the limit. 0 kilobytes, or 1024 and more, mean no limit.
     LogFileTrim(HANDLE file, DWORD kilobytes);
+    // Unlocks the file.
     ~LogFileTrim();
     LogFileTrim(const LogFileTrim&) = delete;
     LogFileTrim& operator=(const LogFileTrim&) = delete;
 
     // Whether the file is longer than the limit and locked.
     explicit operator bool() const { return size_ != 0; }
-    // Removes everything before the first line that begins within the limit at the end of the file. Then unlocks the
-    // file.
+    // Removes everything before the first line that begins within the limit at the end of the file.
     void Run();
 
   private:
-    void Unlock();
-
     HANDLE file_;
     LONGLONG limit_;
     LONGLONG size_ = 0;

@@ -3,8 +3,6 @@
 #include "platform/aggregator/HostModel.h"
 #include "platform/data/ModelStore.h"
 
-#include <string_view>
-
 namespace keldan {
 
 namespace {
@@ -12,26 +10,13 @@ namespace {
 // Created when the module is loaded: the first figure for the processors covers the time since then.
 HostModel hostModel;
 
-struct ServedModel {
-    std::wstring_view serviceUri;
-    LiveModel& model;
-};
-const ServedModel LIVE_MODELS[] = {{SERVICE_URI_HOST, hostModel}};
-
-const ServedModel* FindLiveModel(const ServiceIdentity& service) {
-    for (const auto& live : LIVE_MODELS)
-        if (service.serviceUri == live.serviceUri)
-            return &live;
-    return nullptr;
-}
-
 } // namespace
 
 HRESULT GetDataModel(const ServiceIdentity& service, std::wstring& document, std::wstring& name,
                      std::wstring& message) {
-    if (const ServedModel* live = FindLiveModel(service)) {
-        name = live->serviceUri;
-        document = live->model.Compute();
+    if (HasLiveModel(service)) {
+        name = SERVICE_URI_HOST;
+        document = hostModel.Compute();
         return S_OK;
     }
     const ModelStore store(DataFolder::Configured());
@@ -40,7 +25,7 @@ HRESULT GetDataModel(const ServiceIdentity& service, std::wstring& document, std
 }
 
 bool HasLiveModel(const ServiceIdentity& service) {
-    return FindLiveModel(service) != nullptr;
+    return service.serviceUri == SERVICE_URI_HOST;
 }
 
 } // namespace keldan

@@ -9,19 +9,19 @@
 //   Host/Processes[@Count]/Process[@Id]    Name, Threads, and Memory in bytes if it can be read
 #pragma once
 
-#include "platform/aggregator/LiveModel.h"
-
 #include <windows.h>
 
 #include <cstdint>
 #include <mutex>
+#include <string>
 
 namespace keldan {
 
-class HostModel : public LiveModel {
+class HostModel {
   public:
     HostModel();
-    std::wstring Compute() override;
+    // Returns a well-formed document without an XML declaration. Any thread. Throws standard exceptions.
+    std::wstring Compute();
 
   private:
     unsigned BusyPercent();

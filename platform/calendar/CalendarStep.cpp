@@ -1,7 +1,6 @@
 #include "platform/calendar/CalendarStep.h"
 
 #include "platform/calendar/Digits.h"
-#include "platform/calendar/FloorDivide.h"
 
 #include <iterator>
 
@@ -11,8 +10,8 @@ using namespace std::chrono;
 
 namespace {
 
-constexpr std::int64_t FIRST_YEAR = 1602;
-constexpr std::int64_t LAST_YEAR = 9999;
+constexpr int FIRST_YEAR = 1602;
+constexpr int LAST_YEAR = 9999;
 constexpr std::int64_t LARGEST_COMPONENT = 65534;
 
 } // namespace
@@ -37,14 +36,11 @@ Instant CalendarStep::After(LocalTime start, Instant origin, std::int64_t times,
 
     const auto startDay = floor<std::chrono::days>(start);
     const year_month_day date(startDay);
-    const std::int64_t month =
-        static_cast<int>(date.year()) * 12LL + static_cast<unsigned>(date.month()) - 1 + times * (years * 12 + months);
-    const std::int64_t yearNumber = FloorDivide(month, 12);
-    if (yearNumber > LAST_YEAR)
+    const year_month inMonth = date.year() / date.month() + std::chrono::months(times * (years * 12 + months));
+    if (inMonth.year() > year(LAST_YEAR))
         return NEVER;
-    if (yearNumber < FIRST_YEAR)
+    if (inMonth.year() < year(FIRST_YEAR))
         return Instant::min();
-    const year_month inMonth = year(static_cast<int>(yearNumber)) / static_cast<int>(month - yearNumber * 12 + 1);
     year_month_day moved = inMonth / date.day();
     if (!moved.ok())
         moved = inMonth / last;

@@ -309,12 +309,8 @@ std::vector<EventAccessService::Due> EventAccessService::DueRegistrations(const 
     for (const std::wstring& id : ids->second) {
         const Watched& watched = registrations_.at(id);
         if ((live || watched.seen != stamp) && now >= watched.notBefore)
-            due.push_back({id,
-                           watched.revision,
-                           watched.registration.subscription.events,
-                           watched.registration.states,
-                           false,
-                           {}});
+            due.push_back(
+                {id, watched.revision, watched.registration.subscription.events, watched.registration.states});
     }
     return due;
 }

@@ -69,7 +69,7 @@ class EventAccessService {
         std::vector<EventState> states;
         bool changed = false;
         // The XPaths of the events that fired.
-        std::vector<std::wstring> fired;
+        std::vector<std::wstring> fired = {};
     };
     // The bodies of callbacks, by the XPaths of their events.
     using Bodies = std::map<std::vector<std::wstring>, std::wstring>;

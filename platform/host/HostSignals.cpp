@@ -1,8 +1,9 @@
 #include "platform/host/HostSignals.h"
 
+#include "common/com/hash_text.h"
 #include "common/com/result_error.h"
 
-#include <cstdint>
+#include <algorithm>
 #include <cwctype>
 #include <string>
 
@@ -18,9 +19,8 @@ std::wstring Name(const std::filesystem::path& folder, const wchar_t* what) {
     std::wstring path = folder.lexically_normal().wstring();
     while (!path.empty() && path.back() == L'\\')
         path.pop_back();
-    std::uint64_t hash = 14695981039346656037ull;
-    for (wchar_t character : path)
-        hash = (hash ^ static_cast<std::uint64_t>(std::towlower(character))) * 1099511628211ull;
+    std::transform(path.begin(), path.end(), path.begin(), std::towlower);
+    const std::uint64_t hash = vorna::hash_text(path);
     wchar_t text[80];
     swprintf(text, std::size(text), L"Global\\QXKeldanHost-%08lx%08lx-", static_cast<unsigned long>(hash >> 32),
              static_cast<unsigned long>(hash));

@@ -51,7 +51,7 @@ void Scheduler::Remove(const std::wstring& id) {
 Scheduler::States::iterator Scheduler::Erase(States::iterator place) {
     for (const Running& running : place->second.running) {
         calls_.erase(running.number);
-        if (running.begun && !running.abandoned)
+        if (running.IsWaitedFor())
             changes_.abandoned.push_back(running.number);
     }
     return states_.erase(place);
@@ -141,7 +141,7 @@ bool Scheduler::OnlyRetriesLeft(const State& state) const {
 void Scheduler::DropLateCalls(State& state, const Now& now) {
     for (std::size_t i = 0; i < state.running.size(); ++i) {
         Running& running = state.running[i];
-        if (running.number == 0 || !running.begun || running.abandoned || now.steady < running.deadline)
+        if (!running.IsWaitedFor() || now.steady < running.deadline)
             continue;
         running.abandoned = true;
         changes_.abandoned.push_back(running.number);
@@ -182,8 +182,10 @@ std::vector<Call> Scheduler::Advance(const Now& now) {
     for (auto place = states_.begin(); place != states_.end();) {
         State& state = place->second;
         const Schedule& schedule = state.registration.schedule;
-        const bool spent = schedule.agingCount > 0 && state.registration.progress.deliveries >= schedule.agingCount;
-        if (now.wall >= state.end || spent) {
+        const auto spent = [&] {
+            return schedule.agingCount > 0 && state.registration.progress.deliveries >= schedule.agingCount;
+        };
+        if (now.wall >= state.end || spent()) {
             changes_.ended.push_back(state.registration);
             place = Erase(place);
             continue;
@@ -199,10 +201,7 @@ std::vector<Call> Scheduler::Advance(const Now& now) {
         if (state.round.active)
             Pump(state, now, calls);
         // The round may have been the last one of the count, or the next tick may be due already: check again.
-        const bool again = !state.round.active &&
-                           (state.due <= now.wall ||
-                            (schedule.agingCount > 0 && state.registration.progress.deliveries >= schedule.agingCount));
-        if (!again)
+        if (state.round.active || (state.due > now.wall && !spent()))
             ++place;
     }
     return calls;
@@ -218,7 +217,7 @@ Milliseconds Scheduler::UntilNext(const Now& now) const {
     for (const auto& [id, state] : states_) {
         untilWall(state.end);
         for (const Running& running : state.running)
-            if (running.number != 0 && running.begun && !running.abandoned)
+            if (running.IsWaitedFor())
                 untilSteady(running.deadline);
         if (!state.round.active) {
             untilWall(state.due);

@@ -74,6 +74,8 @@ class Scheduler {
         bool begun = false;
         bool abandoned = false;
         Milliseconds deadline{};
+
+        bool IsWaitedFor() const { return begun && !abandoned; }
     };
     // The delivery of one tick to its entries.
     struct Round {
