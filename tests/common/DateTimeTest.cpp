@@ -8,18 +8,8 @@
 
 namespace {
 
+using support::At;
 using vorna::Duration;
-
-SYSTEMTIME At(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
-    SYSTEMTIME time{};
-    time.wYear = static_cast<WORD>(year);
-    time.wMonth = static_cast<WORD>(month);
-    time.wDay = static_cast<WORD>(day);
-    time.wHour = static_cast<WORD>(hour);
-    time.wMinute = static_cast<WORD>(minute);
-    time.wSecond = static_cast<WORD>(second);
-    return time;
-}
 
 std::string Text(const SYSTEMTIME& time) {
     return support::Narrow(vorna::FormatDateTime(time));
@@ -47,15 +37,13 @@ TEST(DateTime, NowHasNoDayOfWeekAndNoMilliseconds) {
     EXPECT_TRUE(vorna::IsLaterOrEqual(vorna::LocalNow(), now));
 }
 
-struct DateCase {
-    const wchar_t* text;
-    bool accepted;
-    // What the record holds afterwards, refused texts included; the caller's fields are 7777.
-    SYSTEMTIME kept;
-};
-
 TEST(DateTime, ParsesDates) {
-    const DateCase cases[] = {
+    const struct {
+        const wchar_t* text;
+        bool accepted;
+        // What the record holds afterwards, refused texts included; the caller's fields are 7777.
+        SYSTEMTIME kept;
+    } cases[] = {
         {L"2099-1-1T0:0:0", true, At(2099, 1, 1)},
         {L"2099-12-31T23:59:59", true, At(2099, 12, 31, 23, 59, 59)},
         {L"2099-02-31T00:00:00", true, At(2099, 2, 31)},
@@ -81,7 +69,7 @@ TEST(DateTime, ParsesDates) {
         {L"", false, At(0, 7777, 7777, 7777, 7777, 7777)},
         {L"soon", false, At(0, 7777, 7777, 7777, 7777, 7777)},
     };
-    for (const DateCase& test : cases) {
+    for (const auto& test : cases) {
         SCOPED_TRACE(support::Narrow(test.text));
         SYSTEMTIME time = At(7777, 7777, 7777, 7777, 7777, 7777);
         EXPECT_EQ(test.accepted, vorna::ParseDateTime(test.text, time));
@@ -96,14 +84,12 @@ TEST(DateTime, RefusesDatesBeforeTheCurrentYear) {
     EXPECT_TRUE(vorna::ParseDateTime(std::to_wstring(year + 1) + L"-1-1T0:0:0", time));
 }
 
-struct DurationCase {
-    const wchar_t* text;
-    bool accepted;
-    Duration kept; // the caller's fields are 7
-};
-
 TEST(DateTime, ParsesDurations) {
-    const DurationCase cases[] = {
+    const struct {
+        const wchar_t* text;
+        bool accepted;
+        Duration kept; // the caller's fields are 7
+    } cases[] = {
         {L"P1Y2M3DT4H5M6S", true, {1, 2, 3, 4, 5, 6}},
         {L"P1Y2M3T4H5M6", true, {1, 2, 3, 4, 5, 6}},
         {L"P0Y0M0DT0H0M0S", true, {}},
@@ -125,7 +111,7 @@ TEST(DateTime, ParsesDurations) {
         {L"p1Y2M3DT4H5M6S", false, {7, 7, 7, 7, 7, 7}},
         {L"", false, {7, 7, 7, 7, 7, 7}},
     };
-    for (const DurationCase& test : cases) {
+    for (const auto& test : cases) {
         SCOPED_TRACE(support::Narrow(test.text));
         Duration duration{7, 7, 7, 7, 7, 7};
         EXPECT_EQ(test.accepted, vorna::ParseDuration(test.text, duration));
@@ -133,14 +119,12 @@ TEST(DateTime, ParsesDurations) {
     }
 }
 
-struct SumCase {
-    SYSTEMTIME start;
-    Duration duration;
-    const char* sum;
-};
-
 TEST(DateTime, AddsDurations) {
-    const SumCase cases[] = {
+    const struct {
+        SYSTEMTIME start;
+        Duration duration;
+        const char* sum;
+    } cases[] = {
         {At(2006, 1, 5, 7, 3, 9), {.minutes = 5}, "2006-1-5T7:8:9"},
         {At(2005, 11, 15), {.months = 1}, "2005-12-15T0:0:0"},
         {At(2005, 12, 15), {.months = 1}, "2006-1-15T0:0:0"},
@@ -165,7 +149,7 @@ TEST(DateTime, AddsDurations) {
         {At(2005, 0, 1), {.months = 1}, ""},
         {At(2005, 1, 1, 24), {}, ""},
     };
-    for (const SumCase& test : cases) {
+    for (const auto& test : cases) {
         SCOPED_TRACE(Text(test.start) + " + " + Text(test.duration));
         EXPECT_EQ(test.sum, Text(vorna::AddDuration(test.start, test.duration)));
     }

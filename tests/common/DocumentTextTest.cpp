@@ -6,20 +6,26 @@ using namespace std::string_literals;
 
 namespace {
 
+std::string Utf16(std::wstring_view text, bool bigEndian) {
+    std::string bytes;
+    for (const wchar_t c : text) {
+        const char low = static_cast<char>(c & 0xFF), high = static_cast<char>(c >> 8);
+        bytes += {bigEndian ? high : low, bigEndian ? low : high};
+    }
+    return bytes;
+}
+
 TEST(DocumentText, ReadsEveryEncodingWithAndWithoutMark) {
-    for (const std::string& bytes : {
-             "<a>\xC3\xBC</a>"s,
-             "\xEF\xBB\xBF<a>\xC3\xBC</a>"s,
-             "<\0a\0>\0\xFC\0<\0/\0a\0>\0"s,
-             "\xFF\xFE<\0a\0>\0\xFC\0<\0/\0a\0>\0"s,
-             "\0<\0a\0>\0\xFC\0<\0/\0a\0>"s,
-             "\xFE\xFF\0<\0a\0>\0\xFC\0<\0/\0a\0>"s,
-             "<?xml version='1.0' encoding='UTF-8'?><a>\xC3\xBC</a>"s,
-             "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>\xFC</a>"s,
-         }) {
+    const std::wstring expected = L"<a>\u00FC</a>";
+    const std::string utf8 = "<a>\xC3\xBC</a>";
+    for (const std::string& bytes :
+         {utf8, "\xEF\xBB\xBF" + utf8, "<?xml version='1.0' encoding='UTF-8'?>" + utf8, Utf16(expected, false),
+          Utf16(L"\xFEFF" + expected, false), Utf16(expected, true), Utf16(L"\xFEFF" + expected, true),
+          Utf16(L"<?xml version='1.0' encoding='UTF-16'?>" + expected, true),
+          "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>\xFC</a>"s}) {
         std::wstring text, message;
         EXPECT_TRUE(vorna::DecodeXmlText(bytes, text, message));
-        EXPECT_EQ(L"<a>\u00FC</a>", text);
+        EXPECT_EQ(expected, text);
     }
 }
 
@@ -29,7 +35,7 @@ TEST(DocumentText, KeepsInstructionsThatOnlyBeginLikeADeclaration) {
     EXPECT_EQ(L"<?xml-stylesheet href='a'?><a/>", text);
 }
 
-TEST(DocumentText, SaysWhatIsWrongWithOtherBytes) {
+TEST(DocumentText, RefusesOtherBytesWithTheReason) {
     const std::pair<std::string, const wchar_t*> cases[] = {
         {"<a>\xFC</a>", L"neither UTF-8 nor UTF-16"},
         {"\xFF\xFE<\0a"s, L"half a character"},
@@ -44,7 +50,7 @@ TEST(DocumentText, SaysWhatIsWrongWithOtherBytes) {
     }
 }
 
-TEST(DocumentText, EncodesWithReplacementsForHalvesOfPairs) {
+TEST(DocumentText, EncodesHalfASurrogatePairAsTheReplacementCharacter) {
     std::string bytes;
     EXPECT_TRUE(vorna::EncodeUtf8(L"\u20AC\xD83D\xDE00", bytes));
     EXPECT_EQ("\xE2\x82\xAC\xF0\x9F\x98\x80", bytes);

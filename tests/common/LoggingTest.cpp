@@ -1,14 +1,12 @@
 #include "common/log/Logging.h"
 
 #include "DebuggerOutput.h"
-#include "common/log/LogConfiguration.h"
 #include "common/log/LogFile.h"
-#include "common/log/LogLine.h"
-#include "support/Support.h"
+#include "support/ChildProcess.h"
+#include "support/LogLines.h"
 
 #include <gmock/gmock.h>
 
-#include <fstream>
 #include <memory>
 #include <regex>
 #include <thread>
@@ -21,29 +19,6 @@ namespace {
 
 constexpr char PROGRAM[] = "VORNATEST.Logging";
 constexpr wchar_t KEY[] = L"SOFTWARE\\Ostrevane\\QXKeldan\\Logging";
-
-std::string ReadAll(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void WriteAll(const std::filesystem::path& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-// The messages of a log file without their prefixes.
-std::vector<std::string> Messages(const std::string& text) {
-    std::vector<std::string> messages;
-    size_t begin = 0;
-    for (size_t end; (end = text.find('\n', begin)) != text.npos; begin = end + 1) {
-        std::string line = text.substr(begin, end - begin);
-        size_t head = line.find(std::string(PROGRAM) + "::");
-        messages.push_back(head == line.npos ? "no head: " + line : line.substr(head + sizeof PROGRAM + 1));
-        if (!messages.back().empty() && messages.back().back() == '\r')
-            messages.back().pop_back();
-    }
-    return messages;
-}
 
 class LoggingTest : public testing::Test {
   protected:
@@ -63,20 +38,11 @@ class LoggingTest : public testing::Test {
         return StartLogging(PROGRAM);
     }
     unsigned StartFile(const std::string& rest) { return Start("file," + Log().string() + "," + rest); }
-    std::vector<std::string> Lines() const { return Messages(ReadAll(Log())); }
+    std::vector<std::string> Lines() const { return support::LogMessages(Log(), PROGRAM); }
 
     support::TestFolder folder_;
     std::unique_ptr<support::RegistryValue> value_;
 };
-
-std::string Format(bool dated, unsigned level, const char* format, ...) {
-    char line[LOG_LINE_SIZE];
-    va_list arguments;
-    va_start(arguments, format);
-    size_t length = FormatLogLine(line, "P::", dated, level, format, arguments);
-    va_end(arguments);
-    return {line, length};
-}
 
 } // namespace
 
@@ -92,7 +58,7 @@ TEST_F(LoggingTest, FileLinesCarryTheirOrigin) {
     std::regex expected(origin + "4\\] VORNATEST\\.Logging:: ---Start Logging---\r\n" + origin +
                         "3\\] VORNATEST\\.Logging::number 7 and wide\r\n" + origin +
                         "5\\] VORNATEST\\.Logging::ends its line\n");
-    std::string text = ReadAll(Log());
+    std::string text = support::ReadFileBytes(Log());
     EXPECT_TRUE(std::regex_match(text, expected)) << text;
 }
 
@@ -124,23 +90,17 @@ TEST_F(LoggingTest, ARunningTargetStays) {
     EXPECT_THAT(debugger.Texts(), ElementsAre());
 }
 
-TEST_F(LoggingTest, TheLastUserStops) {
+TEST_F(LoggingTest, AppendsUntilTheLastUserStops) {
+    support::WriteFileBytes(Log(), "VORNATEST.Logging::old\n");
     StartFile("1");
     StartFile("1");
     StopLogging();
     LogMessage(1, "one user left");
     StopLogging();
-    LogMessage(1, "nobody left");
+    LogMessage(1, "no user left");
     StopLogging();
-    EXPECT_THAT(Lines(), ElementsAre("one user left"));
+    EXPECT_THAT(Lines(), ElementsAre("old", "one user left"));
     EXPECT_TRUE(std::filesystem::remove(Log())) << "the file is still open";
-}
-
-TEST_F(LoggingTest, AppendsToWhatIsThere) {
-    WriteAll(Log(), "VORNATEST.Logging::old\n");
-    StartFile("1");
-    LogMessage(1, "new");
-    EXPECT_THAT(Lines(), ElementsAre("old", "new"));
 }
 
 TEST_F(LoggingTest, DebuggerLinesHaveNoDate) {
@@ -162,7 +122,7 @@ TEST_F(LoggingTest, ConsoleLinesGoToTheStandardOutput) {
     LogMessage(2, "text");
     SetStdHandle(STD_OUTPUT_HANDLE, before);
     EXPECT_EQ("VORNATEST.Logging:: ---Start Logging---\r\nVORNATEST.Logging::text\r\n",
-              ReadAll(folder_.Path() / "out"));
+              support::ReadFileBytes(folder_.Path() / "out"));
 }
 
 TEST_F(LoggingTest, AFileThatCannotBeOpenedLeavesLoggingOff) {
@@ -175,11 +135,11 @@ TEST_F(LoggingTest, WithoutATargetOnlyLevelZeroIsKept) {
     const auto directory = std::filesystem::current_path();
     std::filesystem::current_path(folder_.Path());
     const std::filesystem::path fallback = "\\qxv-event.log";
-    const std::string before = ReadAll(fallback);
+    const std::string before = support::ReadFileBytes(fallback);
     LogMessage(1, "dropped");
     LogMessage(0, "kept %d", 1);
     LogMessage(0, "kept %d", 2);
-    std::string text = ReadAll(fallback).substr(before.size());
+    std::string text = support::ReadFileBytes(fallback).substr(before.size());
     if (before.empty()) {
         EXPECT_TRUE(std::filesystem::remove(fallback)) << "the file is still open";
     }
@@ -189,9 +149,9 @@ TEST_F(LoggingTest, WithoutATargetOnlyLevelZeroIsKept) {
     EXPECT_EQ(0u, loggingLevel);
 }
 
-TEST_F(LoggingTest, AFailedWriteTurnsToTheDebuggerForGood) {
+TEST_F(LoggingTest, AfterAFailedWriteLinesGoToTheDebugger) {
     DebuggerOutput debugger;
-    // A pipe stands for a file that stops taking data: its other end goes away.
+    // A pipe whose reader goes away acts as a file that cannot be written any more.
     std::string name = "\\\\.\\pipe\\vorna-logging-" + std::to_string(GetCurrentProcessId());
     unique_file reader(CreateNamedPipeA(name.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 65536, 65536, 0, nullptr));
     ASSERT_TRUE(reader);
@@ -211,7 +171,7 @@ TEST_F(LoggingTest, AFailedWriteTurnsToTheDebuggerForGood) {
     EXPECT_THAT(debugger.Texts(), ElementsAre("VORNATEST.Logging::shown\r\n", "VORNATEST.Logging::shown too\r\n"));
 }
 
-TEST_F(LoggingTest, AMutexThatIsHeldDropsLinesAndAnAbandonedOneDoesNot) {
+TEST_F(LoggingTest, LinesAreDroppedWhileTheMutexIsHeldAndNotWhenItIsAbandoned) {
     StartFile("1");
     LogMutexName name;
     MakeLogMutexName(name, Log().string().c_str());
@@ -255,15 +215,15 @@ TEST_F(LoggingTest, TrimKeepsTheLastWholeLines) {
     };
     for (const auto& expected : cases) {
         SCOPED_TRACE(testing::Message() << expected.kilobytes << " of " << expected.before.size());
-        WriteAll(Log(), expected.before);
+        support::WriteFileBytes(Log(), expected.before);
         StartFile(std::string(expected.kilobytes) + ",1");
         StopLogging();
-        EXPECT_EQ(expected.after, ReadAll(Log()));
+        EXPECT_EQ(expected.after, support::ReadFileBytes(Log()));
         EXPECT_EQ(0u, loggingLevel);
     }
 }
 
-TEST_F(LoggingTest, ScopesAreTiedByAGuid) {
+TEST_F(LoggingTest, EntryAndExitOfAScopeCarryOneGuid) {
     StartFile("5");
     {
         const ScopeTrace trace("Test::Outer");
@@ -340,18 +300,17 @@ TEST_F(LoggingTest, LinesOfOneThreadSurviveStartsAndStopsOfAnother) {
         ASSERT_EQ("a line that is written whole or not at all", line);
 }
 
-// Run as a process of its own by the test below: its number in VORNA_TEST_WRITER.
+// The task of the writers below.
 TEST(LoggingChild, DISABLED_Writer) {
-    const char* number = std::getenv("VORNA_TEST_WRITER");
-    ASSERT_TRUE(number);
-    ASSERT_EQ(1u, StartLogging((std::string(PROGRAM) + number).c_str()));
+    const std::string number = std::getenv("VORNA_TEST_WRITER");
+    ASSERT_EQ(1u, StartLogging((PROGRAM + number).c_str()));
     // All writers at once, or the first may be done before the second begins.
     unique_handle ready(OpenSemaphoreA(SEMAPHORE_ALL_ACCESS, FALSE, "VORNATEST.WritersReady"));
     unique_handle go(OpenEventA(SYNCHRONIZE, FALSE, "VORNATEST.WritersGo"));
     ReleaseSemaphore(ready.get(), 1, nullptr);
     ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(go.get(), 30000));
     for (int line = 0; line < 2000; ++line)
-        LogMessage(1, "writer %s line %d", number, line);
+        LogMessage(1, "writer %s line %d", number.c_str(), line);
 }
 
 TEST_F(LoggingTest, TwoProcessesLoseNoLine) {
@@ -363,45 +322,23 @@ TEST_F(LoggingTest, TwoProcessesLoseNoLine) {
     support::RegistryValue second(KEY, support::Wide(PROGRAM) + L"2", L"file," + lower + L",1");
     unique_handle ready(CreateSemaphoreA(nullptr, 0, 2, "VORNATEST.WritersReady"));
     unique_handle go(CreateEventA(nullptr, TRUE, FALSE, "VORNATEST.WritersGo"));
-    std::vector<unique_handle> processes;
-    for (const wchar_t* number : {L"1", L"2"}) {
-        wchar_t program[MAX_PATH];
-        GetModuleFileNameW(nullptr, program, MAX_PATH);
-        std::wstring command = L"\"" + std::wstring(program) +
-                               L"\" --gtest_also_run_disabled_tests --gtest_filter=LoggingChild.DISABLED_Writer "
-                               L"--gtest_brief=1";
-        SetEnvironmentVariableW(L"VORNA_TEST_WRITER", number);
-        STARTUPINFOW startup{};
-        startup.cb = sizeof startup;
-        PROCESS_INFORMATION process{};
-        ASSERT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
-                                   &startup, &process));
-        CloseHandle(process.hThread);
-        processes.emplace_back(process.hProcess);
-    }
+    std::vector<support::ChildProcess> writers;
+    for (const wchar_t* number : {L"1", L"2"})
+        writers.push_back(
+            support::ChildProcess::OfTest(L"LoggingChild.DISABLED_Writer", {{L"VORNA_TEST_WRITER", number}}));
     for (int writer = 0; writer < 2; ++writer)
         ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(ready.get(), 30000));
     SetEvent(go.get());
-    for (auto& process : processes) {
-        DWORD code = 1;
-        WaitForSingleObject(process.get(), INFINITE);
-        GetExitCodeProcess(process.get(), &code);
-        EXPECT_EQ(0u, code);
+    for (const auto& writer : writers)
+        EXPECT_EQ(0u, writer.Wait());
+    for (const std::string number : {"1", "2"}) {
+        const std::string begin = "writer " + number + " line ";
+        auto found = support::LogMessages(Log(), PROGRAM + number);
+        std::erase_if(found, [&](const std::string& line) { return !line.starts_with(begin); });
+        ASSERT_EQ(2000u, found.size());
+        for (size_t line = 0; line < found.size(); ++line)
+            ASSERT_EQ(begin + std::to_string(line), found[line]);
     }
-    std::vector<std::string> expected;
-    for (int number = 1; number <= 2; ++number)
-        for (int line = 0; line < 2000; ++line)
-            expected.push_back(std::to_string(number) + "::writer " + std::to_string(number) + " line " +
-                               std::to_string(line));
-    std::vector<std::string> found;
-    std::string text = ReadAll(Log());
-    std::regex head("VORNATEST\\.Logging([^\r]*)\r\n");
-    for (std::sregex_iterator at(text.begin(), text.end(), head), none; at != none; ++at)
-        found.push_back((*at)[1]);
-    EXPECT_EQ(4000u, found.size());
-    std::sort(expected.begin(), expected.end());
-    std::sort(found.begin(), found.end());
-    EXPECT_TRUE(expected == found);
 }
 
 TEST(LogFileTest, MutexNamesAreTheSameInAllLetterCases) {
@@ -410,120 +347,4 @@ TEST(LogFileTest, MutexNamesAreTheSameInAllLetterCases) {
     EXPECT_STREQ("qx_tbr_logging_mutex-c__logs_a_b-#.~()[]{}__.log", name);
     MakeLogMutexName(name, std::string(300, 'A').c_str());
     EXPECT_EQ(size_t{MAX_PATH - 1}, strlen(name));
-}
-
-TEST(LogConfigurationTest, Values) {
-    const struct {
-        const char* value;
-        unsigned mode;
-        unsigned level;
-        DWORD kilobytes;
-        const char* path;
-    } cases[] = {
-        {"console,3", 1, 3, 0, ""},
-        {"Console,x", 1, 0, 0, ""},
-        {"debug,0", 2, 0, 0, ""},
-        {"debug,300", 2, 44, 0, ""},
-        {"debug,5,7", 2, 5, 0, ""},
-        {"FILE,C:\\x.log,5", 4, 5, 0, "C:\\x.log"},
-        {"file,C:\\x y.log,100,8", 8, 8, 100, "C:\\x y.log"},
-        {"file,C:\\x.log,many,8", 8, 8, 0, "C:\\x.log"},
-        {"file,C:\\x.log,", 4, 0, 0, "C:\\x.log"},
-        {"file,C:\\x.log", 0, 0, 0, ""},
-        {"file", 0, 0, 0, ""},
-        {"debug", 0, 0, 0, ""},
-        {"", 0, 0, 0, ""},
-        {",5", 0, 0, 0, ""},
-        {"debugger,5", 0, 0, 0, ""},
-        {"deb,5", 0, 0, 0, ""},
-    };
-    for (const auto& expected : cases) {
-        SCOPED_TRACE(expected.value);
-        LogConfiguration configuration;
-        configuration.Parse(expected.value);
-        EXPECT_EQ(expected.mode, configuration.mode);
-        EXPECT_EQ(expected.level, configuration.level);
-        EXPECT_EQ(expected.kilobytes, configuration.kilobytes);
-        EXPECT_STREQ(expected.path, configuration.path);
-    }
-}
-
-TEST(LogConfigurationTest, PlacesInTheirOrder) {
-    constexpr wchar_t PRODUCT[] = L"SOFTWARE\\Ostrevane\\QXKeldan";
-    RegDeleteKeyW(HKEY_LOCAL_MACHINE, KEY);
-    LogConfiguration configuration;
-    support::RegistryValue last(PRODUCT, L"Logging", L"debug,1");
-    EXPECT_TRUE(configuration.Read(PROGRAM));
-    EXPECT_EQ(1, configuration.level) << "without the key, the value of the key above counts";
-    {
-        support::RegistryValue other(KEY, L"VORNATEST.Other", L"debug,2");
-        EXPECT_FALSE(configuration.Read(PROGRAM)) << "with the key, the value of the key above does not count";
-        support::RegistryValue standard(KEY, L"", L"debug,3");
-        EXPECT_TRUE(configuration.Read(PROGRAM));
-        EXPECT_EQ(3, configuration.level);
-        support::RegistryValue own(KEY, support::Wide(PROGRAM), L"debug,4");
-        EXPECT_TRUE(configuration.Read(PROGRAM));
-        EXPECT_EQ(4, configuration.level);
-        support::RegistryValue longest(KEY, support::Wide(PROGRAM), L"debug,5" + std::wstring(253, L' '));
-        EXPECT_TRUE(configuration.Read(PROGRAM));
-        EXPECT_EQ(5, configuration.level);
-        support::RegistryValue longer(KEY, support::Wide(PROGRAM), L"debug,6" + std::wstring(254, L' '));
-        EXPECT_FALSE(configuration.Read(PROGRAM));
-        DWORD number = 7;
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, KEY, support::Wide(PROGRAM).c_str(), REG_DWORD, &number, sizeof number);
-        EXPECT_FALSE(configuration.Read(PROGRAM)) << "a number is no string";
-    }
-    RegDeleteKeyW(HKEY_LOCAL_MACHINE, KEY);
-}
-
-TEST(LogLineTest, StringsShareTheLine) {
-    const std::string longText(3000, 'x');
-    const std::wstring wideText(3000, L'y');
-    // (2 * (512 - 2) - 9) / 2 characters each.
-    EXPECT_EQ("P::" + std::string(505, 'x') + " and " + std::string(505, 'y') + "\r\n",
-              Format(false, 1, "%s and %S", longText.c_str(), wideText.c_str()));
-    EXPECT_EQ("P::%s 5 a%\r\n", Format(false, 1, "%%s %d %s%%", 5, "a"));
-    // A format of string conversions alone overflows the working format: whole conversions are left out.
-    std::string many;
-    struct {
-        const char* texts[200];
-    } arguments;
-    for (const char*& text : arguments.texts) {
-        many += "%s";
-        text = "xyz";
-    }
-    EXPECT_EQ("P::" + std::string(158, 'x') + "\r\n", Format(false, 1, many.c_str(), arguments));
-}
-
-TEST(LogLineTest, LongFormatsAreCutWithAWarning) {
-    const std::string warning = "P::WARNING!!! LogMessage() format string > 512 chars:";
-    const std::string x511(511, 'x');
-    EXPECT_EQ("P::" + x511 + "\r\n", Format(false, 1, x511.c_str()));
-    EXPECT_EQ(warning + x511 + "\r\n", Format(false, 1, (x511 + "x").c_str()));
-    EXPECT_EQ(warning + x511 + "\r\n", Format(false, 1, (std::string(600, 'x')).c_str()));
-    EXPECT_EQ(warning + x511 + "\r\n", Format(false, 1, (x511 + "xxx %s").c_str(), "beyond the limit"));
-    EXPECT_EQ(warning + x511.substr(1) + "\r\n", Format(false, 1, (x511.substr(1) + "%s").c_str(), "across the limit"));
-    EXPECT_EQ(warning + x511.substr(2) + "\r\n", Format(false, 1, (x511.substr(2) + "%08X").c_str(), 1));
-    EXPECT_EQ(warning + x511.substr(3) + "ab" + "\r\n",
-              Format(false, 1, (x511.substr(3) + "%s%dxxxx").c_str(), "ab", 7))
-        << "what is cut is the conversion that crosses the limit";
-    std::string dated = Format(true, 1, std::string(600, 'x').c_str());
-    EXPECT_THAT(dated, HasSubstr(warning + x511 + "\r\n"));
-}
-
-TEST(LogLineTest, NothingLeavesTheLine) {
-    std::string line = Format(true, 1, "%-5000d|", 1);
-    EXPECT_EQ(LOG_LINE_SIZE - 1, line.size());
-    EXPECT_EQ("\r\n", line.substr(line.size() - 2));
-    EXPECT_EQ("P::100\r\n", Format(false, 1, "100%"));
-    EXPECT_EQ("P::\r\n", Format(false, 1, ""));
-}
-
-TEST(LogLineTest, CharactersThatDoNotConvertAreReplaced) {
-    EXPECT_EQ("P::before a? ?z 7 1.50 1234567890123 x|   ??|ok \r\n",
-              Format(false, 1, "before %S %S %d %.2f %I64d %c|%*S|%s ", L"a\x4E2D", L"\x4E2Dz", 7, 1.5, 1234567890123LL,
-                     'x', 5, L"\x4E2D\x4E2D", "ok"));
-    // Without an end of its own the text is read as far as the precision says.
-    const wchar_t open[] = {L'\x4E2D', L'b', L'c'};
-    EXPECT_EQ("P::?bc\r\n", Format(false, 1, "%.3S", open));
 }

@@ -1,13 +1,11 @@
 #include "common/services/platformservices.h"
 
 #include "common/com/unique_any.h"
-#include "common/log/Logging.h"
-#include "support/Support.h"
+#include "support/LogLines.h"
 
 #include <gmock/gmock.h>
 
-#include <fstream>
-#include <memory>
+#include <optional>
 
 using namespace vorna;
 using testing::ElementsAre;
@@ -31,41 +29,19 @@ bool LivesElsewhere(const com_ptr<IUnknown>& instance) {
     return static_cast<bool>(instance.try_as<IUnknown>(IID_IClientSecurity));
 }
 
-// Logs into a file of the test's own.
 class PlatformServicesTest : public testing::Test {
   protected:
-    ~PlatformServicesTest() override {
-        StopLogging();
-        SetEnvironmentVariableA("VORNA_TEST_SERVER", nullptr);
-    }
+    ~PlatformServicesTest() override { SetEnvironmentVariableA("VORNA_TEST_SERVER", nullptr); }
 
-    void LogAt(int level) {
-        value_ =
-            std::make_unique<support::RegistryValue>(L"SOFTWARE\\Ostrevane\\QXKeldan\\Logging", L"VORNATEST.Services",
-                                                     L"file," + Log().wstring() + L"," + std::to_wstring(level));
-        StartLogging("VORNATEST.Services");
-    }
-    std::filesystem::path Log() const { return folder_.Path() / "a.log"; }
-    std::vector<std::string> Lines() const {
-        std::vector<std::string> lines;
-        std::ifstream file(Log(), std::ios::binary);
-        for (std::string line; std::getline(file, line, '\n');) {
-            if (line.ends_with('\r'))
-                line.pop_back();
-            const std::string head = "VORNATEST.Services::";
-            line.erase(0, line.find(head) + head.size());
-            if (line != " ---Start Logging---")
-                lines.push_back(line);
-        }
-        return lines;
-    }
+    void LogAt(int level) { log_.emplace(level); }
+    std::vector<std::string> Lines() const { return log_->Read(); }
     std::wstring Server(const char* behaviour) {
         SetEnvironmentVariableA("VORNA_TEST_SERVER", behaviour);
         return (support::BinFolder() / "test_server.dll").wstring();
     }
 
     support::TestFolder folder_;
-    std::unique_ptr<support::RegistryValue> value_;
+    std::optional<support::LogLines> log_;
 };
 
 } // namespace
@@ -103,7 +79,7 @@ TEST_F(PlatformServicesTest, AForcedProgIdIsCreatedOutOfProcessOnly) {
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, FORCE_KEY);
 }
 
-TEST_F(PlatformServicesTest, AnUnknownProgIdIsItsLookupsFailure) {
+TEST_F(PlatformServicesTest, AnUnknownProgIdFailsWithTheResultOfItsLookup) {
     LogAt(4);
     com_ptr<IUnknown> instance;
     EXPECT_HR(CO_E_CLASSSTRING, PlatformServices::CreateInstance(L"VORNATEST.None", nullptr, instance, IID_IUnknown));

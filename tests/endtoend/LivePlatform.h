@@ -9,11 +9,11 @@
 #include "persist/SubscriptionPersistance.h"
 #include "subscription/archive/SamAccessor.h"
 #include "subscription/archive/SubscriptionArchive.h"
+#include "support/ChildProcess.h"
 #include "support/Support.h"
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
 #include <vector>
 
 namespace vorna::endtoend {
@@ -48,24 +48,6 @@ class FolderWatch {
     HANDLE handle_;
 };
 
-// The exit code of a command, or 0 at once where it is to go on in running.
-inline DWORD Launch(std::wstring command, std::vector<unique_handle>* running = nullptr) {
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-        return GetLastError();
-    unique_handle handle(process.hProcess), thread(process.hThread);
-    if (running) {
-        running->push_back(std::move(handle));
-        return 0;
-    }
-    DWORD code = 1;
-    WaitForSingleObject(handle.get(), INFINITE);
-    GetExitCodeProcess(handle.get(), &code);
-    return code;
-}
-
 // A service with the given URI; "host" is the live model of this machine.
 class LivePlatform : public testing::Test {
   protected:
@@ -75,33 +57,24 @@ class LivePlatform : public testing::Test {
         support::RegisterPlatform();
         StopHost();
         support::InstallComponent(folder_.Path());
-        com_ptr<IZEBServiceFactory> factory;
-        ASSERT_HR(S_OK, PlatformServices::CreateInstance(PROGID_SERVICE_FACTORY, nullptr, factory));
-        ASSERT_HR(S_OK,
-                  factory->CreateService(bstr(support::ServiceDocument(L"0", L"machine", uri_)).get(), service_.put()));
+        service_ = support::PlatformService(L"0", L"machine", uri_);
     }
     void TearDown() override { StopHost(); }
 
-    static void StopHost() {
-        EXPECT_EQ(0u, Launch(L"\"" + (support::BinFolder() / "QXKeldanHost.exe").wstring() + L"\" /stop"));
-    }
+    static void StopHost() { EXPECT_EQ(0u, support::RunHost(L"/stop")); }
 
     HRESULT SetData(const std::wstring& document, std::wstring* text = nullptr) {
-        com_ptr<IXDMAccessEx> component;
-        if (HRESULT created = PlatformServices::CreateInstance(PROGID_VORNA, nullptr, component); created != S_OK)
-            return created;
         bstr info;
-        HRESULT result = component->SetData(service_.get(), bstr(document).get(), 0, info.put());
+        HRESULT result =
+            support::Create<IXDMAccessEx>(PROGID_VORNA)->SetData(service_.get(), bstr(document).get(), 0, info.put());
         if (text)
             *text = info.str();
         return result;
     }
     std::wstring GetData(const std::wstring& xpath) {
-        com_ptr<IXDMAccessEx> component;
-        EXPECT_HR(S_OK, PlatformServices::CreateInstance(PROGID_VORNA, nullptr, component));
         bstr info, document;
-        EXPECT_HR(S_OK,
-                  component->GetData(service_.get(), bstr(xpath).get(), bstr(L"").get(), info.put(), document.put()))
+        EXPECT_HR(S_OK, support::Create<IXDMAccessEx>(PROGID_VORNA)
+                            ->GetData(service_.get(), bstr(xpath).get(), bstr(L"").get(), info.put(), document.put()))
             << support::Narrow(info.view());
         return document.str();
     }
@@ -137,14 +110,7 @@ class LivePlatform : public testing::Test {
         EXPECT_HR(S_OK, archive.getNumberOfFilesInArchive(count));
         EXPECT_EQ(static_cast<long>(readable), count);
     }
-    void KillHost() {
-        DWORD id = 0;
-        std::ifstream(folder_.Path() / "host.pid") >> id;
-        unique_handle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
-        ASSERT_TRUE(process);
-        ASSERT_TRUE(TerminateProcess(process.get(), 9));
-        WaitForSingleObject(process.get(), INFINITE);
-    }
+    void KillHost() { ASSERT_TRUE(support::KillHost(folder_.Path().wstring())); }
 
     const std::wstring uri_;
     // The service's path, with a backslash at its end.

@@ -18,7 +18,7 @@ std::wstring Document(std::wstring_view id, std::wstring_view collect, int secon
 
 } // namespace
 
-TEST_F(LivePlatform, SnapshotsAreCapturedWhileNobodyWatches) {
+TEST_F(LivePlatform, SnapshotsAreCapturedOnSchedule) {
     ASSERT_HR(S_OK, SetData(Document(L"Mem", L"ON", 1)));
     ASSERT_HR(S_OK, SetData(Document(L"Other", L"ON", 3600)));
     FolderWatch watch(folder_.Path());
@@ -82,23 +82,15 @@ TEST(Child, DISABLED_Captures) {
 TEST_F(LivePlatform, TwoProcessesOnOneArchive) {
     const std::wstring more = L"<DataManagement><MaxStorageSize Units=\"NUMFILES\">3</MaxStorageSize></DataManagement>";
     ASSERT_HR(S_OK, SetData(Document(L"Two", L"ON", 3600, more)));
-    SetEnvironmentVariableW(L"VORNA_CHILD_ID", Record(L"Two").subscriptionId.c_str());
-    wchar_t program[MAX_PATH];
-    GetModuleFileNameW(nullptr, program, MAX_PATH);
-    std::vector<unique_handle> children;
+    const std::wstring id = Record(L"Two").subscriptionId;
+    std::vector<support::ChildProcess> children;
     for (int child = 0; child < 2; ++child)
-        ASSERT_EQ(0u, Launch(L"\"" + std::wstring(program) +
-                                 L"\" --gtest_also_run_disabled_tests --gtest_filter=Child.* --gtest_brief=1",
-                             &children));
+        children.push_back(support::ChildProcess::OfTest(L"Child.DISABLED_Captures", {{L"VORNA_CHILD_ID", id}}));
     // Readers in between, which mark what they read.
-    while (WaitForSingleObject(children.front().get(), 0) == WAIT_TIMEOUT)
+    while (children.front().Running())
         GetData(L"/Archive[@ID='Two']//Total");
-    for (const unique_handle& child : children) {
-        DWORD code = 1;
-        WaitForSingleObject(child.get(), INFINITE);
-        GetExitCodeProcess(child.get(), &code);
-        EXPECT_EQ(0u, code);
-    }
+    for (const auto& child : children)
+        EXPECT_EQ(0u, child.Wait());
     ExpectWhole(L"Two", L"Memory");
     EXPECT_LE(Ids(L"Two").size(), 4u);
     EXPECT_HR(S_OK, SetData(Document(L"Two", L"OFF", 1)));

@@ -26,9 +26,9 @@ HRESULT Give(BSTR* out, std::wstring_view text) {
     return S_OK;
 }
 
-// The real manager's class, looked up before a stand-in takes its ProgID.
-CLSID RealArchiveManager() {
-    return __uuidof(ZEBSecureArchiveManager);
+// The test's answer to an operation on a stream; S_OK passes it on to the real manager.
+HRESULT ScriptedAnswer(const wchar_t* operation, BSTR stream) {
+    return current.archive.answer ? current.archive.answer(operation, stream) : S_OK;
 }
 
 class ScriptedService : public vorna::dispatch_object<ScriptedService, IZEBServiceObject> {
@@ -155,23 +155,23 @@ STDMETHODIMP ScriptedAggregator::GetData(IUnknown*, BSTR, BSTR, BSTR* data, BSTR
 }
 
 ScriptedArchiveManager::ScriptedArchiveManager() {
-    EXPECT_HR(S_OK, CoCreateInstance(RealArchiveManager(), nullptr, CLSCTX_INPROC_SERVER,
+    EXPECT_HR(S_OK, CoCreateInstance(__uuidof(ZEBSecureArchiveManager), nullptr, CLSCTX_INPROC_SERVER,
                                      __uuidof(ISecureArchiveManager), real_.put_void()));
 }
 
 STDMETHODIMP ScriptedArchiveManager::AddStream(BSTR name, BSTR data, long flags) {
-    HRESULT answer = current.archive.answer ? current.archive.answer(L"add", name) : S_OK;
+    const HRESULT answer = ScriptedAnswer(L"add", name);
     return answer == S_OK ? real_->AddStream(name, data, flags) : answer;
 }
 
 STDMETHODIMP ScriptedArchiveManager::GetStream(BSTR name, long flags, BSTR* data) {
     *data = nullptr;
-    HRESULT answer = current.archive.answer ? current.archive.answer(L"get", name) : S_OK;
+    const HRESULT answer = ScriptedAnswer(L"get", name);
     return answer == S_OK ? real_->GetStream(name, flags, data) : answer;
 }
 
 STDMETHODIMP ScriptedArchiveManager::RemoveFile(BSTR name) {
-    HRESULT answer = current.archive.answer ? current.archive.answer(L"remove", name) : S_OK;
+    const HRESULT answer = ScriptedAnswer(L"remove", name);
     return answer == S_OK ? real_->RemoveFile(name) : answer;
 }
 

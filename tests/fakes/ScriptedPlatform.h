@@ -1,12 +1,12 @@
 // Stand-ins for platform components that do as a test says, for the failures that the real ones do not give on demand.
 //
-// A stand-in takes the place of the real component for the life of its installed_class object, in this process only.
+// A stand-in takes the place of the real component for the life of its InstalledClass object, in this process only.
 #pragma once
 
 #include "QXKeldan.h"
 #include "common/com/bstr.h"
 #include "common/com/com_server.h"
-#include "support/Support.h"
+#include "fakes/InstalledClass.h"
 
 #include <functional>
 #include <map>
@@ -14,38 +14,6 @@
 #include <vector>
 
 namespace fakes {
-
-// Points a ProgID at a class of the test's own.
-template <typename Class>
-class InstalledClass {
-  public:
-    explicit InstalledClass(const wchar_t* progId)
-        : clsid_(NewGuid()), progId_(L"SOFTWARE\\Classes\\" + std::wstring(progId) + L"\\CLSID", L"", Text(clsid_)) {
-        vorna::com_ptr<IUnknown> factory;
-        vorna::get_class_factory<Class>(IID_IUnknown, factory.put_void());
-        EXPECT_HR(S_OK,
-                  CoRegisterClassObject(clsid_, factory.get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie_));
-    }
-    ~InstalledClass() { CoRevokeClassObject(cookie_); }
-    InstalledClass(const InstalledClass&) = delete;
-    InstalledClass& operator=(const InstalledClass&) = delete;
-
-  private:
-    static GUID NewGuid() {
-        GUID guid{};
-        EXPECT_HR(S_OK, CoCreateGuid(&guid));
-        return guid;
-    }
-    static std::wstring Text(const GUID& guid) {
-        wchar_t text[64] = L"";
-        StringFromGUID2(guid, text, 64);
-        return text;
-    }
-
-    GUID clsid_;
-    support::RegistryValue progId_;
-    DWORD cookie_ = 0;
-};
 
 // What a scripted sender of callbacks answers and what it was asked.
 struct SenderScript {
@@ -59,7 +27,7 @@ struct SenderScript {
     std::function<void()> onUnsubscribed;
 
     std::vector<std::wstring> unsubscribed;
-    // The registrations that stand: schedules, or subscription and filter documents one after the other.
+    // The current registrations: schedules, or subscription and filter documents one after the other.
     std::map<std::wstring, std::wstring> schedules;
 
     HRESULT Subscribe(const std::wstring& document, std::wstring& id);
@@ -151,7 +119,7 @@ struct ServiceScript {
     std::wstring serviceUri = L"press-7";
     std::wstring friendlyName = L"Press & Co <7>";
     // Runs in place of reading the service URI where it is set.
-    std::function<HRESULT(BSTR*)> readServiceUri;
+    std::function<HRESULT(BSTR*)> readServiceUri = {};
 };
 vorna::com_ptr<IUnknown> MakeService(ServiceScript script = {});
 

@@ -5,9 +5,6 @@
 #include "subscription/archive/SamAccessor.h"
 #include "subscription/archive/SubscriptionArchive.h"
 
-#include <algorithm>
-#include <fstream>
-
 using namespace vorna;
 
 namespace {
@@ -16,15 +13,7 @@ class ArchiveTest : public ComponentTest {
   protected:
     // Stores a capture of the given age in minutes, as if its tick had come then.
     void Capture(const SubscriptionRecord& record, int minutesAgo, std::wstring_view data, bool read = false) {
-        SYSTEMTIME now = LocalNow();
-        FILETIME file;
-        SystemTimeToFileTime(&now, &file);
-        ULARGE_INTEGER ticks{{file.dwLowDateTime, file.dwHighDateTime}};
-        ticks.QuadPart -= minutesAgo * 600000000ull;
-        file = {ticks.LowPart, ticks.HighPart};
-        SYSTEMTIME then;
-        FileTimeToSystemTime(&file, &then);
-        SnapShot snapShot(then);
+        SnapShot snapShot(support::FromNow(-60 * minutesAgo));
         snapShot.alreadyRead = read ? 1 : 0;
         ASSERT_HR(S_OK, SubscriptionPersistance().AddSnapShot(record.Archive(), snapShot));
         SamAccessor archive(record.Archive().SnapShotsPath(), snapShot.id);
@@ -38,29 +27,23 @@ class ArchiveTest : public ComponentTest {
     }
     // A subscription without the first capture.
     SubscriptionRecord Subscribe(std::wstring_view id, std::wstring_view more = L"") {
-        fakes::CurrentScripts().aggregator.result = S_FALSE;
+        scripts_.aggregator.result = S_FALSE;
         EXPECT_HR(S_OK, SetData(Document(id, L"ON", more)).result);
-        fakes::CurrentScripts().aggregator.result = S_OK;
+        scripts_.aggregator.result = S_OK;
         return Record(id);
     }
     static std::wstring Limit(std::wstring_view inner) {
         return L"<DataManagement>" + std::wstring(inner) + L"</DataManagement>";
-    }
-    size_t Valid() {
-        SubscriptionList list;
-        (void)SubscriptionPersistance().GetSubscriptionsList(list);
-        return static_cast<size_t>(
-            std::count_if(list.begin(), list.end(), [](const SubscriptionListEntry& entry) { return entry.valid; }));
     }
 };
 
 } // namespace
 
 TEST_F(ArchiveTest, FromTheFirstCaptureToNothingLeft) {
-    EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
+    ExpectAnswer(SetData(Document(L"A1")), S_OK, UNTOUCHED);
     EXPECT_HR(S_OK, SetData(Document(L"A2")).result);
     // Two registrations and one maintenance timer.
-    EXPECT_EQ(3u, fakes::CurrentScripts().timer.schedules.size());
+    EXPECT_EQ(3u, scripts_.timer.schedules.size());
     const SubscriptionRecord record = Record(L"A1");
     ASSERT_EQ(1u, record.snapShots.size());
     EXPECT_NE(std::wstring::npos, record.serviceXml.find(L"<friendlyName>Press &amp; Co &lt;7&gt;</friendlyName>"));
@@ -76,9 +59,9 @@ TEST_F(ArchiveTest, FromTheFirstCaptureToNothingLeft) {
     EXPECT_HR(S_OK, SetData(Document(L"A1", L"OFF")).result);
     EXPECT_HR(RESULT_NO_SUBSCRIPTION, GetData(L"/Archive[@ID='A1']/*").result);
     EXPECT_HR(S_OK, GetData(L"/Archive[@ID='A2']/*").result);
-    EXPECT_EQ(2u, fakes::CurrentScripts().timer.schedules.size());
+    EXPECT_EQ(2u, scripts_.timer.schedules.size());
     EXPECT_HR(S_OK, SetData(L"<Archive ID=\"A2\"><Collect>OFF</Collect></Archive>").result);
-    EXPECT_TRUE(fakes::CurrentScripts().timer.schedules.empty());
+    EXPECT_TRUE(scripts_.timer.schedules.empty());
     EXPECT_FALSE(std::filesystem::exists(folder_.Path() / "Archives"));
     EXPECT_EQ(1u, FilesLeft()) << "only the persist archive, with its records of the past";
 }
@@ -90,85 +73,33 @@ TEST_F(ArchiveTest, InvalidRequestDoesNotEndAnExistingArchive) {
     EXPECT_HR(S_OK, GetData(L"/Archive[@ID='A1']/*").result);
 }
 
-TEST_F(ArchiveTest, FailedRegistrationsLeaveNothing) {
-    struct Case {
-        const char* name;
-        std::function<void()> arrange;
-        HRESULT result;
-        const wchar_t* text;
-    };
-    auto& timer = fakes::CurrentScripts().timer;
-    auto& archive = fakes::CurrentScripts().archive;
-    const Case cases[] = {
-        {"refused", [&] { timer.subscribe = {E_ACCESSDENIED}; }, RESULT_TIMER_REGISTRATION,
-         L"Failed to register with ZEB's timer component"},
-        {"ticket refused twice",
-         [&] {
-             timer.subscribe = {PLATFORM_TICKET_UNKNOWN, PLATFORM_TICKET_STALE};
-         },
-         RESULT_TIMER_REGISTRATION, L"Failed to register with ZEB's timer component"},
-        {"document not written",
-         [&] {
-             archive.answer = [](auto& operation, auto& stream) {
-                 return operation == L"add" && stream == L"VornaPersist" ? E_ACCESSDENIED : S_OK;
-             };
-         },
-         E_ACCESSDENIED, L"Failed to archive subscription information"},
-        {"subscription not written",
-         [&] {
-             archive.answer = [](auto& operation, auto& stream) {
-                 return operation == L"add" && stream.ends_with(L"_Subscription") ? E_OUTOFMEMORY : S_OK;
-             };
-         },
-         E_OUTOFMEMORY, L"Failed to archive subscription information"},
-    };
-    for (const Case& item : cases) {
-        SCOPED_TRACE(item.name);
-        fakes::ResetScripts();
-        // A recorded ticket, so that the timer's answers meet it.
-        EXPECT_HR(S_OK, SetData(Document(L"A0")).result);
-        const size_t registrations = timer.schedules.size();
-        const size_t files = FilesLeft();
-        item.arrange();
-        const Answer answer = SetData(Document(L"A1"));
-        EXPECT_HR(item.result, answer.result);
-        EXPECT_EQ(item.text, answer.text);
-        archive.answer = nullptr;
-        EXPECT_EQ(registrations, timer.schedules.size());
-        EXPECT_EQ(files, FilesLeft());
-        EXPECT_EQ(1u, Valid());
-        EXPECT_HR(S_OK, SetData(Document(L"A0", L"OFF")).result);
-    }
-}
-
 TEST_F(ArchiveTest, StaleTicketIsReplacedOnce) {
     EXPECT_HR(S_OK, SetData(Document(L"A0")).result);
-    fakes::CurrentScripts().timer.subscribe = {PLATFORM_TICKET_STALE};
+    scripts_.timer.subscribe = {PLATFORM_TICKET_STALE};
     EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
     std::wstring clientId;
     EXPECT_HR(S_OK, SubscriptionPersistance().GetClientID(clientId));
-    EXPECT_EQ(L"ticket-" + std::to_wstring(fakes::CurrentScripts().timer.tickets), clientId);
+    EXPECT_EQ(L"ticket-" + std::to_wstring(scripts_.timer.tickets), clientId);
+    scripts_.timer.subscribe = {PLATFORM_TICKET_UNKNOWN, PLATFORM_TICKET_STALE};
+    EXPECT_HR(RESULT_TIMER_REGISTRATION, SetData(Document(L"A2")).result);
+    EXPECT_EQ(3u, scripts_.timer.schedules.size()) << "two archives and the maintenance timer";
 }
 
 TEST_F(ArchiveTest, DirectoryThatCannotBeMade) {
     fakes::ServiceScript script;
     script.serviceUri = L".hidden";
     auto service = fakes::MakeService(script);
-    const Answer answer = SetData(Document(L"A1"), service.get());
-    EXPECT_HR(E_FAIL, answer.result);
-    EXPECT_EQ(L"Directory creation failed", answer.text);
-    EXPECT_TRUE(fakes::CurrentScripts().timer.schedules.empty());
+    ExpectAnswer(SetData(Document(L"A1"), service.get()), E_FAIL, L"Directory creation failed");
+    EXPECT_TRUE(scripts_.timer.schedules.empty());
     EXPECT_EQ(0u, FilesLeft());
 }
 
 TEST_F(ArchiveTest, AggregatorWithoutDataStillGivesASubscription) {
     for (HRESULT result : {S_FALSE, E_FAIL, S_OK}) {
-        fakes::CurrentScripts().aggregator.result = result;
-        fakes::CurrentScripts().aggregator.data.clear();
+        scripts_.aggregator.result = result;
+        scripts_.aggregator.data.clear();
         EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
-        const Answer answer = GetData(L"/Archive[@ID='A1']/*");
-        EXPECT_HR(E_FAIL, answer.result);
-        EXPECT_EQ(L"No Data Present in the Archive", answer.text);
+        ExpectAnswer(GetData(L"/Archive[@ID='A1']/*"), E_FAIL, L"No Data Present in the Archive");
         EXPECT_HR(E_FAIL, Tick(Record(L"A1")).result);
         EXPECT_EQ(L"Subscription->HandleCallBack returned failure", Tick(Record(L"A1")).text);
         EXPECT_HR(S_OK, SetData(Document(L"A1", L"OFF")).result);
@@ -180,7 +111,7 @@ TEST_F(ArchiveTest, RenewalOfALostRegistrationKeepsEverySnapshot) {
     for (int minutes = 3; minutes > 0; --minutes)
         Capture(before, minutes, L"<Data><V>" + std::to_wstring(minutes) + L"</V></Data>");
     for (HRESULT answer : {S_OK, PLATFORM_ID_UNKNOWN, PLATFORM_ID_EXPIRED}) {
-        fakes::CurrentScripts().timer.modify = {answer};
+        scripts_.timer.modify = {answer};
         EXPECT_HR(S_OK, SetData(Document(L"A1", L"ON", L"<Aging>P2Y0M0DT0H0M0S</Aging>")).result);
         const SubscriptionRecord after = Record(L"A1");
         EXPECT_EQ(before.vornaId, after.vornaId);
@@ -194,17 +125,15 @@ TEST_F(ArchiveTest, RenewalOfALostRegistrationKeepsEverySnapshot) {
     }
     EXPECT_EQ(3u, FilesLeft()) << "one persist, one configuration, one snapshot archive";
     // A modification that the timer refuses for another reason changes nothing.
-    fakes::CurrentScripts().timer.modify = {E_ACCESSDENIED};
+    scripts_.timer.modify = {E_ACCESSDENIED};
     EXPECT_HR(E_ACCESSDENIED, SetData(Document(L"A1")).result);
     EXPECT_EQ(3u, Record(L"A1").snapShots.size());
 }
 
-TEST_F(ArchiveTest, RefusedUnregistrationInvalidatesAllTheSame) {
+TEST_F(ArchiveTest, RefusedUnregistrationInvalidatesTheSubscription) {
     EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
-    fakes::CurrentScripts().timer.unsubscribe = {E_ACCESSDENIED};
-    const Answer answer = SetData(Document(L"A1", L"OFF"));
-    EXPECT_HR(E_ACCESSDENIED, answer.result);
-    EXPECT_EQ(L"Subscription has been invalidated", answer.text);
+    scripts_.timer.unsubscribe = {E_ACCESSDENIED};
+    ExpectAnswer(SetData(Document(L"A1", L"OFF")), E_ACCESSDENIED, L"Subscription has been invalidated");
     EXPECT_HR(RESULT_NO_SUBSCRIPTION, GetData(L"/Archive[@ID='A1']/*").result);
 }
 
@@ -253,24 +182,22 @@ TEST_F(ArchiveTest, LifetimesRunFromTheCaptureAndFromTheLastRead) {
     EXPECT_EQ(2u, Record(L"A1").snapShots.size());
 }
 
-TEST_F(ArchiveTest, FailedAddTakesItsRecordBack) {
+TEST_F(ArchiveTest, FailedCaptureLeavesNoEntryInTheIndex) {
     const SubscriptionRecord record = Subscribe(L"A1");
     Capture(record, 5, L"<Data>old</Data>");
-    fakes::CurrentScripts().archive.answer = [](auto& operation, auto& stream) {
+    scripts_.archive.answer = [](auto& operation, auto& stream) {
         return operation == L"add" && stream.starts_with(L"20") ? HRESULT_FROM_WIN32(ERROR_DISK_FULL) : S_OK;
     };
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_DISK_FULL), Tick(record).result);
-    fakes::CurrentScripts().archive.answer = nullptr;
+    scripts_.archive.answer = nullptr;
     EXPECT_EQ(1u, Record(L"A1").snapShots.size());
     EXPECT_EQ(1, Streams(record));
 }
 
-TEST_F(ArchiveTest, NothingSelectedMarksNothingRead) {
+TEST_F(ArchiveTest, RetrievalThatSelectsNothingMarksNothingAsRead) {
     const SubscriptionRecord record = Subscribe(L"A1");
     Capture(record, 5, L"<Data><V>1</V></Data>");
-    const Answer answer = GetData(L"/Archive[@ID='A1']/Other");
-    EXPECT_HR(E_FAIL, answer.result);
-    EXPECT_EQ(L"Could not find the required data in the archive", answer.text);
+    ExpectAnswer(GetData(L"/Archive[@ID='A1']/Other"), E_FAIL, L"Could not find the required data in the archive");
     EXPECT_EQ(0, Record(L"A1").snapShots.front().alreadyRead);
 }
 
@@ -279,7 +206,7 @@ TEST_F(ArchiveTest, UnreadableSnapshotsLeaveNoGapInTheNumbers) {
     for (int minutes = 3; minutes > 0; --minutes)
         Capture(record, minutes, L"<Data><V>" + std::to_wstring(minutes) + L"</V></Data>");
     const std::wstring second = Record(L"A1").snapShots[1].id;
-    fakes::CurrentScripts().archive.answer = [&](auto& operation, auto& stream) {
+    scripts_.archive.answer = [&](auto& operation, auto& stream) {
         return operation == L"get" && stream == second ? HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT) : S_OK;
     };
     const Answer answer = GetData(L"/Archive[@ID='A1']/Data");
@@ -289,23 +216,15 @@ TEST_F(ArchiveTest, UnreadableSnapshotsLeaveNoGapInTheNumbers) {
     EXPECT_EQ(0, Record(L"A1").snapShots[1].alreadyRead);
 }
 
-TEST_F(ArchiveTest, DamagedArchivesAreNamedAndNotTakenForMissing) {
+TEST_F(ArchiveTest, DamagedArchivesAreReportedAndNotTreatedAsMissing) {
     EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
     EXPECT_HR(S_OK, SetData(Document(L"A2")).result);
     SubscriptionRecord record = Record(L"A1");
-    const auto damage = [](const std::filesystem::path& file) {
-        std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
-        stream.seekp(5000);
-        const int before = stream.get();
-        stream.seekp(5000);
-        stream.put(static_cast<char>(before ^ 1));
-    };
-    damage(record.Archive().ConfigPath());
-    const Answer answer = GetData(L"/Archive[@ID='A1']/*");
-    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), answer.result);
-    EXPECT_EQ(L"The subscription could not be read: its archive is damaged (0x80070570)", answer.text);
+    support::DamageFile(record.Archive().ConfigPath(), 5000);
+    ExpectAnswer(GetData(L"/Archive[@ID='A1']/*"), HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT),
+                 L"The subscription could not be read: its archive is damaged (0x80070570)");
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), Tick(record).result);
-    EXPECT_TRUE(fakes::CurrentScripts().timer.unsubscribed.empty()) << "damage never ends a registration";
+    EXPECT_TRUE(scripts_.timer.unsubscribed.empty()) << "damage never ends a registration";
     EXPECT_HR(S_OK, GetData(L"/Archive[@ID='A2']/*").result);
     // It can still be ended, and its sender learns of it with the next tick.
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), SetData(Document(L"A1", L"Off")).result);
@@ -313,15 +232,15 @@ TEST_F(ArchiveTest, DamagedArchivesAreNamedAndNotTakenForMissing) {
     EXPECT_HR(S_OK, SetData(Document(L"A1", L"OFF")).result);
     EXPECT_FALSE(std::filesystem::exists(record.Archive().ConfigPath()));
     EXPECT_HR(S_OK, Tick(record).result);
-    EXPECT_EQ(0u, fakes::CurrentScripts().timer.schedules.count(record.subscriptionId));
+    EXPECT_EQ(0u, scripts_.timer.schedules.count(record.subscriptionId));
     EXPECT_HR(S_OK, SetData(Document(L"A1")).result);
     record = Record(L"A1");
-    fakes::CurrentScripts().timer.unsubscribed.clear();
+    scripts_.timer.unsubscribed.clear();
 
-    damage(folder_.Path() / "Vorna");
+    support::DamageFile(folder_.Path() / "Vorna", 5000);
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), SetData(Document(L"A3")).result);
     EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT), Tick(record).result);
-    EXPECT_TRUE(fakes::CurrentScripts().timer.unsubscribed.empty());
+    EXPECT_TRUE(scripts_.timer.unsubscribed.empty());
 }
 
 TEST_F(ArchiveTest, MaintenanceTickAndForgedCookie) {

@@ -19,31 +19,23 @@ inline constexpr wchar_t UNTOUCHED[] = L"untouched";
 
 class ComponentTest : public testing::Test {
   protected:
+    static void SetUpTestSuite() { support::RegisterPlatform(); }
     void SetUp() override {
-        support::RegisterPlatform();
         fakes::ResetScripts();
         support::InstallComponent(folder_.Path());
-        timer_.emplace(vorna::PROGID_TIMER);
-        eventManager_.emplace(vorna::PROGID_EVENT_MANAGER);
-        eventAccess_.emplace(vorna::PROGID_EVENT_ACCESS);
-        aggregator_.emplace(vorna::PROGID_AGGREGATOR);
-        archive_.emplace(vorna::PROGID_ARCHIVE_MANAGER);
-        CLSID classId{};
-        ASSERT_HR(S_OK, CLSIDFromProgID(vorna::PROGID_VORNA, &classId));
-        ASSERT_HR(S_OK, CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IXDMAccessEx),
-                                         component_.put_void()));
+        service_ = fakes::MakeService();
+        component_ = support::Create<IXDMAccessEx>(vorna::PROGID_VORNA);
     }
     void TearDown() override {
         service_.reset();
         component_.reset();
-        archive_.reset();
-        aggregator_.reset();
-        eventAccess_.reset();
-        eventManager_.reset();
-        timer_.reset();
         EXPECT_EQ(live_, vorna::module_uses) << "objects of the test were not released";
     }
 
+    static void ExpectAnswer(const Answer& answer, HRESULT result, std::wstring_view text) {
+        EXPECT_HR(result, answer.result);
+        EXPECT_EQ(text, answer.text);
+    }
     Answer SetData(std::wstring_view document, IUnknown* service) {
         vorna::bstr text(UNTOUCHED);
         BSTR info = text.get();
@@ -108,13 +100,15 @@ class ComponentTest : public testing::Test {
     }
 
     support::TestFolder folder_;
+    fakes::InstalledClass<fakes::ScriptedTimer> timer_{vorna::PROGID_TIMER};
+    fakes::InstalledClass<fakes::ScriptedEventManager> eventManager_{vorna::PROGID_EVENT_MANAGER};
+    fakes::InstalledClass<fakes::ScriptedEventAccess> eventAccess_{vorna::PROGID_EVENT_ACCESS};
+    fakes::InstalledClass<fakes::ScriptedAggregator> aggregator_{vorna::PROGID_AGGREGATOR};
+    fakes::InstalledClass<fakes::ScriptedArchiveManager> archive_{vorna::PROGID_ARCHIVE_MANAGER};
+    fakes::Scripts& scripts_ = fakes::CurrentScripts();
+    // After the class factories, which live as long as the test.
     long live_ = vorna::module_uses;
-    std::optional<fakes::InstalledClass<fakes::ScriptedTimer>> timer_;
-    std::optional<fakes::InstalledClass<fakes::ScriptedEventManager>> eventManager_;
-    std::optional<fakes::InstalledClass<fakes::ScriptedEventAccess>> eventAccess_;
-    std::optional<fakes::InstalledClass<fakes::ScriptedAggregator>> aggregator_;
-    std::optional<fakes::InstalledClass<fakes::ScriptedArchiveManager>> archive_;
-    vorna::com_ptr<IUnknown> service_ = fakes::MakeService();
+    vorna::com_ptr<IUnknown> service_;
     vorna::com_ptr<IXDMAccessEx> component_;
 
   private:

@@ -4,7 +4,7 @@
 #include "common/com/results.h"
 #include "common/com/unique_any.h"
 
-#include <thread>
+#include <tuple>
 
 using namespace vorna;
 
@@ -24,6 +24,14 @@ std::wstring Documentation(ITypeLib& library, INT index) {
     return name.str() + L"|" + help.str();
 }
 
+std::pair<TYPEKIND, WORD> KindAndFlags(ITypeInfo& type) {
+    TYPEATTR* attribute = nullptr;
+    EXPECT_HR(S_OK, type.GetTypeAttr(&attribute));
+    const std::pair<TYPEKIND, WORD> result(attribute->typekind, attribute->wTypeFlags);
+    type.ReleaseTypeAttr(attribute);
+    return result;
+}
+
 } // namespace
 
 TEST_F(ComponentTest, TypeLibraryDescribesThreeTypesInOrder) {
@@ -35,41 +43,30 @@ TEST_F(ComponentTest, TypeLibraryDescribesThreeTypesInOrder) {
     EXPECT_EQ(1, attributes->wMajorVerNum);
     library->ReleaseTLibAttr(attributes);
     EXPECT_EQ(L"VornaLib|Vorna 1.0 Type Library", Documentation(*library.get(), -1));
-    const struct {
-        const wchar_t* text;
-        TYPEKIND kind;
-        WORD flags;
-    } types[] = {
+    constexpr WORD DUAL = TYPEFLAG_FDUAL | TYPEFLAG_FNONEXTENSIBLE | TYPEFLAG_FOLEAUTOMATION;
+    const std::tuple<const wchar_t*, TYPEKIND, WORD> types[] = {
         {L"Vorna|Vorna Class", TKIND_COCLASS, TYPEFLAG_FCANCREATE},
-        {L"IXDMAccessEx|IXDMAccessEx Interface", TKIND_DISPATCH,
-         TYPEFLAG_FDUAL | TYPEFLAG_FNONEXTENSIBLE | TYPEFLAG_FOLEAUTOMATION},
+        {L"IXDMAccessEx|IXDMAccessEx Interface", TKIND_DISPATCH, DUAL},
         {L"IComBaseClient|IComBaseClient Interface", TKIND_INTERFACE, TYPEFLAG_FOLEAUTOMATION},
     };
     ASSERT_EQ(std::size(types), library->GetTypeInfoCount());
-    for (UINT i = 0; i < std::size(types); ++i) {
-        SCOPED_TRACE(support::Narrow(types[i].text));
-        EXPECT_EQ(types[i].text, Documentation(*library.get(), static_cast<INT>(i)));
+    UINT index = 0;
+    for (const auto& [text, kind, flags] : types) {
+        EXPECT_EQ(text, Documentation(*library.get(), static_cast<INT>(index)));
         com_ptr<ITypeInfo> type;
-        TYPEATTR* attribute = nullptr;
-        ASSERT_HR(S_OK, library->GetTypeInfo(i, type.put()));
-        ASSERT_HR(S_OK, type->GetTypeAttr(&attribute));
-        EXPECT_EQ(types[i].kind, attribute->typekind);
-        if (types[i].kind == TKIND_DISPATCH) {
-            // Wine hides one flag in the late-bound view; the interface behind it shows all.
-            HREFTYPE reference = 0;
-            com_ptr<ITypeInfo> early;
-            ASSERT_HR(S_OK, type->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference));
-            ASSERT_HR(S_OK, type->GetRefTypeInfo(reference, early.put()));
-            type->ReleaseTypeAttr(attribute);
+        ASSERT_HR(S_OK, library->GetTypeInfo(index++, type.put()));
+        EXPECT_EQ(kind, KindAndFlags(*type.get()).first) << support::Narrow(text);
+        HREFTYPE reference = 0;
+        com_ptr<ITypeInfo> early;
+        // Wine hides one flag in the late-bound view; the interface behind it shows all.
+        if (kind == TKIND_DISPATCH && type->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference) == S_OK &&
+            type->GetRefTypeInfo(reference, early.put()) == S_OK)
             type = early;
-            ASSERT_HR(S_OK, type->GetTypeAttr(&attribute));
-        }
-        EXPECT_EQ(types[i].flags, attribute->wTypeFlags & ~TYPEFLAG_FDISPATCHABLE);
-        type->ReleaseTypeAttr(attribute);
+        EXPECT_EQ(flags, KindAndFlags(*type.get()).second & ~TYPEFLAG_FDISPATCHABLE) << support::Narrow(text);
     }
 }
 
-TEST_F(ComponentTest, RegistrationWritesItsKeysAndTakesAllButTheKeptOnesBack) {
+TEST_F(ComponentTest, UnregistrationRemovesAllKeysOfTheRegistration) {
     const std::wstring classKey = L"CLSID\\{E7A8F1C4-0B6D-4F3B-8C55-2D9E64B7A913}";
     const std::wstring applicationId = ClassesValue(L"AppID\\Vorna.DLL", L"AppID");
     const struct {
@@ -103,7 +100,7 @@ TEST_F(ComponentTest, RegistrationWritesItsKeysAndTakesAllButTheKeptOnesBack) {
     }
 }
 
-TEST_F(ComponentTest, ModuleUnloadsOnlyWhenNothingIsLeft) {
+TEST_F(ComponentTest, ModuleUnloadsOnlyWithoutObjectsAndLocks) {
     component_.reset();
     unique_library module(LoadLibraryW((folder_.Path() / "Vorna.dll").c_str()));
     ASSERT_TRUE(module);
@@ -133,22 +130,16 @@ TEST_F(ComponentTest, ModuleUnloadsOnlyWhenNothingIsLeft) {
 TEST_F(ComponentTest, ClientsInASingleThreadedApartmentAreServedThroughMarshalling) {
     HRESULT early = E_FAIL, late = E_FAIL;
     std::wstring text;
-    std::thread([&] {
-        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-        {
-            com_ptr<IXDMAccessEx> proxy;
-            if (PlatformServices::CreateInstance(PROGID_VORNA, nullptr, proxy) == S_OK) {
-                bstr info, document;
-                early = proxy->GetData(nullptr, bstr(L"/x").get(), bstr(L"").get(), info.put(), document.put());
-                text = info.str();
-                DISPID id = 0;
-                wchar_t name[] = L"SetData";
-                LPOLESTR names[] = {name};
-                late = proxy->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id);
-            }
-        }
-        CoUninitialize();
-    }).join();
+    support::RunInApartment(COINIT_APARTMENTTHREADED, [&] {
+        const auto proxy = support::Create<IXDMAccessEx>(PROGID_VORNA);
+        bstr info, document;
+        early = proxy->GetData(nullptr, bstr(L"/x").get(), bstr(L"").get(), info.put(), document.put());
+        text = info.str();
+        DISPID id = 0;
+        wchar_t name[] = L"SetData";
+        LPOLESTR names[] = {name};
+        late = proxy->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id);
+    });
     EXPECT_HR(result_code(0x80000142), early);
     EXPECT_EQ(L"Invalid Service Object", text);
     EXPECT_HR(S_OK, late);

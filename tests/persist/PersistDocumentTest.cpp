@@ -7,6 +7,7 @@
 #include "support/Support.h"
 
 #include <optional>
+#include <tuple>
 
 using namespace vorna;
 
@@ -168,11 +169,7 @@ TEST_F(PersistDocument, SnapshotIndex) {
 }
 
 TEST_F(PersistDocument, SnapshotRecordsFromXml) {
-    const struct {
-        const wchar_t* xml;
-        const wchar_t* id;
-        int read;
-    } cases[] = {
+    const std::tuple<const wchar_t*, const wchar_t*, int> cases[] = {
         {L"<SnapShot Id=\"a\"><AccessTime>2099-1-2T3:4:5</AccessTime><AlreadyRead>TRUE</AlreadyRead></SnapShot>", L"a",
          1},
         {L"<SnapShot Id=\"a\"><AccessTime>2099-1-2T3:4:5</AccessTime><AlreadyRead>true</AlreadyRead></SnapShot>", L"a",
@@ -181,14 +178,12 @@ TEST_F(PersistDocument, SnapshotRecordsFromXml) {
         {L"<SnapShot Id=\"a\">", L"", 0},
         {L"<SnapShot><AlreadyRead>TRUE</AlreadyRead></SnapShot>", L"", 0},
     };
-    for (const auto& item : cases) {
-        const SnapShot snapShot{std::wstring_view(item.xml)};
-        EXPECT_EQ(item.id, snapShot.id) << support::Narrow(item.xml);
-        EXPECT_EQ(item.read, snapShot.alreadyRead) << support::Narrow(item.xml);
+    for (const auto& [xml, id, read] : cases) {
+        const SnapShot snapShot{std::wstring_view(xml)};
+        EXPECT_EQ(id, snapShot.id) << support::Narrow(xml);
+        EXPECT_EQ(read, snapShot.alreadyRead) << support::Narrow(xml);
     }
     std::wstring xml;
-    SnapShot empty;
-    empty.id = L"x";
-    empty.ToXML(xml);
-    EXPECT_EQ(L"<SnapShot Id=\"x\"><AccessTime></AccessTime><AlreadyRead>FALSE</AlreadyRead></SnapShot>", xml);
+    SnapShot().ToXML(xml);
+    EXPECT_EQ(L"<SnapShot Id=\"\"><AccessTime></AccessTime><AlreadyRead>FALSE</AlreadyRead></SnapShot>", xml);
 }

@@ -3,6 +3,7 @@
 #include "common/com/com_ptr.h"
 #include "common/com/com_server.h"
 #include "common/com/results.h"
+#include "common/services/platformservices.h"
 #include "fakes/ScriptedPlatform.h"
 #include "platform/data/ModelStore.h"
 #include "support/Support.h"
@@ -16,24 +17,13 @@ using keldan::ServiceIdentity;
 const HRESULT NO_MODEL = HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
 
 vorna::com_ptr<IUnknown> MakeService(const ServiceIdentity& identity) {
-    fakes::ServiceScript script;
-    script.portId = identity.portId;
-    script.serviceId = identity.serviceId;
-    script.serviceUri = identity.serviceUri;
-    return fakes::MakeService(std::move(script));
+    return fakes::MakeService({identity.portId, identity.serviceId, identity.serviceUri});
 }
 
 class AggregatorTest : public testing::Test {
   protected:
     const long live_ = vorna::module_uses;
 
-    void SetUp() override {
-        support::RegisterPlatform();
-        CLSID classId{};
-        ASSERT_HR(S_OK, CLSIDFromProgID(L"QXKELDAN.Aggregator", &classId));
-        ASSERT_HR(S_OK, CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IAggregator),
-                                         aggregator_.put_void()));
-    }
     void TearDown() override {
         aggregator_.reset();
         // Processes that were ended may still hold objects of earlier tests; this test must add none.
@@ -69,7 +59,7 @@ class AggregatorTest : public testing::Test {
     support::TestFolder folder_;
     support::PlatformData dataFolder_{folder_.Path()};
     const ServiceIdentity press_{L"1", L"press", L"urn:press"};
-    vorna::com_ptr<IAggregator> aggregator_;
+    vorna::com_ptr<IAggregator> aggregator_ = support::Create<IAggregator>(vorna::PROGID_AGGREGATOR);
     std::string data_;
     std::string message_;
 };
@@ -128,27 +118,6 @@ TEST_F(AggregatorTest, UsesTheCallersPrefixesAndKeepsDeclarationsInScope) {
     }
 }
 
-TEST_F(AggregatorTest, ReadsModelsInEveryPromisedEncoding) {
-    using namespace std::string_literals;
-    const auto utf16 = [](std::wstring_view text, bool big) {
-        std::string bytes;
-        for (wchar_t c : text) {
-            bytes += static_cast<char>(big ? c >> 8 : c & 0xFF);
-            bytes += static_cast<char>(big ? c & 0xFF : c >> 8);
-        }
-        return bytes;
-    };
-    const std::wstring wide = L"<?xml version='1.0' encoding='UTF-16'?>\n<m>\u00e9\u20ac</m>";
-    const std::string narrow = "<m>\xC3\xA9\xE2\x82\xAC</m>";
-    for (const std::string& bytes :
-         {narrow, "\xEF\xBB\xBF" + narrow, "<?xml version='1.0' encoding=\"UTF-8\"?>" + narrow, utf16(wide, false),
-          utf16(wide, true), "\xFF\xFE"s + utf16(wide, false), "\xFE\xFF"s + utf16(wide, true)}) {
-        Store(press_, bytes);
-        ASSERT_HR(S_OK, Get(press_, L"/m/text()"));
-        EXPECT_EQ("<Data service=\"urn:press\"><Text>\xC3\xA9\xE2\x82\xAC</Text></Data>", data_);
-    }
-}
-
 TEST_F(AggregatorTest, NamesTheFileOfAModelThatIsNotWellFormed) {
     for (const char* bytes : {"", "<m><half", "<m>\xFF</m>", "<?xml version='1.0' encoding='koi8-r'?><m>\xC1</m>",
                               "<!DOCTYPE m [<!ENTITY e 'x'>]><m>&e;</m>", "\xFF\xFE<"}) {
@@ -184,33 +153,6 @@ TEST_F(AggregatorTest, ComputesTheHostModelFromTheOperatingSystem) {
         EXPECT_HR(S_OK, Get(host, xpath)) << support::Narrow(xpath);
     ASSERT_HR(S_OK, Get(host, L"/Host"));
     EXPECT_EQ(0u, data_.find("<Host>"));
-}
-
-TEST_F(AggregatorTest, AnswersLateBoundCallers) {
-    Store(press_, "<m><v/></m>");
-    vorna::com_ptr<IDispatch> dispatch = aggregator_.try_as<IDispatch>();
-    ASSERT_TRUE(dispatch);
-    wchar_t name[] = L"GetData";
-    LPOLESTR names = name;
-    DISPID id = 0;
-    ASSERT_HR(S_OK, dispatch->GetIDsOfNames(IID_NULL, &names, 1, 0, &id));
-    const auto service = MakeService(press_);
-    const vorna::bstr xpath(L"/m/v");
-    vorna::bstr data;
-    vorna::bstr message;
-    VARIANTARG arguments[5]{};
-    arguments[4].vt = VT_UNKNOWN;
-    arguments[4].punkVal = service.get();
-    arguments[3].vt = VT_BSTR;
-    arguments[3].bstrVal = xpath.get();
-    arguments[2].vt = VT_BSTR;
-    arguments[1].vt = VT_BSTR | VT_BYREF;
-    arguments[1].pbstrVal = data.put();
-    arguments[0].vt = VT_BSTR | VT_BYREF;
-    arguments[0].pbstrVal = message.put();
-    DISPPARAMS parameters{arguments, nullptr, 5, 0};
-    ASSERT_HR(S_OK, dispatch->Invoke(id, IID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr));
-    EXPECT_EQ("<Data service=\"urn:press\"><v/></Data>", support::Narrow(data.view()));
 }
 
 } // namespace

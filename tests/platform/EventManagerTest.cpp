@@ -1,6 +1,7 @@
 // The event manager of the real host process, over COM.
 #include "QXKeldan.h"
 #include "common/com/results.h"
+#include "common/services/platformservices.h"
 #include "platform/HostTest.h"
 
 namespace {
@@ -22,23 +23,11 @@ std::wstring Callback(const std::wstring& id, const std::wstring& cookie, const 
            payload + L"</Payload></Event>";
 }
 
-class EventManager : public HostTest {
+class EventManager : public ServiceTest<IZEBEventManager> {
   protected:
-    void SetUp() override {
-        inbox.Clear();
-        ASSERT_NO_FATAL_FAILURE(Connect());
-    }
-    void TearDown() override {
-        manager_.reset();
-        HostTest::TearDown();
-    }
-    void Connect() { ConnectTo(L"QXKELDAN.ZEBEventManager", manager_); }
-    void KillHost() {
-        HostTest::KillHost();
-        manager_.reset();
-    }
+    EventManager() : ServiceTest(vorna::PROGID_EVENT_MANAGER) {}
     HRESULT TrySubscribe(const std::wstring& info, const std::wstring& filter, const std::wstring& receiver, bstr& id) {
-        return manager_->Subscribe(bstr(info).get(), bstr(filter).get(), bstr(receiver).get(), id.put());
+        return service_->Subscribe(bstr(info).get(), bstr(filter).get(), bstr(receiver).get(), id.put());
     }
     std::wstring Subscribe(const std::wstring& info, const std::wstring& filter = NO_FILTER) {
         bstr id;
@@ -46,12 +35,12 @@ class EventManager : public HostTest {
         return id.str();
     }
     HRESULT Modify(const std::wstring& id, const std::wstring& info, const std::wstring& filter = NO_FILTER) {
-        return manager_->Modify(bstr(id).get(), bstr(info).get(), bstr(filter).get());
+        return service_->Modify(bstr(id).get(), bstr(info).get(), bstr(filter).get());
     }
-    HRESULT Unsubscribe(const std::wstring& id) { return manager_->Unsubscribe(bstr(id).get()); }
+    HRESULT Unsubscribe(const std::wstring& id) { return service_->Unsubscribe(bstr(id).get()); }
     HRESULT TryRaise(const std::wstring& name, const std::wstring& properties, const std::wstring& payload,
                      long& count) {
-        return manager_->Raise(bstr(name).get(), bstr(properties).get(), bstr(payload).get(), &count);
+        return service_->Raise(bstr(name).get(), bstr(properties).get(), bstr(payload).get(), &count);
     }
     // Returns the number of subscriptions that the event was queued for.
     long Raise(const std::wstring& name, const std::wstring& properties = {}, const std::wstring& payload = {}) {
@@ -59,8 +48,6 @@ class EventManager : public HostTest {
         EXPECT_HR(S_OK, TryRaise(name, properties, payload, count));
         return count;
     }
-
-    com_ptr<IZEBEventManager> manager_;
 };
 
 TEST_F(EventManager, DeliversEventsInOrderAndUnchanged) {
@@ -185,13 +172,13 @@ TEST_F(EventManager, KilledHostsLeaveNothingBehindForClassesThatWereNotUsed) {
     for (int i = 0; i < 4; ++i) {
         KillHost();
         com_ptr<IZEBTimer> timer;
-        ASSERT_NO_FATAL_FAILURE(ConnectTo(L"QXKELDAN.ZEBTimer", timer));
+        ASSERT_NO_FATAL_FAILURE(ConnectTo(vorna::PROGID_TIMER, timer));
     }
     // The first attempt may still meet a class object that the host has not used up yet.
     HRESULT result = E_FAIL;
     for (int attempt = 0; attempt < 2 && FAILED(result); ++attempt)
         result = CoCreateInstance(__uuidof(::ZEBEventManager), nullptr, CLSCTX_ALL, __uuidof(IZEBEventManager),
-                                  manager_.put_void());
+                                  service_.put_void());
     EXPECT_HR(S_OK, result);
 }
 
@@ -279,12 +266,14 @@ TEST_F(EventManager, DamagedRegistrationsAreMovedAsideAndQueuedEventsDelivered) 
     EXPECT_EQ(1, Raise(L"e"));
     KillHost();
     Damage(L"events.journal");
+    Damage(L"timer.journal");
     inbox.Clear();
     ASSERT_NO_FATAL_FAILURE(Connect());
     EXPECT_TRUE(inbox.WaitFor(id, 1));
     EXPECT_EQ(0, Raise(L"e"));
     EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Unsubscribe(id));
-    EXPECT_EQ(1, FilesNamed(L"events.journal.damaged"));
+    EXPECT_TRUE(WasMovedAside(L"events.journal"));
+    EXPECT_TRUE(WasMovedAside(L"timer.journal"));
 }
 
 } // namespace

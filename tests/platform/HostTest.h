@@ -4,13 +4,14 @@
 #include "VornaLib.h"
 #include "common/com/bstr.h"
 #include "common/com/com_server.h"
+#include "fakes/InstalledClass.h"
+#include "support/ChildProcess.h"
 #include "support/Support.h"
 
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <string>
-#include <utility>
 #include <vector>
 
 constexpr std::chrono::seconds PATIENCE(20);
@@ -72,39 +73,20 @@ class Inbox {
 
 inline Inbox inbox;
 
-// Registers a ProgID for a class of this program; COM finds it only while the program runs.
-void RegisterProgId(const std::wstring& progId, const CLSID& clsid);
-
-// Registers a class of this program for other processes, for the life of the object.
-class RunningClass {
+// The class of RECEIVER.
+class Receiver : public vorna::com_object<Receiver, IComBaseClient> {
   public:
-    template <typename Class>
-    static RunningClass Of(const CLSID& clsid, DWORD context) {
-        vorna::com_ptr<vorna::class_factory<Class>> factory;
-        factory.attach(new vorna::class_factory<Class>());
-        RunningClass running;
-        EXPECT_HR(S_OK, CoRegisterClassObject(clsid, factory.get(), context, REGCLS_MULTIPLEUSE, &running.cookie_));
-        return running;
+    STDMETHODIMP Deliver(BSTR document, BSTR* error) override {
+        if (error)
+            *error = nullptr;
+        return inbox.Take(document);
     }
-    RunningClass(RunningClass&& other) noexcept : cookie_(std::exchange(other.cookie_, 0)) {}
-    ~RunningClass() {
-        if (cookie_ != 0)
-            CoRevokeClassObject(cookie_);
-    }
-
-  private:
-    RunningClass() = default;
-    DWORD cookie_ = 0;
 };
-
-// Runs QXKeldanHost.exe and returns its exit code.
-DWORD RunHost(const std::wstring& option);
 
 // A host with a data folder of its own, started by COM when a test connects, and stopped after the test.
 class HostTest : public testing::Test {
   protected:
     static void SetUpTestSuite();
-    HostTest();
     void TearDown() override;
 
     // Starts the host if none runs. For a moment, Wine still returns the class object of a killed host, and does not
@@ -121,15 +103,41 @@ class HostTest : public testing::Test {
         ASSERT_HR(S_OK, result);
     }
     DWORD HostId() const;
-    void KillHost();
     // Damages a file of the data folder while no host runs.
-    void Damage(const wchar_t* name) const;
-    // The number of files in the data folder whose names begin with this text.
-    int FilesNamed(std::wstring_view begin) const;
+    void Damage(const wchar_t* name) const { support::DamageFile(dataFolder_ / name, 12); }
+    bool WasMovedAside(const std::wstring& name) const;
 
     support::TestFolder folder_;
     // Does not exist before the host creates it.
     const std::filesystem::path dataFolder_ = folder_.Path() / "platform" / "data";
     support::PlatformData data_{dataFolder_};
-    RunningClass receiver_;
+    fakes::InstalledClass<Receiver> receiver_{RECEIVER, CLSCTX_LOCAL_SERVER};
+};
+
+// A HostTest with a connection to one of the host's services.
+template <typename Interface>
+class ServiceTest : public HostTest {
+  protected:
+    explicit ServiceTest(const wchar_t* progId) : progId_(progId) {}
+    void SetUp() override {
+        inbox.Clear();
+        ASSERT_NO_FATAL_FAILURE(Connect());
+    }
+    void TearDown() override {
+        service_.reset();
+        HostTest::TearDown();
+    }
+    void Connect() { ConnectTo(progId_, service_); }
+    void KillHost() {
+        EXPECT_TRUE(support::KillHost(dataFolder_.wstring()));
+        service_.reset();
+    }
+    void KillAndReconnect() {
+        KillHost();
+        Connect();
+    }
+    vorna::com_ptr<Interface> service_;
+
+  private:
+    const wchar_t* progId_;
 };

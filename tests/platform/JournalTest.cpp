@@ -3,20 +3,11 @@
 
 #include "support/Support.h"
 
-#include <fstream>
-
 namespace {
 
 using keldan::Journal;
-
-std::string ReadFile(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
+using support::ReadFileBytes;
+using support::WriteFileBytes;
 
 // A file with three commits, and the tables before and after each of them.
 struct Sample {
@@ -29,11 +20,11 @@ struct Sample {
             {{"b", "three"}},
         };
         tables.push_back(journal.Values());
-        sizes.push_back(ReadFile(path).size());
+        sizes.push_back(ReadFileBytes(path).size());
         for (const auto& commit : commits) {
             EXPECT_HR(S_OK, journal.Commit(commit));
             tables.push_back(journal.Values());
-            sizes.push_back(ReadFile(path).size());
+            sizes.push_back(ReadFileBytes(path).size());
         }
     }
     std::vector<Journal::Table> tables;
@@ -44,10 +35,10 @@ TEST(Journal, TruncatedFileHoldsItsCompleteCommits) {
     support::TestFolder folder;
     const auto path = folder.Path() / "j";
     const Sample sample(path);
-    const std::string bytes = ReadFile(path);
+    const std::string bytes = ReadFileBytes(path);
     ASSERT_EQ(sample.sizes.back(), bytes.size());
     for (std::size_t length = 0; length <= bytes.size(); ++length) {
-        WriteFile(path, bytes.substr(0, length));
+        WriteFileBytes(path, bytes.substr(0, length));
         std::size_t whole = 0;
         while (whole + 1 < sample.sizes.size() && sample.sizes[whole + 1] <= length)
             ++whole;
@@ -67,22 +58,22 @@ TEST(Journal, TruncatedFileHoldsItsCompleteCommits) {
 TEST(Journal, FileWithAnyByteChangedIsMovedAsideAndNotUsed) {
     const support::TestFolder sampleFolder;
     const Sample sample(sampleFolder.Path() / "j");
-    const std::string bytes = ReadFile(sampleFolder.Path() / "j");
+    const std::string bytes = ReadFileBytes(sampleFolder.Path() / "j");
     for (std::size_t place = 0; place < bytes.size(); ++place) {
         const support::TestFolder folder;
         const auto path = folder.Path() / "j";
         std::string damaged = bytes;
         damaged[place] = static_cast<char>(damaged[place] ^ 0x10);
-        WriteFile(path, damaged);
+        WriteFileBytes(path, damaged);
         Journal journal;
         ASSERT_HR(S_OK, journal.Open(path)) << place;
         EXPECT_EQ(Journal::State::Damaged, journal.Condition()) << place;
         EXPECT_TRUE(journal.Values().empty()) << place;
         journal = Journal();
         std::filesystem::remove(path);
-        const std::filesystem::directory_iterator aside(folder.Path());
-        ASSERT_NE(std::filesystem::directory_iterator(), aside) << place;
-        EXPECT_EQ(damaged, ReadFile(*aside)) << place;
+        const auto aside = support::FilesIn(folder.Path());
+        ASSERT_EQ(1u, aside.size()) << place;
+        EXPECT_EQ(damaged, ReadFileBytes(folder.Path() / aside[0])) << place;
     }
 }
 
@@ -96,7 +87,7 @@ TEST(Journal, FileStaysSmallHoweverOftenAValueIsWritten) {
     for (int i = 0; i < 100; ++i) {
         large[0] = static_cast<char>('a' + i % 26);
         ASSERT_HR(S_OK, journal.Commit({{"often", large}}));
-        ASSERT_LT(ReadFile(path).size(), 80'000u);
+        ASSERT_LT(ReadFileBytes(path).size(), 80'000u);
     }
     const Journal::Table expected = journal.Values();
     journal = Journal();

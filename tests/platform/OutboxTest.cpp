@@ -4,7 +4,6 @@
 #include "platform/journal/Journal.h"
 #include "support/Support.h"
 
-#include <fstream>
 #include <map>
 
 namespace {
@@ -223,47 +222,32 @@ TEST_F(OutboxTest, ForgottenCallbacksAreNotMade) {
     EXPECT_EQ(0u, LeftOnDisk());
 }
 
-TEST_F(OutboxTest, DamagedFileIsMovedAsideAndTheOutboxWorks) {
-    const auto change = [this](const std::vector<keldan::Journal::Change>& changes) {
-        keldan::Journal journal;
-        EXPECT_HR(S_OK, journal.Open(file_));
-        EXPECT_HR(S_OK, journal.Commit(changes));
+TEST_F(OutboxTest, FileWhoseRecordsDoNotFitTogetherIsMovedAsideAndTheOutboxWorks) {
+    const struct {
+        const char* what;
+        keldan::Journal::Change change;
+    } damages[] = {
+        {"a callback without its body", {"B/0000000000000001", std::nullopt}},
+        {"a body without a callback", {"W/0000000000000002", std::nullopt}},
+        {"a callback that cannot be read", {"W/0000000000000002", "?"}},
+        {"a number of another form", {"W/2", "?"}},
+        {"a record of another kind", {"Z", ""}},
     };
-    const std::function<void()> damages[] = {
-        [&] { std::fstream(file_, std::ios::in | std::ios::out | std::ios::binary).seekp(90).put('?'); },
-        [&] {
-            change({{"B/0000000000000001", std::nullopt}});
-        }, // a callback without its body
-        [&] {
-            change({{"W/0000000000000002", std::nullopt}});
-        }, // a body without a callback
-        [&] {
-            change({{"W/0000000000000002", "?"}});
-        },
-        [&] {
-            change({{"W/2", "?"}});
-        },
-        [&] {
-            change({{"Z", ""}});
-        },
-    };
-    std::size_t kept = 0;
     for (const auto& damage : damages) {
         auto outbox = OpenAlone();
         EXPECT_HR(S_OK, Post(*outbox, L"1", {L"a"}));
         outbox.reset();
-        damage();
+        keldan::Journal journal;
+        EXPECT_HR(S_OK, journal.Open(file_));
+        EXPECT_HR(S_OK, journal.Commit({damage.change}));
+        journal = {};
         outbox = OpenAlone();
-        EXPECT_EQ(0u, outbox->Pending()) << kept;
-        EXPECT_HR(S_OK, Post(*outbox, L"2", {L"a"})) << kept;
+        EXPECT_EQ(0u, outbox->Pending()) << damage.what;
+        EXPECT_HR(S_OK, Post(*outbox, L"2", {L"a"})) << damage.what;
         outbox.reset();
         std::filesystem::remove(file_);
-        ++kept;
     }
-    std::size_t found = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_.Path()))
-        found += entry.path().filename().wstring().starts_with(L"outbox.damaged");
-    EXPECT_EQ(kept, found);
+    EXPECT_EQ(std::size(damages), support::FilesIn(folder_.Path()).size()) << "one file was moved aside for each";
 }
 
 } // namespace

@@ -1,9 +1,8 @@
 // Archives when processes are ended, when several processes work on them, and when the disk is full.
 #include "platform/ArchiveSupport.h"
 
-#include "common/com/scope_exit.h"
+#include "support/ChildProcess.h"
 
-#include <algorithm>
 #include <map>
 #include <optional>
 
@@ -19,14 +18,6 @@ std::wstring Setting(const wchar_t* name) {
     wchar_t text[MAX_PATH] = L"";
     GetEnvironmentVariableW(name, text, MAX_PATH);
     return text;
-}
-
-std::vector<std::wstring> FilesIn(const fs::path& folder) {
-    std::vector<std::wstring> names;
-    for (const auto& entry : fs::directory_iterator(folder))
-        names.push_back(entry.path().filename().wstring());
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 // A fixed sequence of changes to ten streams; some do not fit into the database's cache.
@@ -64,32 +55,21 @@ bool Holds(const fs::path& path, const std::map<std::wstring, int>& state) {
     return true;
 }
 
+// Waits for a time that ends anywhere within a step.
+void Spin(int microseconds) {
+    LARGE_INTEGER frequency, start, now;
+    QueryPerformanceFrequency(&frequency);
+    QueryPerformanceCounter(&start);
+    do {
+        QueryPerformanceCounter(&now);
+    } while ((now.QuadPart - start.QuadPart) * 1000000 < frequency.QuadPart * microseconds);
+}
+
 // This program once more, with one task and a pipe on which it acknowledges each completed step.
 class Child {
   public:
-    Child(const wchar_t* task, const fs::path& path, int first) {
-        SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-        vorna::unique_handle write;
-        EXPECT_TRUE(CreatePipe(read_.put(), write.put(), &inherited, 0));
-        SetHandleInformation(read_.get(), HANDLE_FLAG_INHERIT, 0);
-        SetEnvironmentVariableW(L"ARCHIVE_TASK", task);
-        SetEnvironmentVariableW(L"ARCHIVE_PATH", path.c_str());
-        SetEnvironmentVariableW(L"ARCHIVE_FIRST", std::to_wstring(first).c_str());
-        SetEnvironmentVariableW(L"ARCHIVE_PIPE", std::to_wstring(reinterpret_cast<uintptr_t>(write.get())).c_str());
-        wchar_t self[MAX_PATH];
-        GetModuleFileNameW(nullptr, self, MAX_PATH);
-        std::wstring command = L"\"" + std::wstring(self) +
-                               L"\" --gtest_brief=1 --gtest_also_run_disabled_tests "
-                               L"--gtest_filter=SecureArchiveChild.DISABLED_Work";
-        STARTUPINFOW startup{};
-        startup.cb = sizeof startup;
-        PROCESS_INFORMATION process{};
-        EXPECT_TRUE(
-            CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process));
-        process_.reset(process.hProcess);
-        vorna::unique_handle thread(process.hThread);
-    }
-    ~Child() { TerminateProcess(process_.get(), 1); }
+    Child(const wchar_t* task, const fs::path& path, int first) : process_(Start(task, path, first)) {}
+    ~Child() { process_.Kill(); }
 
     // The next completed step; nothing when the child has ended.
     std::optional<int> Next() {
@@ -99,20 +79,38 @@ class Child {
             return std::nullopt;
         return step;
     }
-    void Kill() {
-        TerminateProcess(process_.get(), 1);
-        WaitForSingleObject(process_.get(), INFINITE);
+    // Waits for that many steps, kills the child within a later one, and returns the number of completed steps.
+    int KillAfter(int steps, int microseconds) {
+        int last = -1;
+        for (int acknowledged = 0; acknowledged < steps; ++acknowledged) {
+            const auto step = Next();
+            EXPECT_TRUE(step);
+            last = step.value_or(last);
+        }
+        Spin(microseconds);
+        process_.Kill();
+        while (const auto step = Next())
+            last = *step;
+        return last + 1;
     }
-    DWORD Exit() {
-        DWORD code = 1;
-        WaitForSingleObject(process_.get(), INFINITE);
-        GetExitCodeProcess(process_.get(), &code);
-        return code;
-    }
+    DWORD Exit() { return process_.Wait(); }
 
   private:
+    support::ChildProcess Start(const wchar_t* task, const fs::path& path, int first) {
+        SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+        vorna::unique_handle write;
+        EXPECT_TRUE(CreatePipe(read_.put(), write.put(), &inherited, 0));
+        SetHandleInformation(read_.get(), HANDLE_FLAG_INHERIT, 0);
+        return support::ChildProcess::OfTest(
+            L"SecureArchiveChild.DISABLED_Work",
+            {{L"ARCHIVE_TASK", task},
+             {L"ARCHIVE_PATH", path.wstring()},
+             {L"ARCHIVE_FIRST", std::to_wstring(first)},
+             {L"ARCHIVE_PIPE", std::to_wstring(reinterpret_cast<uintptr_t>(write.get()))}});
+    }
+
     vorna::unique_handle read_;
-    vorna::unique_handle process_;
+    support::ChildProcess process_;
 };
 
 // The tasks of a child; runs only there.
@@ -146,37 +144,19 @@ TEST(SecureArchiveChild, DISABLED_Work) {
     }
 }
 
-// Waits for a time that ends anywhere within a step.
-void Spin(int microseconds) {
-    LARGE_INTEGER frequency, start, now;
-    QueryPerformanceFrequency(&frequency);
-    QueryPerformanceCounter(&start);
-    do {
-        QueryPerformanceCounter(&now);
-    } while ((now.QuadPart - start.QuadPart) * 1000000 < frequency.QuadPart * microseconds);
-}
-
 TEST(SecureArchiveFaults, KilledProcessLosesNothingAndLeavesNoPartialChange) {
     support::TestFolder folder;
     fs::path path = folder.Path() / "A.sam";
     int steps = 0;
     for (int round = 0; round < 24; ++round) {
         Child child(L"change", path, steps);
-        for (int acknowledged = 0; acknowledged < 3 + round % 5; ++acknowledged) {
-            auto step = child.Next();
-            ASSERT_TRUE(step);
-            steps = *step + 1;
-        }
-        Spin(round * 397 % 3500);
-        child.Kill();
-        while (auto step = child.Next())
-            steps = *step + 1;
+        steps = child.KillAfter(3 + round % 5, round * 397 % 3500);
         // The step at the moment of the kill is either complete or not begun.
         if (!Holds(path, StateAfter(steps))) {
             ++steps;
             ASSERT_TRUE(Holds(path, StateAfter(steps))) << "round " << round << ", step " << steps;
         }
-        EXPECT_EQ(std::vector<std::wstring>{L"A.sam"}, FilesIn(folder.Path()));
+        EXPECT_EQ(std::vector<std::wstring>{L"A.sam"}, support::FilesIn(folder.Path()));
     }
 }
 
@@ -185,15 +165,7 @@ TEST(SecureArchiveFaults, KilledProcessCreatesACompleteArchiveOrNone) {
     int next = 0;
     for (int round = 0; round < 12; ++round) {
         Child child(L"create", folder.Path(), next);
-        for (int acknowledged = 0; acknowledged < 2; ++acknowledged) {
-            auto step = child.Next();
-            ASSERT_TRUE(step);
-            next = *step + 1;
-        }
-        Spin(round * 571 % 6000);
-        child.Kill();
-        while (auto step = child.Next())
-            next = *step + 1;
+        next = child.KillAfter(2, round * 571 % 6000);
         for (int step = 0; step < next; ++step)
             ASSERT_EQ(DataOf(step), Archive(folder.Path() / (std::to_wstring(step) + L".sam")).MustGet(L"first"));
         // An unfinished archive does not hinder the next attempt, which removes it.
@@ -201,7 +173,7 @@ TEST(SecureArchiveFaults, KilledProcessCreatesACompleteArchiveOrNone) {
         ASSERT_HR(S_OK, interrupted.Add(L"first", DataOf(next)));
         ASSERT_EQ(1, interrupted.MustCount());
         ++next;
-        EXPECT_EQ(static_cast<size_t>(next), FilesIn(folder.Path()).size());
+        EXPECT_EQ(static_cast<size_t>(next), support::FilesIn(folder.Path()).size());
     }
 }
 
@@ -221,7 +193,7 @@ TEST(SecureArchiveFaults, ProcessesThatCreateOneArchiveTogetherLoseNothing) {
             EXPECT_TRUE(DataOf(step) == archive.MustGet(std::to_wstring(step)));
             EXPECT_TRUE(DataOf(1000 + step) == archive.MustGet(std::to_wstring(1000 + step)));
         }
-        EXPECT_EQ(std::vector<std::wstring>{L"A.sam"}, FilesIn(folder.Path()));
+        EXPECT_EQ(std::vector<std::wstring>{L"A.sam"}, support::FilesIn(folder.Path()));
     }
 }
 
@@ -288,13 +260,10 @@ TEST(SecureArchiveFaults, FullDiskIsReportedAndChangesNothing) {
             auto size = fs::file_size(path);
             for (int allowed = 0;; ++allowed) {
                 ASSERT_LT(allowed, 200);
-                bool failed;
-                HRESULT result;
-                {
-                    FullDisk disk(allowed, kind, lasting);
-                    result = work(archive);
-                    failed = disk.Failed();
-                }
+                std::optional<FullDisk> disk(std::in_place, allowed, kind, lasting);
+                const HRESULT result = work(archive);
+                const bool failed = disk->Failed();
+                disk.reset();
                 if (!failed) {
                     EXPECT_HR(S_OK, result) << name;
                     EXPECT_GT(allowed, 3) << name;
@@ -305,7 +274,7 @@ TEST(SecureArchiveFaults, FullDiskIsReportedAndChangesNothing) {
                 ASSERT_TRUE(a == archive.MustGet(L"a")) << name << " after " << allowed;
                 ASSERT_TRUE(b == archive.MustGet(L"b")) << name << " after " << allowed;
                 ASSERT_EQ(size, fs::file_size(path)) << name << " after " << allowed;
-                ASSERT_EQ(std::vector<std::wstring>{L"A.sam"}, FilesIn(folder.Path())) << name;
+                ASSERT_EQ(std::vector<std::wstring>{L"A.sam"}, support::FilesIn(folder.Path())) << name;
             }
         }
     }
@@ -324,9 +293,9 @@ TEST(SecureArchiveFaults, ArchiveWithoutRoomIsNotCreated) {
             break;
         }
         ASSERT_HR(DISK_FULL, result) << allowed;
-        ASSERT_TRUE(FilesIn(folder.Path()).empty()) << allowed;
+        ASSERT_TRUE(support::FilesIn(folder.Path()).empty()) << allowed;
     }
-    EXPECT_EQ(std::vector<std::wstring>{L"A.sam"}, FilesIn(folder.Path()));
+    EXPECT_EQ(std::vector<std::wstring>{L"A.sam"}, support::FilesIn(folder.Path()));
 }
 
 } // namespace

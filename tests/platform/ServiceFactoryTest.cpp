@@ -17,14 +17,6 @@ using vorna::com_ptr;
 
 class ServiceFactoryTest : public testing::Test {
   protected:
-    ServiceFactoryTest() {
-        support::RegisterPlatform();
-        CLSID clsid{};
-        EXPECT_HR(S_OK, CLSIDFromProgID(vorna::PROGID_SERVICE_FACTORY, &clsid));
-        EXPECT_HR(S_OK, CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IZEBServiceFactory),
-                                         factory_.put_void()));
-    }
-
     // The seven properties in order, separated by bars.
     std::string Create(std::wstring_view document) {
         com_ptr<IUnknown> made;
@@ -44,7 +36,7 @@ class ServiceFactoryTest : public testing::Test {
         return all;
     }
 
-    com_ptr<IZEBServiceFactory> factory_;
+    com_ptr<IZEBServiceFactory> factory_ = support::Create<IZEBServiceFactory>(vorna::PROGID_SERVICE_FACTORY);
 };
 
 TEST_F(ServiceFactoryTest, ReadsTheDescription) {
@@ -65,24 +57,6 @@ TEST_F(ServiceFactoryTest, RefusesOtherDocuments) {
         EXPECT_EQ(nullptr, poison);
     }
     EXPECT_HR(E_POINTER, factory_->CreateService(bstr(L"<service/>").get(), nullptr));
-}
-
-TEST_F(ServiceFactoryTest, ScriptsReadItsProperties) {
-    com_ptr<IUnknown> made;
-    ASSERT_HR(S_OK, factory_->CreateService(bstr(support::ServiceDocument(L"P", L"S", L"U")).get(), made.put()));
-    auto dispatch = made.try_as<IDispatch>();
-    ASSERT_TRUE(dispatch);
-    bstr name(L"friendlyName");
-    BSTR names[] = {name.get()};
-    DISPID id = 0;
-    ASSERT_HR(S_OK, dispatch->GetIDsOfNames(IID_NULL, names, 1, LOCALE_NEUTRAL, &id));
-    DISPPARAMS none{};
-    VARIANT answer{};
-    ASSERT_HR(S_OK,
-              dispatch->Invoke(id, IID_NULL, LOCALE_NEUTRAL, DISPATCH_PROPERTYGET, &none, &answer, nullptr, nullptr));
-    ASSERT_EQ(VT_BSTR, answer.vt);
-    EXPECT_STREQ(L"Press 7", answer.bstrVal);
-    VariantClear(&answer);
 }
 
 } // namespace

@@ -6,6 +6,8 @@
 #include "common/com/com_server.h"
 #include "common/com/results.h"
 #include "common/com/unique_any.h"
+#include "common/services/platformservices.h"
+#include "common/time/DateTime.h"
 #include "platform/HostTest.h"
 #include "platform/delivery/ClientCall.h"
 
@@ -14,21 +16,9 @@
 namespace {
 
 using vorna::bstr;
-using vorna::com_ptr;
 
 std::wstring LocalText(int secondsFromNow) {
-    FILETIME file{};
-    SYSTEMTIME local{};
-    GetLocalTime(&local);
-    SystemTimeToFileTime(&local, &file);
-    ULARGE_INTEGER ticks{{file.dwLowDateTime, file.dwHighDateTime}};
-    ticks.QuadPart += static_cast<ULONGLONG>(secondsFromNow * 10'000'000LL);
-    file = {ticks.LowPart, ticks.HighPart};
-    FileTimeToSystemTime(&file, &local);
-    wchar_t text[64];
-    swprintf(text, ARRAYSIZE(text), L"%d-%d-%dT%d:%d:%d", local.wYear, local.wMonth, local.wDay, local.wHour,
-             local.wMinute, local.wSecond);
-    return text;
+    return vorna::FormatDateTime(support::FromNow(secondsFromNow));
 }
 
 struct Document {
@@ -55,23 +45,14 @@ struct Document {
     }
 };
 
-class Timer : public HostTest {
+class Timer : public ServiceTest<IZEBTimer> {
   protected:
+    Timer() : ServiceTest(vorna::PROGID_TIMER) {}
     void SetUp() override {
-        inbox.Clear();
-        ASSERT_NO_FATAL_FAILURE(Connect());
+        ASSERT_NO_FATAL_FAILURE(ServiceTest::SetUp());
         bstr ticket;
-        ASSERT_HR(S_OK, timer_->GetTicket(ticket.put()));
+        ASSERT_HR(S_OK, service_->GetTicket(ticket.put()));
         ticket_ = ticket.str();
-    }
-    void TearDown() override {
-        timer_.reset();
-        HostTest::TearDown();
-    }
-    void Connect() { ConnectTo(L"QXKELDAN.ZEBTimer", timer_); }
-    void KillHost() {
-        HostTest::KillHost();
-        timer_.reset();
     }
     std::wstring Subscribe(const Document& document) {
         bstr id;
@@ -79,11 +60,11 @@ class Timer : public HostTest {
         return id.str();
     }
     HRESULT TrySubscribe(const std::wstring& ticket, const std::wstring& document, bstr& id) {
-        return timer_->Subscribe(bstr(ticket).get(), bstr(document).get(), id.put());
+        return service_->Subscribe(bstr(ticket).get(), bstr(document).get(), id.put());
     }
-    HRESULT Unsubscribe(const std::wstring& id) { return timer_->Unsubscribe(bstr(ticket_).get(), bstr(id).get()); }
+    HRESULT Unsubscribe(const std::wstring& id) { return service_->Unsubscribe(bstr(ticket_).get(), bstr(id).get()); }
     HRESULT Modify(const std::wstring& id, const std::wstring& document) {
-        return timer_->Modify(bstr(id).get(), bstr(document).get());
+        return service_->Modify(bstr(id).get(), bstr(document).get());
     }
     // Waits for two ticks of another registration: everything that is due has been delivered then.
     void WaitForTwoTicks() {
@@ -92,11 +73,14 @@ class Timer : public HostTest {
         EXPECT_HR(S_OK, Unsubscribe(marker));
     }
 
-    com_ptr<IZEBTimer> timer_;
     std::wstring ticket_;
 };
 
 TEST_F(Timer, CallsBackUntilItIsUnsubscribed) {
+    // A client that cannot be created does not disturb others.
+    Document absent;
+    absent.client = L"QXKELDAN.NoSuchClass";
+    Subscribe(absent);
     Document document;
     document.parameter = L"5 &lt; 6 &amp; \"7\"";
     const std::wstring id = Subscribe(document);
@@ -125,8 +109,7 @@ TEST_F(Timer, KilledHostRestartsWithItsRegistrationsAndTickets) {
     EXPECT_TRUE(inbox.WaitFor(second, 2));
     EXPECT_HR(S_OK, Unsubscribe(first));
     EXPECT_HR(S_OK, Unsubscribe(second));
-    KillHost();
-    ASSERT_NO_FATAL_FAILURE(Connect());
+    ASSERT_NO_FATAL_FAILURE(KillAndReconnect());
     EXPECT_HR(vorna::PLATFORM_ID_UNKNOWN, Unsubscribe(first));
 }
 
@@ -145,8 +128,7 @@ TEST_F(Timer, TickMissedWhileNoHostRanIsDeliveredOnce) {
     EXPECT_TRUE(inbox.WaitFor(id, 1));
     WaitForTwoTicks();
     EXPECT_EQ(1u, inbox.Count(id));
-    KillHost();
-    ASSERT_NO_FATAL_FAILURE(Connect());
+    ASSERT_NO_FATAL_FAILURE(KillAndReconnect());
     WaitForTwoTicks();
     EXPECT_EQ(1u, inbox.Count(id)) << "a delivered tick was repeated after a kill";
 }
@@ -159,14 +141,6 @@ TEST_F(Timer, FailedDeliveryIsRetriedAsOftenAsTheDocumentSays) {
     EXPECT_TRUE(inbox.WaitFor(id, 3));
     WaitForTwoTicks();
     EXPECT_EQ(3u, inbox.Count(id));
-}
-
-TEST_F(Timer, ClientThatCannotBeCreatedDoesNotDisturbOthers) {
-    Document absent;
-    absent.client = L"QXKELDAN.NoSuchClass";
-    Subscribe(absent);
-    const std::wstring id = Subscribe({});
-    EXPECT_TRUE(inbox.WaitFor(id, 2));
 }
 
 TEST_F(Timer, ModifiedScheduleReplacesTheOldOne) {
@@ -189,8 +163,7 @@ TEST_F(Timer, ExpiredRegistrationIsRememberedAsExpired) {
     WaitForTwoTicks();
     EXPECT_EQ(2u, inbox.Count(id));
     EXPECT_HR(vorna::PLATFORM_ID_EXPIRED, Modify(id, document.Text()));
-    KillHost();
-    ASSERT_NO_FATAL_FAILURE(Connect());
+    ASSERT_NO_FATAL_FAILURE(KillAndReconnect());
     EXPECT_HR(vorna::PLATFORM_ID_EXPIRED, Unsubscribe(id));
 }
 
@@ -235,23 +208,13 @@ TEST_F(Timer, RefusesDocumentsThatAreNotSchedules) {
 
 TEST_F(Timer, OneHostServesAFolder) {
     const DWORD id = HostId();
-    EXPECT_EQ(0u, RunHost(L"-Embedding"));
+    EXPECT_EQ(0u, support::RunHost(L"-Embedding"));
     EXPECT_EQ(id, HostId());
     EXPECT_HR(S_OK, Unsubscribe(Subscribe(Document::Once())));
-    timer_.reset();
-    EXPECT_EQ(0u, RunHost(L"/stop"));
+    service_.reset();
+    EXPECT_EQ(0u, support::RunHost(L"/stop"));
     EXPECT_FALSE(std::filesystem::exists(dataFolder_ / "host.pid"));
-    EXPECT_EQ(0u, RunHost(L"/stop"));
-}
-
-TEST_F(Timer, DamagedRegistrationsAreMovedAsideAndTheHostWorks) {
-    Subscribe(Document::Once());
-    KillHost();
-    Damage(L"timer.journal");
-    ASSERT_NO_FATAL_FAILURE(Connect());
-    bstr id;
-    EXPECT_HR(vorna::PLATFORM_TICKET_UNKNOWN, TrySubscribe(ticket_, Document().Text(), id));
-    EXPECT_EQ(1, FilesNamed(L"timer.journal.damaged"));
+    EXPECT_EQ(0u, support::RunHost(L"/stop"));
 }
 
 class Faulty : public vorna::com_object<Faulty, IComBaseClient> {
@@ -269,12 +232,8 @@ class Mute : public vorna::com_object<Mute, IPersist> {
 };
 
 TEST(ClientCall, FaultsAndMissingInterfacesOfClientsAreFailures) {
-    constexpr CLSID FAULTY = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x02}};
-    constexpr CLSID MUTE = {0x5b1c0a77, 0x2d0e, 0x4b57, {0x9a, 0x61, 0x3e, 0x1d, 0x7c, 0x52, 0x88, 0x03}};
-    RegisterProgId(L"QXKELDAN.TimerTestFaulty", FAULTY);
-    RegisterProgId(L"QXKELDAN.TimerTestMute", MUTE);
-    const auto first = RunningClass::Of<Faulty>(FAULTY, CLSCTX_INPROC_SERVER);
-    const auto second = RunningClass::Of<Mute>(MUTE, CLSCTX_INPROC_SERVER);
+    const fakes::InstalledClass<Faulty> faulty(L"QXKELDAN.TimerTestFaulty");
+    const fakes::InstalledClass<Mute> mute(L"QXKELDAN.TimerTestMute");
     EXPECT_HR(E_UNEXPECTED, keldan::DeliverToClient(L"QXKELDAN.TimerTestFaulty", L"<a/>"));
     EXPECT_HR(E_NOINTERFACE, keldan::DeliverToClient(L"QXKELDAN.TimerTestMute", L"<a/>"));
     EXPECT_HR(CO_E_CLASSSTRING, keldan::DeliverToClient(L"QXKELDAN.NoSuchClass", L"<a/>"));

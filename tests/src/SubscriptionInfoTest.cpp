@@ -57,7 +57,7 @@ TEST_F(SubscriptionInfoTest, MinimalTimerDocumentHasTheDefaults) {
     EXPECT_EQ((Duration{.years = 1}), info.TimerEvent()->aging);
 }
 
-TEST_F(SubscriptionInfoTest, EverythingSaidIsKept) {
+TEST_F(SubscriptionInfoTest, EveryValueOfTheDocumentIsRead) {
     SubscriptionInfo info(
         L"\xFEFF<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n<Archive ID=\"Press 7\">\r\n  <Collect>OFF</Collect>\r\n"
         L"  <Aging>P0Y6M0DT0H0M0S</Aging>\r\n  <DataManagement>\r\n"
@@ -76,19 +76,13 @@ TEST_F(SubscriptionInfoTest, EverythingSaidIsKept) {
     EXPECT_EQ((Duration{.hours = 2}), info.LifetimeAfterRead());
     EXPECT_EQ(4294967295u, info.MaxStorageSize());
     EXPECT_TRUE(info.SizeInKilobytes());
-    // A document with both is the timer's.
+    // The timer wins over an event.
     ASSERT_EQ(EventType::Timer, info.EventType());
     EXPECT_EQ(L"/a[b<'\u00E9']", info.TimerEvent()->source.xpath);
     EXPECT_TRUE(info.TimerEvent()->frequency.IsZero());
     EXPECT_EQ(3, info.TimerEvent()->retries);
     EXPECT_EQ((Duration{.months = 6}), info.TimerEvent()->aging);
 }
-
-struct RefusedCase {
-    std::wstring text;
-    HRESULT status;
-    const char* error;
-};
 
 std::wstring TimerWith(std::wstring_view content) {
     return Archive(std::wstring(L"<Timer>").append(content).append(L"</Timer>"));
@@ -104,130 +98,129 @@ TEST_F(SubscriptionInfoTest, FirstFaultIsTheStatusAndSaysWhatIsWrong) {
     const std::wstring model = MODEL;
     const std::wstring frequency = L"<Frequency>P0Y0M0DT1H0M0S</Frequency>";
     const std::wstring event = L"<Event><XPath>/e</XPath></Event>";
-    const RefusedCase cases[] = {
-        {L"", RESULT_XML_MALFORMED, "XML not properly formatted"},
-        {L" \r\n", RESULT_XML_MALFORMED, "XML not properly formatted"},
-        {L"Archive", RESULT_XML_MALFORMED, "XML not properly formatted"},
-        {Archive(TIMER).substr(0, 100), RESULT_XML_MALFORMED, "XML not properly formatted"},
-        {Archive(TIMER) + L"<b/>", RESULT_XML_MALFORMED, "XML not properly formatted"},
-        {L"<!DOCTYPE Archive [<!ENTITY e 'A1'>]>" + Archive(TIMER), RESULT_XML_MALFORMED, "XML not properly formatted"},
-
-        {L"<Archive><Collect>ON</Collect></Archive>", RESULT_ARCHIVE_ID,
-         "Subscription Info Error : Invalid Archieve ID"},
-        {Archive(TIMER, L""), RESULT_ARCHIVE_ID, "Subscription Info Error : Invalid Archieve ID"},
-        {Archive(TIMER, L"   "), RESULT_ARCHIVE_ID, "Subscription Info Error : Invalid Archieve ID"},
-        {L"<Store ID=\"A1\"><Collect>ON</Collect></Store>", RESULT_ARCHIVE_ID,
-         "Subscription Info Error : Invalid Archieve ID"},
-
-        {L"<Archive ID=\"A1\"/>", RESULT_COLLECT, "Subscription Info Error : Data Collect is mandatory field"},
-        {L"<Archive ID=\"A1\"><Collect/></Archive>", RESULT_COLLECT,
-         "Subscription Info Error : Data Collect is mandatory field"},
-        {L"<Archive ID=\"A1\"><Collect>On</Collect></Archive>", RESULT_COLLECT,
-         "Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found"},
-        {L"<Archive ID=\"A1\"><Collect> ON</Collect></Archive>", RESULT_COLLECT,
-         "Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found"},
-        {Archive(std::wstring(L"<Collect>OFF</Collect>") + TIMER), RESULT_COLLECT,
-         "Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found"},
-
-        {Archive(std::wstring(L"<Aging>P1D</Aging><DataManagement><LifetimeAfterRead>x</LifetimeAfterRead>"
-                              L"</DataManagement>") +
-                 TIMER),
-         RESULT_AGING, "Subscription Info Error: Invalid Aging duration found"},
-        {Managed(L"<LifetimeBeforeRead>P-1Y0M0DT0H0M0S</LifetimeBeforeRead>"), RESULT_LIFETIME_BEFORE_READ,
-         "Subscription Info Error: Invalid  duration for LifeTimeBefore Read"},
-        {Managed(L"<LifetimeAfterRead>PT1H</LifetimeAfterRead>"), RESULT_LIFETIME_AFTER_READ,
-         "Subscription Info Error: Invalid  duration for LifeTimeAfter Read"},
-        {Managed(L"<MaxStorageSize>10</MaxStorageSize>"), RESULT_STORAGE_UNITS,
-         "Subscription Info Error: Invalid  units for MaxStorageSize"},
-        {Managed(L"<MaxStorageSize Units=\"\">10</MaxStorageSize>"), RESULT_STORAGE_UNITS,
-         "Subscription Info Error: Invalid  units for MaxStorageSize"},
-        {Managed(L"<MaxStorageSize Units=\"kb\">x</MaxStorageSize>"), RESULT_STORAGE_UNITS,
-         "Subscription Info Error: Invalid  units for MaxStorageSize"},
-        {Managed(L"<MaxStorageSize Units=\"KB\">+10</MaxStorageSize>"), RESULT_STORAGE_SIZE,
-         "Subscription Info Error: Invalid  value for MaxStorageSize"},
-        {Managed(L"<MaxStorageSize Units=\"KB\"> 10</MaxStorageSize>"), RESULT_STORAGE_SIZE,
-         "Subscription Info Error: Invalid  value for MaxStorageSize"},
-        {Managed(L"<MaxStorageSize Units=\"NUMFILES\">4294967296</MaxStorageSize>"), RESULT_STORAGE_SIZE,
-         "Subscription Info Error: Invalid  value for MaxStorageSize"},
-        {Managed(L"<MaxStorageSize Units=\"NUMFILES\">99999999999999999999999</MaxStorageSize>"), RESULT_STORAGE_SIZE,
-         "Subscription Info Error: Invalid  value for MaxStorageSize"},
-
-        {Archive(L""), RESULT_EVENT_TYPE, "Invalid event type"},
-        {Archive(L"<Timer/>"), RESULT_EVENT_TYPE, "Invalid event type"},
-        {Archive(L"<timer>x</timer>"), RESULT_EVENT_TYPE, "Invalid event type"},
-
-        {TimerWith(frequency), RESULT_DATA_MODEL, "Subscription Info Error : Invalid Timer Event XDM XPath"},
-        {TimerWith(L"<XMLDataModel><XPath>/a</XPath><XPath>/b</XPath><XDMPrefixes>p</XDMPrefixes></XMLDataModel>" +
-                   frequency),
-         RESULT_DATA_MODEL, "Subscription Info Error : Invalid Timer Event XDM XPath"},
-        {TimerWith(L"<XMLDataModel><XPath>/a</XPath><XDMPrefixes/></XMLDataModel>" + frequency), RESULT_DATA_MODEL,
-         "Subscription Info Error : Invalid Timer Event XDM XDMPRefixes"},
-        {TimerWith(model), RESULT_TIMER_FREQUENCY,
-         "Subscription Info Error : No frequency present in subscription info for timer subscription"},
-        {TimerWith(model + L"<Frequency>PT1H</Frequency>"), RESULT_TIMER_FREQUENCY,
-         "Subscription Info Error : Invalid notification frequency present in subscription info for timer subscription"},
-        {TimerWith(model + frequency + L"<Retries>-1</Retries>"), RESULT_TIMER_RETRIES,
-         "Subscription Info Error : Invalid retry in subscription info for timer subscription"},
-        {TimerWith(model + frequency + L"<Retries>2147483648</Retries>"), RESULT_TIMER_RETRIES,
-         "Subscription Info Error : Invalid retry in subscription info for timer subscription"},
-
-        {KROWith(model), RESULT_KRO_NAME,
-         "Subscription Info Error : Invalid KRO Event name in subscription info for KRO Event"},
-        {KROWith(L"<Name>N</Name><XMLDataModel/><EventPayload/>"), RESULT_DATA_MODEL,
-         "Subscription Info Error : Invalid KRO Event XDM Path"},
-        {KROWith(L"<Name>N</Name><XMLDataModel><XPath>/a</XPath></XMLDataModel>"), RESULT_DATA_MODEL,
-         "Subscription Info Error : Invalid KRO Event XDM XDMPRefixes"},
-        {KROWith(L"<Name>N</Name>"), RESULT_KRO_ARCHIVE_TYPE,
-         "Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription"},
-
-        {XDMWith(model), RESULT_XDM_EVENTS,
-         "Subscription Info Error: Invalid Events specified in XDM event subscription"},
-        {XDMWith(event + L"<Event><Trigger>t</Trigger></Event>" + model), RESULT_XDM_EVENT_XPATH,
-         "Subscription Info Error: Invalid Events specified in XDM event subscription"},
-        {XDMWith(event + L"<XMLDataModel><XDMPrefixes>p</XDMPrefixes></XMLDataModel>"), RESULT_XDM_XPATH,
-         "Subscription Info Error: Invalid XDM path specified in XDM event subscription"},
-        {XDMWith(event + L"<XMLDataModel><XPath>/a</XPath></XMLDataModel>"), RESULT_XDM_PREFIXES,
-         "Subscription Info Error: Invalid XDM Prefixes specified in XDM event subscription"},
-        {XDMWith(event), RESULT_XDM_PAYLOAD,
-         "Subscription Info Error: Invalid Event Payload specified in XDM event subscription"},
+    const std::wstring aging = L"<Aging>P1D</Aging>";
+    const struct {
+        HRESULT status;
+        const char* error;
+        std::vector<std::wstring> texts;
+    } cases[] = {
+        {RESULT_XML_MALFORMED,
+         "XML not properly formatted",
+         {L"", L" \r\n", L"Archive", Archive(TIMER).substr(0, 100), Archive(TIMER) + L"<b/>",
+          L"<!DOCTYPE Archive [<!ENTITY e 'A1'>]>" + Archive(TIMER)}},
+        {RESULT_ARCHIVE_ID,
+         "Subscription Info Error : Invalid Archieve ID",
+         {L"<Archive><Collect>ON</Collect></Archive>", Archive(TIMER, L""), Archive(TIMER, L"   "),
+          L"<Store ID=\"A1\"><Collect>ON</Collect></Store>"}},
+        {RESULT_COLLECT,
+         "Subscription Info Error : Data Collect is mandatory field",
+         {L"<Archive ID=\"A1\"/>", L"<Archive ID=\"A1\"><Collect/></Archive>"}},
+        {RESULT_COLLECT,
+         "Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found",
+         {L"<Archive ID=\"A1\"><Collect>On</Collect></Archive>", L"<Archive ID=\"A1\"><Collect> ON</Collect></Archive>",
+          Archive(std::wstring(L"<Collect>OFF</Collect>") + TIMER)}},
+        {RESULT_AGING,
+         "Subscription Info Error: Invalid Aging duration found",
+         {Archive(aging + L"<DataManagement><LifetimeAfterRead>x</LifetimeAfterRead></DataManagement>" + TIMER)}},
+        {RESULT_LIFETIME_BEFORE_READ,
+         "Subscription Info Error: Invalid  duration for LifeTimeBefore Read",
+         {Managed(L"<LifetimeBeforeRead>P-1Y0M0DT0H0M0S</LifetimeBeforeRead>")}},
+        {RESULT_LIFETIME_AFTER_READ,
+         "Subscription Info Error: Invalid  duration for LifeTimeAfter Read",
+         {Managed(L"<LifetimeAfterRead>PT1H</LifetimeAfterRead>")}},
+        {RESULT_STORAGE_UNITS,
+         "Subscription Info Error: Invalid  units for MaxStorageSize",
+         {Managed(L"<MaxStorageSize>10</MaxStorageSize>"), Managed(L"<MaxStorageSize Units=\"\">10</MaxStorageSize>"),
+          Managed(L"<MaxStorageSize Units=\"kb\">x</MaxStorageSize>")}},
+        {RESULT_STORAGE_SIZE,
+         "Subscription Info Error: Invalid  value for MaxStorageSize",
+         {Managed(L"<MaxStorageSize Units=\"KB\">+10</MaxStorageSize>"),
+          Managed(L"<MaxStorageSize Units=\"KB\"> 10</MaxStorageSize>"),
+          Managed(L"<MaxStorageSize Units=\"NUMFILES\">4294967296</MaxStorageSize>"),
+          Managed(L"<MaxStorageSize Units=\"NUMFILES\">99999999999999999999999</MaxStorageSize>")}},
+        {RESULT_EVENT_TYPE, "Invalid event type", {Archive(L""), Archive(L"<Timer/>"), Archive(L"<timer>x</timer>")}},
+        {RESULT_DATA_MODEL,
+         "Subscription Info Error : Invalid Timer Event XDM XPath",
+         {TimerWith(frequency),
+          TimerWith(L"<XMLDataModel><XPath>/a</XPath><XPath>/b</XPath><XDMPrefixes>p</XDMPrefixes></XMLDataModel>" +
+                    frequency)}},
+        {RESULT_DATA_MODEL,
+         "Subscription Info Error : Invalid Timer Event XDM XDMPRefixes",
+         {TimerWith(L"<XMLDataModel><XPath>/a</XPath><XDMPrefixes/></XMLDataModel>" + frequency)}},
+        {RESULT_TIMER_FREQUENCY,
+         "Subscription Info Error : No frequency present in subscription info for timer subscription",
+         {TimerWith(model)}},
+        {RESULT_TIMER_FREQUENCY,
+         "Subscription Info Error : Invalid notification frequency present in subscription info for timer subscription",
+         {TimerWith(model + L"<Frequency>PT1H</Frequency>")}},
+        {RESULT_TIMER_RETRIES,
+         "Subscription Info Error : Invalid retry in subscription info for timer subscription",
+         {TimerWith(model + frequency + L"<Retries>-1</Retries>"),
+          TimerWith(model + frequency + L"<Retries>2147483648</Retries>")}},
+        {RESULT_KRO_NAME,
+         "Subscription Info Error : Invalid KRO Event name in subscription info for KRO Event",
+         {KROWith(model)}},
+        {RESULT_DATA_MODEL,
+         "Subscription Info Error : Invalid KRO Event XDM Path",
+         {KROWith(L"<Name>N</Name><XMLDataModel/><EventPayload/>")}},
+        {RESULT_DATA_MODEL,
+         "Subscription Info Error : Invalid KRO Event XDM XDMPRefixes",
+         {KROWith(L"<Name>N</Name><XMLDataModel><XPath>/a</XPath></XMLDataModel>")}},
+        {RESULT_KRO_ARCHIVE_TYPE,
+         "Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription",
+         {KROWith(L"<Name>N</Name>")}},
+        {RESULT_XDM_EVENTS,
+         "Subscription Info Error: Invalid Events specified in XDM event subscription",
+         {XDMWith(model)}},
+        {RESULT_XDM_EVENT_XPATH,
+         "Subscription Info Error: Invalid Events specified in XDM event subscription",
+         {XDMWith(event + L"<Event><Trigger>t</Trigger></Event>" + model)}},
+        {RESULT_XDM_XPATH,
+         "Subscription Info Error: Invalid XDM path specified in XDM event subscription",
+         {XDMWith(event + L"<XMLDataModel><XDMPrefixes>p</XDMPrefixes></XMLDataModel>")}},
+        {RESULT_XDM_PREFIXES,
+         "Subscription Info Error: Invalid XDM Prefixes specified in XDM event subscription",
+         {XDMWith(event + L"<XMLDataModel><XPath>/a</XPath></XMLDataModel>")}},
+        {RESULT_XDM_PAYLOAD,
+         "Subscription Info Error: Invalid Event Payload specified in XDM event subscription",
+         {XDMWith(event)}},
     };
-    for (const RefusedCase& test : cases) {
-        SCOPED_TRACE(support::Narrow(test.text));
-        SubscriptionInfo info(test.text);
-        EXPECT_HR(test.status, info.Status());
-        EXPECT_EQ(test.error, support::Narrow(info.ErrorText()));
-    }
+    for (const auto& test : cases)
+        for (const std::wstring& text : test.texts) {
+            SCOPED_TRACE(support::Narrow(text));
+            SubscriptionInfo info(text);
+            EXPECT_HR(test.status, info.Status());
+            EXPECT_EQ(test.error, support::Narrow(info.ErrorText()));
+        }
 }
 
 TEST_F(SubscriptionInfoTest, ArchiveIDThatWouldBreakAPathOrAnAttributeIsNamed) {
     const std::wstring longest(256, L'x');
-    const RefusedCase cases[] = {
-        {L"A&quot;1", RESULT_ARCHIVE_ID, "The character U+0022 (\") is not allowed in: A\"1"},
-        {L"A'1", RESULT_ARCHIVE_ID, "The character U+0027 (') is not allowed in: A'1"},
-        {L"&lt;A>", RESULT_ARCHIVE_ID, "The character U+003C (<) is not allowed in: <A>"},
-        {L"A>", RESULT_ARCHIVE_ID, "The character U+003E (>) is not allowed in: A>"},
-        {L"A&amp;B", RESULT_ARCHIVE_ID, "The character U+0026 (&) is not allowed in: A&B"},
-        {L"A\\B", RESULT_ARCHIVE_ID, "The character U+005C (\\) is not allowed in: A\\B"},
-        {L"A/B", RESULT_ARCHIVE_ID, "The character U+002F (/) is not allowed in: A/B"},
-        {L"A[B", RESULT_ARCHIVE_ID, "The character U+005B ([) is not allowed in: A[B"},
-        {L"A]B", RESULT_ARCHIVE_ID, "The character U+005D (]) is not allowed in: A]B"},
-        {L"A=B", RESULT_ARCHIVE_ID, "The character U+003D (=) is not allowed in: A=B"},
-        {L"A&#9;B", RESULT_ARCHIVE_ID, "The character U+0009 is not allowed in: A?B"},
-        {L"A&#x85;B", RESULT_ARCHIVE_ID, "The character U+0085 is not allowed in: A?B"},
-        {longest + L"'", RESULT_ARCHIVE_ID, "It has 257 characters, more than 256, and begins: "},
-        {longest, S_OK, ""},
-        {L"  Press 7, hall \u00E9:*?|.. ", S_OK, ""},
+    const std::pair<std::wstring, std::string> refused[] = {
+        {L"A&quot;1", "The character U+0022 (\") is not allowed in: A\"1"},
+        {L"A'1", "The character U+0027 (') is not allowed in: A'1"},
+        {L"&lt;A>", "The character U+003C (<) is not allowed in: <A>"},
+        {L"A>", "The character U+003E (>) is not allowed in: A>"},
+        {L"A&amp;B", "The character U+0026 (&) is not allowed in: A&B"},
+        {L"A\\B", "The character U+005C (\\) is not allowed in: A\\B"},
+        {L"A/B", "The character U+002F (/) is not allowed in: A/B"},
+        {L"A[B", "The character U+005B ([) is not allowed in: A[B"},
+        {L"A]B", "The character U+005D (]) is not allowed in: A]B"},
+        {L"A=B", "The character U+003D (=) is not allowed in: A=B"},
+        {L"A&#9;B", "The character U+0009 is not allowed in: A?B"},
+        {L"A&#x85;B", "The character U+0085 is not allowed in: A?B"},
+        {longest + L"'", "It has 257 characters, more than 256, and begins: "},
     };
-    for (const RefusedCase& test : cases) {
-        SCOPED_TRACE(support::Narrow(test.text));
-        SubscriptionInfo info(Archive(TIMER, test.text));
-        EXPECT_HR(test.status, info.Status());
-        EXPECT_EQ(test.status != S_OK, info.ArchiveID().empty());
-        std::string expected = test.status == S_OK ? "" : "Subscription Info Error : Invalid Archieve ID. ";
-        EXPECT_TRUE(support::Narrow(info.ErrorText()).starts_with(expected + test.error))
+    for (const auto& [id, error] : refused) {
+        SubscriptionInfo info(Archive(TIMER, id));
+        EXPECT_HR(RESULT_ARCHIVE_ID, info.Status()) << error;
+        EXPECT_TRUE(info.ArchiveID().empty()) << error;
+        EXPECT_EQ(0u, support::Narrow(info.ErrorText()).find("Subscription Info Error : Invalid Archieve ID. " + error))
             << support::Narrow(info.ErrorText());
         EXPECT_LE(info.ErrorText().size(), 200u);
     }
+    for (const std::wstring& id : {longest, std::wstring(L"  Press 7, hall \u00E9:*?|.. ")})
+        EXPECT_HR(S_OK, SubscriptionInfo(Archive(TIMER, id)).Status()) << support::Narrow(id);
 }
 
 TEST_F(SubscriptionInfoTest, EventOfTheEventManager) {
@@ -243,7 +236,7 @@ TEST_F(SubscriptionInfoTest, EventOfTheEventManager) {
               info.KROEvent()->filters);
 }
 
-TEST_F(SubscriptionInfoTest, PayloadOfAnEventMayBeTakenWhole) {
+TEST_F(SubscriptionInfoTest, EventPayloadIsArchivedWholeOrFiltered) {
     SubscriptionInfo whole(KROWith(L"<Name>JobDone</Name><EventPayload/>"));
     ASSERT_HR(S_OK, whole.Status());
     EXPECT_EQ((DataSource{DataSourceKind::EventPayload, L"", L"", L""}), whole.KROEvent()->source);
@@ -265,15 +258,6 @@ TEST_F(SubscriptionInfoTest, EventsOfADataModel) {
     EXPECT_EQ((std::vector<DataModelEvent>{{L"/a", L"> 5", L"< 3"}, {L"/b", L"", L""}}), info.XDMEvent()->events);
     EXPECT_EQ((DataSource{DataSourceKind::EventPayload, L"/Event", L"", L""}), info.XDMEvent()->source);
     EXPECT_EQ((Duration{.years = 1}), info.XDMEvent()->duration);
-}
-
-TEST_F(SubscriptionInfoTest, CookieReachesTheEvent) {
-    SubscriptionInfo info(Archive(TIMER));
-    info.SetClientCookie(L"host\\A1");
-    SubscriptionInfo moved(std::move(info));
-    EXPECT_EQ(L"host\\A1", moved.ClientCookie());
-    ASSERT_TRUE(moved.TimerEvent());
-    EXPECT_EQ(L"host\\A1", moved.TimerEvent()->clientCookie);
 }
 
 TEST_F(SubscriptionInfoTest, AgingIsWrittenIntoTheTextAndReadBack) {
@@ -308,7 +292,7 @@ TEST_F(SubscriptionInfoTest, DefaultAgingIsMadeExplicit) {
     EXPECT_NE(std::wstring::npos, info.SubscriptionText().find(L"<Aging>P1Y0M0DT0H0M0S</Aging>"));
 }
 
-TEST_F(SubscriptionInfoTest, AgingOfATextThatIsNoDocumentFailsAndChangesNothing) {
+TEST_F(SubscriptionInfoTest, SettingTheAgingOfATextThatIsNotADocumentFailsAndChangesNothing) {
     SubscriptionInfo info(L"<Archive");
     EXPECT_HR(RESULT_XML_MALFORMED, info.SetAging(Duration{.days = 1}));
     EXPECT_EQ("Failed to load subscription string:<Archive", support::Narrow(info.ErrorText()));
@@ -316,25 +300,18 @@ TEST_F(SubscriptionInfoTest, AgingOfATextThatIsNoDocumentFailsAndChangesNothing)
     EXPECT_EQ(L"<Archive", info.SubscriptionText());
 }
 
-TEST_F(SubscriptionInfoTest, LargeGarbageIsRefusedAtOnce) {
+TEST_F(SubscriptionInfoTest, LargeGarbageIsRefused) {
     std::wstring garbage(25'000'000, L'x'); // 50 MB
-    DWORD begin = GetTickCount();
     EXPECT_HR(RESULT_XML_MALFORMED, SubscriptionInfo(garbage).Status());
-    garbage[0] = L'<';
-    garbage[1] = L'<';
+    garbage.replace(0, 2, L"<<");
     EXPECT_HR(RESULT_XML_MALFORMED, SubscriptionInfo(garbage).Status());
-    EXPECT_LT(GetTickCount() - begin, 10'000u);
 }
 
 TEST_F(SubscriptionInfoTest, AnyThreadMayParse) {
     HRESULT status = E_FAIL;
     std::thread([&] { status = SubscriptionInfo(Archive(TIMER)).Status(); }).join();
     EXPECT_HR(S_OK, status);
-    std::thread([&] {
-        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-        status = SubscriptionInfo(Archive(TIMER)).Status();
-        CoUninitialize();
-    }).join();
+    support::RunInApartment(COINIT_APARTMENTTHREADED, [&] { status = SubscriptionInfo(Archive(TIMER)).Status(); });
     EXPECT_HR(S_OK, status);
 }
 

@@ -1,10 +1,17 @@
 #include "support/Support.h"
 
+#include "QXKeldan.h"
+#include "common/com/bstr.h"
 #include "common/com/unique_any.h"
+#include "common/services/platformservices.h"
+#include "support/ChildProcess.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <fstream>
 #include <stdexcept>
+#include <thread>
 
 namespace support {
 
@@ -18,21 +25,6 @@ void CallExport(const std::filesystem::path& module, const char* name) {
         throw std::runtime_error("no " + std::string(name) + " in " + module.string());
     if (HRESULT result = function(); FAILED(result))
         throw std::runtime_error(module.string() + ": " + name + " failed");
-}
-
-void RunToEnd(std::wstring command) {
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-        throw std::runtime_error("cannot start " + Narrow(command));
-    vorna::unique_handle handle(process.hProcess);
-    vorna::unique_handle thread(process.hThread);
-    WaitForSingleObject(handle.get(), INFINITE);
-    DWORD code = 1;
-    GetExitCodeProcess(handle.get(), &code);
-    if (code != 0)
-        throw std::runtime_error(Narrow(command) + " ended with " + std::to_string(code));
 }
 
 std::string UniqueName() {
@@ -73,6 +65,56 @@ std::filesystem::path BinFolder() {
     return std::filesystem::path(path).parent_path();
 }
 
+std::string ReadFileBytes(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void WriteFileBytes(const std::filesystem::path& path, std::string_view bytes) {
+    std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+void DamageFile(const std::filesystem::path& path, size_t offset) {
+    std::string bytes = ReadFileBytes(path);
+    bytes.at(offset) = static_cast<char>(bytes.at(offset) ^ 0x40);
+    std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(static_cast<std::streamoff>(offset));
+    file.put(bytes[offset]);
+}
+
+std::vector<std::wstring> FilesIn(const std::filesystem::path& folder) {
+    std::vector<std::wstring> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename().wstring());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+SYSTEMTIME FromNow(int seconds) {
+    SYSTEMTIME local{};
+    FILETIME file{};
+    GetLocalTime(&local);
+    SystemTimeToFileTime(&local, &file);
+    ULARGE_INTEGER ticks{{file.dwLowDateTime, file.dwHighDateTime}};
+    ticks.QuadPart += static_cast<ULONGLONG>(seconds * 10'000'000LL);
+    file = {ticks.LowPart, ticks.HighPart};
+    FileTimeToSystemTime(&file, &local);
+    return local;
+}
+
+SYSTEMTIME At(int year, int month, int day, int hour, int minute, int second) {
+    const auto word = [](int value) { return static_cast<WORD>(value); };
+    return {word(year), word(month), 0, word(day), word(hour), word(minute), word(second), 0};
+}
+
+void RunInApartment(DWORD kind, const std::function<void()>& function) {
+    std::thread([&] {
+        CoInitializeEx(nullptr, kind);
+        function();
+        CoUninitialize();
+    }).join();
+}
+
 TestFolder::TestFolder() : path_(std::filesystem::temp_directory_path() / UniqueName()) {
     std::filesystem::create_directories(path_);
 }
@@ -91,24 +133,26 @@ RegistryValue::RegistryValue(std::wstring key, std::wstring name, std::wstring_v
                ERROR_SUCCESS;
     if (existed_)
         before_ = buffer;
-    std::wstring value(text);
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), name_.c_str(), REG_SZ, value.c_str(),
-                    static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
+    Set(std::wstring(text));
 }
 
 RegistryValue::~RegistryValue() {
     if (existed_)
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), name_.c_str(), REG_SZ, before_.c_str(),
-                        static_cast<DWORD>((before_.size() + 1) * sizeof(wchar_t)));
+        Set(before_);
     else
         RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), name_.c_str());
+}
+
+void RegistryValue::Set(const std::wstring& text) {
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), name_.c_str(), REG_SZ, text.c_str(),
+                    static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
 }
 
 void RegisterPlatform() {
     static const bool once = [] {
         CallExport(BinFolder() / "QXKeldan.dll", "DllRegisterServer");
-        if (auto host = BinFolder() / "QXKeldanHost.exe"; std::filesystem::exists(host))
-            RunToEnd(L"\"" + host.wstring() + L"\" /regserver");
+        if (std::filesystem::exists(BinFolder() / "QXKeldanHost.exe") && RunHost(L"/regserver") != 0)
+            throw std::runtime_error("QXKeldanHost.exe does not register itself");
         return true;
     }();
     (void)once;
@@ -127,6 +171,15 @@ std::wstring ServiceDocument(std::wstring_view portId, std::wstring_view service
     document.append(L"</serviceURI><additionalInfo><model>M1</model><address>10.0.0.7</address>"
                     L"<addressType>IP</addressType><friendlyName>Press 7</friendlyName></additionalInfo></service>");
     return document;
+}
+
+vorna::com_ptr<IUnknown> PlatformService(const std::wstring& portId, const std::wstring& serviceId,
+                                         const std::wstring& serviceUri) {
+    const auto factory = Create<IZEBServiceFactory>(vorna::PROGID_SERVICE_FACTORY);
+    vorna::com_ptr<IUnknown> service;
+    EXPECT_HR(S_OK,
+              factory->CreateService(vorna::bstr(ServiceDocument(portId, serviceId, serviceUri)).get(), service.put()));
+    return service;
 }
 
 } // namespace support
