@@ -46,6 +46,7 @@ TEST_F(ArchiveTest, FromTheFirstCaptureToNothingLeft) {
     EXPECT_EQ(3u, scripts_.timer.schedules.size());
     const SubscriptionRecord record = Record(L"A1");
     ASSERT_EQ(1u, record.snapShots.size());
+    EXPECT_NE(std::wstring::npos, scripts_.timer.schedules[record.subscriptionId].find(record.clientCookie));
     EXPECT_NE(std::wstring::npos, record.serviceXml.find(L"<friendlyName>Press &amp; Co &lt;7&gt;</friendlyName>"));
 
     const Answer answer = GetData(L"/Archive[@ID='A1']/Data/V");

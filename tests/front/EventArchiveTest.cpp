@@ -105,6 +105,8 @@ TEST_F(EventArchive, FromTheRegistrationToNothingLeft) {
                                               L"</XDMPrefixes></XMLDataModel>"))
                             .result);
         EXPECT_EQ(2u, kind.sender().schedules.size());
+        EXPECT_NE(std::wstring::npos,
+                  kind.sender().schedules[Record(L"A1").subscriptionId].find(Record(L"A1").clientCookie));
         EXPECT_EQ(1u, scripts_.timer.schedules.size()) << "one maintenance timer";
         EXPECT_EQ(0, scripts_.aggregator.calls) << "nothing is gathered before the event";
         EXPECT_EQ(0u, Record(L"A1").snapShots.size());

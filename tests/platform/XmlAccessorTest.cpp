@@ -1,4 +1,5 @@
 // The registered accessor, created by its ProgID as clients create it.
+#include "common/services/XmlAccessor.h"
 #include "QXKeldan.h"
 #include "common/com/bstr.h"
 #include "common/com/results.h"
@@ -165,7 +166,7 @@ TEST_F(XmlAccessorTest, RefusedDocumentsLeaveNoDocument) {
     for (
         const std::wstring_view document :
         {L""sv, L"text"sv, L"<a>"sv, L"<a/></a>"sv, L"<a/><b/>"sv, L"<a>&#0;</a>"sv, L"<a>\xD800</a>"sv, L"<a b=c/>"sv,
-         L"<p:a/>"sv, L"<a xmlns:p=''/>"sv, L"<a:b:c/>"sv, L"<a/>\0<"sv,
+         L"<p:a/>"sv, L"<a xmlns:p=''/>"sv, L"<a:b:c/>"sv, L"<a/>\0x"sv,
          L"<a xmlns:p='u' xmlns:q='u' p:x='' q:x=''/>"sv, L"<?xml version='1.0'?><?xml version='1.0'?><a/>"sv,
          L"<?xml encoding='UTF-8'?><a/>"sv, L"<a"sv, L"<a b"sv, L"<a b='"sv, L"<a><![CDATA["sv, L"<!--"sv, L"<?p"sv,
          // Document types.
@@ -326,6 +327,25 @@ TEST_F(StylesheetTest, EndlessRecursionEnds) {
                     "<xsl:template name='t'><b><xsl:call-template name='t'/></b></xsl:template>",
                     answer);
     EXPECT_EQ("<a/>", Whole());
+}
+
+// The component's binding to the registered accessor.
+TEST(XmlAccessorBindingTest, EmptyAnswersAreDistinguishedFromFailures) {
+    support::RegisterPlatform();
+    vorna::XmlAccessor accessor;
+    std::wstring text = L"poison";
+    EXPECT_HR(E_UNEXPECTED, accessor.QueryText(L"/a", text));
+    ASSERT_HR(S_OK, accessor.Create());
+    ASSERT_HR(S_OK, accessor.Load(L"<a b='' c='1'><d/><d>2</d></a>"));
+    EXPECT_HR(S_OK, accessor.QueryText(L"/a/@c", text));
+    EXPECT_EQ(L"1", text);
+    EXPECT_HR(S_FALSE, accessor.QueryText(L"/a/@b", text));
+    EXPECT_EQ(L"", text);
+    EXPECT_HR(S_FALSE, accessor.QueryMarkup(L"/a/none", text));
+    EXPECT_HR(E_INVALIDARG, accessor.QueryMarkup(L"/a[", text));
+    std::vector<std::wstring> texts;
+    EXPECT_HR(S_OK, accessor.QueryTexts(L"/a/d", texts));
+    EXPECT_EQ(std::vector<std::wstring>{L"2"}, texts) << "empty texts are left out";
 }
 
 } // namespace
