@@ -38,6 +38,9 @@ std::wstring ReadFailureText(HRESULT result) {
     return std::wstring(L"The subscription could not be read: ") + reason + L" (" + hex_text(result) + L")";
 }
 
+constexpr HRESULT ALREADY_REGISTERED = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
+constexpr int MOST_REPEATS = 10;
+
 } // namespace
 
 VornaHandler::ArchivePath VornaHandler::ParseArchivePath(std::wstring_view xPath) {
@@ -120,20 +123,29 @@ HRESULT VornaHandler::SetData(IUnknown* service, std::wstring_view document, CPW
         return request.Status();
     }
     std::wstring servicePath;
-    if (HRESULT result = Subscription::GetPathFromServiceObjectAttributes(service, servicePath); result != S_OK) {
+    HRESULT result = Subscription::GetPathFromServiceObjectAttributes(service, servicePath);
+    if (result != S_OK) {
         VORNA_LOG(LOG_TRACE, "VornaHandler::HandleSetData~~~Failed as could not create Path");
-        errorText = L"Invalid Service Object";
         return result;
     }
     const std::wstring key = servicePath + L"\\" + request.ArchiveID();
+    result = SetDataOf(service, key, std::move(request), errorText);
+    // Another client may register or end the same archive between the look and the registration.
+    for (int repeat = 0; repeat < MOST_REPEATS && result == ALREADY_REGISTERED; ++repeat)
+        result = SetDataOf(service, key, SubscriptionInfo(document), errorText);
+    return result;
+}
+
+HRESULT VornaHandler::SetDataOf(IUnknown* service, const std::wstring& key, SubscriptionInfo request,
+                                CPWStringBuffer& errorText) {
     SubscriptionRecord record;
     const HRESULT found = SubscriptionPersistance().GetSubscription(key, record);
-    // For an existing archive only Collect and Aging of the request are used. If one of them is not valid, the request
-    // is refused: ending the archive would delete data because of a typing error.
-    const bool usable =
-        request.Status() != RESULT_COLLECT && request.Status() != RESULT_AGING && request.Status() != E_FAIL;
+    // Only Collect and Aging of the request count for an archive that exists, and Aging only if it is to go on. If
+    // Collect is not valid, ending the archive would delete data because of a typing error.
+    const bool readable = request.Status() != RESULT_COLLECT && request.Status() != E_FAIL;
+    const bool ends = readable && !request.Collect();
     if (found == S_OK) {
-        if (!usable) {
+        if (!readable || (!ends && request.Status() == RESULT_AGING)) {
             errorText = request.ErrorText();
             return request.Status();
         }
@@ -151,13 +163,13 @@ HRESULT VornaHandler::SetData(IUnknown* service, std::wstring_view document, CPW
         return subscription.HandleSetData(service, operation, errorText);
     }
     if (found != RESULT_NO_SUBSCRIPTION) {
-        // A damaged archive can still be ended; otherwise its name could never be used again.
-        if (usable && !request.Collect() && Subscription::IsBeyondReading(found, record))
+        // What is damaged beyond reading can still be ended, or its name would be taken for ever.
+        if (ends && Subscription::IsBeyondReading(found, record))
             return Subscription(std::move(record)).EndUnread(errorText);
         errorText = ReadFailureText(found);
         return found;
     }
-    if (request.Status() != RESULT_COLLECT && !request.Collect()) {
+    if (!request.Collect()) {
         errorText = L"No subscription exists for the ArchiveID and Service params combination specified";
         return RESULT_NO_SUBSCRIPTION;
     }

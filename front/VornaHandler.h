@@ -7,6 +7,7 @@
 #include "common/services/XmlAccessor.h"
 #include "common/text/CPWStringBuffer.h"
 #include "persist/SubscriptionPersistance.h"
+#include "src/SubscriptionInfo.h"
 
 #include <oleauto.h>
 
@@ -45,6 +46,7 @@ class VornaHandler {
     HRESULT GetData(IUnknown* service, std::wstring_view xPath, std::wstring_view prefixes, CPWStringBuffer& errorText,
                     BSTR* xdmDocument);
     HRESULT SetData(IUnknown* service, std::wstring_view document, CPWStringBuffer& errorText);
+    HRESULT SetDataOf(IUnknown* service, const std::wstring& key, SubscriptionInfo request, CPWStringBuffer& errorText);
     HRESULT ReadCallBack(CallBack& callBack, CPWStringBuffer& errorText);
     HRESULT Dispatch(const CallBack& callBack, CPWStringBuffer& errorText);
     HRESULT Unsubscribe(const CallBack& callBack, SubscriptionPersistance& persistance, CPWStringBuffer& errorText);

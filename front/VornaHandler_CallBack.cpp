@@ -91,7 +91,10 @@ HRESULT VornaHandler::HandleCallBack(BSTR eventInfo, CPWStringBuffer& errorText)
         // Only the timer sends maintenance ticks; a callback of another sender without a cookie is not one.
         if (callBack.root == TIMER.root && callBack.clientCookie == MaintenanceTimer::COOKIE) {
             VORNA_LOG(LOG_TRACE, "Maintainance Callback. Going to start Maintainance");
-            return RunMaintenance();
+            const HRESULT result = RunMaintenance();
+            SubscriptionPersistance persistance;
+            MaintenanceTimer::EndUnrecorded(persistance, callBack.subscriptionId);
+            return result;
         }
         if (callBack.subscriptionId.empty()) {
             errorText = L"Failed to get subscription ID from Call back XML";
@@ -110,7 +113,7 @@ HRESULT VornaHandler::ReadCallBack(CallBack& callBack, CPWStringBuffer& errorTex
     }
     if (accessor.Load(callBack.document) != S_OK) {
         VORNA_LOG(LOG_TRACE, "Failed to Load XML: \n%S", std::wstring(callBack.document).c_str());
-        errorText = L"Failed to Load XML: the call back XML is not well formed";
+        errorText = L"Failed to Get the root of call back XML";
         return RESULT_XML_MALFORMED;
     }
     if (accessor.GetRootName(callBack.root) != S_OK || callBack.root.empty()) {
@@ -129,16 +132,17 @@ HRESULT VornaHandler::Dispatch(const CallBack& callBack, CPWStringBuffer& errorT
     SubscriptionRecord record;
     HRESULT found = persistance.GetSubscription(callBack.subscriptionId, record);
     if (found == RESULT_NO_SUBSCRIPTION) {
-        // The registration may not be recorded yet: the first callback can arrive before that.
-        const NamedLock registration = RegistrationLock();
+        // It may be one whose registration is not recorded yet: the first tick can be faster than its record.
+        const NamedLock registration = RegistrationLock(callBack.clientCookie);
         found = registration.Held() ? persistance.GetSubscription(callBack.subscriptionId, record) : E_FAIL;
     }
-    if (found == RESULT_NO_SUBSCRIPTION)
+    // Without a persist document nothing is known about any subscription, so none is ended.
+    if (found == RESULT_NO_SUBSCRIPTION && persistance.HasDocument())
         return Unsubscribe(callBack, persistance, errorText);
     if (found != S_OK) {
         errorText = L"Unable to get subscription object";
         VORNA_LOG(LOG_TRACE, "Unable to get subscription object");
-        return found;
+        return found == RESULT_NO_SUBSCRIPTION ? E_FAIL : found;
     }
     if (callBack.clientCookie != record.clientCookie) {
         errorText = L"The client cookie of the Call back XML is not the subscription's";
@@ -180,7 +184,8 @@ HRESULT VornaHandler::Unsubscribe(const CallBack& callBack, SubscriptionPersista
     HRESULT answer = sender->Create(ignoredText);
     if (answer == S_OK)
         answer = sender->Unsubscribe(id);
-    if (answer != S_OK) {
+    // A registration that is not there any more counts as ended.
+    if (answer != S_OK && !Sender::IsGone(answer)) {
         errorText = kind->failed;
         VORNA_LOG(LOG_TRACE, "%S", kind->failed);
         return FAILED(answer) ? answer : E_FAIL;
@@ -207,17 +212,27 @@ HRESULT VornaHandler::RunMaintenance() {
 // Ends an event-manager subscription that has reached its end date, or restores one that the event manager has lost.
 // The other senders end registrations themselves.
 void VornaHandler::Maintain(const SubscriptionListEntry& entry, SubscriptionPersistance& persistance) {
+    const bool ended = !entry.endDate.empty() && Subscription::HasReachedEnd(entry.endDate);
     std::wstring text;
-    if (persistance.GetSubscriptionText({DirectoryOf(entry), entry.subscriptionId}, text) != S_OK ||
-        !SubscriptionInfo(text).KROEvent())
-        return;
     SubscriptionRecord record;
-    if (persistance.GetSubscription(entry.subscriptionId, record) != S_OK)
+    HRESULT result = persistance.GetSubscriptionText({DirectoryOf(entry), entry.subscriptionId}, text);
+    if (result == S_OK && !SubscriptionInfo(text).KROEvent())
         return;
+    if (result == S_OK)
+        result = persistance.GetSubscription(entry.subscriptionId, record);
+    if (result != S_OK) {
+        VORNA_LOG(LOG_WARNING, "The subscription %S cannot be read for its maintenance (hr: %#x)",
+                  entry.subscriptionId.c_str(), static_cast<unsigned>(result));
+        if (!ended)
+            return;
+        // The ID is enough to end it; a subscription of another component is unknown to the event manager.
+        record = SubscriptionRecord();
+        record.subscriptionId = entry.subscriptionId;
+        record.vornaId = entry.vornaId;
+        record.clientCookie = entry.clientCookie;
+    }
     Subscription subscription(std::move(record));
-    const HRESULT result = !entry.endDate.empty() && Subscription::HasReachedEnd(entry.endDate)
-                               ? subscription.UnregisterAged(entry.endDate)
-                               : subscription.RestoreRegistration();
+    result = ended ? subscription.UnregisterAged(entry.endDate) : subscription.RestoreRegistration();
     if (FAILED(result))
         VORNA_LOG(LOG_TRACE, "The maintenance of subscription %S failed (hr: %#x)", entry.subscriptionId.c_str(),
                   static_cast<unsigned>(result));

@@ -1,7 +1,8 @@
 // The locks that are not specific to one subscription; the lock of an archive is SubscriptionArchive::Lock.
 //
-// The persist lock and archive locks are never held together. The registration lock is always acquired before them, and
-// is not held while a registration is being ended whose callbacks may wait for it.
+// Order: registration, folders, then persist or archive, which are never held together. While a registration lock is
+// held, no registration that calls back is ended: its component may wait for a callback that waits for this lock. For
+// the same reason no callback takes the folder lock.
 #pragma once
 
 #include "common/services/NamedLock.h"
@@ -14,11 +15,14 @@ inline NamedLock PersistLock(unique_handle& mutex) {
                      &mutex);
 }
 
-// Serialises registrations across all processes, from the call of the platform to the record in the persist document. A
-// callback that arrives in between finds no record; before it ends the registration for this reason, it acquires this
-// lock and looks again.
-inline NamedLock RegistrationLock() {
-    return NamedLock({L"VORNA_REGISTRATION", "Create Archive Global Mutex Failed"});
+// One registration of an archive at a time: from the look at its record over the platform's answer to the new record. A
+// callback that comes in between finds no record; before its registration is ended for that reason, this lock is taken
+// and the record looked for again. clientCookie: names the archive.
+NamedLock RegistrationLock(std::wstring_view clientCookie);
+
+// One change at a time of what all archives share: the folders, and whether there is a maintenance timer.
+inline NamedLock FolderLock() {
+    return NamedLock({L"VORNA_FOLDERS", "Create Archive Global Mutex Failed"});
 }
 
 } // namespace vorna

@@ -26,6 +26,10 @@ std::wstring ById(std::wstring_view id) {
     return L"/Subscriptions/Subscription [@ID=\"" + std::wstring(id) + L"\"]";
 }
 
+std::wstring ActiveById(std::wstring_view id) {
+    return ById(id) + L" [@VALID=\"TRUE\"]";
+}
+
 std::wstring ByVornaId(std::wstring_view vornaId) {
     return L"/Subscriptions/Subscription [@VORNAID=\"" + std::wstring(vornaId) + L"\"]";
 }
@@ -72,8 +76,10 @@ class NodeReader {
 HRESULT PutRootElement(XmlAccessor& accessor, const std::wstring& element, const std::wstring& markup) {
     const std::wstring path = L"/Subscriptions/" + element;
     std::wstring before;
-    HRESULT result;
-    if (accessor.QueryText(path + L"/@ID", before) != S_OK && accessor.QueryMarkup(path, before) != S_OK) {
+    HRESULT result = accessor.QueryMarkup(path, before);
+    if (FAILED(result))
+        return E_FAIL;
+    if (result == S_FALSE) {
         result = accessor.Set(L"/Subscriptions", markup, XmlChange::Insert);
         if (result != S_OK)
             LogText(L"XMLSet failed!! Inserting : " + markup + L" at /SubscriptionsFailed");
@@ -211,8 +217,11 @@ HRESULT SubscriptionPersistance::UpdateRecord(XmlAccessor& accessor, const Subsc
     }
     std::wstring endDate;
     const bool keepsEndDate = record.kind == RegistrationKind::New || record.kind == RegistrationKind::Restoration;
-    if (!record.lifetime.IsZero() &&
-        !(keepsEndDate && accessor.QueryText(ByVornaId(record.vornaId) + L"/@ENDDATE", endDate) == S_OK))
+    if (keepsEndDate && FAILED(accessor.QueryText(ByVornaId(record.vornaId) + L"/@ENDDATE", endDate)))
+        return E_FAIL;
+    if (record.lifetime.IsZero())
+        endDate.clear();
+    else if (endDate.empty())
         endDate = FormatDateTime(AddDuration(now, record.lifetime));
 
     const std::wstring node =
@@ -221,7 +230,10 @@ HRESULT SubscriptionPersistance::UpdateRecord(XmlAccessor& accessor, const Subsc
                  record.serviceXml);
     const std::wstring active = ActiveByCookie(record.clientCookie);
     std::wstring id;
-    if (accessor.QueryText(active + L"/@ID", id) != S_OK) {
+    const HRESULT found = accessor.QueryText(active + L"/@ID", id);
+    if (FAILED(found))
+        return E_FAIL;
+    if (found == S_FALSE) {
         if (accessor.Set(L"/Subscriptions", node, XmlChange::Append) == S_OK)
             return S_OK;
         LogText(L"XMLSet failed!! Appending : " + node + L" at /SubscriptionsFailed");
@@ -231,6 +243,11 @@ HRESULT SubscriptionPersistance::UpdateRecord(XmlAccessor& accessor, const Subsc
         return S_OK;
     LogText(L"Replacing : " + active + L" node with " + node + L"Failed");
     return E_FAIL;
+}
+
+bool SubscriptionPersistance::HasDocument() {
+    static constexpr Texts TEXTS{"SubscriptionPersistance::HasDocument", "Failed to Load: ", ""};
+    return WithPersistDocument(TEXTS, Access::Read, [](XmlAccessor&) { return S_OK; }) == S_OK;
 }
 
 HRESULT SubscriptionPersistance::GetSubscriptionsList(SubscriptionList& list) {
@@ -266,33 +283,50 @@ HRESULT SubscriptionPersistance::GetSubscriptionsList(SubscriptionList& list) {
 }
 
 HRESULT SubscriptionPersistance::GetSubscription(std::wstring_view key, SubscriptionRecord& record) {
-    record = SubscriptionRecord();
     VORNA_LOG(LOG_TRACE, "Searching for the node whose PATH or ID matches : %S", std::wstring(key).c_str());
     static constexpr Texts TEXTS{"SubscriptionPersistance::GetSubscription", "Failed to load : ", ""};
-    HRESULT result = WithPersistDocument(
-        TEXTS, Access::Read, [&](XmlAccessor& accessor) { return FindSubscription(accessor, key, record); });
-    if (result != S_OK)
-        return result;
-    return Traced(TEXTS, [&] { return ReadSubscription(record); });
+    std::wstring lastId;
+    for (;;) {
+        record = SubscriptionRecord();
+        HRESULT result = WithPersistDocument(
+            TEXTS, Access::Read, [&](XmlAccessor& accessor) { return FindSubscription(accessor, key, record); });
+        if (result != S_OK)
+            return result;
+        result = Traced(TEXTS, [&] { return ReadSubscription(record); });
+        // A renewal between the two reads gives the archive another name.
+        if (result == S_OK || record.subscriptionId == lastId)
+            return result;
+        lastId = record.subscriptionId;
+    }
+}
+
+HRESULT SubscriptionPersistance::GetSubscriptionID(std::wstring_view clientCookie, std::wstring& subscriptionId) {
+    static constexpr Texts TEXTS{"SubscriptionPersistance::GetSubscriptionID", "Failed to load : ", ""};
+    SubscriptionRecord record;
+    const HRESULT result = WithPersistDocument(
+        TEXTS, Access::Read, [&](XmlAccessor& accessor) { return FindSubscription(accessor, clientCookie, record); });
+    subscriptionId = record.subscriptionId;
+    return result;
 }
 
 HRESULT SubscriptionPersistance::FindSubscription(XmlAccessor& accessor, std::wstring_view key,
                                                   SubscriptionRecord& record) {
     const std::wstring byId = L"/Subscriptions/Subscription[@ID=\"" + std::wstring(key) + L"\"][@VALID=\"TRUE\"]";
     const std::wstring byPath = L"/Subscriptions/Subscription[@PATH=\"" + std::wstring(key) + L"\"][@VALID=\"TRUE\"]";
-    std::wstring node;
-    // A key with a quote cannot be in the document, and would change the XPath.
-    if (!IsPlainValue(key)) {
-    } else if (accessor.QueryText(byId + L"/@PATH", record.clientCookie) == S_OK) {
-        record.subscriptionId = key;
-        node = byId;
-    } else if (accessor.QueryText(byPath + L"/@ID", record.subscriptionId) == S_OK) {
-        record.clientCookie = key;
+    std::wstring node = byId;
+    // A key with a quote cannot be in the document, and must not change the question.
+    HRESULT found = IsPlainValue(key) ? accessor.QueryText(node + L"/@PATH", record.clientCookie) : S_FALSE;
+    record.subscriptionId = key;
+    if (found == S_FALSE && IsPlainValue(key)) {
         node = byPath;
+        found = accessor.QueryText(node + L"/@ID", record.subscriptionId);
+        record.clientCookie = key;
     }
-    if (node.empty()) {
+    if (found != S_OK) {
+        record = SubscriptionRecord();
         VORNA_LOG(LOG_TRACE, "Failed to get Subscription ID in the Vorna Persist file");
-        return RESULT_NO_SUBSCRIPTION;
+        // A question that failed says nothing about the subscription.
+        return found == S_FALSE ? RESULT_NO_SUBSCRIPTION : E_FAIL;
     }
     std::wstring serviceId, serviceUri, portId;
     NodeReader reader(accessor, node);
@@ -327,12 +361,20 @@ HRESULT SubscriptionPersistance::DeleteSubscription(std::wstring_view subscripti
     static constexpr Texts TEXTS{"SubscriptionPersistance::DeleteSubscription",
                                  "Failed to Load : ", "Failed to get updated vorna persist data"};
     return WithPersistDocument(TEXTS, Access::Change, [&](XmlAccessor& accessor) -> HRESULT {
-        const std::wstring path = ById(id);
-        std::wstring service, cookie, vornaId;
-        if (!IsPlainValue(id) || accessor.QueryText(path + L"/@PATH", cookie) != S_OK)
+        if (!IsPlainValue(id))
             return RESULT_NO_SUBSCRIPTION;
-        (void)accessor.QueryMarkup(path + L"/service", service);
-        (void)accessor.QueryText(path + L"/@VORNAID", vornaId);
+        // An ended subscription may have had the same ID.
+        std::wstring path = ActiveById(id), service, cookie, vornaId;
+        HRESULT found = accessor.QueryText(path + L"/@PATH", cookie);
+        if (found == S_FALSE) {
+            path = ById(id);
+            found = accessor.QueryText(path + L"/@PATH", cookie);
+        }
+        if (found != S_OK)
+            return found == S_FALSE ? RESULT_NO_SUBSCRIPTION : E_FAIL;
+        if (FAILED(accessor.QueryMarkup(path + L"/service", service)) ||
+            FAILED(accessor.QueryText(path + L"/@VORNAID", vornaId)))
+            return E_FAIL;
         const std::wstring node = MakeNode(cookie, vornaId, id, L" VALID=\"FALSE\"", service);
         if (accessor.Set(path, node, XmlChange::Replace) == S_OK)
             return S_OK;
@@ -355,8 +397,12 @@ HRESULT SubscriptionPersistance::SetAgingForSubscription(std::wstring_view subsc
         std::wstring vornaId, cookie, endDate, service;
         NodeReader reader(accessor, path);
         reader.Text(L"/@VORNAID", vornaId, "Failed to get vorna id from the Vorna Persist file")
-            .Text(L"/@PATH", cookie, "Failed to get PATH from the Vorna Persist file")
-            .Text(L"/@ENDDATE", endDate, "Failed to get EndDate from the Vorna Persist file")
+            .Text(L"/@PATH", cookie, "Failed to get PATH from the Vorna Persist file");
+        // A renewal without an end leaves an empty end date.
+        if (reader.Result() == S_OK && accessor.QueryText(path + L"/@ENDDATE", endDate) == S_FALSE &&
+            !expectedEndDate.empty())
+            return S_FALSE;
+        reader.Text(L"/@ENDDATE", endDate, "Failed to get EndDate from the Vorna Persist file")
             .Markup(L"/service", service, "Failed to get service xml from the Vorna Persist file");
         if (reader.Result() != S_OK)
             return reader.Result();
@@ -428,9 +474,20 @@ HRESULT SubscriptionPersistance::GetClientID(std::wstring& clientId) {
 }
 
 HRESULT SubscriptionPersistance::GetMaintainanceID(std::wstring& maintenanceId) {
+    const HRESULT found = FindMaintainanceID(maintenanceId);
+    return found == S_FALSE ? E_FAIL : found;
+}
+
+HRESULT SubscriptionPersistance::FindMaintainanceID(std::wstring& maintenanceId) {
+    maintenanceId.clear();
     static constexpr Texts TEXTS{"SubscriptionPersistance::GetMaintainanceID", "Failed to Load: ", ""};
-    return ReadValue(TEXTS, L"/Subscriptions/MaintainanceID/@ID",
-                     "Failed to get Maintainance id from Vorna persist file", maintenanceId);
+    const HRESULT found = WithPersistDocument(TEXTS, Access::Read, [&](XmlAccessor& accessor) {
+        const HRESULT result = accessor.QueryText(L"/Subscriptions/MaintainanceID/@ID", maintenanceId);
+        if (result != S_OK)
+            VORNA_LOG(LOG_TRACE, "Failed to get Maintainance id from Vorna persist file");
+        return FAILED(result) ? E_FAIL : result;
+    });
+    return found == RESULT_NO_SUBSCRIPTION ? S_FALSE : found;
 }
 
 HRESULT SubscriptionPersistance::DeleteMaintainanceID() {
@@ -445,15 +502,19 @@ HRESULT SubscriptionPersistance::DeleteMaintainanceID() {
     });
 }
 
-HRESULT SubscriptionPersistance::AddSnapShot(const SubscriptionArchive& archive, const SnapShot& snapShot,
-                                             SnapShotIndex::Known known) {
-    return WithIndex("SubscriptionPersistance::AddSnapShot", archive, [&](SnapShotIndex& index) -> HRESULT {
-        // A callback may arrive just after its subscription was ended; it must not create the archives again.
+HRESULT SubscriptionPersistance::AddSnapShot(const SubscriptionArchive& archive, SnapShot& snapShot,
+                                             SnapShotIndex::Placement placement, bool* added) {
+    bool isNew = false;
+    const HRESULT result = WithIndex("SubscriptionPersistance::AddSnapShot", archive, [&](SnapShotIndex& index) -> HRESULT {
+        // A callback may come in when its subscription has just been ended: it must not bring archives back.
         std::wstring document;
         if (index.empty() && IsMissing(archive.ReadDocument(document)))
             return RESULT_NO_SUBSCRIPTION;
-        return index.Add(snapShot, known);
+        return index.Add(snapShot, placement, isNew);
     });
+    if (added)
+        *added = isNew;
+    return result;
 }
 
 HRESULT SubscriptionPersistance::RefreshSnapShots(const SubscriptionArchive& archive,
@@ -466,6 +527,13 @@ HRESULT SubscriptionPersistance::RefreshSnapShots(const SubscriptionArchive& arc
 int SubscriptionPersistance::DeleteSnapShot(const SubscriptionArchive& archive, std::wstring_view snapShotId) {
     const HRESULT result = WithIndex("SubscriptionPersistance::DeleteSnapShot", archive,
                                      [&](SnapShotIndex& index) { return index.Remove(snapShotId); });
+    return result == S_OK ? 1 : 0;
+}
+
+int SubscriptionPersistance::DeleteSnapShots(const SubscriptionArchive& archive,
+                                             std::span<const std::wstring> snapShotIds) {
+    const HRESULT result = WithIndex("SubscriptionPersistance::DeleteSnapShot", archive,
+                                     [&](SnapShotIndex& index) { return index.Remove(snapShotIds); });
     return result == S_OK ? 1 : 0;
 }
 

@@ -30,13 +30,17 @@ class SubscriptionPersistance {
     // of zero has none. If the subscription's archive cannot be written, a New record is marked as ended.
     [[nodiscard]] HRESULT AddSubscription(const SubscriptionRecord& record, std::wstring_view clientId,
                                           std::wstring_view maintenanceId);
-    // All nodes, including ended ones, in document order. 0x80000150 if none is active; the list is filled
-    // nevertheless.
+    // Whether there is a persist document. Without one, nothing is known about any subscription.
+    [[nodiscard]] bool HasDocument();
+    // Every node, also the ended ones, in document order. 0x80000150 where none is valid; the list is filled all the
+    // same.
     [[nodiscard]] HRESULT GetSubscriptionsList(SubscriptionList& list);
     // key: the subscription ID or the client cookie of an active subscription. The record includes the list of
     // snapshots. If the archive cannot be read, the record has the values of the persist document.
     [[nodiscard]] HRESULT GetSubscription(std::wstring_view key, SubscriptionRecord& record);
-    // Marks the node as ended; the node remains.
+    // The ID of the active record with this cookie, without a look at its archive.
+    [[nodiscard]] HRESULT GetSubscriptionID(std::wstring_view clientCookie, std::wstring& subscriptionId);
+    // Marks the node as ended; it stays as a record of the past.
     [[nodiscard]] HRESULT DeleteSubscription(std::wstring_view subscriptionId);
     // Marks the node as aged if it still has the expected end date; S_FALSE if the end date has changed.
     [[nodiscard]] HRESULT SetAgingForSubscription(std::wstring_view subscriptionId, std::wstring_view expectedEndDate);
@@ -49,18 +53,23 @@ class SubscriptionPersistance {
     [[nodiscard]] bool IsSubscriptionAged(std::wstring_view vornaId);
     [[nodiscard]] HRESULT GetClientID(std::wstring& clientId);
     [[nodiscard]] HRESULT GetMaintainanceID(std::wstring& maintenanceId);
+    // The same; S_FALSE if it is certain that none is recorded.
+    [[nodiscard]] HRESULT FindMaintainanceID(std::wstring& maintenanceId);
     [[nodiscard]] HRESULT DeleteMaintainanceID();
 
     // The snapshot index.
 
-    // Adds an entry, or updates the entry with the same Id; with Known::Refuse the latter fails with 0x800700B7
-    // (ERROR_ALREADY_EXISTS). 0x80000150: the subscription has ended.
-    [[nodiscard]] HRESULT AddSnapShot(const SubscriptionArchive& archive, const SnapShot& snapShot,
-                                      SnapShotIndex::Known known = SnapShotIndex::Known::Refresh);
-    // Updates the entries of several snapshots in one write. Snapshots without an entry are ignored.
+    // Adds an entry, or updates the one of the same Id, as SnapShotIndex::Add does. 0x80000150: the subscription has
+    // ended.
+    [[nodiscard]] HRESULT AddSnapShot(const SubscriptionArchive& archive, SnapShot& snapShot,
+                                      SnapShotIndex::Placement placement = SnapShotIndex::Placement::SameSecond,
+                                      bool* added = nullptr);
+    // Brings the entries of many snapshots up to date in one write; entries that are gone stay gone.
     [[nodiscard]] HRESULT RefreshSnapShots(const SubscriptionArchive& archive, std::span<const SnapShot> snapShots);
     // 1 on success, 0 on failure.
     [[nodiscard]] int DeleteSnapShot(const SubscriptionArchive& archive, std::wstring_view snapShotId);
+    // The same for many, in one write.
+    [[nodiscard]] int DeleteSnapShots(const SubscriptionArchive& archive, std::span<const std::wstring> snapShotIds);
 
     // True if the text needs no escaping in attributes of the persist document and in XPaths.
     static bool IsPlainValue(std::wstring_view text);

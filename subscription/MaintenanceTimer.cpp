@@ -7,6 +7,7 @@
 #include "common/services/platformservices.h"
 #include "persist/GlobalLocks.h"
 #include "src/ScheduleDocuments.h"
+#include "subscription/Subscription.h"
 #include "subscription/TimerSender.h"
 
 namespace vorna {
@@ -18,6 +19,10 @@ constexpr Duration FREQUENCY{.minutes = 10};
 } // namespace
 
 HRESULT MaintenanceTimer::Schedule(std::wstring& schedule) {
+    return Schedule(AddDuration(LocalNow(), FREQUENCY), schedule);
+}
+
+HRESULT MaintenanceTimer::Schedule(const SYSTEMTIME& start, std::wstring& schedule) {
     NotificationInfo notification;
     notification.entries.push_back({.type = NOTIFY_COM,
                                     .client = PROGID_VORNA,
@@ -25,9 +30,33 @@ HRESULT MaintenanceTimer::Schedule(std::wstring& schedule) {
                                     .timeout = std::nullopt,
                                     .retryAttempts = 0,
                                     .retryFrequency = std::nullopt});
-    const auto document = BuildScheduleInfo(FREQUENCY, AddDuration(LocalNow(), FREQUENCY), std::nullopt, notification);
+    const auto document = BuildScheduleInfo(FREQUENCY, start, std::nullopt, notification);
     schedule = document.value_or(L"");
     return document ? S_OK : E_FAIL;
+}
+
+void MaintenanceTimer::Ensure(SubscriptionPersistance& persistance, std::wstring& id) {
+    id.clear();
+    std::wstring recorded;
+    const HRESULT found = persistance.FindMaintainanceID(recorded);
+    // Without an answer there may be one.
+    if (FAILED(found) || (found == S_OK && !IsLost(recorded)))
+        return;
+    (void)Subscription::RegisterforMaintananceEvent(id);
+}
+
+// Asks by a modification, which the timer refuses for a registration that it does not know. The start is the next full
+// ten minutes, so that frequent modifications do not put the pass off again and again.
+bool MaintenanceTimer::IsLost(std::wstring_view id) {
+    com_ptr<IZEBTimer> timer;
+    if (PlatformServices::CreateInstance(PROGID_TIMER, nullptr, timer) != S_OK)
+        return false;
+    SYSTEMTIME start = LocalNow();
+    start.wMinute -= start.wMinute % FREQUENCY.minutes;
+    start.wSecond = 0;
+    std::wstring schedule;
+    return Schedule(AddDuration(start, FREQUENCY), schedule) == S_OK &&
+           Sender::IsGone(timer->Modify(bstr(id).get(), bstr(schedule).get()));
 }
 
 HRESULT MaintenanceTimer::Register(std::wstring& id) {
@@ -63,18 +92,28 @@ HRESULT MaintenanceTimer::End(std::wstring_view clientId, std::wstring_view id) 
     return timer.Unsubscribe(id);
 }
 
+void MaintenanceTimer::EndUnrecorded(SubscriptionPersistance& persistance, std::wstring_view id) {
+    std::wstring recorded, clientId;
+    if (id.empty() || persistance.FindMaintainanceID(recorded) != S_OK || recorded == id)
+        return;
+    VORNA_LOG(LOG_WARNING, "A maintenance timer that is not the recorded one is ended : %S", std::wstring(id).c_str());
+    (void)persistance.GetClientID(clientId);
+    (void)End(clientId, id);
+}
+
 void MaintenanceTimer::Drop(SubscriptionPersistance& persistance) {
-    // No subscription may be registered between reading the list and ending the timer.
-    const NamedLock registration = RegistrationLock();
+    // No registration may come in between the look at the list and the end of the timer.
+    const NamedLock folders = FolderLock();
     SubscriptionList list;
-    if (persistance.GetSubscriptionsList(list) != RESULT_NO_SUBSCRIPTION)
+    if (!folders.Held() || persistance.GetSubscriptionsList(list) != RESULT_NO_SUBSCRIPTION)
         return;
     VORNA_LOG(LOG_TRACE, "No Subscriptions in the Vorna Persist File. Unscheduling the Maintainance ID");
     std::wstring clientId, id;
     (void)persistance.GetClientID(clientId);
     if (persistance.GetMaintainanceID(id) != S_OK)
         return;
-    if (End(clientId, id) != S_OK) {
+    // A timer that is not there any more counts as ended.
+    if (HRESULT ended = End(clientId, id); ended != S_OK && !Sender::IsGone(ended)) {
         VORNA_LOG(LOG_TRACE, "Failed to unsubscribe the Maintainance event from timer");
         return;
     }

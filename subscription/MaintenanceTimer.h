@@ -18,13 +18,21 @@ class MaintenanceTimer {
 
     // Its schedule document. 0 on success.
     [[nodiscard]] static HRESULT Schedule(std::wstring& schedule);
+    // Registers it if none is recorded, or if the timer does not know the recorded one any more. id: what to record;
+    // empty if the record stays as it is, and if the timer could not be registered. Called under the folder lock.
+    static void Ensure(SubscriptionPersistance& persistance, std::wstring& id);
     // Registers it with the timer. id: the timer's ID for it, empty on failure.
     [[nodiscard]] static HRESULT Register(std::wstring& id);
     // Ends a registration. clientId: the component's ticket from the timer.
     [[nodiscard]] static HRESULT End(std::wstring_view clientId, std::wstring_view id);
-    // Ends it and deletes its record if no subscription is left. Acquires the registration lock; failures are only
-    // logged.
+    // Ends a registration that has called back but is not the recorded one, as a crash may leave it.
+    static void EndUnrecorded(SubscriptionPersistance& persistance, std::wstring_view id);
+    // Ends it and deletes its record if no subscription is left. Takes the folder lock; problems are only logged.
     static void Drop(SubscriptionPersistance& persistance);
+
+  private:
+    static HRESULT Schedule(const SYSTEMTIME& start, std::wstring& schedule);
+    static bool IsLost(std::wstring_view id);
 };
 
 } // namespace vorna

@@ -24,12 +24,12 @@ HRESULT Sender::Subscribe(std::wstring& id, CPWStringBuffer& errorText) {
     } else if (answer == S_OK &&
                (!SubscriptionPersistance::IsPlainValue(id) || id.find_first_of(L"\\/:*?|.") != std::wstring::npos)) {
         VORNA_LOG(LOG_TRACE, "The subscription ID cannot name an archive : \"%S\"", id.c_str());
-        (void)Unsubscribe(id);
         answer = E_UNEXPECTED;
+    } else if (answer != S_OK) {
+        id.clear();
     }
     if (answer == S_OK)
         return S_OK;
-    id.clear();
     errorText = failure;
     VORNA_LOG(LOG_TRACE, "%S (hr: %#x)", failure, static_cast<unsigned>(answer));
     VORNA_LOG(LOG_TRACE, "%s", Texts().subscribeRefused);

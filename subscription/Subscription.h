@@ -47,7 +47,7 @@ class Subscription {
     void SetSubscriptionInfo(SubscriptionInfo info);
 
     // Registers, modifies or ends the subscription with the platform and in the persist document. On failure errorText
-    // has the reason.
+    // says what failed. 0x800700B7 (ERROR_ALREADY_EXISTS): another client has registered the archive meanwhile.
     [[nodiscard]] HRESULT HandleSetData(IUnknown* service, SetDataOperation operation, CPWStringBuffer& errorText);
 
     // Whether this result of GetSubscription means that the archive of the record is damaged or missing.
@@ -80,8 +80,11 @@ class Subscription {
     // serviceId\serviceURI\portID. 0x80000142 if the service object is not valid.
     [[nodiscard]] static HRESULT GetPathFromServiceObjectAttributes(IUnknown* service, std::wstring& path);
 
-    // Records one capture, stores it and applies the limits. data: the complete XML text.
-    [[nodiscard]] HRESULT AddSnapShotToArchive(std::wstring_view data);
+    // Stores one capture, records it and applies the limits. data: the complete XML text. placement: what becomes of two
+    // captures in one second.
+    [[nodiscard]] HRESULT
+    AddSnapShotToArchive(std::wstring_view data,
+                         SnapShotIndex::Placement placement = SnapShotIndex::Placement::SameSecond);
     void AddToSnapShotList(const SnapShot& snapShot) { record_.snapShots.push_back(snapShot); }
 
     // Removes the snapshots whose lifetime has ended. 1 on success, 0 on failure.
@@ -104,12 +107,15 @@ class Subscription {
     HRESULT HandleSetDataWith(Sender& sender, SetDataOperation operation, CPWStringBuffer& errorText);
     HRESULT Register(Sender& sender, CPWStringBuffer& errorText);
     HRESULT Modify(Sender& sender, CPWStringBuffer& errorText);
+    HRESULT SubscribeAnew(Sender& sender, std::wstring_view oldId, std::wstring& id, CPWStringBuffer& errorText);
+    HRESULT MakeRecord(Sender& sender, std::wstring& maintenanceId, CPWStringBuffer& errorText);
+    void UndoRegistration(Sender& sender, std::wstring_view maintenanceId);
+    HRESULT RecordModification(Sender& sender, CPWStringBuffer& errorText);
     HRESULT Renew(Sender& sender, RegistrationKind kind, CPWStringBuffer& errorText);
     HRESULT Unregister(Sender& sender, CPWStringBuffer& errorText);
     HRESULT DeleteRecordAndArchives(CPWStringBuffer& errorText);
     HRESULT GatherFirstData(std::wstring& data);
     std::wstring RecordedClientId();
-    static HRESULT CopyArchive(const SubscriptionArchive& from, const SubscriptionArchive& to);
 
     // Removes this subscription's archives, and the service's folder if no other subscription has archives in it.
     void RemoveBaseDir();
@@ -119,17 +125,18 @@ class Subscription {
     HRESULT HandleCallbackforXDMData(std::wstring_view xpath, std::wstring_view argument);
     HRESULT HandleCallbackforEventPayloadData(std::wstring_view callbackXml, std::wstring_view xpath,
                                               std::wstring_view transformFile);
-    HRESULT GetDataFromAggregator(IUnknown* service, std::wstring_view xpath, std::wstring_view argument,
-                                  std::wstring& data);
-    HRESULT RecordCapture(SnapShot& snapShot);
-    HRESULT StoreSnapShot(const SnapShot& snapShot, std::wstring_view data);
+    static HRESULT CreateAggregator(com_ptr<IAggregator>& aggregator);
+    static HRESULT GetDataFrom(IAggregator& aggregator, IUnknown* service, std::wstring_view xpath,
+                               std::wstring_view argument, std::wstring& data);
+    HRESULT StoreSnapShot(const SubscriptionArchive& archive, const SnapShot& snapShot, bool added,
+                          std::wstring_view data);
     bool IsExpired(const SnapShot& snapShot) const;
-    HRESULT RemoveStream(std::wstring_view snapShotId);
-    HRESULT CountFiles(long& count);
+    int RemoveAged(const SubscriptionArchive& archive, SnapShotIndex& index, const std::vector<std::wstring>& ids);
+    HRESULT CheckForArchiveOverflow(bool& overflows);
     HRESULT RemoveUntilBelow(std::uint64_t limit);
-    bool FindOldest(std::wstring& snapShotId);
-    HRESULT CollectSnapShots(std::wstring_view xpath, CPWStringBuffer& document, CPWStringBuffer& errorText);
-    HRESULT ReadSnapShot(SamAccessor& archive, std::wstring_view snapShotId, bstr& data);
+    HRESULT CollectSnapShots(std::wstring_view xpath, CPWStringBuffer& document, std::vector<SnapShot>& contributed,
+                             CPWStringBuffer& errorText);
+    bool ReadSnapShot(SamAccessor& archive, std::wstring_view snapShotId, bstr& data, HRESULT& result);
 
     SubscriptionRecord record_;
     SubscriptionInfo info_;

@@ -7,15 +7,7 @@
 #include "common/services/platformservices.h"
 #include "subscription/Subscription.h"
 
-#include <algorithm>
-
 namespace vorna {
-
-namespace {
-
-constexpr int MAX_WAITS_FOR_NEXT_SECOND = 10;
-
-} // namespace
 
 HRESULT Subscription::HandleCallBack(std::wstring_view callbackXml) {
     return CatchAll("Subscription::HandleCallBack", E_FAIL, [&]() -> HRESULT {
@@ -52,19 +44,22 @@ HRESULT Subscription::Capture(const DataSource& source, std::wstring_view callba
                : HandleCallbackforEventPayloadData(callbackXml, source.xpath, source.transformFile);
 }
 
-// data is empty unless the result is S_OK, and may be empty even then.
-HRESULT Subscription::GetDataFromAggregator(IUnknown* service, std::wstring_view xpath, std::wstring_view argument,
-                                            std::wstring& data) {
+HRESULT Subscription::CreateAggregator(com_ptr<IAggregator>& aggregator) {
+    const HRESULT result = PlatformServices::CreateInstance(PROGID_AGGREGATOR, nullptr, aggregator);
+    if (result == S_OK)
+        return S_OK;
+    VORNA_LOG(LOG_TRACE, "Create Instance of Aggregator failed");
+    return FAILED(result) ? result : E_FAIL;
+}
+
+// data is empty if the answer is not S_OK, and may be empty if it is.
+HRESULT Subscription::GetDataFrom(IAggregator& aggregator, IUnknown* service, std::wstring_view xpath,
+                                  std::wstring_view argument, std::wstring& data) {
     data.clear();
-    com_ptr<IAggregator> aggregator;
-    HRESULT result = PlatformServices::CreateInstance(PROGID_AGGREGATOR, nullptr, aggregator);
-    if (result != S_OK) {
-        VORNA_LOG(LOG_TRACE, "Create Instance of Aggregator failed");
-        return FAILED(result) ? result : E_FAIL;
-    }
     VORNA_LOG(LOG_TRACE, "Calling aggregator GetData with XPath:%S", std::wstring(xpath).c_str());
     bstr answer, second;
-    result = aggregator->GetData(service, bstr(xpath).get(), bstr(argument).get(), answer.put(), second.put());
+    const HRESULT result =
+        aggregator.GetData(service, bstr(xpath).get(), bstr(argument).get(), answer.put(), second.put());
     if (result == S_OK)
         data = answer.str();
     else
@@ -80,8 +75,11 @@ HRESULT Subscription::HandleCallbackforXDMData(std::wstring_view xpath, std::wst
         VORNA_LOG(LOG_TRACE, "Failed to Create the ServiceObject. Returning Fail from CallbackforXMLData");
         return result;
     }
+    com_ptr<IAggregator> aggregator;
+    if (HRESULT created = CreateAggregator(aggregator); created != S_OK)
+        return created;
     std::wstring data;
-    if (GetDataFromAggregator(service.get(), xpath, argument, data) != S_OK || data.empty()) {
+    if (GetDataFrom(*aggregator.get(), service.get(), xpath, argument, data) != S_OK || data.empty()) {
         VORNA_LOG(LOG_TRACE, "Aggregator GetData failed");
         return E_FAIL;
     }
@@ -91,57 +89,50 @@ HRESULT Subscription::HandleCallbackforXDMData(std::wstring_view xpath, std::wst
     return result;
 }
 
-HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data) {
+HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data, SnapShotIndex::Placement placement) {
     return CatchAll("Subscription::AddSnapShotToArchive", E_FAIL, [&]() -> HRESULT {
-        SnapShot snapShot;
-        if (HRESULT result = RecordCapture(snapShot); result != S_OK)
-            return result;
-        const HRESULT result = StoreSnapShot(snapShot, data);
+        HRESULT result = S_OK;
+        {
+            const SubscriptionArchive archive = record_.Archive();
+            // Held over the entry and the stream, so that nobody else sees one without the other.
+            const NamedLock lock = archive.Lock();
+            if (!lock.Held())
+                return lock.Result();
+            // A subscription that was ended takes nothing more: no archive would be left to end.
+            if (archive.IsGone())
+                return RESULT_NO_SUBSCRIPTION;
+            SnapShot snapShot(LocalNow());
+            bool added = false;
+            result = persistance_.AddSnapShot(archive, snapShot, placement, &added);
+            if (result != S_OK)
+                return result;
+            result = StoreSnapShot(archive, snapShot, added, data);
+        }
         if (DeleteTheAgedFilesFromArchive() == 0)
             VORNA_LOG(LOG_TRACE, "Failed to delete aged files from archive");
-        if (CheckForArchiveOverflow() != S_OK)
+        // A check removes one snapshot. More are due only if an earlier capture did not get to its check.
+        for (bool overflows = true; overflows;) {
+            if (CheckForArchiveOverflow(overflows) == S_OK)
+                continue;
             VORNA_LOG(LOG_TRACE, "Failed to check the archiveOverflow");
+            break;
+        }
         return result;
     });
 }
 
-// Snapshots are named after the second of their capture, so another capture in the same second would replace the first
-// one: it waits for the next second. If several seconds in a row are taken (because the clock was set back), the newer
-// capture replaces the older one.
-HRESULT Subscription::RecordCapture(SnapShot& snapShot) {
-    using Known = SnapShotIndex::Known;
-    for (int waits = 0;; ++waits) {
-        snapShot = SnapShot(LocalNow());
-        const HRESULT result = persistance_.AddSnapShot(
-            record_.Archive(), snapShot, waits < MAX_WAITS_FOR_NEXT_SECOND ? Known::Refuse : Known::Refresh);
-        if (result != HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS))
-            return result;
-        VORNA_LOG(LOG_TRACE, "There is a snapshot %S already. Waiting for the next second", snapShot.id.c_str());
-        Sleep(1001 - snapShot.accessTime.wMilliseconds);
-    }
-}
-
-// The snapshot is already recorded. Stores its data under the archive lock, and removes the record if that fails.
-HRESULT Subscription::StoreSnapShot(const SnapShot& snapShot, std::wstring_view data) {
-    // The lock is recursive: the persistence object acquires it again for the rollback.
-    const SubscriptionArchive archive = record_.Archive();
-    const NamedLock lock = archive.Lock();
-    if (!lock.Held())
-        return lock.Result();
-    // The subscription may have been ended since the snapshot was recorded. Storing would create an archive that is
-    // never removed.
-    if (!archive.Exists())
-        return RESULT_NO_SUBSCRIPTION;
+// added: whether the entry is the capture's own. Then a failure takes it back.
+HRESULT Subscription::StoreSnapShot(const SubscriptionArchive& archive, const SnapShot& snapShot, bool added,
+                                    std::wstring_view data) {
     const HRESULT result = archive.Store(snapShot.id, data);
-    const bool known = std::any_of(record_.snapShots.begin(), record_.snapShots.end(),
-                                   [&](const SnapShot& other) { return other.id == snapShot.id; });
     if (result == S_OK) {
-        AddToSnapShotList(snapShot);
+        if (added)
+            AddToSnapShotList(snapShot);
         return S_OK;
     }
     VORNA_LOG(LOG_TRACE, "Going to delete the subscription from snapshot persist");
-    // An earlier capture of the same second keeps its record, because its stream still exists.
-    if (!known && persistance_.DeleteSnapShot(archive, snapShot.id) != 1)
+    // An older entry keeps its stream, which a failed add leaves as it was.
+    if (added && persistance_.DeleteSnapShot(archive, snapShot.id) != 1)
         VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
     return result;
 }

@@ -1,5 +1,6 @@
 // The folder of a service's archives: created with the first one, removed with the last one.
 
+#include "common/com/paths.h"
 #include "common/log/Logging.h"
 #include "common/services/Directories.h"
 #include "subscription/Subscription.h"
@@ -12,8 +13,10 @@ namespace {
 std::string NarrowPath(const std::wstring& path) {
     char narrow[512];
     BOOL mangled = FALSE;
-    const int length =
-        WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, path.c_str(), -1, narrow, sizeof narrow, nullptr, &mangled);
+    // UTF-8 as the code page allows neither this flag nor the question for replaced characters.
+    const bool utf8 = GetACP() == CP_UTF8;
+    const int length = WideCharToMultiByte(CP_ACP, utf8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS, path.c_str(), -1,
+                                           narrow, sizeof narrow, nullptr, utf8 ? nullptr : &mangled);
     return length > 0 && !mangled ? std::string(narrow) : std::string();
 }
 
@@ -23,28 +26,30 @@ bool Subscription::CreateBaseDir() {
     const std::string path = NarrowPath(record_.archiveDirectory);
     if (!path.empty())
         VORNAUTILITY::CreateDirectories(path.c_str());
-    const DWORD attributes = GetFileAttributesW(record_.archiveDirectory.c_str());
+    const DWORD attributes = GetFileAttributesW(long_path(record_.archiveDirectory).c_str());
     return !path.empty() && attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// All archives of the service share its folder, which is removed with the last one.
+// The service's folder is shared by all archives of the service and removed with the last of them. The folders above,
+// Archives included, stay if they hold anything else.
 void Subscription::RemoveBaseDir() {
     const ScopeTrace trace("Subscription::RemoveBaseDir");
-    // No other archive may be created in the folder meanwhile.
-    const NamedLock registration = RegistrationLock();
+    // No other archive may be made in the folder meanwhile.
+    const NamedLock folders = FolderLock();
     if (!record_.subscriptionId.empty())
         record_.Archive().RemoveFiles();
-    if (SubscriptionArchive::AnyIn(record_.archiveDirectory))
+    if (!folders.Held() || !SubscriptionArchive::NoneIn(record_.archiveDirectory))
         return;
     const std::string path = NarrowPath(record_.archiveDirectory);
-    if (path.empty() || !VORNAUTILITY::DeleteDirectory(path.c_str(), true))
-        return;
-    // The parent folders, up to and including Archives, are removed unless they contain archives of other services.
-    std::wstring parent = record_.archiveDirectory;
-    for (int level = 0; level < 3; ++level) {
-        parent.erase(parent.find_last_of(L'\\'));
-        if (!RemoveDirectoryW(parent.c_str()))
+    if (!path.empty())
+        VORNAUTILITY::DeleteDirectory(path.c_str(), true);
+    // A folder that could not be made may have left the ones above it.
+    std::wstring folder = record_.archiveDirectory;
+    for (int level = 0; level < 4; ++level) {
+        if (!RemoveDirectoryW(long_path(folder).c_str()) && GetLastError() != ERROR_FILE_NOT_FOUND &&
+            GetLastError() != ERROR_PATH_NOT_FOUND)
             return;
+        folder.erase(folder.find_last_of(L'\\'));
     }
 }
 

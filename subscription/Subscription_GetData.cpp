@@ -34,30 +34,36 @@ std::wstring TimestampOf(std::wstring_view id) {
 
 } // namespace
 
-// Holds the archive lock for this read only, so that captures are not delayed.
-HRESULT Subscription::ReadSnapShot(SamAccessor& archive, std::wstring_view snapShotId, bstr& data) {
+// The archive lock is held for this one read only, so that captures can come in between. False: it was not taken.
+bool Subscription::ReadSnapShot(SamAccessor& archive, std::wstring_view snapShotId, bstr& data, HRESULT& result) {
     const NamedLock lock = record_.Archive().Lock();
     if (!lock.Held())
-        return lock.Result();
+        return false;
     archive.SetFileName(snapShotId);
-    return archive.getStreamFromArchive(data);
+    result = archive.getStreamFromArchive(data);
+    return true;
 }
 
-HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer& document, CPWStringBuffer& errorText) {
+HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer& document,
+                                       std::vector<SnapShot>& contributed, CPWStringBuffer& errorText) {
     const std::wstring path = record_.Archive().SnapShotsPath();
     SamAccessor archive(path);
     VORNA_LOG(LOG_TRACE, "Getting data from SnapShots in \"%S\" Archive", path.c_str());
     document.Assign(L"<Archive><ArchiveData ID=\"");
-    document.Append(info_.ArchiveID());
+    // The last part of the cookie is the archive's ID, also if the subscription document cannot be parsed.
+    document.Append(record_.clientCookie.substr(record_.clientCookie.find_last_of(L'\\') + 1));
     document.Append(L"\">");
 
     int number = 0;
     bool anyRead = false;
-    std::vector<SnapShot> contributed;
     std::wstring narrowed;
     for (SnapShot& snapShot : record_.snapShots) {
         bstr data;
-        const HRESULT read = ReadSnapShot(archive, snapShot.id, data);
+        HRESULT read = E_FAIL;
+        if (!ReadSnapShot(archive, snapShot.id, data, read)) {
+            errorText = L"The archive is locked by another request";
+            return E_FAIL;
+        }
         VORNA_LOG(LOG_TRACE, "Get data from SnapShot: %S%s", snapShot.id.c_str(),
                   read == S_OK ? " Succeeded" : "Failed");
         if (read != S_OK) {
@@ -89,9 +95,6 @@ HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer&
         return E_FAIL;
     }
     document.Append(L"</ArchiveData></Archive>");
-    // One write for all: every write rewrites the whole index, so separate writes would take quadratic time.
-    if (HRESULT marked = persistance_.RefreshSnapShots(record_.Archive(), contributed); marked != S_OK)
-        VORNA_LOG(LOG_WARNING, "The snapshots could not be marked as read (hr: %#x)", static_cast<unsigned>(marked));
     return S_OK;
 }
 
@@ -99,17 +102,24 @@ HRESULT Subscription::HandleGetData(std::wstring_view xpath, std::wstring_view, 
                                     CPWStringBuffer& errorText) {
     const auto otherwise = FailWith(errorText, E_FAIL, L"Unknown Exception. Failed to get the Data from the archive");
     const auto work = [&]() -> HRESULT {
-        VORNA_LOG(
-            LOG_TRACE,
-            "In the GetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and ServiceObject :\"%S\"",
-            record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
-        if (DeleteTheAgedFilesFromArchive() == 0)
-            VORNA_LOG(LOG_TRACE,
-                      "Failed to delete the aged files from the archive. Proceeding to get the data from archive");
+        VORNA_LOG(LOG_TRACE,
+                  "In the GetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
+                  "ServiceObject :\"%S\"",
+                  record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
+        // Without its document the subscription's lifetimes are not known.
+        if (info_.Status() == S_OK && DeleteTheAgedFilesFromArchive() == 0)
+            VORNA_LOG(LOG_TRACE, "Failed to delete the aged files from the archive. Proceeding to get the data from "
+                                 "archive");
         CPWStringBuffer document;
-        if (HRESULT collected = CollectSnapShots(xpath, document, errorText); collected != S_OK)
+        std::vector<SnapShot> contributed;
+        if (HRESULT collected = CollectSnapShots(xpath, document, contributed, errorText); collected != S_OK)
             return collected;
-        *result = bstr(document.view()).release();
+        bstr answer(document.view());
+        // Only what the caller gets is marked, in one write: the index is rewritten whole each time.
+        if (HRESULT marked = persistance_.RefreshSnapShots(record_.Archive(), contributed); marked != S_OK)
+            VORNA_LOG(LOG_WARNING, "The snapshots could not be marked as read (hr: %#x)",
+                      static_cast<unsigned>(marked));
+        *result = answer.release();
         return S_OK;
     };
     return CatchAll("Subscription::HandleGetData", otherwise, work,

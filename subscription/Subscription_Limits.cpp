@@ -1,17 +1,11 @@
 // Lifetimes and the storage limit of an archive. The oldest snapshots are removed first.
 
-#include "common/com/files.h"
 #include "common/log/CatchAll.h"
 #include "subscription/Subscription.h"
 
-namespace vorna {
+#include <algorithm>
 
-// Acquires the archive lock.
-HRESULT Subscription::RemoveStream(std::wstring_view snapShotId) {
-    const SubscriptionArchive archive = record_.Archive();
-    const NamedLock lock = archive.Lock();
-    return lock.Held() ? archive.Remove(snapShotId) : lock.Result();
-}
+namespace vorna {
 
 bool Subscription::IsExpired(const SnapShot& snapShot) const {
     const SYSTEMTIME now = LocalNow();
@@ -22,44 +16,70 @@ bool Subscription::IsExpired(const SnapShot& snapShot) const {
 
 int Subscription::DeleteTheAgedFilesFromArchive() {
     return CatchAll("Subscription::DeleteTheAgedFilesFromArchive", 0, [&] {
-        int success = 1;
-        std::erase_if(record_.snapShots, [&](const SnapShot& snapShot) {
-            if (!IsExpired(snapShot))
-                return false;
+        const auto expired = [&](const SnapShot& snapShot) { return IsExpired(snapShot); };
+        if (std::none_of(record_.snapShots.begin(), record_.snapShots.end(), expired))
+            return 1;
+        const SubscriptionArchive archive = record_.Archive();
+        const NamedLock lock = archive.Lock();
+        SnapShotIndex index;
+        // Read again: since this record was read, others may have read the snapshots.
+        if (!lock.Held() || archive.ReadIndex(index) != S_OK || index.Read(record_.snapShots) != S_OK)
+            return 0;
+        std::vector<std::wstring> aged;
+        for (const SnapShot& snapShot : record_.snapShots) {
+            if (!expired(snapShot))
+                continue;
             VORNA_LOG(LOG_TRACE, "File \"%S\" has aged. Going to remove file from archive", snapShot.id.c_str());
-            if (persistance_.DeleteSnapShot(record_.Archive(), snapShot.id) != 1)
-                VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
-            const HRESULT removed = CatchAll(
-                E_FAIL, [&] { return RemoveStream(snapShot.id); },
-                "Unknown Exception. Unable to remove the file from the archive");
-            if (removed != S_OK)
-                success = 0;
-            return true;
-        });
-        return success;
+            aged.push_back(snapShot.id);
+        }
+        return RemoveAged(archive, index, aged);
     });
 }
 
-HRESULT Subscription::CountFiles(long& count) {
-    const SubscriptionArchive archive = record_.Archive();
-    const NamedLock lock = archive.Lock();
-    return lock.Held() ? archive.Count(count) : lock.Result();
+// The entries go first, in one write; those of streams that cannot be removed come back. index: the whole index.
+int Subscription::RemoveAged(const SubscriptionArchive& archive, SnapShotIndex& index,
+                             const std::vector<std::wstring>& ids) {
+    if (ids.empty())
+        return 1;
+    if (persistance_.DeleteSnapShots(archive, ids) != 1)
+        VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
+    std::vector<std::wstring> removed;
+    for (const std::wstring& id : ids) {
+        const HRESULT result = CatchAll(
+            E_FAIL, [&] { return archive.Remove(id); }, "Unknown Exception. Unable to remove the file from the archive");
+        if (result == S_OK || IsMissing(result))
+            removed.push_back(id);
+    }
+    std::erase_if(record_.snapShots, [&](const SnapShot& snapShot) {
+        return std::find(removed.begin(), removed.end(), snapShot.id) != removed.end();
+    });
+    if (removed.size() == ids.size())
+        return 1;
+    if (index.Remove(removed) != S_OK || archive.WriteIndex(index) != S_OK)
+        VORNA_LOG(LOG_ERROR, "The entries of snapshots that could not be removed could not be written back");
+    return 0;
 }
 
 HRESULT Subscription::RemoveUntilBelow(std::uint64_t limit) {
-    const std::wstring path = record_.Archive().SnapShotsPath();
-    for (;;) {
-        unique_file file = open_for_reading(path);
-        LARGE_INTEGER size{};
-        if (!file || !GetFileSizeEx(file.get(), &size) || static_cast<std::uint64_t>(size.QuadPart) < limit)
+    const SubscriptionArchive archive = record_.Archive();
+    std::uint64_t size = 0;
+    for (bool reconciled = false; archive.Size(size) == S_OK && size >= limit; reconciled = true) {
+        long snapShots = 0;
+        if (!reconciled && archive.Reconcile(snapShots) == S_OK && archive.Size(size) == S_OK && size < limit)
             return S_OK;
-        file.reset();
         if (DeleteTheOldestFileFromArchive() == 0)
             return E_FAIL;
     }
+    return S_OK;
 }
 
 HRESULT Subscription::CheckForArchiveOverflow() {
+    bool overflows = false;
+    return CheckForArchiveOverflow(overflows);
+}
+
+HRESULT Subscription::CheckForArchiveOverflow(bool& overflows) {
+    overflows = false;
     return CatchAll("Subscription::CheckForArchiveOverflow", E_FAIL, [&]() -> HRESULT {
         if (record_.archiveDirectory.empty()) {
             VORNA_LOG(LOG_TRACE, "Invalid archivePath. Exiting.");
@@ -69,38 +89,56 @@ HRESULT Subscription::CheckForArchiveOverflow() {
         XmlAccessor accessor;
         if (HRESULT result = accessor.Create(); result != S_OK)
             return result;
+        const SubscriptionArchive archive = record_.Archive();
+        // Held over the whole check, so that two checks at once do not remove one snapshot too many.
+        const NamedLock lock = archive.Lock();
+        if (!lock.Held())
+            return lock.Result();
         if (info_.SizeInKilobytes())
             return RemoveUntilBelow(std::uint64_t{info_.MaxStorageSize()} * 1024);
+        const auto isAboveLimit = [&](long count) {
+            return count > 0 && static_cast<std::uint64_t>(count) > info_.MaxStorageSize();
+        };
         long count = 0;
-        if (HRESULT result = CountFiles(count); result != S_OK)
+        HRESULT result = archive.Count(count);
+        if (result == S_OK && isAboveLimit(count))
+            result = archive.Reconcile(count);
+        if (result != S_OK || !isAboveLimit(count))
             return result;
-        if (count > 0 && static_cast<std::uint64_t>(count) > info_.MaxStorageSize())
-            return DeleteTheOldestFileFromArchive() == 1 ? S_OK : E_FAIL;
-        return S_OK;
+        overflows = isAboveLimit(count - 1);
+        return DeleteTheOldestFileFromArchive() == 1 ? S_OK : E_FAIL;
     });
-}
-
-// The first entry of the index, read under the archive lock.
-bool Subscription::FindOldest(std::wstring& snapShotId) {
-    const SubscriptionArchive archive = record_.Archive();
-    const NamedLock lock = archive.Lock();
-    if (!lock.Held())
-        return false;
-    VORNA_LOG(LOG_TRACE, "Archive \"%S\" Overflow Occured. Going to remove oldest file from the archive",
-              archive.SnapShotsPath().c_str());
-    SnapShotIndex index;
-    (void)archive.ReadIndex(index);
-    return index.FindOldest(archive.IndexStream(), snapShotId) == S_OK;
 }
 
 int Subscription::DeleteTheOldestFileFromArchive() {
     return CatchAll("Subscription::DeleteTheOldestFileFromArchive", 0, [&] {
-        std::wstring oldest;
-        if (!FindOldest(oldest))
+        const SubscriptionArchive archive = record_.Archive();
+        const NamedLock lock = archive.Lock();
+        if (!lock.Held())
             return 0;
-        if (persistance_.DeleteSnapShot(record_.Archive(), oldest) != 1)
-            VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
-        return RemoveStream(oldest) == S_OK ? 1 : 0;
+        VORNA_LOG(LOG_TRACE, "Archive \"%S\" Overflow Occured. Going to remove oldest file from the archive",
+                  archive.SnapShotsPath().c_str());
+        for (;;) {
+            SnapShotIndex index;
+            std::wstring oldest;
+            (void)archive.ReadIndex(index);
+            if (index.FindOldest(archive.IndexStream(), oldest) != S_OK)
+                return 0;
+            const bool deleted = persistance_.DeleteSnapShot(archive, oldest) == 1;
+            if (!deleted)
+                VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
+            const HRESULT removed = archive.Remove(oldest);
+            if (removed == S_OK)
+                return 1;
+            // An entry without a stream is no snapshot; the next one is the oldest.
+            if (deleted && IsMissing(removed))
+                continue;
+            // The snapshot is still there, so its entry comes back.
+            if (deleted && archive.WriteIndex(index) != S_OK)
+                VORNA_LOG(LOG_ERROR, "The entry of a snapshot that could not be removed could not be written back : %S",
+                          oldest.c_str());
+            return 0;
+        }
     });
 }
 

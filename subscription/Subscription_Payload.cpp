@@ -39,11 +39,17 @@ HRESULT ReadPayload(XmlAccessor& callback, std::wstring& data) {
     return E_FAIL;
 }
 
-// Transforms the document in accessor. output is a well-formed document without an XML declaration.
+// What a stylesheet makes of the loaded data. A document loses its XML declaration, so that it can be part of another
+// one; other output stays as it is. False if there is none.
 bool Transform(XmlAccessor& accessor, std::wstring_view transformFile, std::wstring& output) {
     std::wstring transformed;
-    return accessor.TransformByFile(transformFile, transformed) == S_OK && accessor.Load(transformed) == S_OK &&
-           accessor.QueryMarkup(L"/", output) == S_OK;
+    if (accessor.TransformByFile(transformFile, transformed) != S_OK || transformed.empty())
+        return false;
+    if (accessor.Load(transformed) == S_OK && accessor.QueryMarkup(L"/", output) == S_OK)
+        return true;
+    VORNA_LOG(LOG_NOTICE, "The output of the stylesheet is not an XML document. It is archived as it is");
+    output = std::move(transformed);
+    return true;
 }
 
 } // namespace
@@ -82,7 +88,7 @@ HRESULT Subscription::HandleCallbackforEventPayloadData(std::wstring_view callba
         else
             VORNA_LOG(LOG_TRACE, "Failed to apply xslt to result data. Going ahead to log complete data");
     }
-    const HRESULT result = AddSnapShotToArchive(data);
+    const HRESULT result = AddSnapShotToArchive(data, SnapShotIndex::Placement::FreeSecond);
     if (result != S_OK)
         VORNA_LOG(LOG_TRACE, "Adding snapshot data to archive failed");
     return result;

@@ -12,6 +12,13 @@
 
 namespace vorna {
 
+namespace {
+
+constexpr wchar_t LOCKED[] = L"Another registration did not end in time";
+constexpr wchar_t ENDED[] = L"The subscription was ended meanwhile";
+
+} // namespace
+
 HRESULT Subscription::HandleSetDataforTimerEvent(SetDataOperation operation, CPWStringBuffer& errorText) {
     const ScopeTrace trace("Subscription::HandleSetDataforTimerEvent");
     TimerSender sender(info_.TimerEvent(), RecordedClientId());
@@ -61,45 +68,27 @@ HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
     const HRESULT gathered = info_.TimerEvent() ? GatherFirstData(data) : S_FALSE;
 
     VORNA_LOG(LOG_TRACE, "%s", texts.subscribing);
-    NamedLock registration = RegistrationLock();
+    NamedLock registration = RegistrationLock(record_.clientCookie);
     if (!registration.Held()) {
-        errorText = L"Another registration did not end in time";
+        errorText = LOCKED;
         return E_FAIL;
     }
-    if (HRESULT result = sender.Subscribe(record_.subscriptionId, errorText); result != S_OK)
-        return result;
-
-    if (!CreateBaseDir()) {
-        registration.Unlock();
-        (void)sender.Unsubscribe(record_.subscriptionId);
-        errorText = L"Directory creation failed";
-        VORNA_LOG(LOG_TRACE, "%s", texts.noDirectory);
-        return E_FAIL;
-    }
-
-    std::wstring maintenanceId;
-    const bool maintained = persistance_.GetMaintainanceID(maintenanceId) == S_OK;
-    if (maintained || RegisterforMaintananceEvent(maintenanceId) != S_OK)
-        maintenanceId.clear();
-
-    record_.kind = RegistrationKind::New;
-    if (HRESULT added = persistance_.AddSubscription(record_, sender.ClientId(), maintenanceId); added != S_OK) {
-        VORNA_LOG(LOG_TRACE, "%s", texts.addRefused);
+    // Another client may have registered the same archive since the handler looked.
+    std::wstring recorded;
+    if (HRESULT found = persistance_.GetSubscriptionID(record_.clientCookie, recorded);
+        found != RESULT_NO_SUBSCRIPTION) {
         errorText = texts.addFailed;
-        VORNA_LOG(LOG_TRACE, "%S", texts.addFailed);
-        registration.Unlock();
-        (void)sender.Unsubscribe(record_.subscriptionId);
-        RemoveBaseDir();
-        // A maintenance timer that is not recorded could never be ended later; a recorded one may serve other
-        // subscriptions.
-        std::wstring recorded;
-        if (!maintenanceId.empty() && persistance_.GetMaintainanceID(recorded) != S_OK)
-            (void)MaintenanceTimer::End(sender.ClientId(), maintenanceId);
-        else
-            MaintenanceTimer::Drop(persistance_);
-        return added;
+        return found == S_OK ? HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS) : found;
     }
+    HRESULT result = SubscribeAnew(sender, {}, record_.subscriptionId, errorText);
+    std::wstring maintenanceId;
+    if (result == S_OK)
+        result = MakeRecord(sender, maintenanceId, errorText);
     registration.Unlock();
+    if (result != S_OK) {
+        UndoRegistration(sender, maintenanceId);
+        return result;
+    }
 
     if (!data.empty())
         (void)AddSnapShotToArchive(data);
@@ -112,11 +101,70 @@ HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
     return S_OK;
 }
 
+// Subscribes, and refuses an ID that has an archive already. oldId: the one ID that is allowed to have one, which a
+// component gives again if it has lost its registrations. On failure, id is the registration to end, or empty.
+HRESULT Subscription::SubscribeAnew(Sender& sender, std::wstring_view oldId, std::wstring& id,
+                                    CPWStringBuffer& errorText) {
+    HRESULT result = sender.Subscribe(id, errorText);
+    if (result != S_OK || id == oldId)
+        return result;
+    std::wstring other;
+    result = persistance_.GetSubscriptionID(id, other);
+    if (result == RESULT_NO_SUBSCRIPTION && SubscriptionArchive(record_.archiveDirectory, id).IsGone())
+        return S_OK;
+    errorText = sender.Texts().subscribeFailed;
+    VORNA_LOG(LOG_ERROR, "The subscription ID is that of another archive : \"%S\"", id.c_str());
+    return FAILED(result) && result != RESULT_NO_SUBSCRIPTION ? result : E_UNEXPECTED;
+}
+
+// The folder, the maintenance timer and the record of a fresh registration. maintenanceId: the maintenance timer that
+// this registered; empty if there was one.
+HRESULT Subscription::MakeRecord(Sender& sender, std::wstring& maintenanceId, CPWStringBuffer& errorText) {
+    const Sender::Wording& texts = sender.Texts();
+    const NamedLock folders = FolderLock();
+    if (!folders.Held()) {
+        errorText = LOCKED;
+        return E_FAIL;
+    }
+    if (!CreateBaseDir()) {
+        errorText = L"Directory creation failed";
+        VORNA_LOG(LOG_TRACE, "%s", texts.noDirectory);
+        return E_FAIL;
+    }
+    MaintenanceTimer::Ensure(persistance_, maintenanceId);
+    record_.kind = RegistrationKind::New;
+    const HRESULT added = persistance_.AddSubscription(record_, sender.ClientId(), maintenanceId);
+    if (added == S_OK)
+        return S_OK;
+    VORNA_LOG(LOG_TRACE, "%s", texts.addRefused);
+    errorText = texts.addFailed;
+    VORNA_LOG(LOG_TRACE, "%S", texts.addFailed);
+    return added;
+}
+
+// Takes back what a failed registration has made so far.
+void Subscription::UndoRegistration(Sender& sender, std::wstring_view maintenanceId) {
+    if (record_.subscriptionId.empty())
+        return;
+    (void)sender.Unsubscribe(record_.subscriptionId);
+    RemoveBaseDir();
+    // A maintenance timer that is not recorded would never be found again; a recorded one is for others too.
+    std::wstring recorded;
+    if (!maintenanceId.empty() && SUCCEEDED(persistance_.FindMaintainanceID(recorded)) && recorded != maintenanceId)
+        (void)MaintenanceTimer::End(sender.ClientId(), maintenanceId);
+    else
+        MaintenanceTimer::Drop(persistance_);
+}
+
 HRESULT Subscription::GatherFirstData(std::wstring& data) {
     VORNA_LOG(LOG_TRACE,
               "Subscription::HandleSetDataforTimerEvent~~~Going to do GetData with Aggregator as it is timer event .");
     const DataSource& source = info_.TimerEvent()->source;
-    const HRESULT gathered = GetDataFromAggregator(service_.get(), source.xpath, source.prefixes, data);
+    com_ptr<IAggregator> aggregator;
+    HRESULT gathered = CreateAggregator(aggregator);
+    if (gathered != S_OK)
+        return gathered;
+    gathered = GetDataFrom(*aggregator.get(), service_.get(), source.xpath, source.prefixes, data);
     if (FAILED(gathered))
         VORNA_LOG(LOG_TRACE, "Error - Aggregator's GetData returned failure");
     return gathered;
@@ -127,23 +175,22 @@ HRESULT Subscription::Modify(Sender& sender, CPWStringBuffer& errorText) {
     if (HRESULT created = sender.Create(errorText); created != S_OK)
         return created;
     VORNA_LOG(LOG_TRACE, "%s", texts.modifying);
-    if (persistance_.IsSubscriptionAged(record_.vornaId)) {
-        VORNA_LOG(LOG_TRACE, "The subscription has already aged. Going to subscribe again");
-        return Renew(sender, RegistrationKind::Renewal, errorText);
-    }
-    const HRESULT answer = sender.Modify(record_.subscriptionId);
-    if (answer == S_OK) {
-        record_.kind = RegistrationKind::Modification;
-        const HRESULT stored = persistance_.AddSubscription(record_, sender.ClientId(), {});
-        if (stored == S_OK)
-            return S_OK;
-        // The subscription may just have aged, which ends its registration; then it is registered again.
-        if (!persistance_.IsSubscriptionAged(record_.vornaId)) {
-            VORNA_LOG(LOG_TRACE, "%s", texts.storeRefused);
-            errorText = texts.storeFailed;
-            return stored;
+    HRESULT answer = S_OK;
+    // Again with the new ID if others renew the registration meanwhile.
+    for (HRESULT stored = S_FALSE; answer == S_OK && stored == S_FALSE;) {
+        if (persistance_.IsSubscriptionAged(record_.vornaId)) {
+            VORNA_LOG(LOG_TRACE, "The subscription has already aged. Going to subscribe again");
+            return Renew(sender, RegistrationKind::Renewal, errorText);
         }
-    } else if (!sender.SubscribesAgainAfter(answer)) {
+        answer = sender.Modify(record_.subscriptionId);
+        if (answer != S_OK)
+            break;
+        stored = RecordModification(sender, errorText);
+        // It may have aged a moment ago; then the registration is gone, and a fresh one brings it back to life.
+        if (stored == S_OK || (FAILED(stored) && !persistance_.IsSubscriptionAged(record_.vornaId)))
+            return stored;
+    }
+    if (answer != S_OK && !sender.SubscribesAgainAfter(answer)) {
         errorText = texts.modifyFailed;
         VORNA_LOG(LOG_TRACE, "%S (hr: %#x)", texts.modifyFailed, static_cast<unsigned>(answer));
         return FAILED(answer) ? answer : E_FAIL;
@@ -155,86 +202,136 @@ HRESULT Subscription::Modify(Sender& sender, CPWStringBuffer& errorText) {
     return renewed;
 }
 
-// Copies everything that was captured so far to the new archives.
-HRESULT Subscription::CopyArchive(const SubscriptionArchive& from, const SubscriptionArchive& to) {
-    const NamedLock lock = from.Lock();
-    return lock.Held() ? from.CopyTo(to) : lock.Result();
-}
-
-// Replaces the recorded registration by a new one. The archives are named after the registration, so they are copied to
-// the new name before the record changes.
-HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuffer& errorText) {
-    const Sender::Wording& texts = sender.Texts();
-    NamedLock registration = RegistrationLock();
+// S_FALSE: the archive was renewed meanwhile, and the record has its new ID now.
+HRESULT Subscription::RecordModification(Sender& sender, CPWStringBuffer& errorText) {
+    const NamedLock registration = RegistrationLock(record_.clientCookie);
     if (!registration.Held()) {
-        errorText = L"Another registration did not end in time";
+        errorText = LOCKED;
         return E_FAIL;
     }
-    // The previous owner of the lock may have renewed the subscription as well; then its archives are the current ones.
+    std::wstring id;
+    HRESULT result = persistance_.GetSubscriptionID(record_.clientCookie, id);
+    if (result == S_OK && id != record_.subscriptionId) {
+        record_.subscriptionId = id;
+        return S_FALSE;
+    }
+    if (result == S_OK) {
+        record_.kind = RegistrationKind::Modification;
+        result = persistance_.AddSubscription(record_, sender.ClientId(), {});
+    }
+    if (result != S_OK) {
+        VORNA_LOG(LOG_TRACE, "%s", sender.Texts().storeRefused);
+        errorText = result == RESULT_NO_SUBSCRIPTION ? ENDED : sender.Texts().storeFailed;
+    }
+    return result == S_OK || FAILED(result) ? result : E_FAIL;
+}
+
+// A fresh registration in place of the recorded one. The archives are named after the registration, so what was
+// captured so far is copied to the new name before the record changes.
+HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuffer& errorText) {
+    const Sender::Wording& texts = sender.Texts();
+    NamedLock registration = RegistrationLock(record_.clientCookie);
+    if (!registration.Held()) {
+        errorText = LOCKED;
+        return E_FAIL;
+    }
+    // The previous holder of the lock may have done the same; its archives are the ones that count now.
     SubscriptionRecord current;
     if (HRESULT found = persistance_.GetSubscription(record_.clientCookie, current); found != S_OK) {
-        errorText = found == RESULT_NO_SUBSCRIPTION ? L"The subscription was ended meanwhile" : texts.storeFailed;
+        errorText = found == RESULT_NO_SUBSCRIPTION ? ENDED : texts.storeFailed;
         return found;
     }
     const std::wstring oldId = current.subscriptionId;
+    if (kind == RegistrationKind::Restoration) {
+        record_.subscriptionText = current.subscriptionText;
+        record_.lifetime = SubscriptionInfo(current.subscriptionText).Aging();
+    }
     std::wstring newId;
-    if (HRESULT result = sender.Subscribe(newId, errorText); result != S_OK) {
+    if (HRESULT result = SubscribeAnew(sender, oldId, newId, errorText); result != S_OK) {
         if (kind == RegistrationKind::Restoration)
             VORNA_LOG(LOG_TRACE, "Failed to Subscribe with event manager");
+        registration.Unlock();
+        if (!newId.empty())
+            (void)sender.Unsubscribe(newId);
         return result;
     }
     const SubscriptionArchive oldArchive(record_.archiveDirectory, oldId);
     const SubscriptionArchive newArchive(record_.archiveDirectory, newId);
-    HRESULT result = CopyArchive(oldArchive, newArchive);
+    HRESULT result = newId == oldId ? S_OK : oldArchive.CopyTo(newArchive);
     if (result == S_OK) {
         record_.kind = kind;
         record_.subscriptionId = newId;
         result = persistance_.AddSubscription(record_, sender.ClientId(), {});
     }
+    std::wstring recorded;
+    const HRESULT found = result == S_OK ? S_OK : persistance_.GetSubscriptionID(record_.clientCookie, recorded);
     registration.Unlock();
     if (result != S_OK) {
         errorText = texts.storeFailed;
         VORNA_LOG(LOG_TRACE, "%s",
                   kind == RegistrationKind::Restoration ? "Failed to add the subscription to the archive"
                                                         : texts.storeRefused);
-        (void)sender.Unsubscribe(newId);
-        SubscriptionRecord recorded;
-        // The new archives are unused only if the record does not name them.
-        if (persistance_.GetSubscription(newId, recorded) == RESULT_NO_SUBSCRIPTION)
+        // Only if it is certain that the record does not name the new registration is that one ended. If it does name
+        // it, its archives are whole.
+        if (newId != oldId && (found == RESULT_NO_SUBSCRIPTION || (found == S_OK && recorded != newId))) {
+            (void)sender.Unsubscribe(newId);
             newArchive.RemoveFiles();
-        return result;
+            return result;
+        }
+        if (found != S_OK)
+            return result;
     }
-    // Usually the old registration no longer exists; if it does, nothing else would end it.
+    if (newId == oldId)
+        return result;
+    // Usually it is gone already. If it is not, nothing else would end it.
     (void)sender.Unsubscribe(oldId);
     oldArchive.MoveLateSnapShotsTo(newArchive);
-    return S_OK;
+    return result;
 }
 
 HRESULT Subscription::Unregister(Sender& sender, CPWStringBuffer& errorText) {
     const Sender::Wording& texts = sender.Texts();
     VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribing);
-    VORNA_LOG(LOG_TRACE, "Unregistering the subscription id :%S", record_.subscriptionId.c_str());
-    HRESULT answer = sender.Create(errorText);
-    if (answer == S_OK)
-        answer = sender.Unsubscribe(record_.subscriptionId);
-    // A registration that no longer exists counts as ended.
-    if (answer != S_OK && !Sender::IsGone(answer)) {
-        if (texts.unsubscribeRefused)
-            VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribeRefused);
-        VORNA_LOG(LOG_TRACE, "%s (hr: %#x)", texts.unsubscribeFailed, static_cast<unsigned>(answer));
-        (void)persistance_.DeleteSubscription(record_.subscriptionId);
-        VORNA_LOG(LOG_TRACE, "%s", texts.invalidated);
-        errorText = texts.invalidatedText;
-        return FAILED(answer) ? answer : E_FAIL;
+    HRESULT deleted = S_FALSE;
+    // Again with the new ID if others renew the registration meanwhile.
+    while (deleted == S_FALSE) {
+        VORNA_LOG(LOG_TRACE, "Unregistering the subscription id :%S", record_.subscriptionId.c_str());
+        HRESULT answer = sender.Create(errorText);
+        if (answer == S_OK)
+            answer = sender.Unsubscribe(record_.subscriptionId);
+        // A registration that is not there any more counts as ended.
+        if (answer != S_OK && !Sender::IsGone(answer)) {
+            if (texts.unsubscribeRefused)
+                VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribeRefused);
+            VORNA_LOG(LOG_TRACE, "%s (hr: %#x)", texts.unsubscribeFailed, static_cast<unsigned>(answer));
+            (void)persistance_.DeleteSubscription(record_.subscriptionId);
+            VORNA_LOG(LOG_TRACE, "%s", texts.invalidated);
+            errorText = texts.invalidatedText;
+            return FAILED(answer) ? answer : E_FAIL;
+        }
+        VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribed);
+        deleted = DeleteRecordAndArchives(errorText);
     }
-    VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribed);
-    return DeleteRecordAndArchives(errorText);
+    return deleted;
 }
 
+// S_FALSE: the archive was renewed meanwhile, and the record has its new ID now.
 HRESULT Subscription::DeleteRecordAndArchives(CPWStringBuffer& errorText) {
-    if (HRESULT deleted = persistance_.DeleteSubscription(record_.subscriptionId); deleted != S_OK) {
-        errorText = L"The subscription could not be deleted from the Persist file";
-        return deleted;
+    {
+        const NamedLock registration = RegistrationLock(record_.clientCookie);
+        if (!registration.Held()) {
+            errorText = LOCKED;
+            return E_FAIL;
+        }
+        std::wstring id;
+        if (persistance_.GetSubscriptionID(record_.clientCookie, id) == S_OK && id != record_.subscriptionId) {
+            record_.subscriptionId = id;
+            return S_FALSE;
+        }
+        if (HRESULT deleted = persistance_.DeleteSubscription(record_.subscriptionId); deleted != S_OK) {
+            errorText = L"The subscription could not be deleted from the Persist file";
+            return FAILED(deleted) ? deleted : E_FAIL;
+        }
     }
     VORNA_LOG(LOG_TRACE, "Subscription Deleted from Persist file successfully");
     RemoveBaseDir();
@@ -245,13 +342,15 @@ bool Subscription::IsBeyondReading(HRESULT result, const SubscriptionRecord& rec
     if (record.subscriptionId.empty() || record.archiveDirectory.empty())
         return false;
     return result == HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT) || result == RESULT_XML_MALFORMED ||
-           !record.Archive().Exists();
+           record.Archive().IsGone();
 }
 
 HRESULT Subscription::EndUnread(CPWStringBuffer& errorText) {
     VORNA_LOG(LOG_WARNING, "The subscription %S is ended without having been read : its archive is damaged",
               record_.subscriptionId.c_str());
-    const HRESULT result = DeleteRecordAndArchives(errorText);
+    HRESULT result = S_FALSE;
+    while (result == S_FALSE)
+        result = DeleteRecordAndArchives(errorText);
     if (result == S_OK)
         MaintenanceTimer::Drop(persistance_);
     return result;

@@ -10,6 +10,8 @@ namespace {
 
 // The kind of entries that the manager counts: streams.
 constexpr long ENTRY_KIND_STREAM = 2;
+// Follows each name in the manager's list.
+constexpr wchar_t NAME_END = L'\xFFFF';
 
 } // namespace
 
@@ -45,7 +47,12 @@ template <typename Work>
 HRESULT SamAccessor::WithArchive(Work work) {
     if (!manager_)
         return result_;
-    CatchAll([] {},
+    // A step that threw did not happen, whatever the one before it answered.
+    const auto otherwise = [&] {
+        if (SUCCEEDED(result_))
+            result_ = E_FAIL;
+    };
+    CatchAll(otherwise,
              [&] {
                  bstr path(archivePath_);
                  result_ = manager_->put_Archive(path.get());
@@ -96,6 +103,22 @@ HRESULT SamAccessor::getNumberOfFilesInArchive(long& count) {
             VORNA_LOG(LOG_TRACE, "GetEntryCount Succeed. Number of Files in Archive are %ld", count);
         else
             Log({L"GetEntryCount Failed for Archive: ", archivePath_});
+        return result;
+    });
+}
+
+HRESULT SamAccessor::ListStreams(std::vector<std::wstring>& names) {
+    const ScopeTrace trace("SamAccessor::ListStreams");
+    names.clear();
+    return WithArchive([&]() -> HRESULT {
+        const auto lister = manager_.try_as<IArchiveStreams>();
+        if (!lister)
+            return E_NOINTERFACE;
+        bstr list;
+        const HRESULT result = lister->GetStreamNames(list.put());
+        const std::wstring_view text = list.view();
+        for (size_t begin = 0, end; (end = text.find(NAME_END, begin)) != text.npos; begin = end + 1)
+            names.emplace_back(text.substr(begin, end - begin));
         return result;
     });
 }

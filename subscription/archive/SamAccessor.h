@@ -13,6 +13,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vorna {
 
@@ -29,6 +30,8 @@ class SamAccessor {
     [[nodiscard]] HRESULT getStreamFromArchive(bstr& data);
     [[nodiscard]] HRESULT addStreamToArchive(std::wstring_view data);
     [[nodiscard]] HRESULT getNumberOfFilesInArchive(long& count);
+    // The names of all streams. E_NOINTERFACE if the manager does not list them, which is optional.
+    [[nodiscard]] HRESULT ListStreams(std::vector<std::wstring>& names);
     [[nodiscard]] HRESULT removeFile();
 
   private:

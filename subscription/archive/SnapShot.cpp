@@ -6,9 +6,13 @@
 
 namespace vorna {
 
-SnapShot::SnapShot(const SYSTEMTIME& time) : id(FormatDateTime(time)), accessTime(time) {
-    // Stream names must not contain characters that file names cannot have.
+SnapShot::SnapShot(const SYSTEMTIME& time) : id(IdOf(time)), accessTime(time) {}
+
+std::wstring SnapShot::IdOf(const SYSTEMTIME& time) {
+    std::wstring id = FormatDateTime(time);
+    // A stream name must not hold what a file name cannot.
     std::replace(id.begin(), id.end(), L':', L'_');
+    return id;
 }
 
 SnapShot::SnapShot(std::wstring_view xml) {

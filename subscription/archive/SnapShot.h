@@ -16,6 +16,7 @@ class SnapShot {
     SnapShot() = default;
     // A new capture, not read yet. time: the local time of the capture, which also determines the Id.
     explicit SnapShot(const SYSTEMTIME& time);
+    static std::wstring IdOf(const SYSTEMTIME& time);
     // From the XML form. Fields that cannot be read keep their defaults, which is logged; never throws.
     explicit SnapShot(std::wstring_view xml);
     // The same with an accessor that the caller has created, for reading several records.

@@ -3,7 +3,9 @@
 #include "common/com/results.h"
 #include "common/log/Logging.h"
 
+#include <algorithm>
 #include <map>
+#include <set>
 
 namespace vorna {
 
@@ -30,42 +32,75 @@ HRESULT Load(XmlAccessor& accessor, const std::wstring& text, const char* failur
     return RESULT_XML_MALFORMED;
 }
 
+HRESULT Append(XmlAccessor& accessor, const SnapShot& snapShot) {
+    std::wstring markup;
+    snapShot.ToXML(markup);
+    if (accessor.Set(L"/SnapShots", markup, XmlChange::Append) == S_OK)
+        return S_OK;
+    VORNA_LOG(LOG_TRACE, "XMLSet failed!! Appending : %S at /SnapShotsFailed", markup.c_str());
+    return E_FAIL;
+}
+
+HRESULT Update(XmlAccessor& accessor, const SnapShot& snapShot) {
+    const std::wstring entry = EntryPath(snapShot.id);
+    const HRESULT result = Replace(accessor, entry + L"/AccessTime",
+                                   L"<AccessTime>" + FormatDateTime(snapShot.accessTime) + L"</AccessTime>");
+    return result != S_OK ? result
+                          : Replace(accessor, entry + L"/AlreadyRead",
+                                    snapShot.alreadyRead == 1 ? L"<AlreadyRead>TRUE</AlreadyRead>"
+                                                              : L"<AlreadyRead>FALSE</AlreadyRead>");
+}
+
+// The first second after the snapshot's own that has no entry. S_FALSE: found, and it has none.
+HRESULT MoveToFreeSecond(XmlAccessor& accessor, SnapShot& snapShot) {
+    std::vector<std::wstring> ids;
+    if (HRESULT result = accessor.QueryTexts(L"/SnapShots/SnapShot/@Id", ids); result != S_OK)
+        return result;
+    SYSTEMTIME second = snapShot.accessTime;
+    for (int ahead = 0; ahead < SnapShotIndex::FURTHEST_SECOND; ++ahead) {
+        second = AddDuration(second, Duration{.seconds = 1});
+        snapShot.id = SnapShot::IdOf(second);
+        if (std::find(ids.begin(), ids.end(), snapShot.id) == ids.end())
+            return S_FALSE;
+    }
+    VORNA_LOG(LOG_ERROR, "There is a snapshot for every second up to %S. The event is refused", snapShot.id.c_str());
+    return HRESULT_FROM_WIN32(ERROR_BUSY);
+}
+
 constexpr char LOAD_FAILED[] = "Load XML of \"%S failed";
 
 } // namespace
 
-HRESULT SnapShotIndex::Add(const SnapShot& snapShot, Known known) {
-    std::wstring markup;
-    snapShot.ToXML(markup);
+HRESULT SnapShotIndex::Add(SnapShot& snapShot, Placement placement, bool& added) {
+    added = true;
+    std::wstring markup, found;
     if (text_.empty()) {
+        snapShot.ToXML(markup);
         text_ = L"<SnapShots>" + markup + L"</SnapShots>";
         return S_OK;
     }
     XmlAccessor accessor;
     if (HRESULT result = Load(accessor, text_, LOAD_FAILED); result != S_OK)
         return result;
-    const std::wstring entry = EntryPath(snapShot.id);
-    std::wstring found;
-    if (accessor.QueryMarkup(entry + L"/AccessTime", found) == S_OK) {
-        if (known == Known::Refuse)
-            return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
-        if (Replace(accessor, entry + L"/AccessTime",
-                    L"<AccessTime>" + FormatDateTime(snapShot.accessTime) + L"</AccessTime>") != S_OK ||
-            Replace(accessor, entry + L"/AlreadyRead",
-                    snapShot.alreadyRead == 1 ? L"<AlreadyRead>TRUE</AlreadyRead>"
-                                              : L"<AlreadyRead>FALSE</AlreadyRead>") != S_OK)
-            return E_FAIL;
-    } else if (accessor.Set(L"/SnapShots", markup, XmlChange::Append) != S_OK) {
-        VORNA_LOG(LOG_TRACE, "XMLSet failed!! Appending : %S at /SnapShotsFailed", markup.c_str());
-        return E_FAIL;
-    }
+    HRESULT known = accessor.QueryMarkup(EntryPath(snapShot.id) + L"/AccessTime", found);
+    if (known == S_OK && placement == Placement::FreeSecond)
+        known = MoveToFreeSecond(accessor, snapShot);
+    if (FAILED(known))
+        return known;
+    added = known != S_OK;
+    const HRESULT changed = added ? Append(accessor, snapShot) : Update(accessor, snapShot);
+    if (changed != S_OK)
+        return changed;
     if (accessor.QueryMarkup(L"/SnapShots", text_) == S_OK)
         return S_OK;
     VORNA_LOG(LOG_TRACE, "Failed to get the data from updated snapshotinfo XML");
     return E_FAIL;
 }
 
-HRESULT SnapShotIndex::Refresh(std::span<const SnapShot> snapShots) {
+// Writes the text anew. change gets the Id and the markup of each entry, and may replace the markup; an empty one
+// removes the entry.
+template <typename Change>
+HRESULT SnapShotIndex::Rewrite(Change change) {
     XmlAccessor accessor;
     if (HRESULT result = Load(accessor, text_, LOAD_FAILED); result != S_OK)
         return result;
@@ -73,24 +108,32 @@ HRESULT SnapShotIndex::Refresh(std::span<const SnapShot> snapShots) {
     if (accessor.QueryMarkups(L"/SnapShots/SnapShot", entries) != S_OK ||
         accessor.QueryTexts(L"/SnapShots/SnapShot/@Id", ids) != S_OK)
         return E_FAIL;
-    // If an entry has no Id, entries and Ids cannot be matched.
-    if (ids.size() != entries.size())
-        return E_FAIL;
-    std::map<std::wstring_view, const SnapShot*> fresh;
-    for (const SnapShot& snapShot : snapShots)
-        fresh.emplace(snapShot.id, &snapShot);
     text_ = L"<SnapShots>";
-    std::wstring markup;
-    for (size_t i = 0; i < ids.size(); ++i) {
-        if (auto found = fresh.find(ids[i]); found != fresh.end()) {
-            found->second->ToXML(markup);
-            text_ += markup;
-        } else {
-            text_ += entries[i];
-        }
+    for (size_t i = 0; i < entries.size(); ++i) {
+        // If the Ids are not one for each entry, each entry is asked for its own.
+        change(ids.size() == entries.size() ? ids[i] : SnapShot(entries[i], accessor).id, entries[i]);
+        text_ += entries[i];
     }
     text_ += L"</SnapShots>";
     return S_OK;
+}
+
+HRESULT SnapShotIndex::Refresh(std::span<const SnapShot> snapShots) {
+    std::map<std::wstring_view, const SnapShot*> fresh;
+    for (const SnapShot& snapShot : snapShots)
+        fresh.emplace(snapShot.id, &snapShot);
+    return Rewrite([&](const std::wstring& id, std::wstring& markup) {
+        if (const auto found = fresh.find(id); found != fresh.end())
+            found->second->ToXML(markup);
+    });
+}
+
+HRESULT SnapShotIndex::Remove(std::span<const std::wstring> ids) {
+    const std::set<std::wstring_view> gone(ids.begin(), ids.end());
+    return Rewrite([&](const std::wstring& id, std::wstring& markup) {
+        if (gone.contains(id))
+            markup.clear();
+    });
 }
 
 HRESULT SnapShotIndex::Remove(std::wstring_view id) {
@@ -132,6 +175,15 @@ HRESULT SnapShotIndex::Read(std::vector<SnapShot>& snapShots) const {
             snapShots.emplace_back(entries[i], accessor);
     }
     return S_OK;
+}
+
+HRESULT SnapShotIndex::ReadIds(std::vector<std::wstring>& ids) const {
+    ids.clear();
+    if (text_.empty())
+        return S_OK;
+    XmlAccessor accessor;
+    const HRESULT result = Load(accessor, text_, LOAD_FAILED);
+    return result == S_OK ? accessor.QueryTexts(L"/SnapShots/SnapShot/@Id", ids) : result;
 }
 
 HRESULT SnapShotIndex::FindOldest(std::wstring_view stream, std::wstring& id) const {

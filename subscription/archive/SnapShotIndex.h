@@ -16,8 +16,15 @@ namespace vorna {
 
 class SnapShotIndex {
   public:
-    // What to do with a snapshot whose Id already has an entry.
-    enum class Known { Refresh, Refuse };
+    // Which Id a capture gets if its second has an entry already.
+    enum class Placement {
+        // The same one: the newer capture replaces the older.
+        SameSecond,
+        // The first second after it without an entry, so that both captures are kept.
+        FreeSecond,
+    };
+    // How far ahead of its time a capture may be placed, in seconds.
+    static constexpr int FURTHEST_SECOND = 600;
 
     SnapShotIndex() = default;
     explicit SnapShotIndex(std::wstring text) : text_(std::move(text)) {}
@@ -25,18 +32,24 @@ class SnapShotIndex {
     const std::wstring& Text() const { return text_; }
     bool empty() const { return text_.empty(); }
 
-    // Adds an entry, or updates the one with the same Id; with Known::Refuse the latter fails with 0x800700B7
-    // (ERROR_ALREADY_EXISTS).
-    [[nodiscard]] HRESULT Add(const SnapShot& snapShot, Known known);
-    // Updates the entries of several snapshots in one pass. Snapshots without an entry are ignored.
+    // Adds an entry, or updates the one of the same Id. With FreeSecond, snapShot gets the Id of its entry; 0x800700AA
+    // (ERROR_BUSY) if no second within FURTHEST_SECOND is free. added: whether the entry is new.
+    [[nodiscard]] HRESULT Add(SnapShot& snapShot, Placement placement, bool& added);
+    // Updates the entries of many snapshots in one pass; entries that are gone stay gone.
     [[nodiscard]] HRESULT Refresh(std::span<const SnapShot> snapShots);
     [[nodiscard]] HRESULT Remove(std::wstring_view id);
+    // The same for many, in one pass.
+    [[nodiscard]] HRESULT Remove(std::span<const std::wstring> ids);
 
     [[nodiscard]] HRESULT Read(std::vector<SnapShot>& snapShots) const;
-    // The Id of the first entry. stream: the name of the index in the log.
+    [[nodiscard]] HRESULT ReadIds(std::vector<std::wstring>& ids) const;
+    // The Id of the first entry. stream: what the log calls the index.
     [[nodiscard]] HRESULT FindOldest(std::wstring_view stream, std::wstring& id) const;
 
   private:
+    template <typename Change>
+    HRESULT Rewrite(Change change);
+
     std::wstring text_;
 };
 

@@ -1,27 +1,28 @@
 #include "subscription/archive/SubscriptionArchive.h"
 
+#include "common/com/files.h"
+#include "common/com/paths.h"
 #include "common/log/Logging.h"
 #include "common/services/Directories.h"
 #include "subscription/archive/SamAccessor.h"
 
 #include <algorithm>
+#include <set>
 
 namespace vorna {
 
 namespace {
 
-// The paths of the files in a folder that match a pattern.
-std::vector<std::wstring> FilesLike(const std::wstring& folder, const std::wstring& pattern) {
-    std::vector<std::wstring> files;
+constexpr HRESULT DAMAGED = HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT);
+
+bool IsNotFound(DWORD error) {
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+}
+
+bool NoFileMatches(const std::wstring& pattern) {
     WIN32_FIND_DATAW entry;
-    unique_find search(FindFirstFileW((folder + L"\\" + pattern).c_str(), &entry));
-    if (!search)
-        return files;
-    do {
-        if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
-            files.push_back(folder + L"\\" + entry.cFileName);
-    } while (FindNextFileW(search.get(), &entry));
-    return files;
+    const unique_find search(FindFirstFileW(pattern.c_str(), &entry));
+    return !search && IsNotFound(GetLastError());
 }
 
 } // namespace
@@ -53,8 +54,8 @@ NamedLock SubscriptionArchive::Lock() const {
     return NamedLock({L"\\config_" + id_, "Create Archive Global Mutex Failed"});
 }
 
-bool SubscriptionArchive::Exists() const {
-    return GetFileAttributesW(ConfigPath().c_str()) != INVALID_FILE_ATTRIBUTES;
+bool SubscriptionArchive::IsGone() const {
+    return GetFileAttributesW(long_path(ConfigPath()).c_str()) == INVALID_FILE_ATTRIBUTES && IsNotFound(GetLastError());
 }
 
 HRESULT SubscriptionArchive::ReadDocument(std::wstring& text) const {
@@ -96,66 +97,141 @@ HRESULT SubscriptionArchive::Count(long& snapShots) const {
     return SamAccessor(SnapShotsPath()).getNumberOfFilesInArchive(snapShots);
 }
 
-HRESULT SubscriptionArchive::CopyTo(const SubscriptionArchive& to) const {
-    std::wstring text;
-    // The document is copied too, so that both copies are complete.
-    HRESULT result = ReadDocument(text);
+HRESULT SubscriptionArchive::Size(std::uint64_t& bytes) const {
+    const unique_file file = open_for_reading(long_path(SnapShotsPath()));
+    LARGE_INTEGER size{};
+    if (!file || !GetFileSizeEx(file.get(), &size))
+        return S_FALSE;
+    bytes = static_cast<std::uint64_t>(size.QuadPart);
+    return S_OK;
+}
+
+HRESULT SubscriptionArchive::Reconcile(long& snapShots) const {
+    SnapShotIndex index;
+    std::vector<std::wstring> entries, streams;
+    HRESULT result = ReadIndex(index);
     if (result == S_OK)
-        result = to.WriteDocument(text);
+        result = index.ReadIds(entries);
     if (result != S_OK)
         return result;
-    // The index is copied as text, because it may contain times that cannot be parsed.
-    SnapShotIndex index;
-    result = ReadIndex(index);
-    if (result != S_OK || index.empty())
-        return result;
-    result = to.WriteIndex(index);
-    std::vector<SnapShot> snapShots;
-    if (result == S_OK)
-        result = index.Read(snapShots);
-    for (const SnapShot& snapShot : snapShots) {
-        if (result != S_OK)
-            break;
-        result = ReadStream(SnapShotsPath(), snapShot.id, text);
-        if (IsMissing(result))
-            result = S_OK;
-        else if (result == S_OK)
-            result = to.Store(snapShot.id, text);
+    snapShots = static_cast<long>(entries.size());
+    // Without an index there is nothing to tell which streams are wanted.
+    if (index.empty())
+        return S_OK;
+    result = SamAccessor(SnapShotsPath()).ListStreams(streams);
+    if (result != S_OK)
+        return result == E_NOINTERFACE ? S_OK : result;
+    const std::set<std::wstring> named(entries.begin(), entries.end());
+    for (const std::wstring& stream : streams) {
+        if (named.contains(stream))
+            continue;
+        VORNA_LOG(LOG_WARNING, "A snapshot without an entry is removed : %S", stream.c_str());
+        if (result = Remove(stream); result != S_OK)
+            return result;
     }
-    return result;
+    const std::set<std::wstring> stored(streams.begin(), streams.end());
+    std::erase_if(entries, [&](const std::wstring& entry) { return stored.contains(entry); });
+    if (entries.empty())
+        return S_OK;
+    VORNA_LOG(LOG_WARNING, "Entries without a snapshot are removed, the first is %S", entries.front().c_str());
+    snapShots -= static_cast<long>(entries.size());
+    result = index.Remove(entries);
+    return result == S_OK ? WriteIndex(index) : result;
+}
+
+// S_FALSE: there is no such snapshot any more. 0x80070570, logged: it is damaged.
+HRESULT SubscriptionArchive::CopySnapShot(const std::wstring& snapShotId, const SubscriptionArchive& to) const {
+    std::wstring text;
+    {
+        const NamedLock lock = Lock();
+        if (!lock.Held())
+            return lock.Result();
+        const HRESULT read = ReadStream(SnapShotsPath(), snapShotId, text);
+        if (read == DAMAGED)
+            VORNA_LOG(LOG_ERROR, "A damaged snapshot is not taken over : %S", snapShotId.c_str());
+        if (read != S_OK)
+            return IsMissing(read) ? S_FALSE : read;
+    }
+    const NamedLock lock = to.Lock();
+    return lock.Held() ? to.Store(snapShotId, text) : lock.Result();
+}
+
+HRESULT SubscriptionArchive::CopyTo(const SubscriptionArchive& to) const {
+    std::wstring text;
+    SnapShotIndex index;
+    std::vector<std::wstring> ids, missing;
+    {
+        const NamedLock lock = Lock();
+        if (!lock.Held())
+            return lock.Result();
+        HRESULT result = ReadDocument(text);
+        if (result == S_OK)
+            result = ReadIndex(index);
+        if (result == S_OK)
+            result = index.ReadIds(ids);
+        if (result != S_OK)
+            return result;
+    }
+    for (const std::wstring& id : ids) {
+        const HRESULT copied = CopySnapShot(id, to);
+        if (copied == S_FALSE || copied == DAMAGED)
+            missing.push_back(id);
+        else if (copied != S_OK)
+            return copied;
+    }
+    const NamedLock lock = to.Lock();
+    if (!lock.Held())
+        return lock.Result();
+    // The document too, so that the archives are whole under either name.
+    HRESULT result = to.WriteDocument(text);
+    if (result == S_OK && !missing.empty())
+        result = index.Remove(missing);
+    // The index is copied as text, because it may hold times that nothing else can express.
+    return result == S_OK && !index.empty() ? to.WriteIndex(index) : result;
 }
 
 void SubscriptionArchive::MoveLateSnapShotsTo(const SubscriptionArchive& to) const {
     const NamedLock lock = Lock();
     const NamedLock otherLock = to.Lock();
     SnapShotIndex index;
-    std::vector<SnapShot> late, known;
-    // A subscription that was ended meanwhile must not get its archives back.
-    if (!lock.Held() || !otherLock.Held() || !to.Exists() || ReadSnapShots(late) != S_OK ||
-        to.ReadIndex(index) != S_OK || index.Read(known) != S_OK)
+    std::vector<SnapShot> late;
+    std::vector<std::wstring> known;
+    // An archive that was ended meanwhile is not brought back.
+    if (!lock.Held() || !otherLock.Held() || to.IsGone() || ReadSnapShots(late) != S_OK || to.ReadIndex(index) != S_OK ||
+        index.ReadIds(known) != S_OK)
         return;
-    for (const SnapShot& snapShot : late) {
-        const auto same = [&](const SnapShot& other) { return other.id == snapShot.id; };
-        std::wstring text;
-        if (std::any_of(known.begin(), known.end(), same) || ReadStream(SnapShotsPath(), snapShot.id, text) != S_OK)
+    bool complete = true;
+    for (SnapShot& snapShot : late) {
+        if (std::find(known.begin(), known.end(), snapShot.id) != known.end())
             continue;
-        if (index.Add(snapShot, SnapShotIndex::Known::Refresh) != S_OK || to.WriteIndex(index) != S_OK ||
-            to.Store(snapShot.id, text) != S_OK)
+        const HRESULT copied = CopySnapShot(snapShot.id, to);
+        bool added = false;
+        if (copied == S_OK && index.Add(snapShot, SnapShotIndex::Placement::SameSecond, added) != S_OK)
             return;
+        complete = complete && (copied == S_OK || copied == S_FALSE);
     }
-    RemoveFiles();
+    // What was read since then stays marked as read.
+    if (!late.empty() && (index.Refresh(late) != S_OK || to.WriteIndex(index) != S_OK))
+        return;
+    if (complete)
+        RemoveFiles();
 }
 
-bool SubscriptionArchive::AnyIn(const std::wstring& directory) {
-    return !FilesLike(directory, L"config_*").empty() || !FilesLike(directory, L"snapshot_*").empty();
+bool SubscriptionArchive::NoneIn(const std::wstring& directory) {
+    const std::wstring folder = long_path(directory);
+    return NoFileMatches(folder + L"\\config_*") && NoFileMatches(folder + L"\\snapshot_*");
 }
 
 void SubscriptionArchive::RemoveFiles() const {
     const NamedLock lock = Lock();
-    for (const wchar_t* kind : {L"config_", L"snapshot_"}) {
-        for (const std::wstring& file : FilesLike(directory_, kind + id_ + L"*")) {
+    if (!lock.Held())
+        return;
+    for (const std::wstring& archive : {long_path(ConfigPath()), long_path(SnapShotsPath())}) {
+        // The archive manager's own files beside an archive have its name and one of these ends.
+        for (const wchar_t* end : {L"", L"-journal", L"-new"}) {
+            const std::wstring file = archive + end;
             SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL);
-            if (!DeleteFileW(file.c_str()))
+            if (!DeleteFileW(file.c_str()) && !IsNotFound(GetLastError()))
                 VORNA_LOG(LOG_WARNING, "An archive could not be deleted (error %lu) : %S", GetLastError(),
                           file.c_str());
         }

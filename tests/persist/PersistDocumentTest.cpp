@@ -146,9 +146,6 @@ TEST_F(PersistDocument, SnapshotIndex) {
     EXPECT_EQ(updated, index());
     ASSERT_HR(S_OK, persistance_->AddSnapShot(record_.Archive(), second));
     EXPECT_EQ(updated, index()) << "one entry for one Id";
-    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS),
-              persistance_->AddSnapShot(record_.Archive(), first, SnapShotIndex::Known::Refuse));
-    EXPECT_EQ(updated, index()) << "what is known stays as it is";
 
     EXPECT_EQ(0, persistance_->DeleteSnapShot(record_.Archive(), gone.id));
     EXPECT_EQ(1, persistance_->DeleteSnapShot(record_.Archive(), second.id));
