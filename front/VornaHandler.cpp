@@ -140,8 +140,8 @@ HRESULT VornaHandler::SetDataOf(IUnknown* service, const std::wstring& key, Subs
                                 CPWStringBuffer& errorText) {
     SubscriptionRecord record;
     const HRESULT found = SubscriptionPersistance().GetSubscription(key, record);
-    // Only Collect and Aging of the request count for an archive that exists, and Aging only if it is to go on. If
-    // Collect is not valid, ending the archive would delete data because of a typing error.
+    // For an existing archive only Collect and Aging of the request are used, and Aging only if it is continued. If
+    // Collect is not valid, the request is refused: ending the archive would delete data because of a typing error.
     const bool readable = request.Status() != RESULT_COLLECT && request.Status() != E_FAIL;
     const bool ends = readable && !request.Collect();
     if (found == S_OK) {
@@ -163,7 +163,7 @@ HRESULT VornaHandler::SetDataOf(IUnknown* service, const std::wstring& key, Subs
         return subscription.HandleSetData(service, operation, errorText);
     }
     if (found != RESULT_NO_SUBSCRIPTION) {
-        // What is damaged beyond reading can still be ended, or its name would be taken for ever.
+        // A damaged archive can still be ended; otherwise its name could never be used again.
         if (ends && Subscription::IsBeyondReading(found, record))
             return Subscription(std::move(record)).EndUnread(errorText);
         errorText = ReadFailureText(found);

@@ -132,7 +132,7 @@ HRESULT VornaHandler::Dispatch(const CallBack& callBack, CPWStringBuffer& errorT
     SubscriptionRecord record;
     HRESULT found = persistance.GetSubscription(callBack.subscriptionId, record);
     if (found == RESULT_NO_SUBSCRIPTION) {
-        // It may be one whose registration is not recorded yet: the first tick can be faster than its record.
+        // The registration may not be recorded yet: the first callback can arrive before that.
         const NamedLock registration = RegistrationLock(callBack.clientCookie);
         found = registration.Held() ? persistance.GetSubscription(callBack.subscriptionId, record) : E_FAIL;
     }
@@ -184,7 +184,7 @@ HRESULT VornaHandler::Unsubscribe(const CallBack& callBack, SubscriptionPersista
     HRESULT answer = sender->Create(ignoredText);
     if (answer == S_OK)
         answer = sender->Unsubscribe(id);
-    // A registration that is not there any more counts as ended.
+    // A registration that no longer exists counts as ended.
     if (answer != S_OK && !Sender::IsGone(answer)) {
         errorText = kind->failed;
         VORNA_LOG(LOG_TRACE, "%S", kind->failed);

@@ -1,8 +1,8 @@
 // The locks that are not specific to one subscription; the lock of an archive is SubscriptionArchive::Lock.
 //
-// Order: registration, folders, then persist or archive, which are never held together. While a registration lock is
-// held, no registration that calls back is ended: its component may wait for a callback that waits for this lock. For
-// the same reason no callback takes the folder lock.
+// Order of acquisition: registration, folders, then persist or archive; the last two are never held together. No
+// registration is ended while a registration lock is held, because the component may wait for a callback that waits for
+// this lock. For the same reason callbacks never acquire the folder lock.
 #pragma once
 
 #include "common/services/NamedLock.h"
@@ -15,12 +15,12 @@ inline NamedLock PersistLock(unique_handle& mutex) {
                      &mutex);
 }
 
-// One registration of an archive at a time: from the look at its record over the platform's answer to the new record. A
-// callback that comes in between finds no record; before its registration is ended for that reason, this lock is taken
-// and the record looked for again. clientCookie: names the archive.
+// Serialises the registrations of one archive across all processes, from reading its record over the call of the
+// platform to the new record. A callback that arrives in between finds no record; before it ends the registration for
+// this reason, it acquires this lock and looks again. clientCookie: names the archive.
 NamedLock RegistrationLock(std::wstring_view clientCookie);
 
-// One change at a time of what all archives share: the folders, and whether there is a maintenance timer.
+// Serialises changes of what all archives share: the folders and the maintenance timer.
 inline NamedLock FolderLock() {
     return NamedLock({L"VORNA_FOLDERS", "Create Archive Global Mutex Failed"});
 }

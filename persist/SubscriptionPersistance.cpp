@@ -314,7 +314,7 @@ HRESULT SubscriptionPersistance::FindSubscription(XmlAccessor& accessor, std::ws
     const std::wstring byId = L"/Subscriptions/Subscription[@ID=\"" + std::wstring(key) + L"\"][@VALID=\"TRUE\"]";
     const std::wstring byPath = L"/Subscriptions/Subscription[@PATH=\"" + std::wstring(key) + L"\"][@VALID=\"TRUE\"]";
     std::wstring node = byId;
-    // A key with a quote cannot be in the document, and must not change the question.
+    // A key with a quote cannot be in the document, and would change the XPath.
     HRESULT found = IsPlainValue(key) ? accessor.QueryText(node + L"/@PATH", record.clientCookie) : S_FALSE;
     record.subscriptionId = key;
     if (found == S_FALSE && IsPlainValue(key)) {
@@ -325,7 +325,7 @@ HRESULT SubscriptionPersistance::FindSubscription(XmlAccessor& accessor, std::ws
     if (found != S_OK) {
         record = SubscriptionRecord();
         VORNA_LOG(LOG_TRACE, "Failed to get Subscription ID in the Vorna Persist file");
-        // A question that failed says nothing about the subscription.
+        // A failed query does not mean that there is no such subscription.
         return found == S_FALSE ? RESULT_NO_SUBSCRIPTION : E_FAIL;
     }
     std::wstring serviceId, serviceUri, portId;
@@ -434,6 +434,8 @@ HRESULT SubscriptionPersistance::GetServiceXML(std::wstring_view subscriptionId,
     serviceXml.clear();
     const std::wstring id(subscriptionId);
     VORNA_LOG(LOG_TRACE, "Getting Service XML for the Subscription with ID = %S", id.c_str());
+    if (!IsPlainValue(id))
+        return E_FAIL;
     static constexpr Texts TEXTS{"SubscriptionPersistance::GetServiceXML", "Failed to Load: ", ""};
     return WithPersistDocument(TEXTS, Access::Read, [&](XmlAccessor& accessor) -> HRESULT {
         // The documented path has a capital S, but the nodes contain "service": the records that AddSubscription writes
@@ -505,13 +507,14 @@ HRESULT SubscriptionPersistance::DeleteMaintainanceID() {
 HRESULT SubscriptionPersistance::AddSnapShot(const SubscriptionArchive& archive, SnapShot& snapShot,
                                              SnapShotIndex::Placement placement, bool* added) {
     bool isNew = false;
-    const HRESULT result = WithIndex("SubscriptionPersistance::AddSnapShot", archive, [&](SnapShotIndex& index) -> HRESULT {
-        // A callback may come in when its subscription has just been ended: it must not bring archives back.
-        std::wstring document;
-        if (index.empty() && IsMissing(archive.ReadDocument(document)))
-            return RESULT_NO_SUBSCRIPTION;
-        return index.Add(snapShot, placement, isNew);
-    });
+    const HRESULT result =
+        WithIndex("SubscriptionPersistance::AddSnapShot", archive, [&](SnapShotIndex& index) -> HRESULT {
+            // A callback may arrive just after its subscription was ended; it must not create the archives again.
+            std::wstring document;
+            if (index.empty() && IsMissing(archive.ReadDocument(document)))
+                return RESULT_NO_SUBSCRIPTION;
+            return index.Add(snapShot, placement, isNew);
+        });
     if (added)
         *added = isNew;
     return result;

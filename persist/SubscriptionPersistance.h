@@ -32,15 +32,15 @@ class SubscriptionPersistance {
                                           std::wstring_view maintenanceId);
     // Whether there is a persist document. Without one, nothing is known about any subscription.
     [[nodiscard]] bool HasDocument();
-    // Every node, also the ended ones, in document order. 0x80000150 where none is valid; the list is filled all the
-    // same.
+    // All nodes, including ended ones, in document order. 0x80000150 if none is active; the list is filled
+    // nevertheless.
     [[nodiscard]] HRESULT GetSubscriptionsList(SubscriptionList& list);
     // key: the subscription ID or the client cookie of an active subscription. The record includes the list of
     // snapshots. If the archive cannot be read, the record has the values of the persist document.
     [[nodiscard]] HRESULT GetSubscription(std::wstring_view key, SubscriptionRecord& record);
     // The ID of the active record with this cookie, without a look at its archive.
     [[nodiscard]] HRESULT GetSubscriptionID(std::wstring_view clientCookie, std::wstring& subscriptionId);
-    // Marks the node as ended; it stays as a record of the past.
+    // Marks the node as ended; the node remains.
     [[nodiscard]] HRESULT DeleteSubscription(std::wstring_view subscriptionId);
     // Marks the node as aged if it still has the expected end date; S_FALSE if the end date has changed.
     [[nodiscard]] HRESULT SetAgingForSubscription(std::wstring_view subscriptionId, std::wstring_view expectedEndDate);
@@ -64,7 +64,7 @@ class SubscriptionPersistance {
     [[nodiscard]] HRESULT AddSnapShot(const SubscriptionArchive& archive, SnapShot& snapShot,
                                       SnapShotIndex::Placement placement = SnapShotIndex::Placement::SameSecond,
                                       bool* added = nullptr);
-    // Brings the entries of many snapshots up to date in one write; entries that are gone stay gone.
+    // Updates the entries of several snapshots in one write. Snapshots without an entry are ignored.
     [[nodiscard]] HRESULT RefreshSnapShots(const SubscriptionArchive& archive, std::span<const SnapShot> snapShots);
     // 1 on success, 0 on failure.
     [[nodiscard]] int DeleteSnapShot(const SubscriptionArchive& archive, std::wstring_view snapShotId);

@@ -45,8 +45,8 @@ void MaintenanceTimer::Ensure(SubscriptionPersistance& persistance, std::wstring
     (void)Subscription::RegisterforMaintananceEvent(id);
 }
 
-// Asks by a modification, which the timer refuses for a registration that it does not know. The start is the next full
-// ten minutes, so that frequent modifications do not put the pass off again and again.
+// Asks by a modification, which the timer refuses for a registration that it does not know. The schedule starts at the
+// next full ten minutes, so that frequent modifications do not postpone the pass again and again.
 bool MaintenanceTimer::IsLost(std::wstring_view id) {
     com_ptr<IZEBTimer> timer;
     if (PlatformServices::CreateInstance(PROGID_TIMER, nullptr, timer) != S_OK)
@@ -102,7 +102,7 @@ void MaintenanceTimer::EndUnrecorded(SubscriptionPersistance& persistance, std::
 }
 
 void MaintenanceTimer::Drop(SubscriptionPersistance& persistance) {
-    // No registration may come in between the look at the list and the end of the timer.
+    // No subscription may be registered between reading the list and ending the timer.
     const NamedLock folders = FolderLock();
     SubscriptionList list;
     if (!folders.Held() || persistance.GetSubscriptionsList(list) != RESULT_NO_SUBSCRIPTION)
@@ -112,7 +112,7 @@ void MaintenanceTimer::Drop(SubscriptionPersistance& persistance) {
     (void)persistance.GetClientID(clientId);
     if (persistance.GetMaintainanceID(id) != S_OK)
         return;
-    // A timer that is not there any more counts as ended.
+    // A timer that no longer exists counts as ended.
     if (HRESULT ended = End(clientId, id); ended != S_OK && !Sender::IsGone(ended)) {
         VORNA_LOG(LOG_TRACE, "Failed to unsubscribe the Maintainance event from timer");
         return;

@@ -25,9 +25,9 @@ class MaintenanceTimer {
     [[nodiscard]] static HRESULT Register(std::wstring& id);
     // Ends a registration. clientId: the component's ticket from the timer.
     [[nodiscard]] static HRESULT End(std::wstring_view clientId, std::wstring_view id);
-    // Ends a registration that has called back but is not the recorded one, as a crash may leave it.
+    // Ends a registration that called back but is not the recorded one; a crash can leave such a registration.
     static void EndUnrecorded(SubscriptionPersistance& persistance, std::wstring_view id);
-    // Ends it and deletes its record if no subscription is left. Takes the folder lock; problems are only logged.
+    // Ends it and deletes its record if no subscription is left. Acquires the folder lock; failures are only logged.
     static void Drop(SubscriptionPersistance& persistance);
 
   private:

@@ -52,8 +52,8 @@ class Sender {
 
     // Creates the component; every other operation needs it. A failure is logged and described in errorText.
     [[nodiscard]] HRESULT Create(CPWStringBuffer& errorText);
-    // Registers. The ID of a registration can name an archive; if it cannot, this fails, and id tells which registration
-    // the caller has to end. Otherwise id is empty after a failure, which is logged and put into errorText.
+    // Registers. A failure is logged and described in errorText; id is then empty, except if the component registered
+    // under an ID that is not usable in file names: the caller has to end that registration.
     [[nodiscard]] HRESULT Subscribe(std::wstring& id, CPWStringBuffer& errorText);
     // Modify and Unsubscribe return the component's result.
     [[nodiscard]] virtual HRESULT Modify(std::wstring_view id) = 0;

@@ -80,8 +80,8 @@ class Subscription {
     // serviceId\serviceURI\portID. 0x80000142 if the service object is not valid.
     [[nodiscard]] static HRESULT GetPathFromServiceObjectAttributes(IUnknown* service, std::wstring& path);
 
-    // Stores one capture, records it and applies the limits. data: the complete XML text. placement: what becomes of two
-    // captures in one second.
+    // Records one capture, stores it and applies the limits. data: the complete XML text. placement: the Id if its
+    // second has a snapshot already.
     [[nodiscard]] HRESULT
     AddSnapShotToArchive(std::wstring_view data,
                          SnapShotIndex::Placement placement = SnapShotIndex::Placement::SameSecond);

@@ -52,7 +52,7 @@ HRESULT Subscription::CreateAggregator(com_ptr<IAggregator>& aggregator) {
     return FAILED(result) ? result : E_FAIL;
 }
 
-// data is empty if the answer is not S_OK, and may be empty if it is.
+// data is empty unless the result is S_OK, and may be empty even then.
 HRESULT Subscription::GetDataFrom(IAggregator& aggregator, IUnknown* service, std::wstring_view xpath,
                                   std::wstring_view argument, std::wstring& data) {
     data.clear();
@@ -94,11 +94,11 @@ HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data, SnapShotIndex
         HRESULT result = S_OK;
         {
             const SubscriptionArchive archive = record_.Archive();
-            // Held over the entry and the stream, so that nobody else sees one without the other.
+            // Held for both the entry and the stream, so that no other thread sees one without the other.
             const NamedLock lock = archive.Lock();
             if (!lock.Held())
                 return lock.Result();
-            // A subscription that was ended takes nothing more: no archive would be left to end.
+            // After the end of the subscription, storing would create an archive that is never removed.
             if (archive.IsGone())
                 return RESULT_NO_SUBSCRIPTION;
             SnapShot snapShot(LocalNow());
@@ -110,7 +110,7 @@ HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data, SnapShotIndex
         }
         if (DeleteTheAgedFilesFromArchive() == 0)
             VORNA_LOG(LOG_TRACE, "Failed to delete aged files from archive");
-        // A check removes one snapshot. More are due only if an earlier capture did not get to its check.
+        // One check removes one snapshot. More are due only if an earlier capture was interrupted before its check.
         for (bool overflows = true; overflows;) {
             if (CheckForArchiveOverflow(overflows) == S_OK)
                 continue;
@@ -121,7 +121,7 @@ HRESULT Subscription::AddSnapShotToArchive(std::wstring_view data, SnapShotIndex
     });
 }
 
-// added: whether the entry is the capture's own. Then a failure takes it back.
+// added: whether the entry is new; then a failure removes it again.
 HRESULT Subscription::StoreSnapShot(const SubscriptionArchive& archive, const SnapShot& snapShot, bool added,
                                     std::wstring_view data) {
     const HRESULT result = archive.Store(snapShot.id, data);
@@ -131,7 +131,7 @@ HRESULT Subscription::StoreSnapShot(const SubscriptionArchive& archive, const Sn
         return S_OK;
     }
     VORNA_LOG(LOG_TRACE, "Going to delete the subscription from snapshot persist");
-    // An older entry keeps its stream, which a failed add leaves as it was.
+    // An earlier capture of the same second keeps its entry, because its stream still exists.
     if (added && persistance_.DeleteSnapShot(archive, snapShot.id) != 1)
         VORNA_LOG(LOG_TRACE, "Could not delete snapshot information from persist file");
     return result;

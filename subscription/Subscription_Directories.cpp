@@ -13,7 +13,7 @@ namespace {
 std::string NarrowPath(const std::wstring& path) {
     char narrow[512];
     BOOL mangled = FALSE;
-    // UTF-8 as the code page allows neither this flag nor the question for replaced characters.
+    // For the code page UTF-8 neither this flag nor the question for replaced characters is allowed.
     const bool utf8 = GetACP() == CP_UTF8;
     const int length = WideCharToMultiByte(CP_ACP, utf8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS, path.c_str(), -1,
                                            narrow, sizeof narrow, nullptr, utf8 ? nullptr : &mangled);
@@ -30,11 +30,11 @@ bool Subscription::CreateBaseDir() {
     return !path.empty() && attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// The service's folder is shared by all archives of the service and removed with the last of them. The folders above,
-// Archives included, stay if they hold anything else.
+// All archives of the service share its folder, which is removed with the last one. The parent folders, up to and
+// including Archives, are removed if they are empty.
 void Subscription::RemoveBaseDir() {
     const ScopeTrace trace("Subscription::RemoveBaseDir");
-    // No other archive may be made in the folder meanwhile.
+    // No other archive may be created in the folder meanwhile.
     const NamedLock folders = FolderLock();
     if (!record_.subscriptionId.empty())
         record_.Archive().RemoveFiles();
@@ -43,7 +43,7 @@ void Subscription::RemoveBaseDir() {
     const std::string path = NarrowPath(record_.archiveDirectory);
     if (!path.empty())
         VORNAUTILITY::DeleteDirectory(path.c_str(), true);
-    // A folder that could not be made may have left the ones above it.
+    // A folder that could not be created may have left its parents behind.
     std::wstring folder = record_.archiveDirectory;
     for (int level = 0; level < 4; ++level) {
         if (!RemoveDirectoryW(long_path(folder).c_str()) && GetLastError() != ERROR_FILE_NOT_FOUND &&

@@ -34,7 +34,7 @@ std::wstring TimestampOf(std::wstring_view id) {
 
 } // namespace
 
-// The archive lock is held for this one read only, so that captures can come in between. False: it was not taken.
+// Holds the archive lock for this read only, so that captures are not delayed. False: the lock could not be acquired.
 bool Subscription::ReadSnapShot(SamAccessor& archive, std::wstring_view snapShotId, bstr& data, HRESULT& result) {
     const NamedLock lock = record_.Archive().Lock();
     if (!lock.Held())
@@ -50,7 +50,7 @@ HRESULT Subscription::CollectSnapShots(std::wstring_view xpath, CPWStringBuffer&
     SamAccessor archive(path);
     VORNA_LOG(LOG_TRACE, "Getting data from SnapShots in \"%S\" Archive", path.c_str());
     document.Assign(L"<Archive><ArchiveData ID=\"");
-    // The last part of the cookie is the archive's ID, also if the subscription document cannot be parsed.
+    // The cookie ends with the archive's ID, which is thus known even if the subscription document cannot be parsed.
     document.Append(record_.clientCookie.substr(record_.clientCookie.find_last_of(L'\\') + 1));
     document.Append(L"\">");
 
@@ -106,7 +106,7 @@ HRESULT Subscription::HandleGetData(std::wstring_view xpath, std::wstring_view, 
                   "In the GetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
                   "ServiceObject :\"%S\"",
                   record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
-        // Without its document the subscription's lifetimes are not known.
+        // If the subscription document cannot be parsed, the lifetimes are unknown.
         if (info_.Status() == S_OK && DeleteTheAgedFilesFromArchive() == 0)
             VORNA_LOG(LOG_TRACE, "Failed to delete the aged files from the archive. Proceeding to get the data from "
                                  "archive");
@@ -115,7 +115,8 @@ HRESULT Subscription::HandleGetData(std::wstring_view xpath, std::wstring_view, 
         if (HRESULT collected = CollectSnapShots(xpath, document, contributed, errorText); collected != S_OK)
             return collected;
         bstr answer(document.view());
-        // Only what the caller gets is marked, in one write: the index is rewritten whole each time.
+        // Only what the caller gets is marked as read. One write for all: every write rewrites the whole index, so
+        // separate writes would take quadratic time.
         if (HRESULT marked = persistance_.RefreshSnapShots(record_.Archive(), contributed); marked != S_OK)
             VORNA_LOG(LOG_WARNING, "The snapshots could not be marked as read (hr: %#x)",
                       static_cast<unsigned>(marked));

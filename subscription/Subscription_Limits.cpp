@@ -22,7 +22,7 @@ int Subscription::DeleteTheAgedFilesFromArchive() {
         const SubscriptionArchive archive = record_.Archive();
         const NamedLock lock = archive.Lock();
         SnapShotIndex index;
-        // Read again: since this record was read, others may have read the snapshots.
+        // Read again, because other clients may have read the snapshots since this record was loaded.
         if (!lock.Held() || archive.ReadIndex(index) != S_OK || index.Read(record_.snapShots) != S_OK)
             return 0;
         std::vector<std::wstring> aged;
@@ -36,7 +36,8 @@ int Subscription::DeleteTheAgedFilesFromArchive() {
     });
 }
 
-// The entries go first, in one write; those of streams that cannot be removed come back. index: the whole index.
+// Removes the entries first, in one write; entries whose streams cannot be removed are written back. index: the index
+// with all entries.
 int Subscription::RemoveAged(const SubscriptionArchive& archive, SnapShotIndex& index,
                              const std::vector<std::wstring>& ids) {
     if (ids.empty())
@@ -46,7 +47,8 @@ int Subscription::RemoveAged(const SubscriptionArchive& archive, SnapShotIndex& 
     std::vector<std::wstring> removed;
     for (const std::wstring& id : ids) {
         const HRESULT result = CatchAll(
-            E_FAIL, [&] { return archive.Remove(id); }, "Unknown Exception. Unable to remove the file from the archive");
+            E_FAIL, [&] { return archive.Remove(id); },
+            "Unknown Exception. Unable to remove the file from the archive");
         if (result == S_OK || IsMissing(result))
             removed.push_back(id);
     }
@@ -90,7 +92,7 @@ HRESULT Subscription::CheckForArchiveOverflow(bool& overflows) {
         if (HRESULT result = accessor.Create(); result != S_OK)
             return result;
         const SubscriptionArchive archive = record_.Archive();
-        // Held over the whole check, so that two checks at once do not remove one snapshot too many.
+        // Held for the whole check, so that two concurrent checks do not remove one snapshot too many.
         const NamedLock lock = archive.Lock();
         if (!lock.Held())
             return lock.Result();
@@ -130,10 +132,10 @@ int Subscription::DeleteTheOldestFileFromArchive() {
             const HRESULT removed = archive.Remove(oldest);
             if (removed == S_OK)
                 return 1;
-            // An entry without a stream is no snapshot; the next one is the oldest.
+            // An entry without a stream is not a snapshot; the next entry is the oldest.
             if (deleted && IsMissing(removed))
                 continue;
-            // The snapshot is still there, so its entry comes back.
+            // The snapshot still exists, so its entry is written back.
             if (deleted && archive.WriteIndex(index) != S_OK)
                 VORNA_LOG(LOG_ERROR, "The entry of a snapshot that could not be removed could not be written back : %S",
                           oldest.c_str());

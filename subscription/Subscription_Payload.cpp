@@ -39,8 +39,8 @@ HRESULT ReadPayload(XmlAccessor& callback, std::wstring& data) {
     return E_FAIL;
 }
 
-// What a stylesheet makes of the loaded data. A document loses its XML declaration, so that it can be part of another
-// one; other output stays as it is. False if there is none.
+// Transforms the document in accessor. output is a document without an XML declaration or, if the stylesheet's output
+// is not a document, that output unchanged. False if there is no output.
 bool Transform(XmlAccessor& accessor, std::wstring_view transformFile, std::wstring& output) {
     std::wstring transformed;
     if (accessor.TransformByFile(transformFile, transformed) != S_OK || transformed.empty())

@@ -101,8 +101,8 @@ HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
     return S_OK;
 }
 
-// Subscribes, and refuses an ID that has an archive already. oldId: the one ID that is allowed to have one, which a
-// component gives again if it has lost its registrations. On failure, id is the registration to end, or empty.
+// Subscribes, and refuses an ID that already has an archive, except oldId: a component that has lost its registrations
+// may assign the same ID again. After a failure, id is the registration that the caller must end, or empty.
 HRESULT Subscription::SubscribeAnew(Sender& sender, std::wstring_view oldId, std::wstring& id,
                                     CPWStringBuffer& errorText) {
     HRESULT result = sender.Subscribe(id, errorText);
@@ -117,8 +117,8 @@ HRESULT Subscription::SubscribeAnew(Sender& sender, std::wstring_view oldId, std
     return FAILED(result) && result != RESULT_NO_SUBSCRIPTION ? result : E_UNEXPECTED;
 }
 
-// The folder, the maintenance timer and the record of a fresh registration. maintenanceId: the maintenance timer that
-// this registered; empty if there was one.
+// Creates the folder, the maintenance timer and the record of a new registration. maintenanceId: the maintenance timer
+// that was registered; empty if there was one already.
 HRESULT Subscription::MakeRecord(Sender& sender, std::wstring& maintenanceId, CPWStringBuffer& errorText) {
     const Sender::Wording& texts = sender.Texts();
     const NamedLock folders = FolderLock();
@@ -142,13 +142,14 @@ HRESULT Subscription::MakeRecord(Sender& sender, std::wstring& maintenanceId, CP
     return added;
 }
 
-// Takes back what a failed registration has made so far.
+// Undoes the steps of a failed registration.
 void Subscription::UndoRegistration(Sender& sender, std::wstring_view maintenanceId) {
     if (record_.subscriptionId.empty())
         return;
     (void)sender.Unsubscribe(record_.subscriptionId);
     RemoveBaseDir();
-    // A maintenance timer that is not recorded would never be found again; a recorded one is for others too.
+    // A maintenance timer that is not recorded could never be ended later; a recorded one may serve other
+    // subscriptions.
     std::wstring recorded;
     if (!maintenanceId.empty() && SUCCEEDED(persistance_.FindMaintainanceID(recorded)) && recorded != maintenanceId)
         (void)MaintenanceTimer::End(sender.ClientId(), maintenanceId);
@@ -176,7 +177,7 @@ HRESULT Subscription::Modify(Sender& sender, CPWStringBuffer& errorText) {
         return created;
     VORNA_LOG(LOG_TRACE, "%s", texts.modifying);
     HRESULT answer = S_OK;
-    // Again with the new ID if others renew the registration meanwhile.
+    // Repeated with the new ID if another client renewed the registration meanwhile.
     for (HRESULT stored = S_FALSE; answer == S_OK && stored == S_FALSE;) {
         if (persistance_.IsSubscriptionAged(record_.vornaId)) {
             VORNA_LOG(LOG_TRACE, "The subscription has already aged. Going to subscribe again");
@@ -186,7 +187,7 @@ HRESULT Subscription::Modify(Sender& sender, CPWStringBuffer& errorText) {
         if (answer != S_OK)
             break;
         stored = RecordModification(sender, errorText);
-        // It may have aged a moment ago; then the registration is gone, and a fresh one brings it back to life.
+        // The subscription may just have aged, which ends its registration; then it is registered again.
         if (stored == S_OK || (FAILED(stored) && !persistance_.IsSubscriptionAged(record_.vornaId)))
             return stored;
     }
@@ -226,8 +227,8 @@ HRESULT Subscription::RecordModification(Sender& sender, CPWStringBuffer& errorT
     return result == S_OK || FAILED(result) ? result : E_FAIL;
 }
 
-// A fresh registration in place of the recorded one. The archives are named after the registration, so what was
-// captured so far is copied to the new name before the record changes.
+// Replaces the recorded registration by a new one. The archives are named after the registration, so they are copied to
+// the new name before the record changes.
 HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuffer& errorText) {
     const Sender::Wording& texts = sender.Texts();
     NamedLock registration = RegistrationLock(record_.clientCookie);
@@ -235,7 +236,7 @@ HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuff
         errorText = LOCKED;
         return E_FAIL;
     }
-    // The previous holder of the lock may have done the same; its archives are the ones that count now.
+    // The previous owner of the lock may have renewed the subscription as well; then its archives are the current ones.
     SubscriptionRecord current;
     if (HRESULT found = persistance_.GetSubscription(record_.clientCookie, current); found != S_OK) {
         errorText = found == RESULT_NO_SUBSCRIPTION ? ENDED : texts.storeFailed;
@@ -271,8 +272,8 @@ HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuff
         VORNA_LOG(LOG_TRACE, "%s",
                   kind == RegistrationKind::Restoration ? "Failed to add the subscription to the archive"
                                                         : texts.storeRefused);
-        // Only if it is certain that the record does not name the new registration is that one ended. If it does name
-        // it, its archives are whole.
+        // The new registration is ended only if the record certainly does not name it. If the record does, its archives
+        // are complete.
         if (newId != oldId && (found == RESULT_NO_SUBSCRIPTION || (found == S_OK && recorded != newId))) {
             (void)sender.Unsubscribe(newId);
             newArchive.RemoveFiles();
@@ -283,7 +284,7 @@ HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuff
     }
     if (newId == oldId)
         return result;
-    // Usually it is gone already. If it is not, nothing else would end it.
+    // Usually the old registration no longer exists; if it does, nothing else would end it.
     (void)sender.Unsubscribe(oldId);
     oldArchive.MoveLateSnapShotsTo(newArchive);
     return result;
@@ -293,13 +294,13 @@ HRESULT Subscription::Unregister(Sender& sender, CPWStringBuffer& errorText) {
     const Sender::Wording& texts = sender.Texts();
     VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribing);
     HRESULT deleted = S_FALSE;
-    // Again with the new ID if others renew the registration meanwhile.
+    // Repeated with the new ID if another client renewed the registration meanwhile.
     while (deleted == S_FALSE) {
         VORNA_LOG(LOG_TRACE, "Unregistering the subscription id :%S", record_.subscriptionId.c_str());
         HRESULT answer = sender.Create(errorText);
         if (answer == S_OK)
             answer = sender.Unsubscribe(record_.subscriptionId);
-        // A registration that is not there any more counts as ended.
+        // A registration that no longer exists counts as ended.
         if (answer != S_OK && !Sender::IsGone(answer)) {
             if (texts.unsubscribeRefused)
                 VORNA_LOG(LOG_TRACE, "%s", texts.unsubscribeRefused);

@@ -47,22 +47,21 @@ template <typename Work>
 HRESULT SamAccessor::WithArchive(Work work) {
     if (!manager_)
         return result_;
-    // A step that threw did not happen, whatever the one before it answered.
+    // A step that threw an exception has failed, even if the step before it succeeded.
     const auto otherwise = [&] {
         if (SUCCEEDED(result_))
             result_ = E_FAIL;
     };
-    CatchAll(otherwise,
-             [&] {
-                 bstr path(archivePath_);
-                 result_ = manager_->put_Archive(path.get());
-                 if (result_ != S_OK) {
-                     Log({L"Failed to Put Archive: ", archivePath_});
-                     return;
-                 }
-                 (void)manager_->put_Mode(0);
-                 result_ = work();
-             });
+    CatchAll(otherwise, [&] {
+        bstr path(archivePath_);
+        result_ = manager_->put_Archive(path.get());
+        if (result_ != S_OK) {
+            Log({L"Failed to Put Archive: ", archivePath_});
+            return;
+        }
+        (void)manager_->put_Mode(0);
+        result_ = work();
+    });
     return result_;
 }
 

@@ -10,7 +10,7 @@ SnapShot::SnapShot(const SYSTEMTIME& time) : id(IdOf(time)), accessTime(time) {}
 
 std::wstring SnapShot::IdOf(const SYSTEMTIME& time) {
     std::wstring id = FormatDateTime(time);
-    // A stream name must not hold what a file name cannot.
+    // Stream names must not contain characters that file names cannot have.
     std::replace(id.begin(), id.end(), L':', L'_');
     return id;
 }

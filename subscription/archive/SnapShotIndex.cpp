@@ -51,7 +51,7 @@ HRESULT Update(XmlAccessor& accessor, const SnapShot& snapShot) {
                                                               : L"<AlreadyRead>FALSE</AlreadyRead>");
 }
 
-// The first second after the snapshot's own that has no entry. S_FALSE: found, and it has none.
+// Gives the snapshot the Id of the first later second without an entry. S_FALSE: there is one.
 HRESULT MoveToFreeSecond(XmlAccessor& accessor, SnapShot& snapShot) {
     std::vector<std::wstring> ids;
     if (HRESULT result = accessor.QueryTexts(L"/SnapShots/SnapShot/@Id", ids); result != S_OK)
@@ -97,7 +97,7 @@ HRESULT SnapShotIndex::Add(SnapShot& snapShot, Placement placement, bool& added)
     return E_FAIL;
 }
 
-// Writes the text anew. change gets the Id and the markup of each entry, and may replace the markup; an empty one
+// Composes the text anew. change gets the Id and the markup of each entry and may change the markup; an empty markup
 // removes the entry.
 template <typename Change>
 HRESULT SnapShotIndex::Rewrite(Change change) {
@@ -110,7 +110,7 @@ HRESULT SnapShotIndex::Rewrite(Change change) {
         return E_FAIL;
     text_ = L"<SnapShots>";
     for (size_t i = 0; i < entries.size(); ++i) {
-        // If the Ids are not one for each entry, each entry is asked for its own.
+        // If the numbers of Ids and entries differ, each entry is read separately.
         change(ids.size() == entries.size() ? ids[i] : SnapShot(entries[i], accessor).id, entries[i]);
         text_ += entries[i];
     }

@@ -16,14 +16,14 @@ namespace vorna {
 
 class SnapShotIndex {
   public:
-    // Which Id a capture gets if its second has an entry already.
+    // The Id of a capture whose second already has an entry.
     enum class Placement {
-        // The same one: the newer capture replaces the older.
+        // The same Id: the newer capture replaces the older one.
         SameSecond,
-        // The first second after it without an entry, so that both captures are kept.
+        // The first later second without an entry, so that both captures are kept.
         FreeSecond,
     };
-    // How far ahead of its time a capture may be placed, in seconds.
+    // The greatest distance of such an Id from the time of its capture, in seconds.
     static constexpr int FURTHEST_SECOND = 600;
 
     SnapShotIndex() = default;
@@ -32,10 +32,10 @@ class SnapShotIndex {
     const std::wstring& Text() const { return text_; }
     bool empty() const { return text_.empty(); }
 
-    // Adds an entry, or updates the one of the same Id. With FreeSecond, snapShot gets the Id of its entry; 0x800700AA
-    // (ERROR_BUSY) if no second within FURTHEST_SECOND is free. added: whether the entry is new.
+    // Adds an entry, or updates the one with the same Id. With FreeSecond, snapShot gets the Id of its entry;
+    // 0x800700AA (ERROR_BUSY) if no second within FURTHEST_SECOND is free. added: whether the entry is new.
     [[nodiscard]] HRESULT Add(SnapShot& snapShot, Placement placement, bool& added);
-    // Updates the entries of many snapshots in one pass; entries that are gone stay gone.
+    // Updates the entries of several snapshots in one pass. Snapshots without an entry are ignored.
     [[nodiscard]] HRESULT Refresh(std::span<const SnapShot> snapShots);
     [[nodiscard]] HRESULT Remove(std::wstring_view id);
     // The same for many, in one pass.

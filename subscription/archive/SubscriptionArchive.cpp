@@ -115,7 +115,7 @@ HRESULT SubscriptionArchive::Reconcile(long& snapShots) const {
     if (result != S_OK)
         return result;
     snapShots = static_cast<long>(entries.size());
-    // Without an index there is nothing to tell which streams are wanted.
+    // Without an index it is unknown which streams are snapshots.
     if (index.empty())
         return S_OK;
     result = SamAccessor(SnapShotsPath()).ListStreams(streams);
@@ -139,7 +139,7 @@ HRESULT SubscriptionArchive::Reconcile(long& snapShots) const {
     return result == S_OK ? WriteIndex(index) : result;
 }
 
-// S_FALSE: there is no such snapshot any more. 0x80070570, logged: it is damaged.
+// S_FALSE: the snapshot no longer exists. 0x80070570 (logged): it is damaged.
 HRESULT SubscriptionArchive::CopySnapShot(const std::wstring& snapShotId, const SubscriptionArchive& to) const {
     std::wstring text;
     {
@@ -182,11 +182,11 @@ HRESULT SubscriptionArchive::CopyTo(const SubscriptionArchive& to) const {
     const NamedLock lock = to.Lock();
     if (!lock.Held())
         return lock.Result();
-    // The document too, so that the archives are whole under either name.
+    // The document is copied too, so that both copies are complete.
     HRESULT result = to.WriteDocument(text);
     if (result == S_OK && !missing.empty())
         result = index.Remove(missing);
-    // The index is copied as text, because it may hold times that nothing else can express.
+    // The index is copied as text, because it may contain times that cannot be parsed.
     return result == S_OK && !index.empty() ? to.WriteIndex(index) : result;
 }
 
@@ -196,9 +196,9 @@ void SubscriptionArchive::MoveLateSnapShotsTo(const SubscriptionArchive& to) con
     SnapShotIndex index;
     std::vector<SnapShot> late;
     std::vector<std::wstring> known;
-    // An archive that was ended meanwhile is not brought back.
-    if (!lock.Held() || !otherLock.Held() || to.IsGone() || ReadSnapShots(late) != S_OK || to.ReadIndex(index) != S_OK ||
-        index.ReadIds(known) != S_OK)
+    // A subscription that was ended meanwhile must not get its archives back.
+    if (!lock.Held() || !otherLock.Held() || to.IsGone() || ReadSnapShots(late) != S_OK ||
+        to.ReadIndex(index) != S_OK || index.ReadIds(known) != S_OK)
         return;
     bool complete = true;
     for (SnapShot& snapShot : late) {
@@ -210,7 +210,7 @@ void SubscriptionArchive::MoveLateSnapShotsTo(const SubscriptionArchive& to) con
             return;
         complete = complete && (copied == S_OK || copied == S_FALSE);
     }
-    // What was read since then stays marked as read.
+    // Snapshots that were read since the copy stay marked as read.
     if (!late.empty() && (index.Refresh(late) != S_OK || to.WriteIndex(index) != S_OK))
         return;
     if (complete)
@@ -227,7 +227,7 @@ void SubscriptionArchive::RemoveFiles() const {
     if (!lock.Held())
         return;
     for (const std::wstring& archive : {long_path(ConfigPath()), long_path(SnapShotsPath())}) {
-        // The archive manager's own files beside an archive have its name and one of these ends.
+        // The archive manager gives its own files the name of the archive with one of these endings.
         for (const wchar_t* end : {L"", L"-journal", L"-new"}) {
             const std::wstring file = archive + end;
             SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL);

@@ -39,8 +39,8 @@ class SubscriptionArchive {
     std::wstring DocumentStream() const { return id_ + L"_Subscription"; }
     std::wstring IndexStream() const { return id_ + L"_SnapShotInfo"; }
 
-    // Whether it is certain that there is no configuration archive, as after the end of a subscription. False also if
-    // the file system does not answer.
+    // True if there is certainly no configuration archive, as after the end of a subscription; false also if the file
+    // system returns another error.
     bool IsGone() const;
 
     [[nodiscard]] HRESULT ReadDocument(std::wstring& text) const;
@@ -54,24 +54,24 @@ class SubscriptionArchive {
     [[nodiscard]] HRESULT Store(std::wstring_view snapShotId, std::wstring_view data) const;
     [[nodiscard]] HRESULT Remove(std::wstring_view snapShotId) const;
     [[nodiscard]] HRESULT Count(long& snapShots) const;
-    // The size of the snapshot archive's file in bytes; S_FALSE if it has none that can be read.
+    // The size of the snapshot archive's file in bytes; S_FALSE if it cannot be read.
     [[nodiscard]] HRESULT Size(std::uint64_t& bytes) const;
-    // Makes index and streams agree again after a crash or a failed removal: removes streams without an entry and
-    // entries without a stream. snapShots: how many have both. If the archive manager cannot list its streams, nothing
-    // is removed and snapShots counts the entries.
+    // Makes index and streams consistent again after a crash or a failed removal: removes streams without an entry and
+    // entries without a stream. snapShots: the number of snapshots that have both. If the archive manager cannot list
+    // its streams, nothing is removed and snapShots is the number of entries.
     [[nodiscard]] HRESULT Reconcile(long& snapShots) const;
 
-    // Copies everything to the name of another subscription of the same service. This archive stays as it is. Takes the
-    // locks itself, for one snapshot at a time, so that captures can come in between. A damaged snapshot is logged and
-    // left out.
+    // Copies everything to the archives of another subscription of the same service. This archive is not changed; after
+    // a failure the copy is incomplete. Acquires the locks for one snapshot at a time, so that captures are not
+    // delayed. A damaged snapshot is logged and not copied.
     [[nodiscard]] HRESULT CopyTo(const SubscriptionArchive& to) const;
-    // Brings what changed here since CopyTo over to the other archive; then this archive is deleted. If a snapshot cannot
-    // be moved, this archive stays. Takes both locks.
+    // Copies what has changed since CopyTo to the other archive, then deletes this archive. If a snapshot cannot be
+    // copied, this archive is kept. Acquires both locks.
     void MoveLateSnapShotsTo(const SubscriptionArchive& to) const;
     // Deletes the files of both archives, under the lock. Files that cannot be deleted are logged.
     void RemoveFiles() const;
 
-    // Whether it is certain that the folder holds no archive of any subscription.
+    // True if the folder certainly contains no archive of any subscription.
     static bool NoneIn(const std::wstring& directory);
 
   private:
