@@ -39,6 +39,18 @@ DATA_BLOB Blob(const void* data, size_t size) {
     return {static_cast<DWORD>(size), static_cast<BYTE*>(const_cast<void*>(data))};
 }
 
+// Only an error about an argument is damage: the protected keys are the only argument that varies. Callers may give a
+// damaged archive up, while other errors (a service that has not started yet, too little memory) pass.
+HRESULT UnprotectResult(DWORD error) {
+    const bool badArgument = error >= static_cast<DWORD>(NTE_BAD_UID) && error <= static_cast<DWORD>(NTE_BAD_KEY_STATE);
+    if (badArgument || error == ERROR_INVALID_DATA || error == ERROR_INVALID_PARAMETER)
+        return HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT);
+    // About a file of the system, but it would read as if there were no archive.
+    if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND)
+        return HRESULT_FROM_WIN32(ERROR_DECRYPTION_FAILED);
+    return vorna::result_from_win32(error);
+}
+
 // Keys of headers that this process has verified, the latest last.
 class RememberedKeys {
   public:
@@ -137,7 +149,7 @@ HRESULT ArchiveHeader::Open(std::wstring_view name, const Bytes& bytes, ArchiveK
     DATA_BLOB entropy = Blob(bound.data(), bound.size() * sizeof(wchar_t));
     DATA_BLOB out{};
     if (!CryptUnprotectData(&in, nullptr, &entropy, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN, &out))
-        return damaged;
+        return UnprotectResult(GetLastError());
     vorna::unique_local_memory owned(out.pbData);
     if (out.cbData != KEYS_SIZE)
         return damaged;

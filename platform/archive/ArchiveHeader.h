@@ -37,6 +37,8 @@ class ArchiveHeader {
     [[nodiscard]] static HRESULT Make(std::wstring_view name, Bytes& bytes, ArchiveKeys& keys);
 
     // Reads the keys. 0x80070570: a byte was changed, or the header belongs to an archive of another name or machine.
+    // Another failure is that of the operating system, which could not unprotect the keys now; 0x80071771
+    // (ERROR_DECRYPTION_FAILED) if it missed a file of its own.
     // The latest headers are cached, since the operating system takes long to unprotect keys.
     [[nodiscard]] static HRESULT Open(std::wstring_view name, const Bytes& bytes, ArchiveKeys& keys);
 };
