@@ -95,9 +95,9 @@ HRESULT ArchiveDatabase::Execute(const char* sql) {
     return Result(sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr));
 }
 
-// The number of pages is authenticated, so a file that has fewer was truncated. It may have more: a change that makes
-// the database smaller is committed when its journal is deleted, and the file is truncated after that. Data after the
-// last page is never read, and is removed before the next change.
+// The number of pages is authenticated, so a file that has fewer was cut. It may have more: a change that makes the
+// database smaller is committed when its journal is deleted, and the file is cut after that. What follows the last page
+// is never read. It is cut off before the next change, which does not begin if that fails.
 HRESULT ArchiveDatabase::CheckSize() {
     UniqueStatement statement;
     if (HRESULT result = Prepare("PRAGMA page_count", statement); FAILED(result))
@@ -111,7 +111,7 @@ HRESULT ArchiveDatabase::CheckSize() {
     if (code == SQLITE_OK && size < expected)
         file_.ReportDamage();
     else if (code == SQLITE_OK && size > expected && file_.Writable())
-        code = file_.Truncate(expected);
+        code = file_.FilePart::Truncate(expected);
     return Result(code);
 }
 

@@ -24,7 +24,18 @@ constexpr std::array<BYTE, 24> OPEN_BYTES{0, 0, 0, 0, 0,    0, 0, 0, 0,  0,  0, 
                                           0, 0, 0, 0, 0x10, 0, 1, 1, 64, 64, 32, 32};
 constexpr size_t SALT_SIZE = 16;
 
-// Far beyond the end of any archive, because a locked range cannot be read by others.
+constexpr std::wstring_view NEW_SUFFIX = L"-new";
+constexpr std::wstring_view JOURNAL_SUFFIX = L"-journal";
+
+bool EndsWith(std::wstring_view path, std::wstring_view suffix) {
+    if (path.size() < suffix.size())
+        return false;
+    const auto length = static_cast<int>(suffix.size());
+    return CompareStringOrdinal(path.data() + path.size() - suffix.size(), length, suffix.data(), length, TRUE) ==
+           CSTR_EQUAL;
+}
+
+// Far behind the end of any archive, because a locked range cannot be read by others.
 OVERLAPPED LockPlace() {
     OVERLAPPED place{};
     place.OffsetHigh = 0x7FFFFFFF;
@@ -32,6 +43,10 @@ OVERLAPPED LockPlace() {
 }
 
 } // namespace
+
+bool ArchiveFile::IsReserved(std::wstring_view path) {
+    return EndsWith(path, NEW_SUFFIX) || EndsWith(path, JOURNAL_SUFFIX);
+}
 
 ArchiveFile::~ArchiveFile() {
     if (created_ && !published_) {
@@ -100,8 +115,8 @@ HRESULT ArchiveFile::OpenHeader() {
 
 HRESULT ArchiveFile::Create() {
     access_ = Access::Write;
-    std::wstring path = path_ + L"-new";
-    // Not shared until it is published. A file that a terminated process has left is overwritten.
+    const std::wstring path = path_ + std::wstring(NEW_SUFFIX);
+    // Not shared until it is published. A file that was left by a process that was ended is overwritten.
     if (!Attach(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, CREATE_ALWAYS,
                             FILE_ATTRIBUTE_NORMAL, nullptr)))
         return vorna::result_from_last_error();
@@ -116,6 +131,12 @@ HRESULT ArchiveFile::Create() {
 
 HRESULT ArchiveFile::Publish() {
     if (FilePart::Sync() != SQLITE_OK)
+        return vorna::result_from_win32(error_);
+    // This process alone has the file that becomes the archive, so no other one can publish an archive now. If there is
+    // none, a journal belongs to one that was deleted, and would be undone in the new one.
+    if (GetFileAttributesW(path_.c_str()) != INVALID_FILE_ATTRIBUTES || GetLastError() != ERROR_FILE_NOT_FOUND)
+        return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
+    if (DeleteJournal() != SQLITE_OK)
         return vorna::result_from_win32(error_);
     size_t bytes = path_.size() * sizeof(wchar_t);
     std::vector<BYTE> buffer(sizeof(FILE_RENAME_INFO) + bytes);
@@ -150,6 +171,15 @@ int ArchiveFile::Write(const void* buffer, int count, LONGLONG offset) {
     return FilePart::Write(page.data(), count, 0);
 }
 
+int ArchiveFile::Truncate(LONGLONG size) {
+    const DWORD earlier = error_;
+    const int code = FilePart::Truncate(size);
+    if (code == SQLITE_OK || created_ || journalExists_)
+        return code;
+    error_ = earlier;
+    return SQLITE_OK;
+}
+
 int ArchiveFile::Sync() {
     return created_ ? SQLITE_OK : FilePart::Sync();
 }
@@ -169,6 +199,17 @@ int ArchiveFile::OpenJournal(bool write, bool create) {
         return Fail(SQLITE_CANTOPEN, GetLastError());
     journalExists_ = true;
     return SQLITE_OK;
+}
+
+std::wstring ArchiveFile::JournalPath() const {
+    return path_ + std::wstring(JOURNAL_SUFFIX);
+}
+
+// Only the handles, and with them the lock: the next operation undoes the change.
+void ArchiveFile::Abandon(void* file) {
+    auto* self = static_cast<ArchiveFile*>(file);
+    self->journal_.Close();
+    self->file_.reset();
 }
 
 int ArchiveFile::DeleteJournal() {

@@ -1,6 +1,7 @@
 // The files of one operation on an archive, below the database: the archive itself and its rollback journal.
 #pragma once
 
+#include "common/com/ProcessorFault.h"
 #include "platform/archive/ArchiveHeader.h"
 #include "platform/archive/Deadline.h"
 #include "platform/archive/FilePart.h"
@@ -8,21 +9,27 @@
 #include <windows.h>
 
 #include <string>
+#include <string_view>
 
 namespace keldan {
 
 // As a FilePart it is the database, which follows the header.
 //
 // The archive is open and locked from the first access of one operation to the last: shared by readers, exclusively by
-// a writer. The lock ends with the process. A new archive has another name ("<path>-new") until it is complete and is
-// published, so an archive exists complete or not at all. One thread.
+// a writer. The lock ends with the object, also if a processor fault abandons it, and with the process. A new archive
+// has another name ("<path>-new") until it is complete and is published, so an archive exists complete or not at all.
+// One thread.
 class ArchiveFile : public FilePart {
   public:
     static constexpr LONGLONG PAGE_SIZE = 4096;
     enum class Access { Read, Write };
 
+    // True for a path at which there may be one of the files that are made beside an archive.
+    static bool IsReserved(std::wstring_view path);
+
     explicit ArchiveFile(std::wstring path)
-        : FilePart(ArchiveHeader::SIZE, error_), path_(std::move(path)), journal_(0, error_) {}
+        : FilePart(ArchiveHeader::SIZE, error_), path_(std::move(path)), journal_(0, error_),
+          abandoned_(Abandon, this) {}
     // Deletes a new file that was not published.
     ~ArchiveFile() override;
 
@@ -33,8 +40,8 @@ class ArchiveFile : public FilePart {
     [[nodiscard]] HRESULT Open(Access access, Deadline& deadline);
     // Begins a new archive with new keys. 0x80070020 (ERROR_SHARING_VIOLATION): another process is creating it.
     [[nodiscard]] HRESULT Create();
-    // Flushes the new archive to disk and gives it its final name. 0x800700B7 (ERROR_ALREADY_EXISTS): another process
-    // was first.
+    // Gives the new archive its name, after its content is on disk and a journal that an earlier archive of this name
+    // left is deleted. 0x800700B7 (ERROR_ALREADY_EXISTS): another process was first.
     [[nodiscard]] HRESULT Publish();
 
     const ArchiveKeys& Keys() const { return keys_; }
@@ -48,6 +55,8 @@ class ArchiveFile : public FilePart {
 
     [[nodiscard]] int Read(void* buffer, int count, LONGLONG offset) override;
     [[nodiscard]] int Write(const void* buffer, int count, LONGLONG offset) override;
+    // Succeeds after a change that is complete, even if the file stays longer: the next writer cuts it.
+    [[nodiscard]] int Truncate(LONGLONG size) override;
     [[nodiscard]] int Sync() override;
     [[nodiscard]] int Size(LONGLONG& size) override;
     // The file stays open, and locked.
@@ -59,7 +68,8 @@ class ArchiveFile : public FilePart {
     [[nodiscard]] int DeleteJournal();
 
   private:
-    std::wstring JournalPath() const { return path_ + L"-journal"; }
+    static void Abandon(void* file);
+    std::wstring JournalPath() const;
     [[nodiscard]] HRESULT OpenOnce();
     [[nodiscard]] HRESULT Lock(Deadline& deadline);
     [[nodiscard]] HRESULT OpenHeader();
@@ -73,6 +83,7 @@ class ArchiveFile : public FilePart {
     bool created_ = false;
     bool published_ = false;
     bool journalExists_ = false;
+    vorna::on_fault abandoned_;
 };
 
 } // namespace keldan

@@ -18,7 +18,7 @@ class FilePart {
     // SQLITE_IOERR_SHORT_READ at the end of the file: the missing bytes are set to zero.
     [[nodiscard]] virtual int Read(void* buffer, int count, LONGLONG offset);
     [[nodiscard]] virtual int Write(const void* buffer, int count, LONGLONG offset);
-    [[nodiscard]] int Truncate(LONGLONG size);
+    [[nodiscard]] virtual int Truncate(LONGLONG size);
     [[nodiscard]] virtual int Sync();
     [[nodiscard]] virtual int Size(LONGLONG& size);
     // Called when the database closes the file.
