@@ -27,6 +27,21 @@ class ArchiveDatabase {
     // Opens the database; in a new file it creates the table.
     [[nodiscard]] HRESULT Open();
     [[nodiscard]] HRESULT Count(long& count);
+    // Passes the name of each stream to take, in the order in which the streams were first added, until take returns a
+    // failure. The name is valid during the call.
+    template <typename Take>
+    [[nodiscard]] HRESULT ForEachName(Take take) {
+        UniqueStatement rows;
+        HRESULT result = Prepare("SELECT name FROM streams ORDER BY id", rows);
+        while (SUCCEEDED(result)) {
+            const int code = sqlite3_step(rows.get());
+            result = Result(code);
+            if (code != SQLITE_ROW)
+                break;
+            result = take(ColumnOf(rows));
+        }
+        return result;
+    }
     // Stores a stream, replacing one of the same name.
     [[nodiscard]] HRESULT Put(Bytes name, Bytes data);
     // Passes the content to take, which returns an HRESULT; it is valid during the call. 0x80070002: no such stream.
@@ -35,14 +50,18 @@ class ArchiveDatabase {
         UniqueStatement row;
         HRESULT result = Find(name, row);
         if (SUCCEEDED(result))
-            result = take(Bytes(static_cast<const BYTE*>(sqlite3_column_blob(row.get(), 0)),
-                                static_cast<size_t>(sqlite3_column_bytes(row.get(), 0))));
+            result = take(ColumnOf(row));
         return result;
     }
     // 0x80070002: no such stream.
     [[nodiscard]] HRESULT Remove(Bytes name);
 
   private:
+    // The first column of the current row.
+    static Bytes ColumnOf(const UniqueStatement& row) {
+        return {static_cast<const BYTE*>(sqlite3_column_blob(row.get(), 0)),
+                static_cast<size_t>(sqlite3_column_bytes(row.get(), 0))};
+    }
     [[nodiscard]] HRESULT Result(int code) const;
     [[nodiscard]] HRESULT Execute(const char* sql);
     [[nodiscard]] HRESULT CheckSize();

@@ -1,9 +1,12 @@
 #include "platform/archive/SecureArchiveManager.h"
 
+#include "common/com/ProcessorFault.h"
 #include "common/com/bstr.h"
 #include "common/com/paths.h"
 #include "common/com/results.h"
 #include "platform/archive/ArchiveDatabase.h"
+
+#include <cstring>
 
 namespace keldan {
 
@@ -16,8 +19,15 @@ Bytes BytesOf(BSTR text) {
     return {reinterpret_cast<const BYTE*>(text), SysStringByteLen(text)};
 }
 
-// The full path of a file, of any length; empty if it is not one. A path in the long form is used unchanged, because
-// the file name is part of what authenticates an archive.
+// What ends a name in a list of names: not a character, so no text needs it.
+constexpr wchar_t DELIMITER = L'\xFFFF';
+
+bool CanBeListed(BSTR name) {
+    return SysStringByteLen(name) % sizeof(wchar_t) == 0 && vorna::view_of(name).find(DELIMITER) == std::wstring::npos;
+}
+
+// The full path of a file, of any length; empty if it is not one. What is in the long form already is taken literally,
+// since the name of its file is one of the things that authenticate an archive.
 std::wstring FullPath(std::wstring_view path) {
     const bool onNetwork = path.size() > 2 && path.starts_with(L"\\\\");
     if ((!vorna::is_on_drive(path) && !onNetwork) || path.find(L'\0') != path.npos || path.ends_with(L'\\') ||
@@ -59,8 +69,12 @@ HRESULT SecureArchiveManager::Operation(Work work) {
     return vorna::closed_door([&]() -> HRESULT {
         if (path_.empty())
             return E_UNEXPECTED;
-        Deadline deadline(wait_);
-        return work(deadline);
+        HRESULT result = E_UNEXPECTED;
+        vorna::call_guarded([&] {
+            Deadline deadline(wait_);
+            result = work(deadline);
+        });
+        return result;
     });
 }
 
@@ -68,7 +82,7 @@ STDMETHODIMP SecureArchiveManager::put_Archive(BSTR path) {
     return vorna::closed_door([&]() -> HRESULT {
         path_.clear();
         std::wstring full = FullPath(vorna::view_of(path));
-        if (full.empty())
+        if (full.empty() || ArchiveFile::IsReserved(full))
             return E_INVALIDARG;
         const DWORD attributes = GetFileAttributesW(full.substr(0, full.find_last_of(L"\\/") + 1).c_str());
         if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY))
@@ -99,6 +113,8 @@ STDMETHODIMP SecureArchiveManager::GetEntryCount(long kind, long* count) {
 
 STDMETHODIMP SecureArchiveManager::AddStream(BSTR name, BSTR data, long) {
     return Operation([&](Deadline& deadline) {
+        if (!CanBeListed(name))
+            return E_INVALIDARG;
         for (;;) {
             HRESULT result = InArchive(path_, ArchiveFile::Access::Write, deadline, [&](ArchiveDatabase& database) {
                 return database.Put(BytesOf(name), BytesOf(data));
@@ -107,9 +123,8 @@ STDMETHODIMP SecureArchiveManager::AddStream(BSTR name, BSTR data, long) {
                 return result;
             result = CreateWith(path_, BytesOf(name), BytesOf(data));
             // Another process has just created the archive, or is creating it.
-            if (result == HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS))
-                continue;
-            if (result != HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION))
+            if (result != HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS) &&
+                result != HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION))
                 return result;
             if (!deadline.Pause())
                 return HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION);
@@ -145,6 +160,47 @@ STDMETHODIMP SecureArchiveManager::RemoveFile(BSTR name) {
 
 STDMETHODIMP SecureArchiveManager::put_Mode(long) {
     return S_OK;
+}
+
+STDMETHODIMP SecureArchiveManager::GetStreamNames(BSTR* names) {
+    if (!names)
+        return E_POINTER;
+    *names = nullptr;
+    return Operation([&](Deadline& deadline) {
+        std::wstring found;
+        HRESULT result = InArchive(path_, ArchiveFile::Access::Read, deadline, [&](ArchiveDatabase& database) {
+            return database.ForEachName([&](Bytes name) {
+                const size_t end = found.size();
+                const size_t length = name.size() / sizeof(wchar_t);
+                found.resize(end + length);
+                if (length > 0)
+                    std::memcpy(found.data() + end, name.data(), length * sizeof(wchar_t));
+                if (name.size() % sizeof(wchar_t) != 0 || found.find(DELIMITER, end) != found.npos)
+                    return HRESULT_FROM_WIN32(ERROR_INVALID_DATA);
+                found += DELIMITER;
+                return S_OK;
+            });
+        });
+        if (FAILED(result) && result != NO_FILE)
+            return result;
+        *names = vorna::bstr(found).release();
+        return S_OK;
+    });
+}
+
+STDMETHODIMP SecureArchiveManager::GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID locale, DISPID* ids) {
+    HRESULT result = dispatch_object::GetIDsOfNames(iid, names, count, locale, ids);
+    ITypeInfo* streams = vorna::dispatch_type<IArchiveStreams>();
+    return result == DISP_E_UNKNOWNNAME && streams ? streams->GetIDsOfNames(names, count, ids) : result;
+}
+
+STDMETHODIMP SecureArchiveManager::Invoke(DISPID id, REFIID iid, LCID locale, WORD flags, DISPPARAMS* parameters,
+                                          VARIANT* result, EXCEPINFO* exception, UINT* argument) {
+    HRESULT called = dispatch_object::Invoke(id, iid, locale, flags, parameters, result, exception, argument);
+    ITypeInfo* streams = vorna::dispatch_type<IArchiveStreams>();
+    if (called != DISP_E_MEMBERNOTFOUND || !streams)
+        return called;
+    return streams->Invoke(static_cast<IArchiveStreams*>(this), id, flags, parameters, result, exception, argument);
 }
 
 } // namespace keldan
