@@ -48,4 +48,41 @@ class Archive {
     vorna::com_ptr<ISecureArchiveManager> manager_;
 };
 
+// Replaces an imported function of this program, which includes the code of archives, for the life of the object.
+template <typename Function>
+class Replaced {
+  public:
+    // slot: the program's import slot.
+    Replaced(Function& slot, Function function) : slot_(slot), real_(slot) { Set(function); }
+    ~Replaced() { Set(real_); }
+    Replaced(const Replaced&) = delete;
+    Replaced& operator=(const Replaced&) = delete;
+
+  private:
+    void Set(Function function) {
+        DWORD before = 0;
+        VirtualProtect(&slot_, sizeof slot_, PAGE_READWRITE, &before);
+        slot_ = function;
+        VirtualProtect(&slot_, sizeof slot_, before, &before);
+    }
+    Function& slot_;
+    const Function real_;
+};
+
+inline std::vector<BYTE> ReadBytes(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void WriteBytes(const std::filesystem::path& path, const std::vector<BYTE>& bytes) {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+inline void PutByte(const std::filesystem::path& path, size_t offset, BYTE byte) {
+    std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(static_cast<std::streamoff>(offset));
+    file.put(static_cast<char>(byte));
+}
+
 } // namespace platform_test
