@@ -206,23 +206,14 @@ class FullDisk {
     enum class Kind { Refused, Short };
     // allowed: the number of calls that still succeed. lasting: all later ones fail, not only the next.
     FullDisk(int allowed, Kind kind, bool lasting) {
-        real_ = importedWrite;
         allowed_ = allowed;
         kind_ = kind;
         lasting_ = lasting;
         failed_ = false;
-        Set(Write);
     }
-    ~FullDisk() { Set(real_); }
     bool Failed() const { return failed_; }
 
   private:
-    static void Set(decltype(&WriteFile) function) {
-        DWORD before = 0;
-        VirtualProtect(&importedWrite, sizeof importedWrite, PAGE_READWRITE, &before);
-        importedWrite = function;
-        VirtualProtect(&importedWrite, sizeof importedWrite, before, &before);
-    }
     static BOOL WINAPI Write(HANDLE file, LPCVOID data, DWORD size, LPDWORD done, LPOVERLAPPED place) {
         if (allowed_-- > 0 || (failed_ && !lasting_))
             return real_(file, data, size, done, place);
@@ -234,11 +225,12 @@ class FullDisk {
         return FALSE;
     }
 
-    static inline decltype(&WriteFile) real_;
+    static inline const decltype(&WriteFile) real_ = importedWrite;
     static inline int allowed_;
     static inline Kind kind_;
     static inline bool lasting_;
     static inline bool failed_;
+    platform_test::Replaced<decltype(&WriteFile)> replaced_{importedWrite, Write};
 };
 
 TEST(SecureArchiveFaults, FullDiskIsReportedAndChangesNothing) {
