@@ -80,10 +80,16 @@ HRESULT Subscription::Register(Sender& sender, CPWStringBuffer& errorText) {
         errorText = texts.addFailed;
         return found == S_OK ? HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS) : found;
     }
-    HRESULT result = SubscribeAnew(sender, {}, record_.subscriptionId, errorText);
-    std::wstring maintenanceId;
-    if (result == S_OK)
-        result = MakeRecord(sender, maintenanceId, errorText);
+    std::wstring id, maintenanceId;
+    HRESULT result = SubscribeAnew(sender, {}, id, errorText);
+    if (result != S_OK) {
+        registration.Unlock();
+        if (!id.empty())
+            (void)sender.Unsubscribe(id);
+        return result;
+    }
+    record_.subscriptionId = id;
+    result = MakeRecord(sender, maintenanceId, errorText);
     registration.Unlock();
     if (result != S_OK) {
         UndoRegistration(sender, maintenanceId);
@@ -144,8 +150,6 @@ HRESULT Subscription::MakeRecord(Sender& sender, std::wstring& maintenanceId, CP
 
 // Undoes the steps of a failed registration.
 void Subscription::UndoRegistration(Sender& sender, std::wstring_view maintenanceId) {
-    if (record_.subscriptionId.empty())
-        return;
     (void)sender.Unsubscribe(record_.subscriptionId);
     RemoveBaseDir();
     // A maintenance timer that is not recorded could never be ended later; a recorded one may serve other
@@ -244,6 +248,9 @@ HRESULT Subscription::Renew(Sender& sender, RegistrationKind kind, CPWStringBuff
     }
     const std::wstring oldId = current.subscriptionId;
     if (kind == RegistrationKind::Restoration) {
+        // Another client has registered it again meanwhile.
+        if (oldId != record_.subscriptionId)
+            return S_FALSE;
         record_.subscriptionText = current.subscriptionText;
         record_.lifetime = SubscriptionInfo(current.subscriptionText).Aging();
     }

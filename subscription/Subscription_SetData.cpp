@@ -2,6 +2,7 @@
 
 #include "common/com/ProcessorFault.h"
 #include "common/com/bstr.h"
+#include "common/com/paths.h"
 #include "common/com/results.h"
 #include "common/com/text_forms.h"
 #include "common/log/CatchAll.h"
@@ -29,8 +30,14 @@ HRESULT ReadAttribute(IZEBServiceObject& service, AttributeGetter getter, std::w
 
 // The values become folder names and, without escaping, part of the persist document.
 bool IsUsableIdentity(std::wstring_view value) {
-    return !value.empty() && value != L"." && value != L".." && value.find_first_of(L"\\/:*?\"<>|&") == value.npos &&
+    return !value.empty() && value != L"." && value != L".." && !is_device_name(value) &&
+           value.find_first_of(L"\\/:*?\"<>|&") == value.npos &&
            std::none_of(value.begin(), value.end(), [](wchar_t letter) { return letter < L' '; });
+}
+
+// A text for people. What XML cannot contain is dropped: a client often counts the terminating zero as a character.
+std::wstring FreeText(std::wstring_view text) {
+    return EscapeXml(DropForbidden(text));
 }
 
 HRESULT ReadAttributes(IUnknown* service, ServiceAttributes& attributes, CPWStringBuffer& errorText) {
@@ -67,9 +74,9 @@ HRESULT ReadAttributes(IUnknown* service, ServiceAttributes& attributes, CPWStri
     (void)ReadAttribute(*object.get(), &IZEBServiceObject::get_friendlyName, friendlyName);
     attributes.serviceXml = L"<service><portID>" + attributes.portID + L"</portID><serviceId>" + attributes.serviceId +
                             L"</serviceId><serviceURI>" + attributes.serviceURI +
-                            L"</serviceURI><additionalInfo><model>" + EscapeXml(model) + L"</model><address>" +
-                            EscapeXml(address) + L"</address><addressType>" + EscapeXml(addressType) +
-                            L"</addressType><friendlyName>" + EscapeXml(friendlyName) +
+                            L"</serviceURI><additionalInfo><model>" + FreeText(model) + L"</model><address>" +
+                            FreeText(address) + L"</address><addressType>" + FreeText(addressType) +
+                            L"</addressType><friendlyName>" + FreeText(friendlyName) +
                             L"</friendlyName></additionalInfo></service>";
     return S_OK;
 }

@@ -61,8 +61,8 @@ HRESULT TimerSender::SubscribeWithComponent(std::wstring& id) {
     bstr answered;
     HRESULT result = E_FAIL;
     // A ticket that the timer no longer accepts is replaced once.
-    for (bool fresh = clientId_.empty();; fresh = true) {
-        if (fresh) {
+    for (bool replaced = false;; replaced = true) {
+        if (replaced || clientId_.empty()) {
             result = GetTicket(clientId_);
             if (result != S_OK)
                 return result;
@@ -70,7 +70,7 @@ HRESULT TimerSender::SubscribeWithComponent(std::wstring& id) {
         // Built again for each attempt, because its dates are relative to now.
         const bstr schedule(info_->ToXML());
         result = timer_->Subscribe(bstr(clientId_).get(), schedule.get(), answered.put());
-        if (fresh || !IsStaleTicket(result))
+        if (replaced || !IsStaleTicket(result))
             break;
     }
     if (result != S_OK)

@@ -31,6 +31,23 @@ std::wstring plain_path(std::wstring_view path) {
     return std::wstring(path);
 }
 
+bool is_device_name(std::wstring_view name) {
+    name = name.substr(0, name.find(L'.'));
+    name = name.substr(0, name.find_last_not_of(L' ') + 1);
+    const auto is = [&](std::wstring_view device) {
+        return CompareStringOrdinal(name.data(), static_cast<int>(name.size()), device.data(),
+                                    static_cast<int>(device.size()), TRUE) == CSTR_EQUAL;
+    };
+    for (const wchar_t* device : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"})
+        if (is(device))
+            return true;
+    // The last character is a digit, also a superscript one.
+    if (name.size() != 4 || std::wstring_view(L"0123456789\xB9\xB2\xB3").find(name.back()) == name.npos)
+        return false;
+    name.remove_suffix(1);
+    return is(L"COM") || is(L"LPT");
+}
+
 bool is_on_drive(std::wstring_view path) {
     if (path.starts_with(LONG_PATH))
         path.remove_prefix(LONG_PATH.size());

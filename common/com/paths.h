@@ -19,6 +19,9 @@ std::wstring long_path(std::wstring_view path);
 // The path without the prefix, for messages and for programs that do not expect it. A network path keeps it.
 std::wstring plain_path(std::wstring_view path);
 
+// True for a name that is a device in every folder, such as COM1 or nul.txt.
+bool is_device_name(std::wstring_view name);
+
 // True for a full path on a drive, in either form; false for relative paths, network paths, pipes and devices.
 bool is_on_drive(std::wstring_view path);
 

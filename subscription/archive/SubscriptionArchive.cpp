@@ -47,7 +47,8 @@ HRESULT ReadStream(std::wstring_view archive, std::wstring_view name, std::wstri
 }
 
 HRESULT WriteStream(std::wstring_view archive, std::wstring_view name, std::wstring_view text) {
-    return SamAccessor(archive, name).addStreamToArchive(text);
+    const HRESULT result = SamAccessor(archive, name).addStreamToArchive(text);
+    return result == S_OK || FAILED(result) ? result : E_FAIL;
 }
 
 NamedLock SubscriptionArchive::Lock() const {
