@@ -2,6 +2,7 @@
 
 #include "common/log/Logging.h"
 #include "common/services/platformservices.h"
+#include "common/xml/XmlCharacters.h"
 #include "common/xml/XmlTags.h"
 
 namespace vorna {
@@ -26,6 +27,23 @@ HRESULT CreateDocument(com_ptr<IXMLDOMDocument2>& document) {
     return result;
 }
 
+namespace {
+
+// The text without the encoding in its declaration, which is that of the bytes that the text was read from: versions of
+// MSXML refuse several. The declaration stays, because it counts as a node of the document.
+bstr WithoutEncoding(std::wstring_view xml) {
+    constexpr std::wstring_view DECLARATION = L"<?xml";
+    if (xml.size() > DECLARATION.size() && xml.starts_with(DECLARATION) && IsXmlSpace(xml[DECLARATION.size()])) {
+        XmlAttributeWalk attributes(xml.substr(0, xml.find(L"?>")));
+        while (attributes.Next())
+            if (attributes.Name() == L"encoding")
+                return bstr(std::wstring(xml.substr(0, attributes.begin())).append(xml.substr(attributes.end())));
+    }
+    return bstr(xml);
+}
+
+} // namespace
+
 bool SetSelectionNamespaces(IXMLDOMDocument2* document, std::wstring_view declarations) {
     const bstr name(L"SelectionNamespaces");
     const bstr text(declarations);
@@ -36,7 +54,9 @@ bool LoadDocument(IXMLDOMDocument2* document, std::wstring_view xml) {
     // The text is archived data of clients: it must not define entities, and MSXML would stop at a zero character.
     if (HasDoctype(xml) || xml.find(L'\0') != std::wstring_view::npos)
         return false;
-    const bstr text(xml);
+    if (xml.starts_with(L'\xFEFF'))
+        xml.remove_prefix(1);
+    const bstr text = WithoutEncoding(xml);
     VARIANT_BOOL loaded = VARIANT_FALSE;
     return document->loadXML(text.get(), &loaded) == S_OK && loaded == VARIANT_TRUE;
 }

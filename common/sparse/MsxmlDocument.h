@@ -18,7 +18,8 @@ VARIANT VariantOf(const bstr& text);
 // declarations: as the property expects them, separated by blanks.
 [[nodiscard]] bool SetSelectionNamespaces(IXMLDOMDocument2* document, std::wstring_view declarations);
 
-// False if xml is not well-formed, has a document type definition or contains a zero character.
+// False if xml is not well-formed, has a document type definition or holds a zero character. A byte order mark and the
+// encoding in the XML declaration are ignored.
 [[nodiscard]] bool LoadDocument(IXMLDOMDocument2* document, std::wstring_view xml);
 
 // Null if the node is not a document, or a document without a root element.

@@ -1,6 +1,7 @@
 #include "common/sparse/SparseCut.h"
 
 #include "common/com/scope_exit.h"
+#include "common/com/text_forms.h"
 #include "common/sparse/MsxmlDocument.h"
 #include "common/xml/XmlTags.h"
 
@@ -11,13 +12,11 @@ namespace vorna {
 
 namespace {
 
-// A name that occurs nowhere in xml, so that attributes of clients are never mistaken for marks.
-std::wstring FreeName(std::wstring_view xml) {
-    const std::wstring first = L"idNode";
-    std::wstring name = first;
-    for (int i = 1; xml.find(name) != std::wstring_view::npos; ++i)
-        name = first + std::to_wstring(i);
-    return name;
+// A name that no document contains: it has 80 random bits, made after the document. Short, since each mark is written.
+std::wstring NewMark() {
+    // {8 digits-4-4-4-12 digits}; some bits in the middle are not random.
+    const std::wstring guid = new_guid_text();
+    return L"m" + guid.substr(1, 8) + guid.substr(25, 12);
 }
 
 // Appends a part of a tag. Some versions of MSXML write hexadecimal references for characters beyond ASCII in
@@ -47,8 +46,9 @@ void AppendPlain(std::wstring& text, std::wstring_view tag) {
 
 } // namespace
 
-SparseCut::SparseCut(std::wstring_view xml)
-    : name_(FreeName(xml)), token_(name_.str() + L":"), keepReturns_(xml.find(L'\r') != std::wstring_view::npos) {}
+SparseCut::SparseCut(IXMLDOMDocument* source, std::wstring_view xml)
+    : source_(source), mark_(NewMark()), noData_(std::wstring_view()),
+      keepReturns_(xml.find(L'\r') != std::wstring_view::npos) {}
 
 void SparseCut::Mark(IXMLDOMNode* selected) {
     DOMNodeType type = NODE_INVALID;
@@ -64,15 +64,17 @@ void SparseCut::Mark(IXMLDOMNode* selected) {
         if (belowRoot_)
             MarkElement(com_ptr<IXMLDOMNode>(selected).try_as<IXMLDOMElement>().get());
         break;
+    case NODE_ATTRIBUTE:
+        MarkAttribute(selected);
+        break;
     case NODE_COMMENT:
     case NODE_PROCESSING_INSTRUCTION:
         if (MayStandAlone(selected))
-            MarkValue(selected);
+            MarkPlace(selected);
         break;
-    case NODE_ATTRIBUTE:
     case NODE_TEXT:
     case NODE_CDATA_SECTION:
-        MarkValue(selected);
+        MarkPlace(selected);
         break;
     default:
         break;
@@ -81,17 +83,36 @@ void SparseCut::Mark(IXMLDOMNode* selected) {
 
 void SparseCut::MarkElement(IXMLDOMElement* element) {
     if (element)
-        element->setAttribute(name_.get(), VariantOf(token_));
+        element->setAttribute(mark_.get(), VariantOf(noData_));
 }
 
-void SparseCut::MarkValue(IXMLDOMNode* node) {
+void SparseCut::MarkAttribute(IXMLDOMNode* attribute) {
     VARIANT value;
     VariantInit(&value);
     const scope_exit clear([&] { VariantClear(&value); });
-    if (node->get_nodeValue(&value) != S_OK || value.vt != VT_BSTR)
+    if (attribute->get_nodeValue(&value) != S_OK || value.vt != VT_BSTR)
         return;
-    const bstr marked(token_.str().append(view_of(value.bstrVal)));
-    node->put_nodeValue(VariantOf(marked));
+    std::wstring marked = mark_.str();
+    for (const wchar_t c : view_of(value.bstrVal))
+        // MSXML drops carriage returns from the values that it is given.
+        if (c == L'\r')
+            marked.append(mark_.view());
+        else
+            marked += c;
+    const bstr text(marked);
+    attribute->put_nodeValue(VariantOf(text));
+}
+
+// Not the value, which MSXML would not keep as it is.
+void SparseCut::MarkPlace(IXMLDOMNode* node) {
+    com_ptr<IXMLDOMNode> parent;
+    com_ptr<IXMLDOMProcessingInstruction> mark;
+    VARIANT before;
+    before.vt = VT_DISPATCH;
+    before.pdispVal = node;
+    if (node->get_parentNode(parent.put()) == S_OK && parent &&
+        source_->createProcessingInstruction(mark_.get(), noData_.get(), mark.put()) == S_OK)
+        parent->insertBefore(mark.get(), before, nullptr);
 }
 
 std::wstring SparseCut::Write(std::wstring_view markup) {
@@ -105,26 +126,27 @@ std::wstring SparseCut::Write(std::wstring_view markup) {
         else if (walk.Kind() == XmlMarkup::EndTag)
             WriteEnd(walk.Markup());
         else
-            WriteOther(walk.Markup());
+            WriteOther(walk.Markup(), walk.Kind() == XmlMarkup::Data);
     }
     return std::move(result_);
 }
 
 SparseCut::Marks SparseCut::ReadMarks(std::wstring_view tag) const {
     Marks marks;
-    if (tag.find(name_.view()) == std::wstring_view::npos)
+    if (tag.find(mark_.view()) == std::wstring_view::npos)
         return marks;
     XmlAttributeWalk attributes(tag);
     while (attributes.Next()) {
-        if (attributes.Name() == name_.view())
+        if (attributes.Name() == mark_.view())
             marks.element = true;
-        else if (attributes.Value().substr(1).starts_with(token_.view()))
+        else if (attributes.Value().substr(1).starts_with(mark_.view()))
             marks.attribute = true;
     }
     return marks;
 }
 
 void SparseCut::WriteStart(std::wstring_view tag, bool hasEndTag) {
+    next_ = Next::AsUsual;
     const Marks marks = ReadMarks(tag);
     if (depthInSelected_ > 0 || marks.element) {
         WriteAncestors();
@@ -142,6 +164,7 @@ void SparseCut::WriteStart(std::wstring_view tag, bool hasEndTag) {
 }
 
 void SparseCut::WriteEnd(std::wstring_view tag) {
+    next_ = Next::AsUsual;
     if (depthInSelected_ > 0) {
         --depthInSelected_;
         Append(tag);
@@ -157,25 +180,26 @@ void SparseCut::WriteEnd(std::wstring_view tag) {
     tagOpen_ = false;
 }
 
-void SparseCut::WriteOther(std::wstring_view markup) {
-    const std::size_t token = markup.find(token_.view());
-    if (token != std::wstring_view::npos) {
-        const std::wstring_view rest = markup.substr(token + token_.view().size());
-        WriteAncestors();
-        CloseTag();
-        // An instruction without data has a blank only because of the token.
-        Append(markup.substr(0, rest == L"?>" ? token - 1 : token));
-        Append(rest);
-    } else if (depthInSelected_ > 0) {
-        Append(markup);
+void SparseCut::WriteOther(std::wstring_view markup, bool isData) {
+    if (markup.substr(2).starts_with(mark_.view())) {
+        next_ = Next::Selected;
+        return;
     }
+    const bool selected = next_ == Next::Selected || (next_ == Next::SelectedIfData && isData);
+    next_ = selected && isData ? Next::SelectedIfData : Next::AsUsual;
+    if (!selected && depthInSelected_ == 0)
+        return;
+    WriteAncestors();
+    CloseTag();
+    Append(markup);
 }
 
 void SparseCut::WriteText(std::wstring_view text) {
-    const bool marked = text.starts_with(token_.view());
-    if (marked)
-        text.remove_prefix(token_.view().size());
-    else if (depthInSelected_ == 0)
+    if (text.empty())
+        return;
+    const bool selected = next_ == Next::Selected;
+    next_ = Next::AsUsual;
+    if (!selected && depthInSelected_ == 0)
         return;
     WriteAncestors();
     CloseTag();
@@ -193,18 +217,32 @@ void SparseCut::WriteAncestors() {
 void SparseCut::WriteTag(std::wstring_view tag) {
     CloseTag();
     std::size_t written = 0;
-    if (tag.find(name_.view()) != std::wstring_view::npos) {
+    if (tag.find(mark_.view()) != std::wstring_view::npos) {
         XmlAttributeWalk attributes(tag);
         while (attributes.Next()) {
-            if (!attributes.Value().substr(1).starts_with(token_.view()))
+            const bool element = attributes.Name() == mark_.view();
+            if (!element && !attributes.Value().substr(1).starts_with(mark_.view()))
                 continue;
-            const bool element = attributes.Name() == name_.view();
-            const std::size_t value = attributes.end() - attributes.Value().size() + 1;
+            const std::size_t value = attributes.end() - attributes.Value().size();
             AppendPlain(result_, tag.substr(written, (element ? attributes.begin() : value) - written));
-            written = element ? attributes.end() : value + token_.view().size();
+            if (!element)
+                WriteMarkedValue(attributes.Value());
+            written = attributes.end();
         }
     }
     AppendPlain(result_, tag.substr(written));
+}
+
+void SparseCut::WriteMarkedValue(std::wstring_view value) {
+    const std::size_t size = mark_.view().size();
+    result_.append(value.substr(0, 1));
+    value.remove_prefix(1 + size);
+    for (std::size_t at; (at = value.find(mark_.view())) != std::wstring_view::npos;) {
+        AppendPlain(result_, value.substr(0, at));
+        result_.append(L"&#13;");
+        value.remove_prefix(at + size);
+    }
+    AppendPlain(result_, value);
 }
 
 void SparseCut::CloseTag() {

@@ -4,9 +4,12 @@
 #include "common/services/XmlAccessor.h"
 #include "common/sparse/MsxmlDocument.h"
 #include "common/sparse/SparseCut.h"
+#include "common/sparse/XPathCost.h"
+#include "common/xml/XPathTokens.h"
 #include "common/xml/XmlTags.h"
 
 #include <string>
+#include <vector>
 
 namespace VORNAUTILITY {
 
@@ -14,13 +17,12 @@ namespace {
 
 using namespace vorna;
 
-// The declarations of xml as the platform's accessor lists them. The accessor is given a document of the declarations
-// alone, because parsing the whole text twice would double the cost. An xpath without a colon has no prefixes.
-std::wstring NamespaceList(std::wstring_view xml, std::wstring_view xpath) {
+// The declarations of the prefixes that the XPath uses, as the platform's accessor lists them. The accessor is given a
+// document of these declarations alone: parsing the whole text twice would double the cost, and the list of all
+// declarations cannot be used if one of them has a namespace name that is not valid in it.
+std::wstring NamespaceList(std::wstring_view xml, const std::vector<XPathToken>& xpath) {
     std::wstring list;
-    if (xpath.find(L':') == std::wstring_view::npos)
-        return list;
-    const std::wstring declarations = NamespaceDeclarations(xml);
+    const std::wstring declarations = NamespaceDeclarations(xml, PrefixesOf(xpath));
     if (declarations.empty())
         return list;
     XmlAccessor accessor;
@@ -29,18 +31,18 @@ std::wstring NamespaceList(std::wstring_view xml, std::wstring_view xpath) {
     return list;
 }
 
-// MSXML recurses for every bracket and step, on the stack of the client's thread.
-bool IsEvaluable(std::wstring_view xpath) {
-    constexpr std::size_t MAX_LEVELS = 100;
-    constexpr std::size_t MAX_CHARACTERS = 8192;
-    if (xpath.size() > MAX_CHARACTERS || xpath.find(L'\0') != std::wstring_view::npos)
+// Evaluation recurses for every bracket and step, on the stack of a client's thread.
+bool IsEvaluable(std::wstring_view xpath, const std::vector<XPathToken>& tokens) {
+    constexpr std::size_t MOST_LEVELS = 100;
+    constexpr std::size_t MOST_CHARACTERS = 8192;
+    if (xpath.size() > MOST_CHARACTERS || xpath.find(L'\0') != std::wstring_view::npos)
         return false;
     std::size_t level = 0;
-    for (const wchar_t c : xpath) {
-        if (c == L'(' || c == L'[') {
-            if (++level > MAX_LEVELS)
+    for (const XPathToken& token : tokens) {
+        if (token.text == L"(" || token.text == L"[") {
+            if (++level > MOST_LEVELS)
                 return false;
-        } else if ((c == L')' || c == L']') && level > 0) {
+        } else if ((token.text == L")" || token.text == L"]") && level > 0) {
             --level;
         }
     }
@@ -57,7 +59,8 @@ std::wstring BuildSparseXml(std::wstring_view xml, std::wstring_view xpath) {
         VORNA_LOG(LOG_TRACE, "GetSparseXMLFromXPath: Failed in call to put_preserveWhiteSpace");
         return {};
     }
-    const std::wstring namespaces = NamespaceList(xml, xpath);
+    const std::vector<XPathToken> tokens = TokenizeXPath(xpath);
+    const std::wstring namespaces = NamespaceList(xml, tokens);
     if (!namespaces.empty() && !SetSelectionNamespaces(source.get(), namespaces)) {
         VORNA_LOG(LOG_TRACE, "GetSparseXMLFromXPath: Failed when setting the selectionNamespaces property");
         return {};
@@ -66,9 +69,14 @@ std::wstring BuildSparseXml(std::wstring_view xml, std::wstring_view xpath) {
         VORNA_LOG(LOG_TRACE, "GetSparseXMLFromXPath: Failed to load input XML");
         return {};
     }
+    const bool evaluable = IsEvaluable(xpath, tokens);
+    if (evaluable && TakesTooLong(tokens, xml)) {
+        VORNA_LOG(LOG_TRACE, "GetSparseXMLFromXPath: The XPath would take too long: %S", std::wstring(xpath).c_str());
+        return {};
+    }
     const bstr query(xpath);
     com_ptr<IXMLDOMNodeList> nodes;
-    if (!IsEvaluable(xpath) || source->selectNodes(query.get(), nodes.put()) != S_OK || !nodes) {
+    if (!evaluable || source->selectNodes(query.get(), nodes.put()) != S_OK || !nodes) {
         VORNA_LOG(LOG_TRACE, "GetSparseXMLFromXPath: Failed in call to SelectNodes");
         return {};
     }
@@ -79,12 +87,14 @@ std::wstring BuildSparseXml(std::wstring_view xml, std::wstring_view xpath) {
     }
     if (count <= 0)
         return {};
-    // Clients expect the traces of these two operations, although SparseCut does the work of both.
-    SparseCut cut(xml);
-    for (long i = 0; i < count; ++i) {
+    // All at once, because a list may be read from the document while that changes.
+    std::vector<com_ptr<IXMLDOMNode>> selected(static_cast<std::size_t>(count));
+    for (long i = 0; i < count; ++i)
+        nodes->get_item(i, selected[static_cast<std::size_t>(i)].put());
+    // The traces name the operations that would build the document node by node.
+    SparseCut cut(source.get(), xml);
+    for (const auto& node : selected) {
         const ScopeTrace trace("VORNAUTILITY::MountDocument");
-        com_ptr<IXMLDOMNode> node;
-        nodes->get_item(i, node.put());
         cut.Mark(node.get());
     }
     const ScopeTrace trace("VORNAUTILITY::RemoveIdNode");

@@ -19,10 +19,11 @@ namespace VORNAUTILITY {
 // - The document node ("/") yields the root element with all its content. A selected root element is returned only if
 //   there is no XML declaration, comment or processing instruction beside it; these are never returned.
 // - Line ends are one character, or two if xml has a carriage return.
-// - Rejected as not well-formed: document type definitions. Rejected as XPath: more than 8,192 characters, or brackets
-//   nested more than 100 deep.
+// - A byte order mark and the encoding in the XML declaration are ignored, since xml is text already.
+// - Refused as not well-formed: document type definitions. Refused as XPath: more than 8,192 characters, brackets
+//   nested more than 100 deep, and XPaths that would take minutes (XPathCost.h).
 // result is empty if nothing is selected or anything fails (logged). xml and xpath may be views of result.
-// The time is linear in the sizes of xml and result.
+// Except for the evaluation of xpath, the time is linear in the sizes of xml and result.
 void GetSparseXMLFromXPath(std::wstring_view xml, std::wstring_view xpath, std::wstring& result);
 
 // Copies one selected node into target, with those of its ancestors that target lacks; attributes and the document node

@@ -1,7 +1,5 @@
 #include "common/xml/XmlTags.h"
 
-#include <unordered_set>
-
 namespace vorna {
 
 namespace {
@@ -95,28 +93,24 @@ bool HasDoctype(std::wstring_view xml) {
     }
 }
 
-std::wstring NamespaceDeclarations(std::wstring_view xml) {
+std::wstring NamespaceDeclarations(std::wstring_view xml, std::set<std::wstring_view> prefixes) {
     constexpr std::wstring_view PREFIXED = L"xmlns:";
     std::wstring document;
-    if (xml.find(PREFIXED) == std::wstring_view::npos)
+    if (prefixes.empty() || xml.find(PREFIXED) == std::wstring_view::npos)
         return document;
-    std::unordered_set<std::wstring_view> seen;
     XmlMarkupWalk tags(xml);
-    while (tags.Next()) {
+    while (!prefixes.empty() && tags.Next()) {
         if (!tags.OpensElement() || tags.Markup().find(PREFIXED) == std::wstring_view::npos)
             continue;
         XmlAttributeWalk attributes(tags.Markup());
         while (attributes.Next()) {
-            std::wstring_view whole = tags.Markup().substr(attributes.begin(), attributes.end() - attributes.begin());
-            if (!attributes.Name().starts_with(PREFIXED) || !seen.insert(whole).second)
-                continue;
-            // One element for each declaration, because the same prefix may be declared for several namespaces.
-            document.append(document.empty() ? L"<d><d " : L"<d ");
-            document.append(attributes.Name()).append(L"=").append(attributes.Value()).append(L"/>");
+            const std::wstring_view name = attributes.Name();
+            if (name.starts_with(PREFIXED) && prefixes.erase(name.substr(PREFIXED.size())) > 0)
+                document.append(document.empty() ? L"<d " : L" ").append(name).append(L"=").append(attributes.Value());
         }
     }
     if (!document.empty())
-        document.append(L"</d>");
+        document.append(L"/>");
     return document;
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -59,8 +60,8 @@ class XmlAttributeWalk {
 // Whether the text has a document type definition.
 bool HasDoctype(std::wstring_view xml);
 
-// A small document with the prefixed namespace declarations of xml in their order, without duplicates; empty if xml has
-// none.
-std::wstring NamespaceDeclarations(std::wstring_view xml);
+// A small document that declares these prefixes as xml does first; empty if xml declares none of them. prefixes is a
+// copy because those that are found are removed.
+std::wstring NamespaceDeclarations(std::wstring_view xml, std::set<std::wstring_view> prefixes);
 
 } // namespace vorna
