@@ -47,8 +47,11 @@ void AppendPlain(std::wstring& text, std::wstring_view tag) {
 } // namespace
 
 SparseCut::SparseCut(IXMLDOMDocument* source, std::wstring_view xml)
-    : source_(source), mark_(NewMark()), noData_(std::wstring_view()),
-      keepReturns_(xml.find(L'\r') != std::wstring_view::npos) {}
+    : mark_(NewMark()), noData_(std::wstring_view()), keepReturns_(xml.find(L'\r') != std::wstring_view::npos) {
+    com_ptr<IXMLDOMProcessingInstruction> instruction;
+    throw_if_failed(source->createProcessingInstruction(mark_.get(), noData_.get(), instruction.put()));
+    placeMark_ = instruction.try_as<IXMLDOMNode>();
+}
 
 void SparseCut::Mark(IXMLDOMNode* selected) {
     DOMNodeType type = NODE_INVALID;
@@ -93,12 +96,11 @@ void SparseCut::MarkAttribute(IXMLDOMNode* attribute) {
     if (attribute->get_nodeValue(&value) != S_OK || value.vt != VT_BSTR)
         return;
     std::wstring marked = mark_.str();
-    for (const wchar_t c : view_of(value.bstrVal))
-        // MSXML drops carriage returns from the values that it is given.
-        if (c == L'\r')
-            marked.append(mark_.view());
-        else
-            marked += c;
+    std::wstring_view rest = view_of(value.bstrVal);
+    // MSXML drops carriage returns from the values that it is given.
+    for (std::size_t at; (at = rest.find(L'\r')) != std::wstring_view::npos; rest.remove_prefix(at + 1))
+        marked.append(rest.substr(0, at)).append(mark_.view());
+    marked.append(rest);
     const bstr text(marked);
     attribute->put_nodeValue(VariantOf(text));
 }
@@ -106,12 +108,12 @@ void SparseCut::MarkAttribute(IXMLDOMNode* attribute) {
 // Not the value, which MSXML would not keep as it is.
 void SparseCut::MarkPlace(IXMLDOMNode* node) {
     com_ptr<IXMLDOMNode> parent;
-    com_ptr<IXMLDOMProcessingInstruction> mark;
+    com_ptr<IXMLDOMNode> mark;
     VARIANT before;
     before.vt = VT_DISPATCH;
     before.pdispVal = node;
     if (node->get_parentNode(parent.put()) == S_OK && parent &&
-        source_->createProcessingInstruction(mark_.get(), noData_.get(), mark.put()) == S_OK)
+        placeMark_->cloneNode(VARIANT_FALSE, mark.put()) == S_OK)
         parent->insertBefore(mark.get(), before, nullptr);
 }
 

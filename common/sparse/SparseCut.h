@@ -18,8 +18,7 @@ namespace vorna {
 
 class SparseCut {
   public:
-    // source outlives this object; xml is the text that it was loaded from. Throws result_error if the system has no
-    // random numbers.
+    // xml: the text that source was loaded from. Throws result_error if there can be no marks.
     SparseCut(IXMLDOMDocument* source, std::wstring_view xml);
 
     // Marks a node of the source, which keeps the mark. Call it for the nodes in document order. Null and nodes that
@@ -64,11 +63,12 @@ class SparseCut {
     void CloseTag();
     void Append(std::wstring_view piece);
 
-    com_ptr<IXMLDOMDocument> source_;
     // A selected element has an attribute of this name. The value of a selected attribute begins with it, and has it
-    // for each carriage return. Before any other selected node is a processing instruction of this name.
+    // for each carriage return.
     bstr mark_;
     bstr noData_;
+    // A processing instruction of that name; before any other selected node is a copy of it.
+    com_ptr<IXMLDOMNode> placeMark_;
     Next next_ = Next::AsUsual;
     // MSXML writes two characters for each line end; the result has one unless the source has carriage returns.
     bool keepReturns_;

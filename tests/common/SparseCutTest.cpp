@@ -104,8 +104,11 @@ class Generator {
                                             {L"one ]]]]><![CDATA[> two", L"one ]]]]><![CDATA[> two"},
                                             {L"]]]]><![CDATA[>]]]]><![CDATA[>", L"]]]]><![CDATA[>]]]]><![CDATA[>"}};
         static constexpr Spelling COMMENTS[] = {{L"", L""}, {L"c", L"c"}, {L"<a>&#78; ?>", L"<a>&#78; ?>"}};
-        static constexpr Spelling INSTRUCTIONS[] = {
-            {L"", L""}, {L" ", L" "}, {L" d", L" d"}, {L"  idNode: d", L" idNode: d"}, {L" <a k=\">\"", L" <a k=\">\""}};
+        static constexpr Spelling INSTRUCTIONS[] = {{L"", L""},
+                                                    {L" ", L" "},
+                                                    {L" d", L" d"},
+                                                    {L"  idNode: d", L" idNode: d"},
+                                                    {L" <a k=\">\"", L" <a k=\">\""}};
         auto node = std::make_unique<Node>();
         node->kind = static_cast<Kind>(1 + Below(4));
         switch (node->kind) {
@@ -249,6 +252,17 @@ TEST(SparseCut, MadeUpDocumentsAreCutAsTheirTreesSay) {
         ASSERT_EQ(Narrow(Cut(*root)), Narrow(Sparse(source, xpath)))
             << "seed " << seed << ": " << Narrow(xpath) << " of " << Narrow(source);
     }
+}
+
+// The marks were once "idNode:" if the text of the document did not have it.
+TEST(SparseCut, NothingInADocumentIsAMark) {
+    for (const wchar_t* secret :
+         {L"<b>id&#78;ode:secret</b>", L"<b k='id&#78;ode:secret'/>", L"<b>&#105;dNode</b>", L"<b k='&#x69;dNode:'/>",
+          L"<!--id&#78;ode:secret-->", L"<?p id&#78;ode:secret?>", L"<b><![CDATA[id&#78;ode:secret]]></b>"})
+        EXPECT_EQ("<a><c/></a>", Narrow(Sparse(std::wstring(L"<a>") + secret + L"<c/></a>", L"/a/c")))
+            << Narrow(secret);
+    EXPECT_EQ("<a><b k=\"idNode:x\">idNode:y</b></a>",
+              Narrow(Sparse(L"<a><b k='id&#78;ode:x'>id&#78;ode:y</b></a>", L"//b")));
 }
 
 TEST(SparseCut, TheTextIsTakenAsDecoded) {
