@@ -2,14 +2,13 @@
 
 #include "common/com/results.h"
 #include "common/com/unique_any.h"
-#include "common/services/Directories.h"
-#include "common/services/platformservices.h"
 #include "persist/SubscriptionPersistance.h"
 #include "src/SubscriptionInfo.h"
 #include "subscription/archive/SubscriptionArchive.h"
+#include "tools/Columns.h"
+#include "tools/Components.h"
 
 #include <algorithm>
-#include <array>
 #include <cwctype>
 
 namespace vornactl {
@@ -72,9 +71,8 @@ std::wstring Awaited(const std::wstring& subscriptionDocument) {
 
 ArchiveEntry ReadArchive(SubscriptionPersistance& persistance, const SubscriptionListEntry& record) {
     ArchiveEntry archive;
-    const size_t split = record.clientCookie.find_last_of(L'\\');
-    archive.archiveId = split == std::wstring::npos ? record.clientCookie : record.clientCookie.substr(split + 1);
-    archive.service = split == std::wstring::npos ? std::wstring() : record.clientCookie.substr(0, split);
+    archive.archiveId = record.clientCookie.substr(record.clientCookie.find_last_of(L'\\') + 1);
+    archive.service = ServiceOf(record.clientCookie);
     archive.endDate = PaddedDate(record.endDate);
     archive.state = !record.valid ? ArchiveState::Ended : record.aged ? ArchiveState::Aged : ArchiveState::Active;
     const SubscriptionArchive files(ArchiveDirectory(archive.service), record.subscriptionId);
@@ -95,29 +93,33 @@ ArchiveEntry ReadArchive(SubscriptionPersistance& persistance, const Subscriptio
 
 } // namespace
 
-std::vector<ArchiveEntry> ReadArchives(bool withEnded) {
-    // The archives are in the folder of the registered component.
-    CLSID component{};
-    if (const HRESULT result = CLSIDFromProgID(PROGID_VORNA, &component); FAILED(result))
-        throw Failure(result, READING, L"The component is not registered on this machine.");
-    SubscriptionPersistance persistance;
+std::wstring ServiceOf(std::wstring_view clientCookie) {
+    const size_t split = clientCookie.find_last_of(L'\\');
+    return std::wstring(clientCookie.substr(0, split == clientCookie.npos ? 0 : split));
+}
+
+SubscriptionList ReadRecords(SubscriptionPersistance& persistance) {
     SubscriptionList list;
     const HRESULT result = persistance.GetSubscriptionsList(list);
     // Without valid subscriptions the list is still complete.
     if (result != S_OK && result != RESULT_NO_SUBSCRIPTION)
-        throw Failure(result, READING,
-                      L"The record of all archives cannot be read: " + VORNAUTILITY::GetComponentDirectory() +
-                          L"Vorna");
+        throw Failure(result, READING, L"The record of all archives cannot be read: " + RecordFile());
+    return list;
+}
+
+std::vector<ArchiveEntry> ReadArchives(bool withEnded) {
+    RequireComponent(READING);
+    SubscriptionPersistance persistance;
     std::vector<ArchiveEntry> archives;
-    for (const SubscriptionListEntry& record : list)
+    for (const SubscriptionListEntry& record : ReadRecords(persistance))
         if (record.valid || withEnded)
             archives.push_back(ReadArchive(persistance, record));
     return archives;
 }
 
 std::vector<std::wstring> FormatArchives(const std::vector<ArchiveEntry>& archives) {
-    using Row = std::array<std::wstring, 7>;
-    std::vector<Row> rows{{L"ARCHIVE", L"SERVICE", L"STATE", L"ENDS", L"SNAPSHOTS", L"KB", L"WAITS FOR"}};
+    std::vector<std::vector<std::wstring>> rows{
+        {L"ARCHIVE", L"SERVICE", L"STATE", L"ENDS", L"SNAPSHOTS", L"KB", L"WAITS FOR"}};
     for (const ArchiveEntry& archive : archives)
         rows.push_back({archive.archiveId, archive.service, StateText(archive.state),
                         archive.endDate.empty() ? L"-" : archive.endDate,
@@ -126,21 +128,7 @@ std::vector<std::wstring> FormatArchives(const std::vector<ArchiveEntry>& archiv
                                           : L"-",
                         std::to_wstring((archive.bytes + 1023) / 1024),
                         archive.awaited.empty() ? L"-" : archive.awaited});
-    std::array<size_t, 7> widths{};
-    for (const Row& cells : rows)
-        for (size_t i = 0; i < cells.size(); ++i)
-            widths[i] = std::max(widths[i], cells[i].size());
-    std::vector<std::wstring> lines;
-    for (const Row& cells : rows) {
-        std::wstring line;
-        for (size_t i = 0; i + 1 < cells.size(); ++i) {
-            // Numbers are aligned to the right.
-            const std::wstring padding(widths[i] - cells[i].size(), L' ');
-            line += (i >= 4 ? padding + cells[i] : cells[i] + padding) + L"  ";
-        }
-        lines.push_back(line + cells.back());
-    }
-    return lines;
+    return AlignColumns(rows, {4, 5});
 }
 
 } // namespace vornactl

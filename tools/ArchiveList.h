@@ -1,6 +1,7 @@
 // All archives of this machine, read from the component's own records.
 #pragma once
 
+#include "persist/SubscriptionPersistance.h"
 #include "tools/Failure.h"
 
 #include <cstdint>
@@ -30,6 +31,11 @@ struct ArchiveEntry {
 
 // In the order of their registration. withEnded: also ended ones. Needs COM on the thread; throws Failure.
 std::vector<ArchiveEntry> ReadArchives(bool withEnded);
+
+// The records of all subscriptions, ended ones included. Throws Failure.
+vorna::SubscriptionList ReadRecords(vorna::SubscriptionPersistance& persistance);
+// The service in a client cookie, as in ArchiveEntry.
+std::wstring ServiceOf(std::wstring_view clientCookie);
 
 // One line for the heading and one for each archive, columns aligned.
 std::vector<std::wstring> FormatArchives(const std::vector<ArchiveEntry>& archives);

@@ -6,6 +6,7 @@
 #include "tools/DataModel.h"
 #include "tools/EventClient.h"
 #include "tools/ModuleRegistration.h"
+#include "tools/OrphanedArchives.h"
 #include "tools/SubscriptionFile.h"
 #include "tools/TextFile.h"
 
@@ -80,6 +81,37 @@ ExitCode List(const CommandLine& line) {
     return result;
 }
 
+constexpr wchar_t NO_ORPHANS[] = L"no orphaned archives";
+
+ExitCode RemoveAllOrphans() {
+    const OrphanRemoval removal = RemoveOrphans();
+    for (const std::wstring& path : removal.removed)
+        Console::Line(L"removed: " + path);
+    for (const OrphanedArchive& archive : removal.recent)
+        Console::Line(L"not removed, because it changed less than ten minutes ago: " + archive.subscriptionId +
+                      L" of " + archive.service);
+    if (removal.removed.empty() && removal.recent.empty() && removal.problems.empty())
+        Console::Line(NO_ORPHANS);
+    for (const Failure& problem : removal.problems)
+        Console::Show(problem);
+    return removal.problems.empty() ? ExitCode::Done : ExitCode::Failed;
+}
+
+ExitCode Orphans(const CommandLine& line) {
+    if (line.Has(L"--remove"))
+        return RemoveAllOrphans();
+    const OrphanSearch search = FindOrphans();
+    if (search.archives.empty()) {
+        Console::Line(NO_ORPHANS);
+        return ExitCode::Done;
+    }
+    for (const std::wstring& row : FormatOrphans(search.archives))
+        Console::Line(row);
+    if (!search.recordExists)
+        Console::Line(L"there is no record of the archives, so this list has all that are on disk");
+    return ExitCode::Done;
+}
+
 ExitCode Raise(const CommandLine& line) {
     const std::wstring name = line.Word(0);
     const std::wstring properties = PropertiesDocument(line.Values(L"--property"));
@@ -133,6 +165,10 @@ const std::vector<Command>& AllCommands() {
          {{}, 0, {{L"--all"}}},
          List,
          L"show all archives: state, end date, snapshots, kilobytes on disk, what they wait for; --all: also those that ended"},
+        {L"orphans",
+         {{}, 0, {{L"--remove"}}},
+         Orphans,
+         L"show archives on disk that no subscription uses any more; --remove: delete their files, except those that changed less than ten minutes ago"},
         {L"raise",
          {{L"NAME"}, 1, {{.name = L"--property", .value = L"NAME=VALUE", .repeated = true}, {L"--payload", L"FILE"}}},
          Raise,

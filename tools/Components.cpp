@@ -3,10 +3,24 @@
 #include "QXKeldan.h"
 #include "common/com/bstr.h"
 #include "common/com/results.h"
+#include "common/services/Directories.h"
 #include "common/services/XmlAccessor.h"
 #include "tools/TextFile.h"
 
 namespace vornactl {
+
+void RequireComponent(const wchar_t* action) {
+    CLSID component{};
+    HRESULT result = CLSIDFromProgID(vorna::PROGID_VORNA, &component);
+    if (SUCCEEDED(result) && VORNAUTILITY::GetComponentDirectory().empty())
+        result = REGDB_E_CLASSNOTREG;
+    if (FAILED(result))
+        throw Failure(result, action, L"The component is not registered on this machine.");
+}
+
+std::wstring RecordFile() {
+    return VORNAUTILITY::GetComponentDirectory() + L"Vorna";
+}
 
 vorna::com_ptr<IUnknown> MakeService(const std::wstring& file) {
     const std::wstring document = ReadDocument(file);

@@ -19,6 +19,11 @@ vorna::com_ptr<Interface> Create(const wchar_t* progId) {
     return object;
 }
 
+// Throws Failure with this action if the component is not registered: without its folder there are no archives.
+void RequireComponent(const wchar_t* action);
+// The file with the record of all archives, for messages.
+std::wstring RecordFile();
+
 // The service object of the service document in a file. Throws Failure with the file's name.
 vorna::com_ptr<IUnknown> MakeService(const std::wstring& file);
 

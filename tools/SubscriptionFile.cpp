@@ -4,6 +4,7 @@
 #include "common/services/XmlAccessor.h"
 #include "common/xml/XmlCharacters.h"
 #include "common/xml/XmlEscape.h"
+#include "src/SubscriptionInfo.h"
 #include "tools/Failure.h"
 #include "tools/TextFile.h"
 
@@ -26,6 +27,23 @@ std::filesystem::path FullPath(const std::wstring& name, const std::wstring& fil
     return path;
 }
 
+// Documents that are not valid are left to the component, which refuses them or needs no more of them than Collect.
+void CheckStorageSize(std::wstring_view document, const std::wstring& file) {
+    const vorna::SubscriptionInfo info(document);
+    if (info.Status() != S_OK || !info.Collect())
+        return;
+    const std::wstring limit = std::to_wstring(info.MaxStorageSize());
+    if (info.SizeInKilobytes() && info.MaxStorageSize() < SMALLEST_KILOBYTES)
+        throw Failure(
+            E_INVALIDARG, L"subscribing " + file,
+            L"MaxStorageSize is " + limit +
+                L" KB, which no snapshot fits into: the archive file is not smaller than 20 KB with one, and has to stay below the limit. The smallest useful limit is " +
+                std::to_wstring(SMALLEST_KILOBYTES) + L" KB.");
+    if (!info.SizeInKilobytes() && info.MaxStorageSize() == 0)
+        throw Failure(E_INVALIDARG, L"subscribing " + file,
+                      L"MaxStorageSize is 0 files, which no snapshot fits into. The smallest useful limit is 1 file.");
+}
+
 } // namespace
 
 std::wstring ReadSubscription(const std::wstring& file) {
@@ -34,6 +52,7 @@ std::wstring ReadSubscription(const std::wstring& file) {
     // If it cannot be loaded, the component refuses it with its own text.
     if (accessor.Create() != S_OK || accessor.Load(document) != S_OK)
         return document;
+    CheckStorageSize(document, file);
     for (const std::wstring element : STYLESHEETS) {
         std::wstring value;
         if (accessor.QueryText(element, value) != S_OK)

@@ -1,5 +1,6 @@
 // Archives on a schedule, on real parts: live data of this machine.
 #include "LivePlatform.h"
+#include "tools/SubscriptionFile.h"
 
 #include <cstdlib>
 
@@ -36,6 +37,19 @@ TEST_F(LivePlatform, SnapshotsAreCapturedOnSchedule) {
     EXPECT_HR(S_OK, SetData(Document(L"Mem", L"OFF", 1)));
     EXPECT_HR(S_OK, SetData(Document(L"Other", L"OFF", 1)));
     EXPECT_FALSE(std::filesystem::exists(folder_.Path() / "Archives" / "machine"));
+}
+
+TEST_F(LivePlatform, TheSmallestUsefulLimitKeepsASnapshot) {
+    const auto kept = [&](const std::wstring& id, std::uint32_t kilobytes) {
+        const std::wstring more = L"<DataManagement><MaxStorageSize Units=\"KB\">" + std::to_wstring(kilobytes) +
+                                  L"</MaxStorageSize></DataManagement>";
+        EXPECT_HR(S_OK, SetData(Document(id, L"ON", 3600, more)));
+        const size_t count = Ids(id).size();
+        EXPECT_HR(S_OK, SetData(Document(id, L"OFF", 1)));
+        return count;
+    };
+    EXPECT_EQ(1u, kept(L"Enough", vornactl::SMALLEST_KILOBYTES));
+    EXPECT_EQ(0u, kept(L"Less", vornactl::SMALLEST_KILOBYTES - 1));
 }
 
 TEST_F(LivePlatform, KilledHostLosesNothing) {

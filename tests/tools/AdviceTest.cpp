@@ -25,7 +25,8 @@ TEST(Advice, EveryCodeOfTheComponentHasItsOwnAdvice) {
         const bool inUse = code != 0x80000137 && code != 0x8000013D;
         EXPECT_EQ(AdviceFor(vorna::result_code(code), L"") != unknown, inUse) << std::hex << code;
     }
-    for (unsigned long code : {0x800001A5ul, 0x80000147ul, 0x80000150ul, 0x80000151ul, 0x80000152ul, 0x8000015Eul})
+    for (unsigned long code : {0x800001A5ul, 0x80000147ul, 0x80000150ul, 0x80000151ul, 0x80000152ul, 0x8000015Eul,
+                               0x800700AAul, 0x800700B7ul})
         EXPECT_NE(AdviceFor(vorna::result_code(code), L""), unknown) << std::hex << code;
 }
 

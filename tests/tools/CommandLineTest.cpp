@@ -70,6 +70,7 @@ TEST(CommandLine, NamesAnUnknownCommand) {
         {{L"model"}, L"unknown command: \"model\"; there is \"model put\", \"model show\""},
         {{L"model", L"get"}, L"unknown command: \"model get\"; there is \"model put\", \"model show\""},
         {{L"model", L"put", L"s.xml"}, L"FILE is missing\n  usage: vornactl model put SERVICE FILE"},
+        {{L"orphans", L"--remove=all"}, L"takes no value: \"--remove=all\"\n  usage: vornactl orphans [--remove]"},
         {{L"raise", L"N", L"--property", L"Door"},
          L"the property \"Door\" is not of the form NAME=VALUE\n"
          L"  usage: vornactl raise NAME [--property NAME=VALUE]... [--payload FILE]"},

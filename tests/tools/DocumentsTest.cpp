@@ -78,6 +78,35 @@ TEST_F(Documents, ARelativeStylesheetPathBecomesAFullPath) {
               Refusal(L"missing.xslt", [&] { ReadSubscription(File(L"s.xml", document(L"missing.xslt"))); }));
 }
 
+TEST_F(Documents, ALimitThatKeepsNothingIsRefused) {
+    const struct {
+        std::wstring units;
+        std::wstring size;
+        std::wstring collect;
+        // What the refusal says; empty if there is none.
+        std::wstring named;
+    } cases[] = {
+        {L"KB", L"0", L"ON", L"is 0 KB"},
+        {L"KB", L"20", L"ON", L"is 20 KB"},
+        {L"KB", L"20", L"ON", L"smallest useful limit is 21 KB"},
+        {L"KB", L"21", L"ON", L""},
+        {L"NUMFILES", L"0", L"ON", L"smallest useful limit is 1 file"},
+        {L"NUMFILES", L"1", L"ON", L""},
+        {L"KB", L"20", L"OFF", L""},
+        // Refused by the component, with its own text.
+        {L"KB", L"-1", L"ON", L""},
+    };
+    for (const auto& each : cases) {
+        const std::wstring document =
+            L"<Archive ID=\"a\"><Collect>" + each.collect + L"</Collect><DataManagement><MaxStorageSize Units=\"" +
+            each.units + L"\">" + each.size +
+            L"</MaxStorageSize></DataManagement><KROEvent><Name>N</Name><EventPayload/></KROEvent></Archive>";
+        EXPECT_HR(each.named.empty() ? S_OK : E_INVALIDARG,
+                  Refusal(each.named, [&] { EXPECT_EQ(ReadSubscription(File(L"s.xml", document)), document); }))
+            << support::Narrow(document);
+    }
+}
+
 TEST_F(Documents, OnlyAWellFormedModelReplacesAStoredOne) {
     const support::PlatformData data(folder_.Path());
     const std::wstring model = File(L"model.xml", L"<Gauge>412</Gauge>");
