@@ -81,12 +81,12 @@ const Entry TABLE[] = {
      L""},
     {{E_FAIL}, L"This is the general code. Turn on the component's log (README, \"Settings\") to see the step."},
 
-    // The archive is the subject, not the file or the device that the system's text names.
-    {HRESULT_FROM_WIN32(ERROR_BUSY), nullptr,
-     L"Every second of the next ten minutes has a snapshot already, because events come faster than one a second. "
-     L"The event comes again by itself. If it does not get in, let the filter of the subscription pass fewer events."},
-    {HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS), nullptr,
-     L"Others are registering the same archive at the same time. See with \"vornactl list\" what they made of it, and subscribe again to renew it."},
+    // The subject is the archive, not the file or device that the system's text names.
+    {{HRESULT_FROM_WIN32(ERROR_BUSY)},
+     L"Every second of the next ten minutes already has a snapshot, because events arrive faster than one a second. "
+     L"The event is sent again by itself. If it is still refused, let the filter of the subscription pass fewer events."},
+    {{HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS)},
+     L"Other clients are registering the same archive at the same time. Check the result with \"vornactl list\", and subscribe again to renew it."},
 
     // The operating system.
     {{CO_E_SERVER_EXEC_FAILURE},
@@ -97,22 +97,21 @@ const Entry TABLE[] = {
      L"A file on disk is damaged, or is not the one that was written there. "
      L"Put it back from a backup of this machine; nothing can be read from it or changed in it before. "
      L"Other archives are not affected, unless it is the file Vorna beside Vorna.dll, which records them all."},
-    {HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION), nullptr,
-     L"Another process holds the archive. Try again when it is done."},
-    {HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION), nullptr,
-     L"Another program has the file open. Close it and try again."},
-    {HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED), nullptr,
-     L"Take the write protection off, or use an account with the rights; registering needs an administrator."},
-    {HRESULT_FROM_WIN32(ERROR_DISK_FULL), nullptr, L"Free space on the disk and try again; nothing was changed."},
-    {HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), NO_RECORD,
-     L"Put the file Vorna beside Vorna.dll back from a backup of this machine. If there never was one, delete the folder Archives by hand."},
-    {HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), nullptr, L"See that the file is there and its name is right."},
-    {HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND), nullptr, L"See that the folder is there and its name is right."},
-    {HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND), nullptr, L"Copy the module beside vornactl.exe, or name its folder."},
-    {HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND), nullptr,
-     L"The file is no registrable module: copy the right one there."},
-    {HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT), nullptr, L"All modules are 32-bit: copy the 32-bit file there."},
-    {HRESULT_FROM_WIN32(ERROR_NOT_FOUND), nullptr,
+    {{HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION)}, L"Another process uses the archive. Try again when it has finished."},
+    {{HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION)}, L"Another program has the file open. Close it and try again."},
+    {{HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED)},
+     L"Remove the write protection, or use an account with the necessary rights; registering needs an administrator."},
+    {{HRESULT_FROM_WIN32(ERROR_DISK_FULL)}, L"Free space on the disk and try again; nothing was changed."},
+    {{HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND)},
+     L"Put the file Vorna back into the folder of Vorna.dll from a backup of this machine. If there never was one, delete the folder Archives by hand.",
+     NO_RECORD},
+    {{HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND)}, L"Check that the file exists and its name is right."},
+    {{HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND)}, L"Check that the folder exists and its name is right."},
+    {{HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND)}, L"Copy the module to the folder of vornactl.exe, or name its folder."},
+    {{HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND)},
+     L"The file is not a module that can be registered: copy the right one there."},
+    {{HRESULT_FROM_WIN32(ERROR_BAD_EXE_FORMAT)}, L"All modules are 32-bit: copy the 32-bit file there."},
+    {{HRESULT_FROM_WIN32(ERROR_NOT_FOUND)},
      L"The service has no data model: use serviceURI \"host\", or store one with \"vornactl model put\"."},
     {{HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_QUOTA)},
      L"Waiting events are delivered one after the other. "
