@@ -103,7 +103,7 @@ const Entry TABLE[] = {
      L"Remove the write protection, or use an account with the necessary rights; registering needs an administrator."},
     {{HRESULT_FROM_WIN32(ERROR_DISK_FULL)}, L"Free space on the disk and try again; nothing was changed."},
     {{HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND)},
-     L"Put the file Vorna back into the folder of Vorna.dll from a backup of this machine. If there never was one, delete the folder Archives by hand.",
+     L"Put the file Vorna back into the folder of Vorna.dll from a backup of this machine. If there is none and the archives are not needed, delete the folder Archives by hand.",
      NO_RECORD},
     {{HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND)}, L"Check that the file exists and its name is right."},
     {{HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND)}, L"Check that the folder exists and its name is right."},

@@ -40,16 +40,21 @@ TEST_F(LivePlatform, SnapshotsAreCapturedOnSchedule) {
 }
 
 TEST_F(LivePlatform, TheSmallestUsefulLimitKeepsASnapshot) {
-    const auto kept = [&](const std::wstring& id, std::uint32_t kilobytes) {
-        const std::wstring more = L"<DataManagement><MaxStorageSize Units=\"KB\">" + std::to_wstring(kilobytes) +
-                                  L"</MaxStorageSize></DataManagement>";
-        EXPECT_HR(S_OK, SetData(Document(id, L"ON", 3600, more)));
-        const size_t count = Ids(id).size();
-        EXPECT_HR(S_OK, SetData(Document(id, L"OFF", 1)));
-        return count;
-    };
-    EXPECT_EQ(1u, kept(L"Enough", vornactl::SMALLEST_KILOBYTES));
-    EXPECT_EQ(0u, kept(L"Less", vornactl::SMALLEST_KILOBYTES - 1));
+    const struct {
+        std::wstring units;
+        std::uint32_t limit;
+        size_t kept;
+    } cases[] = {{L"KB", vornactl::SMALLEST_KILOBYTES, 1},
+                 {L"KB", vornactl::SMALLEST_KILOBYTES - 1, 0},
+                 {L"NUMFILES", 1, 1},
+                 {L"NUMFILES", 0, 0}};
+    for (const auto& each : cases) {
+        ASSERT_HR(S_OK, SetData(Document(L"Mem", L"ON", 3600,
+                                         L"<DataManagement><MaxStorageSize Units=\"" + each.units + L"\">" +
+                                             std::to_wstring(each.limit) + L"</MaxStorageSize></DataManagement>")));
+        EXPECT_EQ(each.kept, Ids(L"Mem").size()) << support::Narrow(each.units) << " " << each.limit;
+        EXPECT_HR(S_OK, SetData(Document(L"Mem", L"OFF", 1)));
+    }
 }
 
 TEST_F(LivePlatform, KilledHostLosesNothing) {
