@@ -62,11 +62,14 @@ TEST_F(LiveEvents, ThresholdFiresResetsAndFiresAgain) {
     ASSERT_HR(S_OK, SetData(L"<Archive ID=\"All\"><Collect>ON</Collect><XDMEvent><Event><XPath>/Gauge/Pressure</XPath>"
                             L"</Event><XMLDataModel><XPath>/Gauge/Pressure</XPath><XDMPrefixes>xmlns:g='urn:g'"
                             L"</XDMPrefixes></XMLDataModel></XDMEvent></Archive>"));
-    // Each value is seen before the next one is put: the second archive takes every change.
-    size_t changes = 0;
+    // Each value is seen before the next one is put: the second archive takes every change. Of several values in one
+    // second it keeps the newest.
     const auto put = [&](int value) {
         PutPressure(value);
-        ASSERT_TRUE(WaitForSnapshots(L"All", ++changes)) << value;
+        const std::wstring element = L"<Pressure>" + std::to_wstring(value) + L"</Pressure>";
+        ASSERT_TRUE(WaitForSnapshots(L"All", 1) && watch_->WaitUntil([&] {
+            return GetData(L"/Archive[@ID='All']//Pressure").find(element) != std::wstring::npos;
+        })) << value;
     };
     for (int value : {9, 10, 4}) {
         ASSERT_NO_FATAL_FAILURE(put(value));
@@ -82,7 +85,6 @@ TEST_F(LiveEvents, ThresholdFiresResetsAndFiresAgain) {
     ASSERT_NO_FATAL_FAILURE(put(12));
     ASSERT_TRUE(WaitForSnapshots(L"High", 2));
     EXPECT_EQ(2u, Ids(L"High").size());
-    EXPECT_EQ(4u, Ids(L"All").size());
     const std::wstring document = GetData(L"/Archive[@ID='High']//Pressure");
     EXPECT_NE(std::wstring::npos, document.find(L"<Pressure>9</Pressure>")) << support::Narrow(document);
     EXPECT_NE(std::wstring::npos, document.find(L"<Pressure>12</Pressure>"));
