@@ -18,15 +18,29 @@ struct guard_frame {
     void* jump[5];
     on_fault* outer;
     volatile DWORD code;
+    // The control word of the x87 unit on entry.
+    unsigned short control;
 };
 
 constexpr DWORD UNWINDING = 0x2 | 0x4; // EXCEPTION_UNWINDING, EXCEPTION_EXIT_UNWIND
-constexpr DWORD THREAD_NAME_NOTICE = 0x406D1388;
 
-// Notifications for a debugger, after which execution continues. Every other code ends the guarded call.
+// Codes of informational severity (debugger output, the name of a thread), after which execution continues. Every other
+// code ends the guarded call, also a breakpoint and a single step: an attached debugger sees them before any frame
+// does.
 bool is_notice(DWORD code) {
-    return code == EXCEPTION_BREAKPOINT || code == EXCEPTION_SINGLE_STEP || code == THREAD_NAME_NOTICE ||
-           (code & 0xF0000000) == 0x40000000;
+    return (code & 0xF0000000) == 0x40000000;
+}
+
+unsigned short x87_control() {
+    unsigned short control;
+    __asm__ volatile("fnstcw %0" : "=m"(control));
+    return control;
+}
+
+// Clears the register stack and the pending exceptions: an exception that stays pending is raised again by the next x87
+// instruction, outside of the guard.
+void reset_x87(unsigned short control) {
+    __asm__ volatile("fninit\n\tfldcw %0" : : "m"(control));
 }
 
 EXCEPTION_DISPOSITION __cdecl handle_fault(EXCEPTION_RECORD* record, void* frame, CONTEXT*, void*) {
@@ -35,6 +49,7 @@ EXCEPTION_DISPOSITION __cdecl handle_fault(EXCEPTION_RECORD* record, void* frame
     // RtlUnwind may change registers, so what is needed after it is kept in memory.
     guard_frame* volatile guard = static_cast<guard_frame*>(frame);
     guard->code = record->ExceptionCode;
+    reset_x87(guard->control);
     // Must run before the jump, because the next call after it overwrites the abandoned frames.
     run_abandoned(guard->outer);
     RtlUnwind(frame, nullptr, record, nullptr);
@@ -74,6 +89,7 @@ __attribute__((noinline)) unsigned long run_guarded(void (*work)(void*), void* a
     guard_frame guard;
     guard.outer = innermost;
     guard.code = 0;
+    guard.control = x87_control();
     guard.registration.Next = chain_head();
     guard.registration.Handler = reinterpret_cast<PEXCEPTION_ROUTINE>(reinterpret_cast<void*>(&handle_fault));
     if (__builtin_setjmp(guard.jump) == 0) {

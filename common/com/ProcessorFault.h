@@ -1,5 +1,5 @@
-// Converts processor faults (access violations, divisions by zero, stack overflows, foreign structured exceptions) into
-// C++ exceptions.
+// Converts processor faults (access violations, divisions by zero, breakpoints, stack overflows, foreign structured
+// exceptions) into C++ exceptions.
 //
 // This compiler has no structured exception handling, so a frame is put on the system's handler chain by hand. A fault
 // abandons the frames between it and the guard without running their destructors. What must be released even then (a
@@ -42,7 +42,8 @@ class on_fault {
 // Runs work(argument), which must not throw. Returns 0, or the exception code of the fault that ended it.
 unsigned long run_guarded(void (*work)(void*), void* argument);
 
-// Runs function; a fault inside it becomes a processor_fault, other exceptions pass unchanged.
+// Runs function; a fault inside it becomes a processor_fault, other exceptions pass unchanged. After a fault the x87
+// unit has an empty register stack and its control word of before the call.
 template <typename Function>
 void call_guarded(Function&& function) {
     struct call {
