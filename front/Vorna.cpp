@@ -10,16 +10,22 @@ namespace vorna {
 
 namespace {
 
-// The text is null if there is no memory for it.
-void PutText(BSTR* exceptionInfo, const CPWStringBuffer& text) {
+// Does not throw: the text is null if there is no memory for it.
+void PutText(BSTR* exceptionInfo, std::wstring_view text) {
     if (exceptionInfo)
-        *exceptionInfo = SysAllocStringLen(text.c_str(), text.Length());
+        *exceptionInfo = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
 }
 
 HRESULT Refuse(BSTR* exceptionInfo, HRESULT result, const wchar_t* text, const char* message) {
-    PutText(exceptionInfo, CPWStringBuffer(text));
+    PutText(exceptionInfo, text);
     VORNA_LOG(LOG_TRACE, "%s", message);
     return result;
+}
+
+// The handler's text; the default one if the handler has not set any. Literals are not copied before they are reported,
+// because a copy needs memory.
+std::wstring_view TextOr(const CPWStringBuffer& errorText, const wchar_t* otherwise) {
+    return errorText.empty() ? otherwise : errorText.view();
 }
 
 // Runs the handler's work; false after an exception or a processor fault.
@@ -58,11 +64,10 @@ STDMETHODIMP Vorna::GetData(IUnknown* pService, BSTR xdmPath, BSTR xdmPrefixes, 
 
     CPWStringBuffer errorText;
     HRESULT result = E_FAIL;
-    if (!Handle(result,
-                [&] { return VornaHandler().HandleGetData(pService, xdmPath, xdmPrefixes, errorText, xdmDocument); }))
-        errorText = L"Unknown Exception";
+    const bool handled = Handle(
+        result, [&] { return VornaHandler().HandleGetData(pService, xdmPath, xdmPrefixes, errorText, xdmDocument); });
     if (result != S_OK)
-        PutText(ExceptionInfo, errorText);
+        PutText(ExceptionInfo, handled ? errorText.view() : L"Unknown Exception");
     TraceExit("Vorna::GetData", result);
     return result;
 }
@@ -75,26 +80,25 @@ STDMETHODIMP Vorna::SetData(IUnknown* pService, BSTR xdmSetDocument, long, BSTR*
     if (SysStringLen(xdmSetDocument) == 0)
         return Refuse(ExceptionInfo, RESULT_INPUT_STRING, L"Invalid Input String", "Invalid Input XML in SetData");
 
-    CPWStringBuffer errorText(L"Unknown Error");
+    CPWStringBuffer errorText;
     HRESULT result = E_FAIL;
     // An exception leaves the text as it is.
     (void)Handle(result, [&] { return VornaHandler().HandleSetData(pService, xdmSetDocument, errorText); });
     if (result != S_OK)
-        PutText(ExceptionInfo, errorText);
+        PutText(ExceptionInfo, TextOr(errorText, L"Unknown Error"));
     TraceExit("Vorna::SetData", result);
     return result;
 }
 
 STDMETHODIMP Vorna::Deliver(BSTR EventInfo, BSTR* ExceptionInfo) {
     VORNA_LOG(LOG_TRACE, "%s - Entering", "Vorna::Deliver");
-    CPWStringBuffer errorText(L"Unknown exception");
+    CPWStringBuffer errorText;
     OutputDebugStringW(EventInfo ? EventInfo : L"");
     HRESULT result = E_FAIL;
-    if (!Handle(result, [&] { return VornaHandler().HandleCallBack(EventInfo, errorText); }))
-        errorText = L"UnknownException";
+    const bool handled = Handle(result, [&] { return VornaHandler().HandleCallBack(EventInfo, errorText); });
     // Only for failures: a success other than S_OK has no error text.
     if (FAILED(result))
-        PutText(ExceptionInfo, errorText);
+        PutText(ExceptionInfo, handled ? TextOr(errorText, L"Unknown exception") : L"UnknownException");
     TraceExit("Vorna::Deliver", result);
     return result;
 }

@@ -84,17 +84,42 @@ class com_object : public Interfaces... {
     std::atomic<long> references_{1};
 };
 
-// The type description of an interface, read once from the module's own type library.
-template <typename Interface>
-ITypeInfo* dispatch_type() {
-    static const com_ptr<ITypeInfo> type = [] {
+// The type description of one interface. It is read from the module's own type library on first use and then kept; a
+// failure is not kept. Free-threaded.
+class dispatch_type_cache {
+  public:
+    ~dispatch_type_cache() {
+        if (ITypeInfo* type = type_)
+            type->Release();
+    }
+
+    // type: valid as long as this object, no reference is added; null on failure. Does not throw: E_OUTOFMEMORY, or
+    // TYPE_E_LIBNOTREGISTERED if the type library cannot be read.
+    HRESULT get(REFIID iid, ITypeInfo*& type) noexcept {
+        type = type_;
+        return type ? S_OK : closed_door([&] { return load(iid, type); });
+    }
+
+  private:
+    HRESULT load(REFIID iid, ITypeInfo*& type) {
         com_ptr<ITypeLib> library;
         com_ptr<ITypeInfo> found;
-        if (SUCCEEDED(LoadTypeLibEx(this_module_path().c_str(), REGKIND_NONE, library.put())))
-            library->GetTypeInfoOfGuid(__uuidof(Interface), found.put());
-        return found;
-    }();
-    return type.get();
+        if (FAILED(LoadTypeLibEx(this_module_path().c_str(), REGKIND_NONE, library.put())) ||
+            FAILED(library->GetTypeInfoOfGuid(iid, found.put())))
+            return TYPE_E_LIBNOTREGISTERED;
+        // Another thread may have been faster; its description is used then.
+        if (type_.compare_exchange_strong(type, found.get()))
+            type = found.detach();
+        return S_OK;
+    }
+
+    std::atomic<ITypeInfo*> type_{nullptr};
+};
+
+template <typename Interface>
+HRESULT get_dispatch_type(ITypeInfo*& type) noexcept {
+    static dispatch_type_cache cache;
+    return cache.get(__uuidof(Interface), type);
 }
 
 // A com_object whose first interface is dual: IDispatch works through the type library in resource 1 of the module.
@@ -104,7 +129,8 @@ class dispatch_object : public com_object<Derived, Dual, Others...> {
     STDMETHODIMP GetTypeInfoCount(UINT* count) override {
         if (!count)
             return E_POINTER;
-        *count = dispatch_type<Dual>() ? 1 : 0;
+        ITypeInfo* known = nullptr;
+        *count = get_dispatch_type<Dual>(known) == S_OK ? 1 : 0;
         return S_OK;
     }
     STDMETHODIMP GetTypeInfo(UINT index, LCID, ITypeInfo** type) override {
@@ -113,23 +139,23 @@ class dispatch_object : public com_object<Derived, Dual, Others...> {
         *type = nullptr;
         if (index != 0)
             return DISP_E_BADINDEX;
-        if (!dispatch_type<Dual>())
-            return TYPE_E_LIBNOTREGISTERED;
-        *type = dispatch_type<Dual>();
-        (*type)->AddRef();
-        return S_OK;
+        const HRESULT result = get_dispatch_type<Dual>(*type);
+        if (*type)
+            (*type)->AddRef();
+        return result;
     }
     STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override {
-        if (!dispatch_type<Dual>())
-            return TYPE_E_LIBNOTREGISTERED;
-        return dispatch_type<Dual>()->GetIDsOfNames(names, count, ids);
+        ITypeInfo* type = nullptr;
+        const HRESULT result = get_dispatch_type<Dual>(type);
+        return result == S_OK ? type->GetIDsOfNames(names, count, ids) : result;
     }
     STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
                         EXCEPINFO* exception, UINT* argument) override {
-        if (!dispatch_type<Dual>())
-            return TYPE_E_LIBNOTREGISTERED;
-        return dispatch_type<Dual>()->Invoke(static_cast<Dual*>(this), id, flags, parameters, result, exception,
-                                             argument);
+        ITypeInfo* type = nullptr;
+        const HRESULT known = get_dispatch_type<Dual>(type);
+        if (known != S_OK)
+            return known;
+        return type->Invoke(static_cast<Dual*>(this), id, flags, parameters, result, exception, argument);
     }
 };
 
