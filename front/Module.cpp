@@ -3,6 +3,7 @@
 #include "VornaLib.h"
 #include "common/com/com_server.h"
 #include "common/com/results.h"
+#include "common/com/unique_any.h"
 #include "common/log/Logging.h"
 #include "front/Registrar.h"
 #include "front/Vorna.h"
@@ -16,6 +17,7 @@ constexpr GUID TYPE_LIBRARY = {0x3C9F4A0E, 0x52B7, 0x4D0B, {0xA6, 0xBE, 0x91, 0x
 
 // The key for the neutral locale. Some marshalling code (Wine's) looks only there; the library itself has locale 0x409.
 constexpr wchar_t NEUTRAL_KEY[] = L"TypeLib\\{3C9F4A0E-52B7-4D0B-A6BE-91D1E60F7B30}\\1.0\\0";
+constexpr wchar_t LIBRARY_KEY[] = L"TypeLib\\{3C9F4A0E-52B7-4D0B-A6BE-91D1E60F7B30}\\1.0\\409";
 
 HRESULT RegisterTypeLibrary(const std::wstring& modulePath) {
     vorna::com_ptr<ITypeLib> library;
@@ -27,12 +29,21 @@ HRESULT RegisterTypeLibrary(const std::wstring& modulePath) {
                                               static_cast<DWORD>((modulePath.size() + 1) * sizeof(wchar_t))));
 }
 
+bool HasTypeLibraryKey() {
+    vorna::unique_registry_key key;
+    return RegOpenKeyExW(HKEY_CLASSES_ROOT, LIBRARY_KEY, 0, KEY_READ, key.put()) != ERROR_FILE_NOT_FOUND;
+}
+
 HRESULT UnregisterTypeLibrary() {
-    RegDeleteTreeW(HKEY_CLASSES_ROOT, NEUTRAL_KEY);
-    HRESULT result = UnRegisterTypeLib(TYPE_LIBRARY, 1, 0, TYPE_LIBRARY_LOCALE, SYS_WIN32);
-    // If the library is not registered, there is nothing to do. Wine returns E_INVALIDARG then, which can have no other
-    // cause, because the arguments are constants.
-    return result == TYPE_E_REGISTRYACCESS || result == E_INVALIDARG ? S_OK : result;
+    const LSTATUS neutral = RegDeleteTreeW(HKEY_CLASSES_ROOT, NEUTRAL_KEY);
+    const HRESULT result = UnRegisterTypeLib(TYPE_LIBRARY, 1, 0, TYPE_LIBRARY_LOCALE, SYS_WIN32);
+    // The results for a library that is not registered (TYPE_E_REGISTRYACCESS, in Wine E_INVALIDARG) have other causes
+    // too, so the key decides: without it there was nothing to do.
+    if (FAILED(result) && HasTypeLibraryKey())
+        return result;
+    return neutral == ERROR_SUCCESS || neutral == ERROR_FILE_NOT_FOUND
+               ? S_OK
+               : vorna::result_from_win32(static_cast<DWORD>(neutral));
 }
 
 // Initialises COM for the duration of a registration; does nothing if the thread is in another kind of apartment.
@@ -53,6 +64,9 @@ class ComApartment {
 } // namespace
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
+    // Disabling them has no effect on a module with thread-local storage, so they must also be ignored.
+    if (reason == DLL_THREAD_ATTACH || reason == DLL_THREAD_DETACH)
+        return TRUE;
     vorna::StartLogging("QXKELDAN.Vorna");
     if (reason == DLL_PROCESS_ATTACH)
         DisableThreadLibraryCalls(instance);
