@@ -32,31 +32,50 @@ bool LooksLikeMarkup(std::wstring_view text) {
     return first != std::wstring_view::npos && text[first] == L'<';
 }
 
-// False if the value is missing or empty.
-bool ReadValue(XmlAccessor& document, std::wstring_view xpath, std::wstring& value) {
-    return document.QueryText(xpath, value) == S_OK && !value.empty();
-}
+// How often a value or an element occurs in a document.
+enum class Occurs { Never, Once, Repeatedly };
 
-// Reads a value that must occur exactly once: the texts of several nodes are returned joined by the delimiter.
-bool ReadSingleValue(XmlAccessor& document, std::wstring_view xpath, std::wstring& value) {
+// Several nodes are returned joined by the delimiter, which no XML text can contain.
+Occurs OccurrenceOf(XmlAccessor& document, HRESULT queried, const std::wstring& result) {
+    if (queried != S_OK || result.empty())
+        return Occurs::Never;
     std::wstring delimiter;
-    return ReadValue(document, xpath, value) &&
-           (document.GetDelimiter(delimiter) != S_OK || delimiter.empty() || value.find(delimiter) == value.npos);
+    const bool joined =
+        document.GetDelimiter(delimiter) == S_OK && !delimiter.empty() && result.find(delimiter) != std::wstring::npos;
+    return joined ? Occurs::Repeatedly : Occurs::Once;
 }
 
-// True if the element exists, even without content.
-bool HasElement(XmlAccessor& document, std::wstring_view xpath) {
+// An empty value occurs never.
+Occurs ReadValue(XmlAccessor& document, std::wstring_view xpath, std::wstring& value) {
+    const HRESULT queried = document.QueryText(xpath, value);
+    return OccurrenceOf(document, queried, value);
+}
+
+// An element counts even without content.
+Occurs FindElement(XmlAccessor& document, std::wstring_view xpath) {
     std::wstring markup;
-    return document.QueryMarkup(xpath, markup) == S_OK && !markup.empty();
+    const HRESULT queried = document.QueryMarkup(xpath, markup);
+    return OccurrenceOf(document, queried, markup);
+}
+
+// False if the value is missing or occurs repeatedly.
+bool ReadMandatory(XmlAccessor& document, std::wstring_view xpath, std::wstring& value) {
+    return ReadValue(document, xpath, value) == Occurs::Once;
+}
+
+// False if the value occurs repeatedly.
+bool ReadOptional(XmlAccessor& document, std::wstring_view xpath, std::wstring& value) {
+    return ReadValue(document, xpath, value) != Occurs::Repeatedly;
 }
 
 // True also if the value is missing; duration then keeps its default.
 bool ReadOptionalDuration(XmlAccessor& document, std::wstring_view xpath, Duration& duration) {
     std::wstring value;
-    if (!ReadValue(document, xpath, value))
+    const Occurs occurs = ReadValue(document, xpath, value);
+    if (occurs == Occurs::Never)
         return true;
     Duration parsed;
-    if (!ParseDuration(value, parsed))
+    if (occurs == Occurs::Repeatedly || !ParseDuration(value, parsed))
         return false;
     duration = parsed;
     return true;
@@ -158,13 +177,29 @@ HRESULT SubscriptionInfo::Parse() {
         VORNA_LOG(LOG_TRACE, "Failed to set subscription Info. SetCommonSubscriptionInfo returned error status.");
         return status_;
     }
-    std::wstring value;
-    if (ReadValue(document, L"/Archive/Timer", value))
-        return SetSchedulingInfo(document);
-    if (ReadValue(document, L"/Archive/KROEvent", value))
-        return SetKROEventInfo(document);
-    if (ReadValue(document, L"/Archive/XDMEvent", value))
-        return SetXDMEventInfo(document);
+    return SetEvent(document);
+}
+
+HRESULT SubscriptionInfo::SetEvent(XmlAccessor& document) {
+    static constexpr struct {
+        const wchar_t* xpath;
+        vorna::EventType type;
+        HRESULT (SubscriptionInfo::*set)(XmlAccessor& document);
+    } EVENTS[] = {
+        {L"/Archive/Timer", EventType::Timer, &SubscriptionInfo::SetSchedulingInfo},
+        {L"/Archive/KROEvent", EventType::KROEvent, &SubscriptionInfo::SetKROEventInfo},
+        {L"/Archive/XDMEvent", EventType::XDMEvent, &SubscriptionInfo::SetXDMEventInfo},
+    };
+    for (const auto& event : EVENTS) {
+        std::wstring value;
+        const Occurs occurs = ReadValue(document, event.xpath, value);
+        if (occurs == Occurs::Never)
+            continue;
+        if (occurs == Occurs::Repeatedly)
+            break;
+        eventType_ = event.type;
+        return (this->*event.set)(document);
+    }
     return Fail(RESULT_EVENT_TYPE, L"Invalid event type");
 }
 
@@ -173,7 +208,7 @@ HRESULT SubscriptionInfo::SetCommonSubscriptionInfo(XmlAccessor& document) {
     if (HRESULT result = SetArchiveID(document); result != S_OK)
         return result;
     std::wstring value;
-    if (!ReadValue(document, L"/Archive/Collect", value))
+    if (ReadValue(document, L"/Archive/Collect", value) == Occurs::Never)
         return Fail(RESULT_COLLECT, L"Subscription Info Error : Data Collect is mandatory field");
     if (value != L"ON" && value != L"OFF") {
         VORNA_LOG(LOG_TRACE, "FAILED:Some  value other than \"On\" or \"Off\" is found");
@@ -194,7 +229,7 @@ HRESULT SubscriptionInfo::SetCommonSubscriptionInfo(XmlAccessor& document) {
 
 HRESULT SubscriptionInfo::SetArchiveID(XmlAccessor& document) {
     std::wstring id;
-    if (!ReadValue(document, L"/Archive/@ID", id) || id.find_first_not_of(L' ') == id.npos)
+    if (!ReadMandatory(document, L"/Archive/@ID", id) || id.find_first_not_of(L' ') == id.npos)
         return Fail(RESULT_ARCHIVE_ID, L"Subscription Info Error : Invalid Archieve ID");
     if (std::wstring fault = ArchiveIDFault(id); !fault.empty())
         return Fail(RESULT_ARCHIVE_ID, fault);
@@ -204,10 +239,10 @@ HRESULT SubscriptionInfo::SetArchiveID(XmlAccessor& document) {
 
 HRESULT SubscriptionInfo::SetStorageSize(XmlAccessor& document) {
     std::wstring size;
-    if (!ReadValue(document, L"/Archive/DataManagement/MaxStorageSize", size))
+    if (ReadValue(document, L"/Archive/DataManagement/MaxStorageSize", size) == Occurs::Never)
         return S_OK;
     std::wstring units;
-    if (!ReadValue(document, L"/Archive/DataManagement/MaxStorageSize/@Units", units) ||
+    if (!ReadMandatory(document, L"/Archive/DataManagement/MaxStorageSize/@Units", units) ||
         (units != L"KB" && units != L"NUMFILES"))
         return Fail(RESULT_STORAGE_UNITS, L"Subscription Info Error: Invalid  units for MaxStorageSize");
     sizeInKilobytes_ = units == L"KB";
@@ -219,38 +254,41 @@ HRESULT SubscriptionInfo::SetStorageSize(XmlAccessor& document) {
 // Reads the data source of the event with the path parent.
 HRESULT SubscriptionInfo::SetDataSource(XmlAccessor& document, const std::wstring& parent, DataSource& source,
                                         const SourceFailures& failures) {
-    if (HasElement(document, parent + L"/XMLDataModel")) {
-        if (!ReadSingleValue(document, parent + L"/XMLDataModel/XPath", source.xpath))
+    const Occurs dataModel = FindElement(document, parent + L"/XMLDataModel");
+    if (dataModel != Occurs::Never) {
+        if (dataModel == Occurs::Repeatedly || !ReadMandatory(document, parent + L"/XMLDataModel/XPath", source.xpath))
             return Fail(failures.xpath, failures.xpathText);
-        if (!ReadSingleValue(document, parent + L"/XMLDataModel/XDMPrefixes", source.prefixes))
+        if (!ReadMandatory(document, parent + L"/XMLDataModel/XDMPrefixes", source.prefixes))
             return Fail(failures.prefixes, failures.prefixesText);
         return S_OK;
     }
-    if (!HasElement(document, parent + L"/EventPayload"))
-        return Fail(failures.none, failures.noneText);
     source.kind = DataSourceKind::EventPayload;
-    ReadValue(document, parent + L"/EventPayload/XPath", source.xpath);
-    ReadValue(document, parent + L"/EventPayload/TransformFile", source.transformFile);
-    ReadValue(document, parent + L"/EventPayload/XDMPrefixes", source.prefixes);
+    if (FindElement(document, parent + L"/EventPayload") != Occurs::Once ||
+        !ReadOptional(document, parent + L"/EventPayload/XPath", source.xpath) ||
+        !ReadOptional(document, parent + L"/EventPayload/TransformFile", source.transformFile) ||
+        !ReadOptional(document, parent + L"/EventPayload/XDMPrefixes", source.prefixes))
+        return Fail(failures.none, failures.noneText);
     return S_OK;
 }
 
 HRESULT SubscriptionInfo::SetSchedulingInfo(XmlAccessor& document) {
     const ScopeTrace trace("SubscriptionInfo::SetSchedulingInfo");
     timerEvent_ = std::make_unique<TimerInfo>();
-    if (!ReadSingleValue(document, L"/Archive/Timer/XMLDataModel/XPath", timerEvent_->source.xpath))
+    if (FindElement(document, L"/Archive/Timer/XMLDataModel") != Occurs::Once ||
+        !ReadMandatory(document, L"/Archive/Timer/XMLDataModel/XPath", timerEvent_->source.xpath))
         return Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid Timer Event XDM XPath");
-    if (!ReadSingleValue(document, L"/Archive/Timer/XMLDataModel/XDMPrefixes", timerEvent_->source.prefixes))
+    if (!ReadMandatory(document, L"/Archive/Timer/XMLDataModel/XDMPrefixes", timerEvent_->source.prefixes))
         return Fail(RESULT_DATA_MODEL, L"Subscription Info Error : Invalid Timer Event XDM XDMPRefixes");
     std::wstring value;
-    if (!ReadValue(document, L"/Archive/Timer/Frequency", value))
+    const Occurs frequency = ReadValue(document, L"/Archive/Timer/Frequency", value);
+    if (frequency == Occurs::Never)
         return Fail(RESULT_TIMER_FREQUENCY,
                     L"Subscription Info Error : No frequency present in subscription info for timer subscription");
-    if (!ParseDuration(value, timerEvent_->frequency))
+    if (frequency == Occurs::Repeatedly || !ParseDuration(value, timerEvent_->frequency))
         return Fail(
             RESULT_TIMER_FREQUENCY,
             L"Subscription Info Error : Invalid notification frequency present in subscription info for timer subscription");
-    if (ReadValue(document, L"/Archive/Timer/Retries", value)) {
+    if (ReadValue(document, L"/Archive/Timer/Retries", value) != Occurs::Never) {
         std::uint32_t retries = 0;
         if (!ParseDigits(value, std::numeric_limits<std::int32_t>::max(), retries))
             return Fail(RESULT_TIMER_RETRIES,
@@ -271,7 +309,7 @@ HRESULT SubscriptionInfo::SetKROEventInfo(XmlAccessor& document) {
         RESULT_KRO_ARCHIVE_TYPE,
         L"Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription"};
     kroEvent_ = std::make_unique<KROEventInfo>();
-    if (!ReadSingleValue(document, L"/Archive/KROEvent/Name", kroEvent_->name))
+    if (!ReadMandatory(document, L"/Archive/KROEvent/Name", kroEvent_->name))
         return Fail(RESULT_KRO_NAME,
                     L"Subscription Info Error : Invalid KRO Event name in subscription info for KRO Event");
     if (HRESULT result = SetDataSource(document, L"/Archive/KROEvent", kroEvent_->source, FAILURES); result != S_OK)
@@ -287,8 +325,9 @@ HRESULT SubscriptionInfo::SetKROFilterList(XmlAccessor& document) {
     const ScopeTrace trace("SubscriptionInfo::SetKROFilterList");
     HRESULT result = ForEachNode(document, L"/Archive/KROEvent/Filter/Property", [this](XmlAccessor& property) {
         EventFilter filter;
-        ReadValue(property, L"//Property/@Name", filter.name);
-        ReadValue(property, L"//Property", filter.value);
+        if (!ReadOptional(property, L"//Property/@Name", filter.name) ||
+            !ReadOptional(property, L"//Property", filter.value))
+            return RESULT_KRO_FILTERS;
         kroEvent_->filters.push_back(std::move(filter));
         return S_OK;
     });
@@ -308,14 +347,14 @@ HRESULT SubscriptionInfo::SetXDMEventInfo(XmlAccessor& document) {
     return SetDataSource(document, L"/Archive/XDMEvent", xdmEvent_->source, FAILURES);
 }
 
-// 0x8000013E: there are no readable events; 0x8000013F: an event has no XPath.
+// 0x8000013E: there are no readable events; 0x8000013F: an event has no XPath, or one of its values occurs repeatedly.
 HRESULT SubscriptionInfo::SetXDMEventsList(XmlAccessor& document) {
     const auto read = [this](XmlAccessor& node) {
         DataModelEvent event;
-        if (!ReadSingleValue(node, L"//Event/XPath", event.xpath))
+        if (!ReadMandatory(node, L"//Event/XPath", event.xpath) ||
+            !ReadOptional(node, L"//Event/Trigger", event.trigger) ||
+            !ReadOptional(node, L"//Event/Reset", event.reset))
             return RESULT_XDM_EVENT_XPATH;
-        ReadValue(node, L"//Event/Trigger", event.trigger);
-        ReadValue(node, L"//Event/Reset", event.reset);
         xdmEvent_->events.push_back(std::move(event));
         return S_OK;
     };
@@ -366,7 +405,7 @@ HRESULT SubscriptionInfo::WriteAging(const Duration& aging, std::wstring& text) 
     // year.
     std::wstring duration = aging.IsZero() ? L"P0Y0M0DT0H0M0S" : FormatDuration(aging);
     std::wstring markup = L"<Aging>" + duration + L"</Aging>";
-    HRESULT result = HasElement(document, L"/Archive/Aging")
+    HRESULT result = FindElement(document, L"/Archive/Aging") != Occurs::Never
                          ? document.Set(L"/Archive/Aging", markup, XmlChange::Replace)
                          : document.Set(L"/Archive", markup, XmlChange::Append);
     if (result != S_OK)

@@ -86,6 +86,7 @@ class SubscriptionInfo {
     HRESULT SetCommonSubscriptionInfo(XmlAccessor& document);
     HRESULT SetArchiveID(XmlAccessor& document);
     HRESULT SetStorageSize(XmlAccessor& document);
+    HRESULT SetEvent(XmlAccessor& document);
     HRESULT SetDataSource(XmlAccessor& document, const std::wstring& parent, DataSource& source,
                           const SourceFailures& failures);
     HRESULT SetSchedulingInfo(XmlAccessor& document);
