@@ -38,6 +38,12 @@ DWORD ServerContext(const wchar_t* progId) {
     return CLSCTX_LOCAL_SERVER;
 }
 
+// Whether the server program may have ended before or during the call.
+bool IsServerGone(HRESULT result) {
+    return result == HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE) || result == HRESULT_FROM_WIN32(RPC_S_CALL_FAILED) ||
+           result == RPC_E_DISCONNECTED || result == CO_E_OBJNOTCONNECTED;
+}
+
 bool IsServedByAProgram(const CLSID& clsid) {
     unique_registry_key key;
     return RegOpenKeyExW(HKEY_CLASSES_ROOT, (L"CLSID\\" + guid_text(clsid) + L"\\LocalServer32").c_str(), 0, KEY_READ,
@@ -63,7 +69,8 @@ HRESULT Create(const wchar_t* progId, const wchar_t* modulePath, REFIID iid, voi
     const DWORD context = ServerContext(progId);
     result = CoCreateInstance(clsid, nullptr, context, iid, instance);
     // A server program that has terminated may still be registered as running; the second attempt starts it again.
-    if (FAILED(result) && IsServedByAProgram(clsid))
+    // Other failures are not repeated: the second attempt would fail too, after as long a wait.
+    if (IsServerGone(result) && IsServedByAProgram(clsid))
         result = CoCreateInstance(clsid, nullptr, context, iid, instance);
     return result;
 }
