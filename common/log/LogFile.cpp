@@ -126,20 +126,25 @@ void LogFileTrim::Run() {
     while (byte != '\n' && ReadFile(file_, &byte, 1, &count, nullptr) && count == 1)
         ++from;
 
-    char chunk[260];
-    for (;;) {
+    bool copied = true;
+    while (copied) {
+        char chunk[260];
         Move(file_, from, FILE_BEGIN);
-        if (!ReadFile(file_, chunk, sizeof chunk, &count, nullptr) || count == 0)
+        copied = ReadFile(file_, chunk, sizeof chunk, &count, nullptr);
+        if (!copied || count == 0)
             break;
         from += count;
         Move(file_, to, FILE_BEGIN);
         DWORD written = 0;
-        if (!WriteFile(file_, chunk, count, &written, nullptr))
-            break;
+        copied = WriteFile(file_, chunk, count, &written, nullptr) && written == count;
         to += written;
     }
-    Move(file_, to, FILE_BEGIN);
-    SetEndOfFile(file_);
+    // After an error the end of the file holds lines that have not been copied.
+    if (copied) {
+        Move(file_, to, FILE_BEGIN);
+        SetEndOfFile(file_);
+    }
+    Unlock();
 }
 
 } // namespace vorna

@@ -136,10 +136,10 @@ bool IsStringConversion(std::string_view format, size_t percent) {
     return percent + 1 < format.size() && (format[percent + 1] == 's' || format[percent + 1] == 'S');
 }
 
-// Every "%" directly followed by "s" or "S".
+// Every "%" directly followed by "s" or "S" among the first FORMAT_LIMIT characters; the letter may follow them.
 size_t CountStrings(std::string_view format) {
     size_t count = 0;
-    for (size_t at = format.find('%'); at != format.npos; at = format.find('%', at + 1))
+    for (size_t at = format.find('%'); at < FORMAT_LIMIT; at = format.find('%', at + 1))
         count += IsStringConversion(format, at);
     return count;
 }
@@ -182,7 +182,7 @@ void AddWithPrecision(WorkingFormat& working, std::string_view format, size_t pr
 
 void AddMessage(WorkingFormat& working, std::string_view format) {
     const bool hasString = format.find("%s") != format.npos || format.find("%S") != format.npos;
-    const size_t strings = hasString ? CountStrings(format.substr(0, FORMAT_LIMIT)) : 0;
+    const size_t strings = hasString ? CountStrings(format) : 0;
     if (format.size() >= FORMAT_LIMIT) {
         working.Add("WARNING!!! LogMessage() format string > 512 chars:");
         format = format.substr(0, FORMAT_LIMIT - 1);

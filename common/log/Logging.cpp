@@ -79,7 +79,8 @@ bool Publish(unsigned char level, unsigned mode, LogFile& opened, DWORD kilobyte
         return false;
     const bool first = state.mode == LOG_MODE_OFF;
     if (first) {
-        state.file = opened.file.release();
+        // Null, not INVALID_HANDLE_VALUE, for the modes without a file.
+        state.file = opened.file ? opened.file.release() : nullptr;
         state.mutex = opened.mutex.release();
         state.maxKilobytes = kilobytes;
         loggingLevel = level;
@@ -268,6 +269,7 @@ ScopeTrace::~ScopeTrace() {
 }
 
 void ScopeTrace::MakeGuid() {
+    const KeepLastError keep;
     GUID guid{};
     if (FAILED(CoCreateGuid(&guid)) || !StringFromGUID2(guid, guid_, static_cast<int>(std::size(guid_))))
         guid_[0] = L'\0';

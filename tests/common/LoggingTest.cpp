@@ -348,3 +348,123 @@ TEST(LogFileTest, MutexNamesAreTheSameInAllLetterCases) {
     MakeLogMutexName(name, std::string(300, 'A').c_str());
     EXPECT_EQ(size_t{MAX_PATH - 1}, strlen(name));
 }
+
+TEST(LogConfigurationTest, Values) {
+    const struct {
+        const char* value;
+        unsigned mode;
+        unsigned level;
+        DWORD kilobytes;
+        const char* path;
+    } cases[] = {
+        {"console,3", 1, 3, 0, ""},
+        {"Console,x", 1, 0, 0, ""},
+        {"debug,0", 2, 0, 0, ""},
+        {"debug,300", 2, 44, 0, ""},
+        {"debug,5,7", 2, 5, 0, ""},
+        {"FILE,C:\\x.log,5", 4, 5, 0, "C:\\x.log"},
+        {"file,C:\\x y.log,100,8", 8, 8, 100, "C:\\x y.log"},
+        {"file,C:\\x.log,many,8", 8, 8, 0, "C:\\x.log"},
+        {"file,C:\\x.log,", 4, 0, 0, "C:\\x.log"},
+        {"file,C:\\x.log", 0, 0, 0, ""},
+        {"file", 0, 0, 0, ""},
+        {"debug", 0, 0, 0, ""},
+        {"", 0, 0, 0, ""},
+        {",5", 0, 0, 0, ""},
+        {"debugger,5", 0, 0, 0, ""},
+        {"deb,5", 0, 0, 0, ""},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.value);
+        LogConfiguration configuration;
+        configuration.Parse(expected.value);
+        EXPECT_EQ(expected.mode, configuration.mode);
+        EXPECT_EQ(expected.level, configuration.level);
+        EXPECT_EQ(expected.kilobytes, configuration.kilobytes);
+        EXPECT_STREQ(expected.path, configuration.path);
+    }
+}
+
+TEST(LogConfigurationTest, PlacesInTheirOrder) {
+    constexpr wchar_t PRODUCT[] = L"SOFTWARE\\Ostrevane\\QXKeldan";
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, KEY);
+    LogConfiguration configuration;
+    support::RegistryValue last(PRODUCT, L"Logging", L"debug,1");
+    EXPECT_TRUE(configuration.Read(PROGRAM));
+    EXPECT_EQ(1, configuration.level) << "without the key, the value of the key above counts";
+    {
+        support::RegistryValue other(KEY, L"VORNATEST.Other", L"debug,2");
+        EXPECT_FALSE(configuration.Read(PROGRAM)) << "with the key, the value of the key above does not count";
+        support::RegistryValue standard(KEY, L"", L"debug,3");
+        EXPECT_TRUE(configuration.Read(PROGRAM));
+        EXPECT_EQ(3, configuration.level);
+        support::RegistryValue own(KEY, support::Wide(PROGRAM), L"debug,4");
+        EXPECT_TRUE(configuration.Read(PROGRAM));
+        EXPECT_EQ(4, configuration.level);
+        support::RegistryValue longest(KEY, support::Wide(PROGRAM), L"debug,5" + std::wstring(253, L' '));
+        EXPECT_TRUE(configuration.Read(PROGRAM));
+        EXPECT_EQ(5, configuration.level);
+        support::RegistryValue longer(KEY, support::Wide(PROGRAM), L"debug,6" + std::wstring(254, L' '));
+        EXPECT_FALSE(configuration.Read(PROGRAM));
+        DWORD number = 7;
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, KEY, support::Wide(PROGRAM).c_str(), REG_DWORD, &number, sizeof number);
+        EXPECT_FALSE(configuration.Read(PROGRAM)) << "a number is no string";
+    }
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, KEY);
+}
+
+TEST(LogLineTest, StringsShareTheLine) {
+    const std::string longText(3000, 'x');
+    const std::wstring wideText(3000, L'y');
+    // (2 * (512 - 2) - 9) / 2 characters each.
+    EXPECT_EQ("P::" + std::string(505, 'x') + " and " + std::string(505, 'y') + "\r\n",
+              Format(false, 1, "%s and %S", longText.c_str(), wideText.c_str()));
+    EXPECT_EQ("P::%s 5 a%\r\n", Format(false, 1, "%%s %d %s%%", 5, "a"));
+    // A format of string conversions alone overflows the working format: whole conversions are left out.
+    std::string many;
+    struct {
+        const char* texts[200];
+    } arguments;
+    for (const char*& text : arguments.texts) {
+        many += "%s";
+        text = "xyz";
+    }
+    EXPECT_EQ("P::" + std::string(158, 'x') + "\r\n", Format(false, 1, many.c_str(), arguments));
+}
+
+TEST(LogLineTest, LongFormatsAreCutWithAWarning) {
+    const std::string warning = "P::WARNING!!! LogMessage() format string > 512 chars:";
+    const std::string x511(511, 'x');
+    EXPECT_EQ("P::" + x511 + "\r\n", Format(false, 1, x511.c_str()));
+    EXPECT_EQ(warning + x511 + "\r\n", Format(false, 1, (x511 + "x").c_str()));
+    EXPECT_EQ(warning + x511 + "\r\n", Format(false, 1, (std::string(600, 'x')).c_str()));
+    EXPECT_EQ(warning + x511 + "\r\n", Format(false, 1, (x511 + "xxx %s").c_str(), "beyond the limit"));
+    EXPECT_EQ(warning + x511.substr(1) + "\r\n", Format(false, 1, (x511.substr(1) + "%s").c_str(), "across the limit"));
+    // The last "%" is the 512th character: (2 * (512 - 2) - 511) / 2 characters.
+    const std::string a300(300, 'a');
+    EXPECT_EQ(warning + a300.substr(0, 254) + x511.substr(2) + "\r\n",
+              Format(false, 1, ("%s" + x511.substr(2) + "%s").c_str(), a300.c_str(), ""));
+    EXPECT_EQ(warning + x511.substr(2) + "\r\n", Format(false, 1, (x511.substr(2) + "%08X").c_str(), 1));
+    EXPECT_EQ(warning + x511.substr(3) + "ab" + "\r\n",
+              Format(false, 1, (x511.substr(3) + "%s%dxxxx").c_str(), "ab", 7))
+        << "what is cut is the conversion that crosses the limit";
+    std::string dated = Format(true, 1, std::string(600, 'x').c_str());
+    EXPECT_THAT(dated, HasSubstr(warning + x511 + "\r\n"));
+}
+
+TEST(LogLineTest, NothingLeavesTheLine) {
+    std::string line = Format(true, 1, "%-5000d|", 1);
+    EXPECT_EQ(LOG_LINE_SIZE - 1, line.size());
+    EXPECT_EQ("\r\n", line.substr(line.size() - 2));
+    EXPECT_EQ("P::100\r\n", Format(false, 1, "100%"));
+    EXPECT_EQ("P::\r\n", Format(false, 1, ""));
+}
+
+TEST(LogLineTest, CharactersThatDoNotConvertAreReplaced) {
+    EXPECT_EQ("P::before a? ?z 7 1.50 1234567890123 x|   ??|ok \r\n",
+              Format(false, 1, "before %S %S %d %.2f %I64d %c|%*S|%s ", L"a\x4E2D", L"\x4E2Dz", 7, 1.5, 1234567890123LL,
+                     'x', 5, L"\x4E2D\x4E2D", "ok"));
+    // Without an end of its own the text is read as far as the precision says.
+    const wchar_t open[] = {L'\x4E2D', L'b', L'c'};
+    EXPECT_EQ("P::?bc\r\n", Format(false, 1, "%.3S", open));
+}
