@@ -38,10 +38,12 @@ DWORD ServerContext(const wchar_t* progId) {
     return CLSCTX_LOCAL_SERVER;
 }
 
-// Whether the server program may have ended before or during the call.
+// Whether the server program may have ended before or during the call. "Not registered" is Wine's result for the class
+// of a killed program.
 bool IsServerGone(HRESULT result) {
-    return result == HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE) || result == HRESULT_FROM_WIN32(RPC_S_CALL_FAILED) ||
-           result == RPC_E_DISCONNECTED || result == CO_E_OBJNOTCONNECTED;
+    return result == REGDB_E_CLASSNOTREG || result == HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE) ||
+           result == HRESULT_FROM_WIN32(RPC_S_CALL_FAILED) || result == RPC_E_DISCONNECTED ||
+           result == CO_E_OBJNOTCONNECTED;
 }
 
 bool IsServedByAProgram(const CLSID& clsid) {

@@ -1,6 +1,6 @@
 // Converts between instants and local times.
 //
-// Thread-safe. Years 1601 to 9999.
+// Thread-safe. Years 1601 to 9999, as local time.
 #pragma once
 
 #include "platform/calendar/Instants.h"

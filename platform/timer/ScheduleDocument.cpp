@@ -5,6 +5,8 @@
 #include "platform/timer/TimerRegistration.h"
 #include "platform/xml/ClientDocument.h"
 
+#include <limits>
+
 namespace keldan {
 
 namespace {
@@ -15,12 +17,18 @@ using namespace std::chrono;
 constexpr Milliseconds DEFAULT_TIMEOUT = minutes(10);
 constexpr Milliseconds DEFAULT_RETRY_FREQUENCY = seconds(5);
 
+// Up to 2147483647, with or without a minus sign.
 std::optional<std::int32_t> ParseWhole(std::wstring_view text) {
     const bool negative = Take(text, L'-');
-    const auto value = TakeNumber(text);
-    if (!value || !text.empty())
+    std::int64_t value = 0;
+    for (const wchar_t digit : text) {
+        value = value * 10 + (digit - L'0');
+        if (digit < L'0' || digit > L'9' || value > std::numeric_limits<std::int32_t>::max())
+            return std::nullopt;
+    }
+    if (text.empty())
         return std::nullopt;
-    return static_cast<std::int32_t>(negative ? -*value : *value);
+    return static_cast<std::int32_t>(negative ? -value : value);
 }
 
 std::wstring TrimmedText(XmlDocument& document, const std::wstring& path) {
@@ -87,7 +95,7 @@ std::optional<LocalTime> ParseLocalTime(std::wstring_view text) {
         fields[i] = *value;
     }
     const auto [yearNumber, month, day, hour, minute, second] = fields;
-    if (!text.empty() || yearNumber < 1602 || yearNumber > 9998 || month > 12 || day > 31 || hour > 23 || minute > 59 ||
+    if (!text.empty() || yearNumber < 1602 || yearNumber > 9999 || month > 12 || day > 31 || hour > 23 || minute > 59 ||
         second > 59)
         return std::nullopt;
     const year_month_day date = year(static_cast<int>(yearNumber)) / static_cast<int>(month) / static_cast<int>(day);

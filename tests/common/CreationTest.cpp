@@ -54,6 +54,7 @@ TEST(Creation, RepeatedOnceIfTheServerIsGone) {
         {HRESULT_FROM_WIN32(RPC_S_CALL_FAILED), true},
         {RPC_E_DISCONNECTED, true},
         {CO_E_OBJNOTCONNECTED, true},
+        {REGDB_E_CLASSNOTREG, true},
         {E_ACCESSDENIED, false},
         {E_NOINTERFACE, false},
         {E_OUTOFMEMORY, false},

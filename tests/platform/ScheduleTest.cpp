@@ -369,6 +369,41 @@ TEST(Scheduler, ModificationWaitsForTheCallOfTheEarlierSchedule) {
     EXPECT_EQ(1u, script.Calls().size());
 }
 
+TEST(ScheduleTexts, LargestAttemptsAndEnd) {
+    const struct {
+        std::wstring attempts;
+        std::wstring end;
+        HRESULT result;
+    } cases[] = {
+        {L"2147483647", L"9999-12-31T23:59:59", S_OK},    {L"0000000000003", L"9999-1-1T0:0:0", S_OK},
+        {L"2147483648", L"9999-1-1T0:0:0", E_INVALIDARG}, {L"-1", L"9999-1-1T0:0:0", E_INVALIDARG},
+        {L"-", L"9999-1-1T0:0:0", E_INVALIDARG},          {L"3x", L"9999-1-1T0:0:0", E_INVALIDARG},
+        {L"3", L"10000-1-1T0:0:0", E_INVALIDARG},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(support::Narrow(test.attempts + L" " + test.end));
+        Schedule schedule;
+        EXPECT_HR(test.result,
+                  ParseScheduleDocument(
+                      L"<ScheduleInfo><Schedule><StartDateTime>2027-1-1T8:0:0</StartDateTime><Frequency>PT1M"
+                      L"</Frequency></Schedule><Aging><EndDateTime>" +
+                          test.end +
+                          L"</EndDateTime></Aging><NotificationInfo><Notify type=\"COM\"><Client>c</Client>"
+                          L"<Retry><RetryAttempts>" +
+                          test.attempts + L"</RetryAttempts></Retry></Notify></NotificationInfo></ScheduleInfo>",
+                      schedule));
+        if (test.result != S_OK)
+            continue;
+        EXPECT_EQ(std::stol(test.attempts), schedule.entries.at(0).retryAttempts);
+        for (const LONG bias : {-840, 720}) {
+            TIME_ZONE_INFORMATION rules{};
+            rules.Bias = bias;
+            const LocalZone zone(rules);
+            EXPECT_EQ(*schedule.end, zone.ToLocal(zone.ToInstant(*schedule.end)));
+        }
+    }
+}
+
 TEST(ScheduleTexts, InvalidDateTimesAndDurationsAreRefused) {
     for (const wchar_t* text : {L"", L"2027", L"2027-13-1T0:0:0", L"2027-2-29T0:0:0", L"2027-1-1T24:0:0",
                                 L"2027-1-1T0:60:0", L"2027-1-1T0:0:60", L"2027-1-1T0:0:0x", L" 2027-1-1T0:0:0",
