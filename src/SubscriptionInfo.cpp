@@ -183,12 +183,11 @@ HRESULT SubscriptionInfo::Parse() {
 HRESULT SubscriptionInfo::SetEvent(XmlAccessor& document) {
     static constexpr struct {
         const wchar_t* xpath;
-        vorna::EventType type;
         HRESULT (SubscriptionInfo::*set)(XmlAccessor& document);
     } EVENTS[] = {
-        {L"/Archive/Timer", EventType::Timer, &SubscriptionInfo::SetSchedulingInfo},
-        {L"/Archive/KROEvent", EventType::KROEvent, &SubscriptionInfo::SetKROEventInfo},
-        {L"/Archive/XDMEvent", EventType::XDMEvent, &SubscriptionInfo::SetXDMEventInfo},
+        {L"/Archive/Timer", &SubscriptionInfo::SetSchedulingInfo},
+        {L"/Archive/KROEvent", &SubscriptionInfo::SetKROEventInfo},
+        {L"/Archive/XDMEvent", &SubscriptionInfo::SetXDMEventInfo},
     };
     for (const auto& event : EVENTS) {
         std::wstring value;
@@ -197,7 +196,6 @@ HRESULT SubscriptionInfo::SetEvent(XmlAccessor& document) {
             continue;
         if (occurs == Occurs::Repeatedly)
             break;
-        eventType_ = event.type;
         return (this->*event.set)(document);
     }
     return Fail(RESULT_EVENT_TYPE, L"Invalid event type");

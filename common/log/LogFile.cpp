@@ -144,7 +144,6 @@ void LogFileTrim::Run() {
         Move(file_, to, FILE_BEGIN);
         SetEndOfFile(file_);
     }
-    Unlock();
 }
 
 } // namespace vorna

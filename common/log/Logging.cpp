@@ -269,7 +269,7 @@ ScopeTrace::~ScopeTrace() {
 }
 
 void ScopeTrace::MakeGuid() {
-    const KeepLastError keep;
+    const auto keep = KeepLastError();
     GUID guid{};
     if (FAILED(CoCreateGuid(&guid)) || !StringFromGUID2(guid, guid_, static_cast<int>(std::size(guid_))))
         guid_[0] = L'\0';

@@ -189,16 +189,18 @@ STDMETHODIMP SecureArchiveManager::GetStreamNames(BSTR* names) {
 }
 
 STDMETHODIMP SecureArchiveManager::GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID locale, DISPID* ids) {
-    HRESULT result = dispatch_object::GetIDsOfNames(iid, names, count, locale, ids);
-    ITypeInfo* streams = vorna::dispatch_type<IArchiveStreams>();
-    return result == DISP_E_UNKNOWNNAME && streams ? streams->GetIDsOfNames(names, count, ids) : result;
+    const HRESULT result = dispatch_object::GetIDsOfNames(iid, names, count, locale, ids);
+    ITypeInfo* streams = nullptr;
+    if (result != DISP_E_UNKNOWNNAME || vorna::get_dispatch_type<IArchiveStreams>(streams) != S_OK)
+        return result;
+    return streams->GetIDsOfNames(names, count, ids);
 }
 
 STDMETHODIMP SecureArchiveManager::Invoke(DISPID id, REFIID iid, LCID locale, WORD flags, DISPPARAMS* parameters,
                                           VARIANT* result, EXCEPINFO* exception, UINT* argument) {
-    HRESULT called = dispatch_object::Invoke(id, iid, locale, flags, parameters, result, exception, argument);
-    ITypeInfo* streams = vorna::dispatch_type<IArchiveStreams>();
-    if (called != DISP_E_MEMBERNOTFOUND || !streams)
+    const HRESULT called = dispatch_object::Invoke(id, iid, locale, flags, parameters, result, exception, argument);
+    ITypeInfo* streams = nullptr;
+    if (called != DISP_E_MEMBERNOTFOUND || vorna::get_dispatch_type<IArchiveStreams>(streams) != S_OK)
         return called;
     return streams->Invoke(static_cast<IArchiveStreams*>(this), id, flags, parameters, result, exception, argument);
 }

@@ -57,6 +57,9 @@ TEST(LogLineTest, LongFormatsAreCutWithAWarning) {
     EXPECT_EQ(warning + xs(511), Line((xs(514) + " %s").c_str(), "beyond the limit"));
     // A conversion that crosses the limit is left out.
     EXPECT_EQ(warning + xs(510), Line((xs(510) + "%s").c_str(), "across the limit"));
+    // The last "%" is the 512th character: (2 * (512 - 2) - 511) / 2 characters.
+    EXPECT_EQ(warning + std::string(254, 'a') + xs(509),
+              Line(("%s" + xs(509) + "%s").c_str(), std::string(300, 'a').c_str(), ""));
     EXPECT_EQ(warning + xs(509), Line((xs(509) + "%08X").c_str(), 1));
     EXPECT_EQ(warning + xs(508) + "ab", Line((xs(508) + "%s%dxxxx").c_str(), "ab", 7));
     EXPECT_THAT(DatedLine(xs(600).c_str()), HasSubstr("P::" + warning + xs(511) + "\r\n"));

@@ -98,94 +98,111 @@ TEST_F(SubscriptionInfoTest, FirstFaultIsTheStatusAndSaysWhatIsWrong) {
     const std::wstring model = MODEL;
     const std::wstring frequency = L"<Frequency>P0Y0M0DT1H0M0S</Frequency>";
     const std::wstring event = L"<Event><XPath>/e</XPath></Event>";
-    const RefusedCase cases[] = {
-        {L"", RESULT_XML_MALFORMED, "XML not properly formatted"},
-        {L" \r\n", RESULT_XML_MALFORMED, "XML not properly formatted"},
-        {L"Archive", RESULT_XML_MALFORMED, "XML not properly formatted"},
-        {Archive(TIMER).substr(0, 100), RESULT_XML_MALFORMED, "XML not properly formatted"},
-        {Archive(TIMER) + L"<b/>", RESULT_XML_MALFORMED, "XML not properly formatted"},
-        {L"<!DOCTYPE Archive [<!ENTITY e 'A1'>]>" + Archive(TIMER), RESULT_XML_MALFORMED, "XML not properly formatted"},
-
-        {L"<Archive><Collect>ON</Collect></Archive>", RESULT_ARCHIVE_ID,
-         "Subscription Info Error : Invalid Archieve ID"},
-        {Archive(TIMER, L""), RESULT_ARCHIVE_ID, "Subscription Info Error : Invalid Archieve ID"},
-        {Archive(TIMER, L"   "), RESULT_ARCHIVE_ID, "Subscription Info Error : Invalid Archieve ID"},
-        {L"<Store ID=\"A1\"><Collect>ON</Collect></Store>", RESULT_ARCHIVE_ID,
-         "Subscription Info Error : Invalid Archieve ID"},
-
-        {L"<Archive ID=\"A1\"/>", RESULT_COLLECT, "Subscription Info Error : Data Collect is mandatory field"},
-        {L"<Archive ID=\"A1\"><Collect/></Archive>", RESULT_COLLECT,
-         "Subscription Info Error : Data Collect is mandatory field"},
-        {L"<Archive ID=\"A1\"><Collect>On</Collect></Archive>", RESULT_COLLECT,
-         "Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found"},
-        {L"<Archive ID=\"A1\"><Collect> ON</Collect></Archive>", RESULT_COLLECT,
-         "Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found"},
-        {Archive(std::wstring(L"<Collect>OFF</Collect>") + TIMER), RESULT_COLLECT,
-         "Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found"},
-
-        {Archive(std::wstring(L"<Aging>P1D</Aging><DataManagement><LifetimeAfterRead>x</LifetimeAfterRead>"
-                              L"</DataManagement>") +
-                 TIMER),
-         RESULT_AGING, "Subscription Info Error: Invalid Aging duration found"},
-        {Managed(L"<LifetimeBeforeRead>P-1Y0M0DT0H0M0S</LifetimeBeforeRead>"), RESULT_LIFETIME_BEFORE_READ,
-         "Subscription Info Error: Invalid  duration for LifeTimeBefore Read"},
-        {Managed(L"<LifetimeAfterRead>PT1H</LifetimeAfterRead>"), RESULT_LIFETIME_AFTER_READ,
-         "Subscription Info Error: Invalid  duration for LifeTimeAfter Read"},
-        {Managed(L"<MaxStorageSize>10</MaxStorageSize>"), RESULT_STORAGE_UNITS,
-         "Subscription Info Error: Invalid  units for MaxStorageSize"},
-        {Managed(L"<MaxStorageSize Units=\"\">10</MaxStorageSize>"), RESULT_STORAGE_UNITS,
-         "Subscription Info Error: Invalid  units for MaxStorageSize"},
-        {Managed(L"<MaxStorageSize Units=\"kb\">x</MaxStorageSize>"), RESULT_STORAGE_UNITS,
-         "Subscription Info Error: Invalid  units for MaxStorageSize"},
-        {Managed(L"<MaxStorageSize Units=\"KB\">+10</MaxStorageSize>"), RESULT_STORAGE_SIZE,
-         "Subscription Info Error: Invalid  value for MaxStorageSize"},
-        {Managed(L"<MaxStorageSize Units=\"KB\"> 10</MaxStorageSize>"), RESULT_STORAGE_SIZE,
-         "Subscription Info Error: Invalid  value for MaxStorageSize"},
-        {Managed(L"<MaxStorageSize Units=\"NUMFILES\">4294967296</MaxStorageSize>"), RESULT_STORAGE_SIZE,
-         "Subscription Info Error: Invalid  value for MaxStorageSize"},
-        {Managed(L"<MaxStorageSize Units=\"NUMFILES\">99999999999999999999999</MaxStorageSize>"), RESULT_STORAGE_SIZE,
-         "Subscription Info Error: Invalid  value for MaxStorageSize"},
-
-        {Archive(L""), RESULT_EVENT_TYPE, "Invalid event type"},
-        {Archive(L"<Timer/>"), RESULT_EVENT_TYPE, "Invalid event type"},
-        {Archive(L"<Timer/><Timer/>"), RESULT_EVENT_TYPE, "Invalid event type"},
-        {Archive(L"<timer>x</timer>"), RESULT_EVENT_TYPE, "Invalid event type"},
-
-        {TimerWith(frequency), RESULT_DATA_MODEL, "Subscription Info Error : Invalid Timer Event XDM XPath"},
-        {TimerWith(L"<XMLDataModel><XPath>/a</XPath><XPath>/b</XPath><XDMPrefixes>p</XDMPrefixes></XMLDataModel>" +
-                   frequency),
-         RESULT_DATA_MODEL, "Subscription Info Error : Invalid Timer Event XDM XPath"},
-        {TimerWith(L"<XMLDataModel><XPath>/a</XPath><XDMPrefixes/></XMLDataModel>" + frequency), RESULT_DATA_MODEL,
-         "Subscription Info Error : Invalid Timer Event XDM XDMPRefixes"},
-        {TimerWith(model), RESULT_TIMER_FREQUENCY,
-         "Subscription Info Error : No frequency present in subscription info for timer subscription"},
-        {TimerWith(model + L"<Frequency>PT1H</Frequency>"), RESULT_TIMER_FREQUENCY,
-         "Subscription Info Error : Invalid notification frequency present in subscription info for timer "
-         "subscription"},
-        {TimerWith(model + frequency + L"<Retries>-1</Retries>"), RESULT_TIMER_RETRIES,
-         "Subscription Info Error : Invalid retry in subscription info for timer subscription"},
-        {TimerWith(model + frequency + L"<Retries>2147483648</Retries>"), RESULT_TIMER_RETRIES,
-         "Subscription Info Error : Invalid retry in subscription info for timer subscription"},
-
-        {KROWith(model), RESULT_KRO_NAME,
-         "Subscription Info Error : Invalid KRO Event name in subscription info for KRO Event"},
-        {KROWith(L"<Name>N</Name><XMLDataModel/><EventPayload/>"), RESULT_DATA_MODEL,
-         "Subscription Info Error : Invalid KRO Event XDM Path"},
-        {KROWith(L"<Name>N</Name><XMLDataModel><XPath>/a</XPath></XMLDataModel>"), RESULT_DATA_MODEL,
-         "Subscription Info Error : Invalid KRO Event XDM XDMPRefixes"},
-        {KROWith(L"<Name>N</Name>"), RESULT_KRO_ARCHIVE_TYPE,
-         "Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription"},
-
-        {XDMWith(model), RESULT_XDM_EVENTS,
-         "Subscription Info Error: Invalid Events specified in XDM event subscription"},
-        {XDMWith(event + L"<Event><Trigger>t</Trigger></Event>" + model), RESULT_XDM_EVENT_XPATH,
-         "Subscription Info Error: Invalid Events specified in XDM event subscription"},
-        {XDMWith(event + L"<XMLDataModel><XDMPrefixes>p</XDMPrefixes></XMLDataModel>"), RESULT_XDM_XPATH,
-         "Subscription Info Error: Invalid XDM path specified in XDM event subscription"},
-        {XDMWith(event + L"<XMLDataModel><XPath>/a</XPath></XMLDataModel>"), RESULT_XDM_PREFIXES,
-         "Subscription Info Error: Invalid XDM Prefixes specified in XDM event subscription"},
-        {XDMWith(event), RESULT_XDM_PAYLOAD,
-         "Subscription Info Error: Invalid Event Payload specified in XDM event subscription"},
+    const std::wstring aging = L"<Aging>P1D</Aging>";
+    const std::wstring hour = L"P0Y0M0DT1H0M0S";
+    // A value that occurs repeatedly is refused, even if the second one is empty.
+    const auto twice = [](const std::wstring& name, const std::wstring& value) {
+        return L"<" + name + L">" + value + L"</" + name + L"><" + name + L"/>";
+    };
+    const struct {
+        HRESULT status;
+        const char* error;
+        std::vector<std::wstring> texts;
+    } cases[] = {
+        {RESULT_XML_MALFORMED,
+         "XML not properly formatted",
+         {L"", L" \r\n", L"Archive", Archive(TIMER).substr(0, 100), Archive(TIMER) + L"<b/>",
+          L"<!DOCTYPE Archive [<!ENTITY e 'A1'>]>" + Archive(TIMER)}},
+        {RESULT_ARCHIVE_ID,
+         "Subscription Info Error : Invalid Archieve ID",
+         {L"<Archive><Collect>ON</Collect></Archive>", Archive(TIMER, L""), Archive(TIMER, L"   "),
+          L"<Store ID=\"A1\"><Collect>ON</Collect></Store>"}},
+        {RESULT_COLLECT,
+         "Subscription Info Error : Data Collect is mandatory field",
+         {L"<Archive ID=\"A1\"/>", L"<Archive ID=\"A1\"><Collect/></Archive>"}},
+        {RESULT_COLLECT,
+         "Subscription Info Error - Some  value other than \"On\" or \"Off\" for collect is found",
+         {L"<Archive ID=\"A1\"><Collect>On</Collect></Archive>", L"<Archive ID=\"A1\"><Collect> ON</Collect></Archive>",
+          Archive(std::wstring(L"<Collect>OFF</Collect>") + TIMER)}},
+        {RESULT_AGING,
+         "Subscription Info Error: Invalid Aging duration found",
+         {Archive(aging + L"<DataManagement><LifetimeAfterRead>x</LifetimeAfterRead></DataManagement>" + TIMER),
+          Archive(twice(L"Aging", hour) + TIMER)}},
+        {RESULT_LIFETIME_BEFORE_READ,
+         "Subscription Info Error: Invalid  duration for LifeTimeBefore Read",
+         {Managed(L"<LifetimeBeforeRead>P-1Y0M0DT0H0M0S</LifetimeBeforeRead>"),
+          Managed(twice(L"LifetimeBeforeRead", hour))}},
+        {RESULT_LIFETIME_AFTER_READ,
+         "Subscription Info Error: Invalid  duration for LifeTimeAfter Read",
+         {Managed(L"<LifetimeAfterRead>PT1H</LifetimeAfterRead>"), Managed(twice(L"LifetimeAfterRead", hour))}},
+        {RESULT_STORAGE_UNITS,
+         "Subscription Info Error: Invalid  units for MaxStorageSize",
+         {Managed(L"<MaxStorageSize>10</MaxStorageSize>"), Managed(L"<MaxStorageSize Units=\"\">10</MaxStorageSize>"),
+          Managed(L"<MaxStorageSize Units=\"kb\">x</MaxStorageSize>")}},
+        {RESULT_STORAGE_SIZE,
+         "Subscription Info Error: Invalid  value for MaxStorageSize",
+         {Managed(L"<MaxStorageSize Units=\"KB\">+10</MaxStorageSize>"),
+          Managed(L"<MaxStorageSize Units=\"KB\"> 10</MaxStorageSize>"),
+          Managed(L"<MaxStorageSize Units=\"NUMFILES\">4294967296</MaxStorageSize>"),
+          Managed(L"<MaxStorageSize Units=\"NUMFILES\">99999999999999999999999</MaxStorageSize>")}},
+        {RESULT_EVENT_TYPE,
+         "Invalid event type",
+         {Archive(L""), Archive(L"<Timer/>"), Archive(L"<timer>x</timer>"), Archive(L"<Timer/><Timer/>"),
+          Archive(twice(L"KROEvent", L"<Name>N</Name><EventPayload/>")), Archive(twice(L"XDMEvent", event + model))}},
+        {RESULT_DATA_MODEL,
+         "Subscription Info Error : Invalid Timer Event XDM XPath",
+         {TimerWith(frequency),
+          TimerWith(L"<XMLDataModel><XPath>/a</XPath><XPath>/b</XPath><XDMPrefixes>p</XDMPrefixes></XMLDataModel>" +
+                    frequency)}},
+        {RESULT_DATA_MODEL,
+         "Subscription Info Error : Invalid Timer Event XDM XDMPRefixes",
+         {TimerWith(L"<XMLDataModel><XPath>/a</XPath><XDMPrefixes/></XMLDataModel>" + frequency)}},
+        {RESULT_TIMER_FREQUENCY,
+         "Subscription Info Error : No frequency present in subscription info for timer subscription",
+         {TimerWith(model)}},
+        {RESULT_TIMER_FREQUENCY,
+         "Subscription Info Error : Invalid notification frequency present in subscription info for timer subscription",
+         {TimerWith(model + L"<Frequency>PT1H</Frequency>"), TimerWith(model + twice(L"Frequency", hour))}},
+        {RESULT_TIMER_RETRIES,
+         "Subscription Info Error : Invalid retry in subscription info for timer subscription",
+         {TimerWith(model + frequency + L"<Retries>-1</Retries>"),
+          TimerWith(model + frequency + L"<Retries>2147483648</Retries>")}},
+        {RESULT_KRO_NAME,
+         "Subscription Info Error : Invalid KRO Event name in subscription info for KRO Event",
+         {KROWith(model), KROWith(twice(L"Name", L"N") + model)}},
+        {RESULT_KRO_FILTERS,
+         "Subscription Info Error : Invalid Filters Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription",
+         {KROWith(L"<Name>N</Name><EventPayload/><Filter><Property Name=\"a\">1<Property/></Property></Filter>")}},
+        {RESULT_DATA_MODEL,
+         "Subscription Info Error : Invalid KRO Event XDM Path",
+         {KROWith(L"<Name>N</Name><XMLDataModel/><EventPayload/>")}},
+        {RESULT_DATA_MODEL,
+         "Subscription Info Error : Invalid KRO Event XDM XDMPRefixes",
+         {KROWith(L"<Name>N</Name><XMLDataModel><XPath>/a</XPath></XMLDataModel>")}},
+        {RESULT_KRO_ARCHIVE_TYPE,
+         "Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription",
+         {KROWith(L"<Name>N</Name>"),
+          KROWith(L"<Name>N</Name><EventPayload>" + twice(L"XPath", L"/a") + L"</EventPayload>"),
+          KROWith(L"<Name>N</Name><EventPayload>" + twice(L"TransformFile", L"t") + L"</EventPayload>")}},
+        {RESULT_XDM_EVENTS,
+         "Subscription Info Error: Invalid Events specified in XDM event subscription",
+         {XDMWith(model)}},
+        {RESULT_XDM_EVENT_XPATH,
+         "Subscription Info Error: Invalid Events specified in XDM event subscription",
+         {XDMWith(event + L"<Event><Trigger>t</Trigger></Event>" + model),
+          XDMWith(L"<Event>" + twice(L"XPath", L"/e") + L"</Event>" + model),
+          XDMWith(L"<Event><XPath>/e</XPath>" + twice(L"Trigger", L"1") + L"</Event>" + model),
+          XDMWith(L"<Event><XPath>/e</XPath>" + twice(L"Reset", L"1") + L"</Event>" + model)}},
+        {RESULT_XDM_XPATH,
+         "Subscription Info Error: Invalid XDM path specified in XDM event subscription",
+         {XDMWith(event + L"<XMLDataModel><XDMPrefixes>p</XDMPrefixes></XMLDataModel>")}},
+        {RESULT_XDM_PREFIXES,
+         "Subscription Info Error: Invalid XDM Prefixes specified in XDM event subscription",
+         {XDMWith(event + L"<XMLDataModel><XPath>/a</XPath></XMLDataModel>"),
+          XDMWith(event + L"<XMLDataModel><XPath>/a</XPath>" + twice(L"XDMPrefixes", L"p") + L"</XMLDataModel>")}},
+        {RESULT_XDM_PAYLOAD,
+         "Subscription Info Error: Invalid Event Payload specified in XDM event subscription",
+         {XDMWith(event), XDMWith(event + L"<EventPayload>" + twice(L"XDMPrefixes", L"p") + L"</EventPayload>")}},
     };
     for (const auto& test : cases)
         for (const std::wstring& text : test.texts) {
@@ -194,69 +211,6 @@ TEST_F(SubscriptionInfoTest, FirstFaultIsTheStatusAndSaysWhatIsWrong) {
             EXPECT_HR(test.status, info.Status());
             EXPECT_EQ(test.error, support::Narrow(info.ErrorText()));
         }
-}
-
-TEST_F(SubscriptionInfoTest, ValueThatOccursRepeatedlyIsRefusedByName) {
-    const std::wstring model = MODEL;
-    const std::wstring hour = L"P0Y0M0DT1H0M0S";
-    const std::wstring event = L"<Event><XPath>/e</XPath></Event>";
-    const struct {
-        const wchar_t* element;
-        // The document around it.
-        std::wstring before;
-        std::wstring after;
-        std::wstring value;
-        HRESULT status;
-        const char* error;
-    } cases[] = {
-        {L"Aging", L"", TIMER, hour, RESULT_AGING, "Subscription Info Error: Invalid Aging duration found"},
-        {L"LifetimeBeforeRead", L"<DataManagement>", std::wstring(L"</DataManagement>") + TIMER, hour,
-         RESULT_LIFETIME_BEFORE_READ, "Subscription Info Error: Invalid  duration for LifeTimeBefore Read"},
-        {L"LifetimeAfterRead", L"<DataManagement>", std::wstring(L"</DataManagement>") + TIMER, hour,
-         RESULT_LIFETIME_AFTER_READ, "Subscription Info Error: Invalid  duration for LifeTimeAfter Read"},
-        {L"Timer", L"", L"", model + L"<Frequency>" + hour + L"</Frequency>", RESULT_EVENT_TYPE, "Invalid event type"},
-        {L"Frequency", L"<Timer>" + model, L"</Timer>", hour, RESULT_TIMER_FREQUENCY,
-         "Subscription Info Error : Invalid notification frequency present in subscription info for timer subscription"},
-        {L"XMLDataModel", L"<Timer><Frequency>" + hour + L"</Frequency>", L"</Timer>",
-         L"<XPath>/m</XPath><XDMPrefixes>p</XDMPrefixes>", RESULT_DATA_MODEL,
-         "Subscription Info Error : Invalid Timer Event XDM XPath"},
-        {L"KROEvent", L"", L"", L"<Name>N</Name><EventPayload/>", RESULT_EVENT_TYPE, "Invalid event type"},
-        {L"Name", L"<KROEvent><EventPayload/>", L"</KROEvent>", L"N", RESULT_KRO_NAME,
-         "Subscription Info Error : Invalid KRO Event name in subscription info for KRO Event"},
-        {L"XPath", L"<KROEvent><Name>N</Name><EventPayload>", L"</EventPayload></KROEvent>", L"/a",
-         RESULT_KRO_ARCHIVE_TYPE,
-         "Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription"},
-        {L"TransformFile", L"<KROEvent><Name>N</Name><EventPayload>", L"</EventPayload></KROEvent>", L"C:\\t.xsl",
-         RESULT_KRO_ARCHIVE_TYPE,
-         "Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription"},
-        {L"Property", L"<KROEvent><Name>N</Name><EventPayload/><Filter><Property Name=\"a\">",
-         L"</Property></Filter></KROEvent>", L"1", RESULT_KRO_FILTERS,
-         "Subscription Info Error : Invalid Filters Subscription Info Error : Invalid archive type in subscription info for KRO Event subscription"},
-        {L"XDMEvent", L"", L"", event + model, RESULT_EVENT_TYPE, "Invalid event type"},
-        {L"XPath", L"<XDMEvent><Event>", L"</Event>" + model + L"</XDMEvent>", L"/e", RESULT_XDM_EVENT_XPATH,
-         "Subscription Info Error: Invalid Events specified in XDM event subscription"},
-        {L"Trigger", L"<XDMEvent><Event><XPath>/e</XPath>", L"</Event>" + model + L"</XDMEvent>", L". > 1",
-         RESULT_XDM_EVENT_XPATH, "Subscription Info Error: Invalid Events specified in XDM event subscription"},
-        {L"Reset", L"<XDMEvent><Event><XPath>/e</XPath>", L"</Event>" + model + L"</XDMEvent>", L"1",
-         RESULT_XDM_EVENT_XPATH, "Subscription Info Error: Invalid Events specified in XDM event subscription"},
-        {L"XDMPrefixes", L"<XDMEvent>" + event + L"<EventPayload>", L"</EventPayload></XDMEvent>", L"p",
-         RESULT_XDM_PAYLOAD, "Subscription Info Error: Invalid Event Payload specified in XDM event subscription"},
-        {L"XDMPrefixes", L"<XDMEvent>" + event + L"<XMLDataModel><XPath>/m</XPath>", L"</XMLDataModel></XDMEvent>",
-         L"p", RESULT_XDM_PREFIXES,
-         "Subscription Info Error: Invalid XDM Prefixes specified in XDM event subscription"},
-    };
-    for (const auto& test : cases) {
-        const std::wstring name = test.element;
-        const std::wstring element = L"<" + name + L">" + test.value + L"</" + name + L">";
-        const std::wstring empty = L"<" + name + L"/>";
-        for (const std::wstring& second : {element, empty}) {
-            const std::wstring text = Archive(test.before + element + second + test.after);
-            SCOPED_TRACE(support::Narrow(text));
-            SubscriptionInfo info(text);
-            EXPECT_HR(test.status, info.Status());
-            EXPECT_EQ(test.error, support::Narrow(info.ErrorText()));
-        }
-    }
 }
 
 TEST_F(SubscriptionInfoTest, CarriageReturnsReachTheSender) {
