@@ -157,7 +157,7 @@ TEST_F(ArchiveFailures, OnlyUnusableKeysAreDamage) {
     Archive archive(path_, 100);
     ASSERT_HR(S_OK, archive.Add(L"a", L"b"));
     // Another header than the one whose keys are cached.
-    platform_test::PutByte(path_, 4000, 1);
+    support::DamageFile(path_, 4000);
     Replaced unprotect(importedUnprotect, FailingUnprotect);
     for (const auto& [error, expected] : errors) {
         unprotectError = error;

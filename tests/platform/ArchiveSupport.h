@@ -69,20 +69,4 @@ class Replaced {
     const Function real_;
 };
 
-inline std::vector<BYTE> ReadBytes(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-inline void WriteBytes(const std::filesystem::path& path, const std::vector<BYTE>& bytes) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
-
-inline void PutByte(const std::filesystem::path& path, size_t offset, BYTE byte) {
-    std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
-    file.seekp(static_cast<std::streamoff>(offset));
-    file.put(static_cast<char>(byte));
-}
-
 } // namespace platform_test
