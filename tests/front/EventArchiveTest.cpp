@@ -254,7 +254,6 @@ TEST_F(EventArchive, PayloadsAreFilteredAndTransformed) {
         {Source(L"/Payload/Door[@n='2']", badge), L"\"><Name/></Snapshot>"},
         {Source(L"//Badge", script), L"<Payload><Door n=\"1\"><Badge>7</Badge></Door></Payload>"},
         {Source(L"//Badge", reaching), L"<Payload><Door n=\"1\"><Badge>7</Badge></Door></Payload>"},
-        {Source(L"//Badge", text), L"<Payload><Door n=\"1\"><Badge>7</Badge></Door></Payload>"},
         {Source(L"//Badge", missing), L"<Payload><Door n=\"1\"><Badge>7</Badge></Door></Payload>"},
     };
     for (const auto& item : cases) {
@@ -266,6 +265,14 @@ TEST_F(EventArchive, PayloadsAreFilteredAndTransformed) {
         EXPECT_NE(std::wstring::npos, document.find(item.archived)) << support::Narrow(document);
         EXPECT_HR(S_OK, SetData(Off(L"A1")).result);
     }
+    // Output that is not a document is archived as it is, where no XPath finds it.
+    EXPECT_HR(S_OK, SetData(EventDocument(KINDS[0], L"A1", Source(L"//Badge", text))).result);
+    EXPECT_HR(S_OK, Deliver(CallBack(L"Event", Record(L"A1"), body)).result);
+    std::wstring stored;
+    const SubscriptionRecord record = Record(L"A1");
+    EXPECT_HR(S_OK, ReadStream(record.Archive().SnapShotsPath(), record.snapShots.at(0).id, stored));
+    EXPECT_EQ(L"no markup", stored);
+    ExpectAnswer(GetData(L"/Archive[@ID='A1']/*"), E_FAIL, L"Could not find the required data in the archive");
 }
 
 TEST_F(EventArchive, ForgedAndUnknownCallBacksAreRefused) {
@@ -289,12 +296,13 @@ TEST_F(EventArchive, ForgedAndUnknownCallBacksAreRefused) {
          L"The root of the Call back XML is not that of the subscription's sender"},
         {"no payload", CallBack(L"Event", event), E_FAIL, L"Subscription->HandleCallBack returned failure"},
         {"a document type", L"<!DOCTYPE Event [<!ENTITY e 'x'>]>" + CallBack(L"Event", event, payload),
-         RESULT_XML_MALFORMED, L"Failed to Load XML: the call back XML is not well formed"},
-        {"never registered", CallBack(L"Event", unknown, payload), PLATFORM_ID_UNKNOWN,
+         RESULT_XML_MALFORMED, L"Failed to Get the root of call back XML"},
+        {"never registered", CallBack(L"Event", unknown, payload), E_ACCESSDENIED,
          L"Unsubscription with Event Manager failed"},
-        {"never watched", CallBack(L"EventPayload", unknown, payload), PLATFORM_ID_UNKNOWN,
+        {"never watched", CallBack(L"EventPayload", unknown, payload), E_ACCESSDENIED,
          L"Unsubscription with Event Access Failed"},
     };
+    manager_.unsubscribe = scripts_.eventAccess.unsubscribe = {E_ACCESSDENIED};
     for (const auto& item : cases) {
         SCOPED_TRACE(item.name);
         ExpectAnswer(Deliver(item.document), item.result, item.text);

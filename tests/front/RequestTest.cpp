@@ -60,12 +60,13 @@ TEST_F(ComponentTest, RefusedDocuments) {
 }
 
 TEST_F(ComponentTest, IdentitiesThatCouldLeaveTheFolderOrBreakTheDocument) {
-    for (const wchar_t* uri : {L"..\\..", L"..", L"a/b", L"a\\b", L"C:", L"a\"b", L"a<b", L"a&b", L"", L"a\nb"}) {
+    for (const wchar_t* uri : {L"..\\..", L"..", L"a/b", L"a\\b", L"C:", L"a\"b", L"a<b", L"a&b", L"", L"a\nb",
+                               L"COM1", L"nul", L"Lpt9.7", L"con .x"}) {
         SCOPED_TRACE(support::Narrow(uri));
         fakes::ServiceScript script;
         script.serviceUri = uri;
         auto service = fakes::MakeService(script);
-        ExpectAnswer(SetData(Document(L"A1"), service.get()), RESULT_SERVICE_OBJECT, L"Invalid Service Object");
+        ExpectAnswer(SetData(Document(L"A1"), service.get()), RESULT_SERVICE_OBJECT, L"Unknown Error");
         EXPECT_HR(E_FAIL, GetData(L"/Archive[@ID='A1']/*", service.get()).result);
     }
     EXPECT_EQ(0u, FilesLeft());
@@ -137,17 +138,19 @@ TEST_F(ComponentTest, RefusedCallBacks) {
         HRESULT result;
         std::wstring text;
     } cases[] = {
-        {std::nullopt, RESULT_XML_MALFORMED, L"Failed to Load XML: the call back XML is not well formed"},
-        {L"", RESULT_XML_MALFORMED, L"Failed to Load XML: the call back XML is not well formed"},
-        {L"tick", RESULT_XML_MALFORMED, L"Failed to Load XML: the call back XML is not well formed"},
+        {std::nullopt, RESULT_XML_MALFORMED, L"Failed to Get the root of call back XML"},
+        {L"", RESULT_XML_MALFORMED, L"Failed to Get the root of call back XML"},
+        {L"tick", RESULT_XML_MALFORMED, L"Failed to Get the root of call back XML"},
         {L"<TimerEvent><ClientCookie>c</ClientCookie></TimerEvent>", E_FAIL,
          L"Failed to get subscription ID from Call back XML"},
         {L"<Event><Payload/></Event>", E_FAIL, L"Failed to get subscription ID from Call back XML"},
         {L"<Other><SubscriptionID>x</SubscriptionID></Other>", E_FAIL,
          L"Invalid callback string. Root doesnt match with timer, eventmanager or event access callback root"},
         {L"<TimerEvent><SubscriptionID>x\"] | //*[@ID=\"</SubscriptionID><ClientCookie>c</ClientCookie></TimerEvent>",
-         PLATFORM_ID_UNKNOWN, L"Unsubscription with timer Failed"},
+         E_ACCESSDENIED, L"Unsubscription with timer Failed"},
     };
+    scripts_.timer.unsubscribe = {E_ACCESSDENIED};
+    ASSERT_HR(S_OK, SetData(Document(L"A1")).result);
     for (const auto& item : cases) {
         SCOPED_TRACE(support::Narrow(item.document.value_or(L"null")));
         ExpectAnswer(Deliver(item.document), item.result, item.text);
@@ -155,11 +158,14 @@ TEST_F(ComponentTest, RefusedCallBacks) {
 }
 
 TEST_F(ComponentTest, CallBackForAnUnknownSubscriptionEndsItsRegistration) {
+    const wchar_t tick[] = L"<TimerEvent><SubscriptionID>lost</SubscriptionID><ClientCookie>c</ClientCookie></TimerEvent>";
     scripts_.timer.schedules[L"lost"] = L"";
-    EXPECT_HR(S_OK, Deliver(L"<TimerEvent><SubscriptionID>lost</SubscriptionID><ClientCookie>c</ClientCookie>"
-                            L"</TimerEvent>")
-                        .result);
-    EXPECT_TRUE(scripts_.timer.schedules.empty());
+    ExpectAnswer(Deliver(tick), E_FAIL, L"Unable to get subscription object");
+    EXPECT_TRUE(scripts_.timer.schedules.contains(L"lost")) << "there is no persist document";
+    ASSERT_HR(S_OK, SetData(Document(L"A1")).result);
+    EXPECT_HR(S_OK, Deliver(tick).result);
+    EXPECT_FALSE(scripts_.timer.schedules.contains(L"lost"));
+    EXPECT_HR(S_OK, Deliver(tick).result) << "the timer no longer knows it";
 }
 
 TEST_F(ComponentTest, TickBeforeTheRecordIsWrittenDoesNotEndTheRegistration) {
