@@ -1,6 +1,6 @@
 #include "src/SubscriptionInfo.h"
 
-#include "common/com/results.h"
+#include "common/com/result_error.h"
 #include "common/log/CatchAll.h"
 #include "common/services/XmlAccessor.h"
 
@@ -35,13 +35,15 @@ bool LooksLikeMarkup(std::wstring_view text) {
 // How often a value or an element occurs in a document.
 enum class Occurs { Never, Once, Repeatedly };
 
-// Several nodes are returned joined by the delimiter, which no XML text can contain.
+// Several nodes are returned joined by the delimiter, which no XML text can contain. Throws if a query failed: that does
+// not mean that there is no such node, and a default in place of a limit would delete data.
 Occurs OccurrenceOf(XmlAccessor& document, HRESULT queried, const std::wstring& result) {
-    if (queried != S_OK || result.empty())
+    throw_if_failed(queried);
+    if (result.empty())
         return Occurs::Never;
     std::wstring delimiter;
-    const bool joined =
-        document.GetDelimiter(delimiter) == S_OK && !delimiter.empty() && result.find(delimiter) != std::wstring::npos;
+    throw_if_failed(document.GetDelimiter(delimiter));
+    const bool joined = !delimiter.empty() && result.find(delimiter) != std::wstring::npos;
     return joined ? Occurs::Repeatedly : Occurs::Once;
 }
 

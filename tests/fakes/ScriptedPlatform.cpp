@@ -13,7 +13,21 @@ Scripts current;
 // Senders are called by several threads, and call back into themselves by way of the scripts' functions.
 std::recursive_mutex senders;
 
+// Counts a call; not S_OK if it is the one that fails.
+HRESULT Counted() {
+    FailingCall& failing = current.failing;
+    return ++failing.calls == failing.number ? failing.result : S_OK;
+}
+
+template <typename Call>
+HRESULT Counted(Call call) {
+    const HRESULT answer = Counted();
+    return answer == S_OK ? call() : answer;
+}
+
 HRESULT Next(std::vector<HRESULT>& answers) {
+    if (HRESULT answer = Counted(); answer != S_OK)
+        return answer;
     if (answers.empty())
         return S_OK;
     HRESULT answer = answers.front();
@@ -28,6 +42,8 @@ HRESULT Give(BSTR* out, std::wstring_view text) {
 
 // The test's answer to an operation on a stream; S_OK passes it on to the real manager.
 HRESULT ScriptedAnswer(const wchar_t* operation, BSTR stream) {
+    if (HRESULT answer = Counted(); answer != S_OK)
+        return answer;
     return current.archive.answer ? current.archive.answer(operation, stream) : S_OK;
 }
 
@@ -56,6 +72,8 @@ void ResetScripts() {
 }
 
 STDMETHODIMP ScriptedTimer::GetTicket(BSTR* ticket) {
+    if (HRESULT answer = Counted(); answer != S_OK)
+        return answer;
     return Give(ticket, L"ticket-" + std::to_wstring(++current.timer.tickets));
 }
 
@@ -65,6 +83,10 @@ HRESULT SenderScript::Subscribe(const std::wstring& document, std::wstring& id) 
     if (HRESULT answer = Next(subscribe); answer != S_OK)
         return answer;
     id = L"id-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++made);
+    if (!ids.empty()) {
+        id = ids.front();
+        ids.erase(ids.begin());
+    }
     schedules[id] = document;
     if (onSubscribed)
         onSubscribed(id);
@@ -79,6 +101,8 @@ HRESULT SenderScript::Modify(BSTR id, const std::wstring& document) {
     if (found == schedules.end())
         return vorna::PLATFORM_ID_UNKNOWN;
     found->second = document;
+    if (auto run = std::exchange(onModified, nullptr))
+        run();
     return S_OK;
 }
 
@@ -149,6 +173,10 @@ STDMETHODIMP ScriptedEventAccess::Unsubscribe(IUnknown*, BSTR subscriptionId) {
 STDMETHODIMP ScriptedAggregator::GetData(IUnknown*, BSTR, BSTR, BSTR* data, BSTR* secondResult) {
     ++current.aggregator.calls;
     *data = *secondResult = nullptr;
+    if (auto run = std::exchange(current.aggregator.onGetData, nullptr))
+        run();
+    if (HRESULT answer = Counted(); answer != S_OK)
+        return answer;
     if (current.aggregator.result != S_OK)
         return current.aggregator.result;
     return Give(data, current.aggregator.data);
@@ -173,6 +201,51 @@ STDMETHODIMP ScriptedArchiveManager::GetStream(BSTR name, long flags, BSTR* data
 STDMETHODIMP ScriptedArchiveManager::RemoveFile(BSTR name) {
     const HRESULT answer = ScriptedAnswer(L"remove", name);
     return answer == S_OK ? real_->RemoveFile(name) : answer;
+}
+
+STDMETHODIMP ScriptedArchiveManager::put_Archive(BSTR path) {
+    return Counted([&] { return real_->put_Archive(path); });
+}
+
+STDMETHODIMP ScriptedArchiveManager::GetEntryCount(long kind, long* count) {
+    return Counted([&] { return real_->GetEntryCount(kind, count); });
+}
+
+STDMETHODIMP ScriptedArchiveManager::GetStreamNames(BSTR* names) {
+    return Counted([&] { return real_.try_as<IArchiveStreams>()->GetStreamNames(names); });
+}
+
+ScriptedXmlAccessor::ScriptedXmlAccessor() {
+    EXPECT_HR(S_OK, CoCreateInstance(__uuidof(XMLSimpleAccessor), nullptr, CLSCTX_INPROC_SERVER,
+                                     __uuidof(IXMLSimpleAccessor), real_.put_void()));
+}
+
+STDMETHODIMP ScriptedXmlAccessor::get_delimiter(BSTR* text) {
+    return Counted([&] { return real_->get_delimiter(text); });
+}
+
+STDMETHODIMP ScriptedXmlAccessor::Load(BSTR document) {
+    return Counted([&] { return real_->Load(document); });
+}
+
+STDMETHODIMP ScriptedXmlAccessor::Query(BSTR xpath, long kind, BSTR* result) {
+    return Counted([&] { return real_->Query(xpath, kind, result); });
+}
+
+STDMETHODIMP ScriptedXmlAccessor::Set(BSTR xpath, BSTR markup, long mode) {
+    return Counted([&] { return real_->Set(xpath, markup, mode); });
+}
+
+STDMETHODIMP ScriptedXmlAccessor::get_RootName(BSTR* name) {
+    return Counted([&] { return real_->get_RootName(name); });
+}
+
+STDMETHODIMP ScriptedXmlAccessor::get_NamespaceList(BSTR* declarations) {
+    return Counted([&] { return real_->get_NamespaceList(declarations); });
+}
+
+STDMETHODIMP ScriptedXmlAccessor::TransformByFile(BSTR stylesheetFile, BSTR* result) {
+    return Counted([&] { return real_->TransformByFile(stylesheetFile, result); });
 }
 
 vorna::com_ptr<IUnknown> MakeService(ServiceScript script) {

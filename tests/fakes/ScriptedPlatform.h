@@ -21,10 +21,13 @@ struct SenderScript {
     std::vector<HRESULT> subscribe;
     std::vector<HRESULT> unsubscribe;
     std::vector<HRESULT> modify;
+    // IDs of the next registrations, taken in order; then each is unique.
+    std::vector<std::wstring> ids;
     // Runs inside a successful subscribe, with the new ID.
     std::function<void(const std::wstring&)> onSubscribed;
-    // Runs inside a successful unsubscribe.
+    // Run inside a successful unsubscribe and a successful modify, once.
     std::function<void()> onUnsubscribed;
+    std::function<void()> onModified;
 
     std::vector<std::wstring> unsubscribed;
     // The current registrations: schedules, or subscription and filter documents one after the other.
@@ -48,6 +51,7 @@ struct AggregatorScript {
     HRESULT result = S_OK;
     std::wstring data = L"<Data><V>1</V></Data>";
     int calls = 0;
+    std::function<void()> onGetData;
 };
 
 struct ArchiveScript {
@@ -55,8 +59,17 @@ struct ArchiveScript {
     std::function<HRESULT(const std::wstring& operation, const std::wstring& stream)> answer;
 };
 
+// Makes one call to a stand-in fail, whichever it is.
+struct FailingCall {
+    // Counts from 1; 0: none fails.
+    int number = 0;
+    int calls = 0;
+    HRESULT result = E_FAIL;
+};
+
 // Fresh scripts for one test.
 struct Scripts {
+    FailingCall failing;
     TimerScript timer;
     SenderScript eventManager;
     EventAccessScript eventAccess;
@@ -98,18 +111,43 @@ class ScriptedAggregator : public vorna::dispatch_object<ScriptedAggregator, IAg
 };
 
 // Fails on demand, otherwise the real manager.
-class ScriptedArchiveManager : public vorna::dispatch_object<ScriptedArchiveManager, ISecureArchiveManager> {
+class ScriptedArchiveManager
+    : public vorna::dispatch_object<ScriptedArchiveManager, ISecureArchiveManager, IArchiveStreams> {
   public:
     ScriptedArchiveManager();
-    STDMETHODIMP put_Archive(BSTR path) override { return real_->put_Archive(path); }
-    STDMETHODIMP GetEntryCount(long kind, long* count) override { return real_->GetEntryCount(kind, count); }
+    STDMETHODIMP put_Archive(BSTR path) override;
+    STDMETHODIMP GetEntryCount(long kind, long* count) override;
     STDMETHODIMP AddStream(BSTR name, BSTR data, long flags) override;
     STDMETHODIMP GetStream(BSTR name, long flags, BSTR* data) override;
     STDMETHODIMP RemoveFile(BSTR name) override;
     STDMETHODIMP put_Mode(long flag) override { return real_->put_Mode(flag); }
+    STDMETHODIMP GetStreamNames(BSTR* names) override;
 
   private:
     vorna::com_ptr<ISecureArchiveManager> real_;
+};
+
+// The same for the XML accessor.
+class ScriptedXmlAccessor : public vorna::dispatch_object<ScriptedXmlAccessor, IXMLSimpleAccessor> {
+  public:
+    ScriptedXmlAccessor();
+    STDMETHODIMP get_delimiter(BSTR* text) override;
+    STDMETHODIMP Reserved8() override { return E_NOTIMPL; }
+    STDMETHODIMP Reserved9() override { return E_NOTIMPL; }
+    STDMETHODIMP Reserved10() override { return E_NOTIMPL; }
+    STDMETHODIMP Reserved11() override { return E_NOTIMPL; }
+    STDMETHODIMP Load(BSTR document) override;
+    STDMETHODIMP Reserved13() override { return E_NOTIMPL; }
+    STDMETHODIMP Reserved14() override { return E_NOTIMPL; }
+    STDMETHODIMP Query(BSTR xpath, long kind, BSTR* result) override;
+    STDMETHODIMP Reserved16() override { return E_NOTIMPL; }
+    STDMETHODIMP Set(BSTR xpath, BSTR markup, long mode) override;
+    STDMETHODIMP get_RootName(BSTR* name) override;
+    STDMETHODIMP get_NamespaceList(BSTR* declarations) override;
+    STDMETHODIMP TransformByFile(BSTR stylesheetFile, BSTR* result) override;
+
+  private:
+    vorna::com_ptr<IXMLSimpleAccessor> real_;
 };
 
 // A client's service object.

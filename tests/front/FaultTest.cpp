@@ -101,8 +101,9 @@ TEST_F(FaultTest, MethodsWithoutMemory) {
          vorna::RESULT_NO_SUBSCRIPTION, L"No Subscription exists for the service and archive id"},
         {"SetData without service", [&] { return object_->SetData(nullptr, document.get(), 0, info.put()); },
          vorna::RESULT_SERVICE_OBJECT, L"Invalid Service Object"},
-        {"SetData without Collect", [&] { return object_->SetData(service_.get(), document.get(), 0, info.put()); },
-         vorna::RESULT_COLLECT, L"Subscription Info Error : Data Collect is mandatory field"},
+        {"SetData of no archive", [&] { return object_->SetData(service_.get(), document.get(), 0, info.put()); },
+         vorna::RESULT_NO_SUBSCRIPTION,
+         L"No subscription exists for the ArchiveID and Service params combination specified"},
         {"Deliver", [&] { return object_->Deliver(event.get(), info.put()); }, E_FAIL,
          L"Failed to get subscription ID from Call back XML"},
     };

@@ -48,6 +48,8 @@ TEST_F(ComponentTest, RefusedDocuments) {
          RESULT_XML_MALFORMED, L"XML not properly formatted"},
         {Document(L"A1", L"OFF"), RESULT_NO_SUBSCRIPTION,
          L"No subscription exists for the ArchiveID and Service params combination specified"},
+        {Document(L"A1", L"On"), RESULT_NO_SUBSCRIPTION,
+         L"No subscription exists for the ArchiveID and Service params combination specified"},
         {L"<Archive ID=\"A1\"><Collect>ON</Collect></Archive>", RESULT_EVENT_TYPE, L"Invalid event type"},
     };
     for (const auto& item : cases) {
@@ -60,8 +62,8 @@ TEST_F(ComponentTest, RefusedDocuments) {
 }
 
 TEST_F(ComponentTest, IdentitiesThatCouldLeaveTheFolderOrBreakTheDocument) {
-    for (const wchar_t* uri : {L"..\\..", L"..", L"a/b", L"a\\b", L"C:", L"a\"b", L"a<b", L"a&b", L"", L"a\nb",
-                               L"COM1", L"nul", L"Lpt9.7", L"con .x"}) {
+    for (const wchar_t* uri : {L"..\\..", L"..", L"a/b", L"a\\b", L"C:", L"a\"b", L"a<b", L"a&b", L"", L"a\nb", L"COM1",
+                               L"nul", L"Lpt9.7", L"con .x"}) {
         SCOPED_TRACE(support::Narrow(uri));
         fakes::ServiceScript script;
         script.serviceUri = uri;
@@ -158,7 +160,8 @@ TEST_F(ComponentTest, RefusedCallBacks) {
 }
 
 TEST_F(ComponentTest, CallBackForAnUnknownSubscriptionEndsItsRegistration) {
-    const wchar_t tick[] = L"<TimerEvent><SubscriptionID>lost</SubscriptionID><ClientCookie>c</ClientCookie></TimerEvent>";
+    const wchar_t tick[] =
+        L"<TimerEvent><SubscriptionID>lost</SubscriptionID><ClientCookie>c</ClientCookie></TimerEvent>";
     scripts_.timer.schedules[L"lost"] = L"";
     ExpectAnswer(Deliver(tick), E_FAIL, L"Unable to get subscription object");
     EXPECT_TRUE(scripts_.timer.schedules.contains(L"lost")) << "there is no persist document";
