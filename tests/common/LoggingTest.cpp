@@ -204,7 +204,6 @@ TEST_F(LoggingTest, TrimKeepsTheLastWholeLines) {
         std::string after;
     } cases[] = {
         {"0", lines, lines},
-        {"1024", lines, lines},
         {"-1", lines, lines},
         {"5", lines, lines},
         {"4", lines, lines.substr(lines.find('\n', lines.size() - 4096) + 1)},
@@ -245,39 +244,31 @@ TEST_F(LoggingTest, EntryAndExitOfAScopeCarryOneGuid) {
 }
 
 TEST_F(LoggingTest, ConcurrentFirstStartsShareOneTarget) {
-    for (int round = 0; round < 20; ++round) {
-        SCOPED_TRACE(round);
+    Configure("file," + Log().string() + ",4");
+    for (int round = 0; round < 20 && !HasFailure(); ++round) {
         std::filesystem::remove(Log());
-        Configure("file," + Log().string() + ",4");
-        DWORD handles = 0;
+        DWORD handles = 0, left = 0;
         GetProcessHandleCount(GetCurrentProcess(), &handles);
         unique_handle go(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-        std::vector<std::thread> threads;
-        std::atomic<int> wrong{0};
-        for (int thread = 0; thread < 6; ++thread)
-            threads.emplace_back([&] {
-                WaitForSingleObject(go.get(), INFINITE);
-                wrong += StartLogging(PROGRAM) != 4;
-                LogMessage(1, "started");
-            });
-        SetEvent(go.get());
-        for (auto& thread : threads)
-            thread.join();
-        EXPECT_EQ(0, wrong);
-        auto lines = Lines();
-        EXPECT_EQ(6, std::count(lines.begin(), lines.end(), "started"));
-        EXPECT_EQ(1, std::count(lines.begin(), lines.end(), " ---Start Logging---"));
+        {
+            std::vector<std::jthread> threads(6);
+            for (std::jthread& thread : threads)
+                thread = std::jthread([&] {
+                    WaitForSingleObject(go.get(), INFINITE);
+                    EXPECT_EQ(4u, StartLogging(PROGRAM));
+                    LogMessage(1, "started");
+                });
+            SetEvent(go.get());
+        }
+        EXPECT_THAT(Lines(), testing::UnorderedElementsAre(" ---Start Logging---", "started", "started", "started",
+                                                           "started", "started", "started"));
         for (int user = 0; user < 5; ++user)
             StopLogging();
         EXPECT_EQ(4u, loggingLevel);
         StopLogging();
         EXPECT_EQ(0u, loggingLevel);
-        threads.clear();
-        DWORD left = 0;
         GetProcessHandleCount(GetCurrentProcess(), &left);
         EXPECT_LE(left, handles + 1) << "handles of the starts that came second";
-        if (HasFailure())
-            break;
     }
 }
 
@@ -323,6 +314,7 @@ TEST_F(LoggingTest, TwoProcessesLoseNoLine) {
     unique_handle ready(CreateSemaphoreA(nullptr, 0, 2, "VORNATEST.WritersReady"));
     unique_handle go(CreateEventA(nullptr, TRUE, FALSE, "VORNATEST.WritersGo"));
     std::vector<support::ChildProcess> writers;
+    writers.reserve(2);
     for (const wchar_t* number : {L"1", L"2"})
         writers.push_back(
             support::ChildProcess::OfTest(L"LoggingChild.DISABLED_Writer", {{L"VORNA_TEST_WRITER", number}}));

@@ -59,6 +59,13 @@ std::wstring Wide(std::string_view text) {
     return wide;
 }
 
+std::wstring Repeated(std::size_t count, std::wstring_view text) {
+    std::wstring all;
+    while (count-- > 0)
+        all += text;
+    return all;
+}
+
 std::filesystem::path BinFolder() {
     wchar_t path[MAX_PATH];
     GetModuleFileNameW(nullptr, path, MAX_PATH);

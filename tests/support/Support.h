@@ -24,6 +24,7 @@ testing::AssertionResult SameResult(const char* expectedText, const char* actual
 // For messages and comparisons that print: UTF-8 of a wide text.
 std::string Narrow(std::wstring_view text);
 std::wstring Wide(std::string_view text);
+std::wstring Repeated(std::size_t count, std::wstring_view text);
 
 // The folder of the test program, where the modules under test lie too.
 std::filesystem::path BinFolder();
