@@ -2,7 +2,6 @@
 #include "QXKeldan.h"
 #include "common/com/results.h"
 #include "common/com/scope_exit.h"
-#include "common/com/unique_any.h"
 #include "common/services/platformservices.h"
 #include "platform/HostTest.h"
 #include "platform/data/ModelStore.h"
@@ -214,21 +213,16 @@ TEST(EventAccessQueue, EventThatFindsNoRoomIsPostedWhenThereIsSome) {
     const keldan::ModelStore store(data);
     ASSERT_NO_FATAL_FAILURE(WriteModel(store, Gauge(L"1")));
     Inbox came;
-    const vorna::unique_handle released(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     keldan::OutboxPolicy policy;
     policy.perSubscription = 1;
     keldan::EventAccessService service(
-        [&](const std::wstring&, const std::wstring& document) {
-            const HRESULT result = came.Take(bstr(document).get());
-            WaitForSingleObject(released.get(), INFINITE);
-            return result;
-        },
-        data, policy);
-    // Also if the test fails: the service waits for the client.
-    const vorna::scope_exit release([&] { SetEvent(released.get()); });
+        [&](const std::wstring&, const std::wstring& document) { return came.Take(document); }, data, policy);
     ASSERT_HR(S_OK, service.Start(folder.Path()));
     std::wstring id;
     ASSERT_HR(S_OK, service.Subscribe(GAUGE, Document(Event(L"/Gauge/Pressure")), id));
+    came.Hold(id);
+    // Also if the test fails: the service waits for the client.
+    const vorna::scope_exit release([&] { came.Release(id); });
     ASSERT_NO_FATAL_FAILURE(WriteModel(store, Gauge(L"2")));
     ASSERT_TRUE(came.WaitFor(id, 1));
     ASSERT_NO_FATAL_FAILURE(WriteModel(store, Gauge(L"3")));
@@ -238,7 +232,7 @@ TEST(EventAccessQueue, EventThatFindsNoRoomIsPostedWhenThereIsSome) {
     ASSERT_NO_FATAL_FAILURE(WriteModel(store, Gauge(L"4")));
     ASSERT_TRUE(came.WaitFor(other, 1));
     EXPECT_EQ(1u, came.Count(id));
-    SetEvent(released.get());
+    came.Release(id);
     EXPECT_TRUE(came.WaitFor(id, 2));
     EXPECT_EQ(L"<Pressure>2</Pressure>\n<Pressure>4</Pressure>\n", DataOf(came.Of(id)));
     EXPECT_TRUE(service.InUse());

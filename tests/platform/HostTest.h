@@ -2,75 +2,15 @@
 #pragma once
 
 #include "VornaLib.h"
-#include "common/com/bstr.h"
 #include "common/com/com_server.h"
 #include "fakes/InstalledClass.h"
+#include "platform/Inbox.h"
 #include "support/ChildProcess.h"
-#include "support/Support.h"
-
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
-#include <string>
-#include <vector>
-
-constexpr std::chrono::seconds PATIENCE(20);
 
 // The class of this program that receives callbacks and stores them in the inbox; COM finds it while a HostTest exists.
 constexpr wchar_t RECEIVER[] = L"QXKELDAN.TestReceiver";
 
 // The callbacks that this program received.
-class Inbox {
-  public:
-    HRESULT Take(BSTR document) {
-        std::lock_guard lock(mutex_);
-        documents_.push_back(std::wstring(vorna::view_of(document)));
-        arrived_.notify_all();
-        if (failures_ == 0)
-            return S_OK;
-        --failures_;
-        return E_FAIL;
-    }
-    void FailNext(int times) {
-        std::lock_guard lock(mutex_);
-        failures_ = times;
-    }
-    void Clear() {
-        std::lock_guard lock(mutex_);
-        documents_.clear();
-        failures_ = 0;
-    }
-    // The callbacks of a registration, in the order of their arrival.
-    std::vector<std::wstring> Of(const std::wstring& id) {
-        std::lock_guard lock(mutex_);
-        return OfLocked(id);
-    }
-    std::size_t Count(const std::wstring& id) { return Of(id).size(); }
-    // Waits for that many callbacks of the registration.
-    bool WaitFor(const std::wstring& id, std::size_t count) {
-        std::unique_lock lock(mutex_);
-        return arrived_.wait_for(lock, PATIENCE, [&] { return OfLocked(id).size() >= count; });
-    }
-    std::wstring Last() {
-        std::lock_guard lock(mutex_);
-        return documents_.empty() ? L"" : documents_.back();
-    }
-
-  private:
-    std::vector<std::wstring> OfLocked(const std::wstring& id) const {
-        std::vector<std::wstring> found;
-        for (const std::wstring& document : documents_)
-            if (document.find(L"<SubscriptionID>" + id + L"</SubscriptionID>") != std::wstring::npos)
-                found.push_back(document);
-        return found;
-    }
-
-    std::mutex mutex_;
-    std::condition_variable arrived_;
-    std::vector<std::wstring> documents_;
-    int failures_ = 0;
-};
-
 inline Inbox inbox;
 
 // The class of RECEIVER.
@@ -79,7 +19,7 @@ class Receiver : public vorna::com_object<Receiver, IComBaseClient> {
     STDMETHODIMP Deliver(BSTR document, BSTR* error) override {
         if (error)
             *error = nullptr;
-        return inbox.Take(document);
+        return inbox.Take(vorna::view_of(document));
     }
 };
 
