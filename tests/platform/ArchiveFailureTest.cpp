@@ -53,7 +53,7 @@ BOOL WINAPI FailingUnprotect(DATA_BLOB*, LPWSTR*, DATA_BLOB*, PVOID, CRYPTPROTEC
     return FALSE;
 }
 
-class ArchiveFailures : public testing::Test {
+class ArchiveFailures : public platform_test::ArchiveTest {
   protected:
     // Adds a stream of several pages; false if a fault ended it at the write with this number.
     bool AddUntilFault(Archive& archive, int write) const {
@@ -63,9 +63,6 @@ class ArchiveFailures : public testing::Test {
         EXPECT_HR(allowedWrites < 0 ? E_UNEXPECTED : S_OK, result) << write;
         return allowedWrites >= 0;
     }
-
-    support::TestFolder folder_;
-    fs::path path_ = folder_.Path() / "A.sam";
 };
 
 TEST_F(ArchiveFailures, FaultReleasesTheArchiveAndChangesNothing) {
@@ -110,6 +107,15 @@ TEST_F(ArchiveFailures, JournalOfADeletedArchiveIsNotUndoneInTheNextOne) {
             break;
     }
     EXPECT_GT(journals, 2);
+}
+
+TEST_F(ArchiveFailures, UnfinishedNewArchiveOfAKilledProcessIsReplaced) {
+    support::WriteFileBytes(path_.wstring() + L"-new", std::string(10000, 'x'));
+    Archive archive(path_);
+    EXPECT_EQ(0, archive.MustCount());
+    ASSERT_HR(S_OK, archive.Add(L"a", L"b"));
+    EXPECT_EQ(platform_test::Names{L"A.sam"}, Files());
+    EXPECT_EQ(L"b", archive.MustGet(L"a"));
 }
 
 TEST_F(ArchiveFailures, ArchiveThatCanBeNeitherOpenedNorMadeIsWaitedForWithABound) {

@@ -8,8 +8,11 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace platform_test {
+
+using Names = std::vector<std::wstring>;
 
 class Archive {
   public:
@@ -33,10 +36,28 @@ class Archive {
     HRESULT Remove(const std::wstring& name) { return manager_->RemoveFile(vorna::bstr(name).get()); }
     HRESULT Count(long& count) { return manager_->GetEntryCount(2, &count); }
 
+    // The names, each of which ends with a delimiter in the list; a failure leaves no list.
+    HRESULT List(Names& names) {
+        vorna::bstr list;
+        HRESULT result = manager_.try_as<IArchiveStreams>()->GetStreamNames(list.put());
+        EXPECT_EQ(SUCCEEDED(result), list.get() != nullptr);
+        std::wstring_view rest = list.view();
+        names.clear();
+        for (size_t end; (end = rest.find(L'\xFFFF')) != rest.npos; rest.remove_prefix(end + 1))
+            names.emplace_back(rest.substr(0, end));
+        EXPECT_TRUE(rest.empty()) << "no delimiter after the last name";
+        return result;
+    }
+
     std::wstring MustGet(const std::wstring& name) {
         std::wstring data;
         EXPECT_HR(S_OK, Get(name, data));
         return data;
+    }
+    Names MustList() {
+        Names names;
+        EXPECT_HR(S_OK, List(names));
+        return names;
     }
     long MustCount() {
         long count = -1;
@@ -46,6 +67,16 @@ class Archive {
 
   private:
     vorna::com_ptr<ISecureArchiveManager> manager_;
+};
+
+// A file for one test's archive, in a folder of its own.
+class ArchiveTest : public testing::Test {
+  protected:
+    // The files beside it, which a test wants to be absent, are in the folder too.
+    Names Files() const { return support::FilesIn(folder_.Path()); }
+
+    support::TestFolder folder_;
+    const std::filesystem::path path_ = folder_.Path() / "A.sam";
 };
 
 // Replaces an imported function of this program, which includes the code of archives, for the life of the object.

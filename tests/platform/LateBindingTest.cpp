@@ -8,9 +8,8 @@ namespace {
 
 using vorna::bstr;
 
-HRESULT InvokeByName(IUnknown* object, const wchar_t* name, std::vector<VARIANTARG> reversedArguments,
+HRESULT InvokeByName(IDispatch* dispatch, const wchar_t* name, std::vector<VARIANTARG> reversedArguments,
                      std::wstring& answer) {
-    const auto dispatch = vorna::com_ptr<IUnknown>(object).try_as<IDispatch>();
     auto* names = const_cast<LPOLESTR>(name);
     DISPID id = 0;
     if (HRESULT found = dispatch->GetIDsOfNames(IID_NULL, &names, 1, LOCALE_NEUTRAL, &id); found != S_OK)
@@ -27,7 +26,8 @@ HRESULT InvokeByName(IUnknown* object, const wchar_t* name, std::vector<VARIANTA
 
 TEST(LateBinding, ScriptsReadPropertiesAndCallMethods) {
     std::wstring answer;
-    EXPECT_HR(S_OK, InvokeByName(support::PlatformService(L"P", L"S", L"U").get(), L"friendlyName", {}, answer));
+    EXPECT_HR(S_OK, InvokeByName(support::PlatformService(L"P", L"S", L"U").try_as<IDispatch>().get(), L"friendlyName",
+                                 {}, answer));
     EXPECT_EQ(L"Press 7", answer);
     const auto accessor = support::Create<IXMLSimpleAccessor>(vorna::PROGID_XML_ACCESSOR);
     ASSERT_HR(S_OK, accessor->Load(bstr(L"<a b='7'/>").get()));
@@ -45,6 +45,27 @@ TEST(LateBinding, ScriptsReadPropertiesAndCallMethods) {
                                          {vorna::PROGID_SERVICE_FACTORY, L"CreateService"}})
         EXPECT_HR(DISP_E_BADPARAMCOUNT, InvokeByName(support::Create<IDispatch>(progId).get(), method, {}, answer))
             << support::Narrow(method);
+}
+
+TEST(LateBinding, BothInterfacesOfTheArchiveManagerAnswerToTheMethodsOfBoth) {
+    const support::TestFolder folder;
+    const auto manager = support::Create<ISecureArchiveManager>(vorna::PROGID_ARCHIVE_MANAGER);
+    const auto streams = manager.try_as<IArchiveStreams>();
+    ASSERT_TRUE(streams);
+    EXPECT_HR(E_POINTER, streams->GetStreamNames(nullptr));
+    ASSERT_HR(S_OK, manager->put_Archive(bstr((folder.Path() / "A.sam").wstring()).get()));
+    ASSERT_HR(S_OK, manager->AddStream(bstr(L"a").get(), bstr(L"b").get(), 0));
+    VARIANTARG kind{};
+    kind.vt = VT_I4;
+    kind.lVal = 2;
+    std::wstring answer;
+    for (IDispatch* object : {static_cast<IDispatch*>(manager.get()), static_cast<IDispatch*>(streams.get())}) {
+        EXPECT_HR(S_OK, InvokeByName(object, L"GetStreamNames", {}, answer));
+        EXPECT_EQ(L"a\xFFFF", answer);
+        EXPECT_HR(S_OK, InvokeByName(object, L"GetEntryCount", {kind}, answer));
+        EXPECT_EQ(L"1", answer);
+        EXPECT_HR(DISP_E_UNKNOWNNAME, InvokeByName(object, L"GetNothing", {}, answer));
+    }
 }
 
 } // namespace

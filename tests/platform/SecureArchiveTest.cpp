@@ -8,6 +8,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using platform_test::Archive;
+using platform_test::Names;
 using support::ReadFileBytes;
 using support::WriteFileBytes;
 
@@ -17,16 +18,7 @@ constexpr HRESULT DENIED = HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
 constexpr HRESULT CORRUPT = HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT);
 constexpr HRESULT BUSY = HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION);
 
-class SecureArchive : public testing::Test {
-  protected:
-    fs::path File(const wchar_t* name = L"A.sam") const { return folder_.Path() / name; }
-    // Only the archives themselves may be in the folder.
-    void ExpectFiles(const std::vector<std::wstring>& expected) const {
-        EXPECT_EQ(expected, support::FilesIn(folder_.Path()));
-    }
-
-    support::TestFolder folder_;
-};
+class SecureArchive : public platform_test::ArchiveTest {};
 
 TEST_F(SecureArchive, AnyTextIsReturnedUnchanged) {
     using namespace std::string_literals;
@@ -42,7 +34,7 @@ TEST_F(SecureArchive, AnyTextIsReturnedUnchanged) {
         {std::wstring(5000, L'n'), std::wstring(5000, L'd')},
         {L"page edges", std::wstring(4096, L'\x00E9')},
     };
-    Archive archive(File());
+    Archive archive(path_);
     for (const auto& [name, data] : streams)
         ASSERT_HR(S_OK, archive.Add(name, data));
     for (const auto& [name, data] : streams)
@@ -55,11 +47,11 @@ TEST_F(SecureArchive, AnyTextIsReturnedUnchanged) {
         EXPECT_HR(NOT_FOUND, archive.Get(name, gone));
     }
     EXPECT_EQ(0, archive.MustCount());
-    ExpectFiles({L"A.sam"});
+    EXPECT_EQ(Names{L"A.sam"}, Files());
 }
 
 TEST_F(SecureArchive, IncompleteCharactersAreKept) {
-    Archive archive(File());
+    Archive archive(path_);
     vorna::bstr odd;
     *odd.put() = SysAllocStringByteLen("abc", 3);
     ASSERT_HR(S_OK, archive.Manager().AddStream(vorna::bstr(L"odd").get(), odd.get(), 0));
@@ -69,32 +61,22 @@ TEST_F(SecureArchive, IncompleteCharactersAreKept) {
     EXPECT_EQ(0, memcmp("abc", back.get(), 3));
 }
 
-TEST_F(SecureArchive, StreamReplacesTheOneOfItsName) {
-    Archive archive(File());
-    ASSERT_HR(S_OK, archive.Add(L"a", std::wstring(100000, L'1')));
-    auto large = fs::file_size(File());
-    ASSERT_HR(S_OK, archive.Add(L"a", L"2"));
-    EXPECT_EQ(L"2", archive.MustGet(L"a"));
-    EXPECT_EQ(1, archive.MustCount());
-    EXPECT_LT(fs::file_size(File()) + 190000, large);
-}
-
 TEST_F(SecureArchive, FileShrinksWhenStreamsAreRemovedAndIsTheOnlyOne) {
-    Archive archive(File());
+    Archive archive(path_);
     ASSERT_HR(S_OK, archive.Add(L"kept", L"kept"));
-    ExpectFiles({L"A.sam"});
-    auto small = fs::file_size(File());
+    EXPECT_EQ(Names{L"A.sam"}, Files());
+    auto small = fs::file_size(path_);
     for (int i = 0; i < 40; ++i) {
         ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), std::wstring(5000, L'x')));
-        ExpectFiles({L"A.sam"});
+        EXPECT_EQ(Names{L"A.sam"}, Files());
     }
-    EXPECT_GT(fs::file_size(File()), 400000u);
+    EXPECT_GT(fs::file_size(path_), 400000u);
     // Streams in the middle first, so that later pages have to move.
     for (int i = 39; i >= 0; --i) {
         ASSERT_HR(S_OK, archive.Remove(std::to_wstring((i + 20) % 40)));
-        ExpectFiles({L"A.sam"});
+        EXPECT_EQ(Names{L"A.sam"}, Files());
     }
-    EXPECT_EQ(small, fs::file_size(File()));
+    EXPECT_EQ(small, fs::file_size(path_));
     EXPECT_EQ(L"kept", archive.MustGet(L"kept"));
 }
 
@@ -102,27 +84,20 @@ TEST_F(SecureArchive, FiftyMegabytesAreStoredOnce) {
     std::wstring data(25 * 1024 * 1024, L'\0');
     for (size_t i = 0; i < data.size(); ++i)
         data[i] = static_cast<wchar_t>(i * 31 + (i >> 16));
-    Archive archive(File());
+    Archive archive(path_);
     ASSERT_HR(S_OK, archive.Add(L"small", L"s"));
     ASSERT_HR(S_OK, archive.Add(L"large", data));
-    EXPECT_LT(fs::file_size(File()), data.size() * sizeof(wchar_t) / 100 * 105);
+    EXPECT_LT(fs::file_size(path_), data.size() * sizeof(wchar_t) / 100 * 105);
     EXPECT_TRUE(data == archive.MustGet(L"large"));
-    ASSERT_HR(S_OK, archive.Remove(L"large"));
-    EXPECT_LT(fs::file_size(File()), 40000u);
+    ASSERT_HR(S_OK, archive.Add(L"large", L"replaced"));
+    EXPECT_EQ(L"replaced", archive.MustGet(L"large"));
+    EXPECT_EQ(2, archive.MustCount());
+    EXPECT_LT(fs::file_size(path_), 40000u);
     EXPECT_EQ(L"s", archive.MustGet(L"small"));
 }
 
-TEST_F(SecureArchive, ReadingCreatesNoArchive) {
-    Archive archive(File());
-    std::wstring data;
-    EXPECT_HR(NOT_FOUND, archive.Get(L"a", data));
-    EXPECT_HR(NOT_FOUND, archive.Remove(L"a"));
-    EXPECT_EQ(0, archive.MustCount());
-    ExpectFiles({});
-}
-
 TEST_F(SecureArchive, ArgumentsAreCheckedAndOutParametersSet) {
-    Archive archive(File());
+    Archive archive(path_);
     auto& manager = archive.Manager();
     long count = 77;
     for (long kind : {-1L, 0L, 1L, 3L}) {
@@ -134,6 +109,8 @@ TEST_F(SecureArchive, ArgumentsAreCheckedAndOutParametersSet) {
     auto poison = reinterpret_cast<BSTR>(1);
     EXPECT_HR(NOT_FOUND, manager.GetStream(vorna::bstr(L"a").get(), 0, &poison));
     EXPECT_EQ(nullptr, poison);
+    EXPECT_HR(NOT_FOUND, archive.Remove(L"a"));
+    EXPECT_EQ(0, archive.MustCount());
     for (long flag : {0L, 1L, -5L})
         EXPECT_HR(S_OK, manager.put_Mode(flag));
 
@@ -142,8 +119,8 @@ TEST_F(SecureArchive, ArgumentsAreCheckedAndOutParametersSet) {
     EXPECT_HR(E_INVALIDARG, archive.Bind(L""));
     EXPECT_HR(E_INVALIDARG, archive.Bind(L"relative.sam"));
     EXPECT_HR(E_INVALIDARG, archive.Bind(folder_.Path() / ""));
-    EXPECT_HR(E_INVALIDARG, manager.put_Archive(vorna::bstr(File().wstring() + std::wstring(1, L'\0') + L"x").get()));
-    ExpectFiles({});
+    EXPECT_HR(E_INVALIDARG, manager.put_Archive(vorna::bstr(path_.wstring() + std::wstring(1, L'\0') + L"x").get()));
+    EXPECT_EQ(Names{}, Files());
 }
 
 TEST_F(SecureArchive, PathsBeyondTheOldLimitWork) {
@@ -159,37 +136,37 @@ TEST_F(SecureArchive, PathsBeyondTheOldLimitWork) {
 }
 
 TEST_F(SecureArchive, ReadOnlyFileIsReadAndNotWritten) {
-    Archive archive(File());
+    Archive archive(path_);
     ASSERT_HR(S_OK, archive.Add(L"a", L"b"));
-    auto before = ReadFileBytes(File());
-    SetFileAttributesW(File().c_str(), FILE_ATTRIBUTE_READONLY);
+    auto before = ReadFileBytes(path_);
+    SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_READONLY);
     EXPECT_HR(DENIED, archive.Add(L"c", L"d"));
     EXPECT_HR(DENIED, archive.Remove(L"a"));
     EXPECT_EQ(L"b", archive.MustGet(L"a"));
     EXPECT_EQ(1, archive.MustCount());
-    SetFileAttributesW(File().c_str(), FILE_ATTRIBUTE_NORMAL);
-    EXPECT_TRUE(before == ReadFileBytes(File()));
+    SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_NORMAL);
+    EXPECT_TRUE(before == ReadFileBytes(path_));
 }
 
 TEST_F(SecureArchive, WaitForALockedArchiveIsBounded) {
-    Archive archive(File(), 100);
+    Archive archive(path_, 100);
     ASSERT_HR(S_OK, archive.Add(L"a", L"b"));
     vorna::unique_file holder(
-        CreateFileW(File().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        CreateFileW(path_.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     std::wstring data;
     EXPECT_HR(BUSY, archive.Get(L"a", data));
     EXPECT_HR(BUSY, archive.Add(L"c", L"d"));
-    Archive patient(File());
+    Archive patient(path_);
     std::thread reader([&] { EXPECT_EQ(L"b", patient.MustGet(L"a")); });
     holder.reset();
     reader.join();
 }
 
 TEST_F(SecureArchive, NoPlainTextOnTheDisk) {
-    Archive archive(File());
+    Archive archive(path_);
     const std::wstring secret = L"a secret that must not be seen";
     ASSERT_HR(S_OK, archive.Add(L"a secret name", secret));
-    auto bytes = ReadFileBytes(File());
+    auto bytes = ReadFileBytes(path_);
     for (const std::wstring& text : {secret, std::wstring(L"secret name")}) {
         const std::string_view plain(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
         EXPECT_EQ(bytes.npos, bytes.find(plain));
@@ -199,10 +176,11 @@ TEST_F(SecureArchive, NoPlainTextOnTheDisk) {
 TEST_F(SecureArchive, EveryChangedByteIsDetected) {
     constexpr int STREAMS = 6;
     auto data = [](int i) { return std::wstring(3000, static_cast<wchar_t>(L'a' + i)); };
-    Archive archive(File());
+    Archive archive(path_);
     for (int i = 0; i < STREAMS; ++i)
         ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), data(i)));
-    const auto good = ReadFileBytes(File());
+    const Names names = archive.MustList();
+    const auto good = ReadFileBytes(path_);
     // Every byte of the header and of what the cipher leaves open; some bytes of each page, of its authentication and
     // of its nonce.
     std::vector<size_t> offsets;
@@ -213,12 +191,15 @@ TEST_F(SecureArchive, EveryChangedByteIsDetected) {
             offsets.push_back(page + place);
     }
     for (size_t offset : offsets) {
-        support::DamageFile(File(), offset);
+        support::DamageFile(path_, offset);
         long count = 0;
         HRESULT result = archive.Count(count);
         bool noticed = result == CORRUPT;
         // Every operation reads the first page; the others are read with their streams.
         ASSERT_TRUE(noticed || (offset >= 8192 && result == S_OK && count == STREAMS)) << offset;
+        Names listed;
+        result = archive.List(listed);
+        ASSERT_TRUE(result == CORRUPT || (!noticed && result == S_OK && listed == names)) << offset;
         for (int i = 0; i < STREAMS && !noticed; ++i) {
             std::wstring found;
             result = archive.Get(std::to_wstring(i), found);
@@ -226,55 +207,55 @@ TEST_F(SecureArchive, EveryChangedByteIsDetected) {
             ASSERT_TRUE(noticed || (result == S_OK && found == data(i))) << offset;
         }
         if (noticed) {
-            support::DamageFile(File(), offset);
+            support::DamageFile(path_, offset);
             continue;
         }
         // Pages that no read needs (which list the others) are verified when a stream is removed.
         for (int i = 0; i < STREAMS && !noticed; ++i)
             noticed = archive.Remove(std::to_wstring(i)) == CORRUPT;
         ASSERT_TRUE(noticed) << offset;
-        WriteFileBytes(File(), good);
+        WriteFileBytes(path_, good);
     }
-    EXPECT_TRUE(good == ReadFileBytes(File()));
-    ExpectFiles({L"A.sam"});
+    EXPECT_TRUE(good == ReadFileBytes(path_));
+    EXPECT_EQ(Names{L"A.sam"}, Files());
 }
 
 TEST_F(SecureArchive, OtherFileSizesAreDamage) {
-    Archive archive(File());
+    Archive archive(path_);
     for (int i = 0; i < 4; ++i)
         ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), std::wstring(3000, L'x')));
-    const auto good = ReadFileBytes(File());
+    const auto good = ReadFileBytes(path_);
     std::vector<size_t> lengths{0, 1, 16, 4095, 4096, 4097, 4096 + 4095, good.size() - 1, good.size() + 1};
     for (size_t length = 8192; length < good.size(); length += 4096)
         lengths.push_back(length);
     for (size_t length : lengths) {
         auto bad = good;
         bad.resize(length);
-        WriteFileBytes(File(), bad);
+        WriteFileBytes(path_, bad);
         long count = 0;
         std::wstring data;
         EXPECT_HR(CORRUPT, archive.Count(count)) << length;
         EXPECT_HR(CORRUPT, archive.Get(L"0", data)) << length;
         EXPECT_HR(CORRUPT, archive.Add(L"new", L"new")) << length;
         EXPECT_HR(CORRUPT, archive.Remove(L"0")) << length;
-        EXPECT_TRUE(bad == ReadFileBytes(File())) << length;
-        ExpectFiles({L"A.sam"});
+        EXPECT_TRUE(bad == ReadFileBytes(path_)) << length;
+        EXPECT_EQ(Names{L"A.sam"}, Files());
     }
 }
 
 // A change that makes the database smaller is committed before its file is cut: a process may end in between.
 TEST_F(SecureArchive, PagesAfterTheLastOneAreNotDamage) {
-    Archive archive(File());
+    Archive archive(path_);
     for (int i = 0; i < 4; ++i)
         ASSERT_HR(S_OK, archive.Add(std::to_wstring(i), std::wstring(3000, L'x')));
-    auto longer = ReadFileBytes(File());
+    auto longer = ReadFileBytes(path_);
     const size_t size = longer.size();
     longer.resize(size + 3 * 4096);
-    WriteFileBytes(File(), longer);
+    WriteFileBytes(path_, longer);
     EXPECT_EQ(4, archive.MustCount());
     EXPECT_EQ(std::wstring(3000, L'x'), archive.MustGet(L"3"));
     ASSERT_HR(S_OK, archive.Add(L"3", std::wstring(3000, L'y')));
-    EXPECT_EQ(size, ReadFileBytes(File()).size()) << "the next change cuts them";
+    EXPECT_EQ(size, ReadFileBytes(path_).size()) << "the next change cuts them";
     EXPECT_EQ(4, archive.MustCount());
     EXPECT_EQ(std::wstring(3000, L'y'), archive.MustGet(L"3"));
 }
