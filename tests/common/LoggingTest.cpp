@@ -1,6 +1,5 @@
 #include "common/log/Logging.h"
 
-#include "DebuggerOutput.h"
 #include "common/log/LogFile.h"
 #include "support/ChildProcess.h"
 #include "support/LogLines.h"
@@ -19,6 +18,27 @@ namespace {
 
 constexpr char PROGRAM[] = "VORNATEST.Logging";
 constexpr wchar_t KEY[] = L"SOFTWARE\\Ostrevane\\QXKeldan\\Logging";
+
+// Collects what this process sends to a debugger, while it lives; one at a time. The system raises an exception with
+// each text, which a debugger would see first.
+class DebuggerOutput {
+  public:
+    DebuggerOutput() : handler_(AddVectoredExceptionHandler(1, Take)) { texts_.clear(); }
+    ~DebuggerOutput() { RemoveVectoredExceptionHandler(handler_); }
+    DebuggerOutput(const DebuggerOutput&) = delete;
+    DebuggerOutput& operator=(const DebuggerOutput&) = delete;
+    const std::vector<std::string>& Texts() const { return texts_; }
+
+  private:
+    static LONG WINAPI Take(EXCEPTION_POINTERS* raised) {
+        if (raised->ExceptionRecord->ExceptionCode != DBG_PRINTEXCEPTION_C)
+            return EXCEPTION_CONTINUE_SEARCH;
+        texts_.emplace_back(reinterpret_cast<const char*>(raised->ExceptionRecord->ExceptionInformation[1]));
+        return EXCEPTION_CONTINUE_EXECUTION;
+    }
+    static inline std::vector<std::string> texts_;
+    void* handler_;
+};
 
 class LoggingTest : public testing::Test {
   protected:
@@ -291,46 +311,31 @@ TEST_F(LoggingTest, LinesOfOneThreadSurviveStartsAndStopsOfAnother) {
         ASSERT_EQ("a line that is written whole or not at all", line);
 }
 
-// The task of the writers below.
+// The second process of the test below.
 TEST(LoggingChild, DISABLED_Writer) {
-    const std::string number = std::getenv("VORNA_TEST_WRITER");
-    ASSERT_EQ(1u, StartLogging((PROGRAM + number).c_str()));
-    // All writers at once, or the first may be done before the second begins.
-    unique_handle ready(OpenSemaphoreA(SEMAPHORE_ALL_ACCESS, FALSE, "VORNATEST.WritersReady"));
-    unique_handle go(OpenEventA(SYNCHRONIZE, FALSE, "VORNATEST.WritersGo"));
-    ReleaseSemaphore(ready.get(), 1, nullptr);
-    ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(go.get(), 30000));
+    ASSERT_EQ(1u, StartLogging("VORNATEST.Logging2"));
     for (int line = 0; line < 2000; ++line)
-        LogMessage(1, "writer %s line %d", number.c_str(), line);
+        LogMessage(1, "%d", line);
 }
 
 TEST_F(LoggingTest, TwoProcessesLoseNoLine) {
-    std::wstring upper = Log().wstring();
-    std::wstring lower = upper;
-    CharUpperW(upper.data());
+    std::wstring lower = Log().wstring();
     CharLowerW(lower.data());
-    support::RegistryValue first(KEY, support::Wide(PROGRAM) + L"1", L"file," + upper + L",1");
-    support::RegistryValue second(KEY, support::Wide(PROGRAM) + L"2", L"file," + lower + L",1");
-    unique_handle ready(CreateSemaphoreA(nullptr, 0, 2, "VORNATEST.WritersReady"));
-    unique_handle go(CreateEventA(nullptr, TRUE, FALSE, "VORNATEST.WritersGo"));
-    std::vector<support::ChildProcess> writers;
-    writers.reserve(2);
-    for (const wchar_t* number : {L"1", L"2"})
-        writers.push_back(
-            support::ChildProcess::OfTest(L"LoggingChild.DISABLED_Writer", {{L"VORNA_TEST_WRITER", number}}));
-    for (int writer = 0; writer < 2; ++writer)
-        ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(ready.get(), 30000));
-    SetEvent(go.get());
-    for (const auto& writer : writers)
-        EXPECT_EQ(0u, writer.Wait());
-    for (const std::string number : {"1", "2"}) {
-        const std::string begin = "writer " + number + " line ";
-        auto found = support::LogMessages(Log(), PROGRAM + number);
-        std::erase_if(found, [&](const std::string& line) { return !line.starts_with(begin); });
-        ASSERT_EQ(2000u, found.size());
-        for (size_t line = 0; line < found.size(); ++line)
-            ASSERT_EQ(begin + std::to_string(line), found[line]);
-    }
+    const support::RegistryValue second(KEY, L"VORNATEST.Logging2", L"file," + lower + L",1");
+    StartFile("1");
+    const auto child = support::ChildProcess::OfTest(L"LoggingChild.DISABLED_Writer", {});
+    int written = 0;
+    while (child.Running())
+        LogMessage(1, "%d", written++);
+    EXPECT_EQ(0u, child.Wait());
+    int own = 0, others = 0;
+    for (const std::string& line : Lines())
+        if (line == std::to_string(own))
+            ++own;
+        else
+            ASSERT_TRUE(line.ends_with(" VORNATEST.Logging2::" + std::to_string(others++))) << line;
+    EXPECT_EQ(written, own);
+    EXPECT_EQ(2000, others);
 }
 
 TEST(LogFileTest, MutexNamesAreTheSameInAllLetterCases) {

@@ -84,7 +84,9 @@ TEST_F(LivePlatform, KilledHostLosesNothing) {
 
 // Started by the test below: captures until the given number has been stored.
 TEST(Child, DISABLED_Captures) {
-    const std::wstring id = support::Wide(std::getenv("VORNA_CHILD_ID"));
+    const char* given = std::getenv("VORNA_CHILD_ID");
+    ASSERT_NE(nullptr, given);
+    const std::wstring id = support::Wide(given);
     com_ptr<IComBaseClient> component;
     ASSERT_HR(S_OK, PlatformServices::CreateInstance(PROGID_VORNA, nullptr, component));
     for (int capture = 0; capture < 4; ++capture) {

@@ -15,23 +15,14 @@ constexpr HRESULT CORRUPT = HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT);
 constexpr HRESULT BUSY = HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION);
 
 // Import slots of this program.
-extern "C" decltype(&WriteFile) importedWrite __asm__("__imp__WriteFile@20");
 extern "C" decltype(&CreateFileW) importedCreate __asm__("__imp__CreateFileW@28");
 extern "C" decltype(&SetFileInformationByHandle) importedSet __asm__("__imp__SetFileInformationByHandle@16");
 extern "C" decltype(&CryptUnprotectData) importedUnprotect __asm__("__imp__CryptUnprotectData@28");
 
-// The functions that the replacements call, the number of calls that they leave alone, and the error of the others.
-decltype(&WriteFile) realWrite = importedWrite;
+// The functions that the replacements call, and the error that one of them reports.
 decltype(&CreateFileW) realCreate = importedCreate;
 decltype(&SetFileInformationByHandle) realSet = importedSet;
-int allowedWrites = 0;
 DWORD unprotectError = ERROR_SUCCESS;
-
-BOOL WINAPI FaultingWrite(HANDLE file, LPCVOID data, DWORD size, LPDWORD done, LPOVERLAPPED place) {
-    if (allowedWrites-- == 0)
-        RaiseException(static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION), EXCEPTION_NONCONTINUABLE, 0, nullptr);
-    return realWrite(file, data, size, done, place);
-}
 
 HANDLE WINAPI BlindCreate(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security, DWORD disposition,
                           DWORD flags, HANDLE model) {
@@ -57,11 +48,10 @@ class ArchiveFailures : public platform_test::ArchiveTest {
   protected:
     // Adds a stream of several pages; false if a fault ended it at the write with this number.
     bool AddUntilFault(Archive& archive, int write) const {
-        allowedWrites = write;
-        Replaced writes(importedWrite, FaultingWrite);
+        const platform_test::FailingWrites writes(write, platform_test::FailingWrites::Kind::Fault, false);
         const HRESULT result = archive.Add(L"new", std::wstring(9000, L'n'));
-        EXPECT_HR(allowedWrites < 0 ? E_UNEXPECTED : S_OK, result) << write;
-        return allowedWrites >= 0;
+        EXPECT_HR(writes.Failed() ? E_UNEXPECTED : S_OK, result) << write;
+        return !writes.Failed();
     }
 };
 

@@ -100,4 +100,42 @@ class Replaced {
     const Function real_;
 };
 
+// The import slot of WriteFile in this program.
+extern "C" decltype(&WriteFile) importedWrite __asm__("__imp__WriteFile@20");
+
+// While it exists, some calls of WriteFile report a full disk, or fault.
+class FailingWrites {
+  public:
+    enum class Kind { Refused, Short, Fault };
+    // allowed: the number of calls that still succeed. lasting: all later ones fail, not only the next.
+    FailingWrites(int allowed, Kind kind, bool lasting) {
+        allowed_ = allowed;
+        kind_ = kind;
+        lasting_ = lasting;
+        failed_ = false;
+    }
+    bool Failed() const { return failed_; }
+
+  private:
+    static BOOL WINAPI Write(HANDLE file, LPCVOID data, DWORD size, LPDWORD done, LPOVERLAPPED place) {
+        if (allowed_-- > 0 || (failed_ && !lasting_))
+            return real_(file, data, size, done, place);
+        failed_ = true;
+        if (kind_ == Kind::Fault)
+            RaiseException(static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION), EXCEPTION_NONCONTINUABLE, 0, nullptr);
+        const BOOL result = real_(file, data, size / 2, done, place);
+        if (kind_ == Kind::Short)
+            return result;
+        SetLastError(ERROR_DISK_FULL);
+        return FALSE;
+    }
+
+    static inline const decltype(&WriteFile) real_ = importedWrite;
+    static inline int allowed_;
+    static inline Kind kind_;
+    static inline bool lasting_;
+    static inline bool failed_;
+    Replaced<decltype(&WriteFile)> replaced_{importedWrite, Write};
+};
+
 } // namespace platform_test

@@ -96,10 +96,7 @@ TEST(ModelEvent, AcceptsOnlyExpressionsThatStayWithinTheirParentheses) {
 }
 
 TEST(ModelEvent, ExpressionThatTakesTooLongDoesNotChangeTheState) {
-    std::wstring model = L"<G>";
-    for (int i = 0; i < 2000; ++i)
-        model += L"<P/>";
-    ModelReading reading(model + L"</G>");
+    ModelReading reading(L"<G>" + support::Repeated(2000, L"<P/>") + L"</G>");
     EventState state;
     EXPECT_THROW((void)Advance({L"//P", L"//P[//P[//P]]", L""}, reading, state), vorna::result_error);
     EXPECT_EQ(EventState(), state);

@@ -10,6 +10,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using platform_test::Archive;
+using platform_test::FailingWrites;
+using Failure = FailingWrites::Kind;
 
 constexpr HRESULT NOT_FOUND = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
 constexpr HRESULT DISK_FULL = HRESULT_FROM_WIN32(ERROR_DISK_FULL);
@@ -174,42 +176,6 @@ TEST(SecureArchiveFaults, ProcessesThatCreateOneArchiveTogetherLoseNothing) {
     }
 }
 
-// The import slot of WriteFile in this program, which includes the code of archives.
-extern "C" decltype(&WriteFile) importedWrite __asm__("__imp__WriteFile@20");
-
-// While it exists, some calls of WriteFile report a full disk.
-class FullDisk {
-  public:
-    enum class Kind { Refused, Short };
-    // allowed: the number of calls that still succeed. lasting: all later ones fail, not only the next.
-    FullDisk(int allowed, Kind kind, bool lasting) {
-        allowed_ = allowed;
-        kind_ = kind;
-        lasting_ = lasting;
-        failed_ = false;
-    }
-    bool Failed() const { return failed_; }
-
-  private:
-    static BOOL WINAPI Write(HANDLE file, LPCVOID data, DWORD size, LPDWORD done, LPOVERLAPPED place) {
-        if (allowed_-- > 0 || (failed_ && !lasting_))
-            return real_(file, data, size, done, place);
-        failed_ = true;
-        BOOL result = real_(file, data, size / 2, done, place);
-        if (kind_ == Kind::Short)
-            return result;
-        SetLastError(ERROR_DISK_FULL);
-        return FALSE;
-    }
-
-    static inline const decltype(&WriteFile) real_ = importedWrite;
-    static inline int allowed_;
-    static inline Kind kind_;
-    static inline bool lasting_;
-    static inline bool failed_;
-    platform_test::Replaced<decltype(&WriteFile)> replaced_{importedWrite, Write};
-};
-
 TEST(SecureArchiveFaults, FullDiskIsReportedAndChangesNothing) {
     const struct {
         const char* name;
@@ -222,7 +188,7 @@ TEST(SecureArchiveFaults, FullDiskIsReportedAndChangesNothing) {
         {"remove", true, [](Archive& archive) { return archive.Remove(L"a"); }},
     };
     for (const auto& [name, exists, work] : works) {
-        for (auto [kind, lasting] : {std::pair{FullDisk::Kind::Refused, false}, {FullDisk::Kind::Short, true}}) {
+        for (auto [kind, lasting] : {std::pair{Failure::Refused, false}, {Failure::Short, true}}) {
             support::TestFolder folder;
             const fs::path path = folder.Path() / "A.sam";
             Archive archive(path);
@@ -241,7 +207,7 @@ TEST(SecureArchiveFaults, FullDiskIsReportedAndChangesNothing) {
             for (int allowed = 0;; ++allowed) {
                 SCOPED_TRACE(testing::Message() << name << " after " << allowed);
                 ASSERT_LT(allowed, 200);
-                std::optional<FullDisk> disk(std::in_place, allowed, kind, lasting);
+                std::optional<FailingWrites> disk(std::in_place, allowed, kind, lasting);
                 const HRESULT result = work(archive);
                 const bool failed = disk->Failed();
                 disk.reset();

@@ -1,10 +1,9 @@
 // The documents that commands pass to the component and to the platform.
 
+#include "Refusal.h"
 #include "common/com/results.h"
-#include "support/Support.h"
 #include "tools/DataModel.h"
 #include "tools/EventClient.h"
-#include "tools/Failure.h"
 #include "tools/SubscriptionFile.h"
 #include "tools/TextFile.h"
 
@@ -42,17 +41,6 @@ class Documents : public testing::Test {
         std::wstring path = (folder_.Path() / name).wstring();
         WriteDocument(path, text);
         return path;
-    }
-    // The result of a failure whose message has the text; S_OK if nothing failed.
-    template <typename Work>
-    HRESULT Refusal(std::wstring_view named, Work work) {
-        try {
-            work();
-            return S_OK;
-        } catch (const Failure& failure) {
-            EXPECT_NE((failure.action + failure.text).find(named), std::wstring::npos) << support::Narrow(failure.text);
-            return failure.result();
-        }
     }
 
     support::TestFolder folder_;

@@ -1,13 +1,12 @@
 // Archives on disk that no subscription uses: which ones are found, and that nothing else is removed.
 
 #include "tools/OrphanedArchives.h"
+#include "Refusal.h"
 #include "common/com/results.h"
 #include "persist/SubscriptionPersistance.h"
-#include "support/Support.h"
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
 #include <optional>
 #include <set>
 
@@ -48,7 +47,7 @@ class Orphans : public testing::Test {
     void Put(const std::wstring& service, const std::wstring& name, std::chrono::minutes age = std::chrono::hours(1)) {
         const fs::path path = archives_ / service / name;
         fs::create_directories(path.parent_path());
-        std::ofstream(path) << std::string(1025, 'x');
+        support::WriteFileBytes(path, std::string(1025, 'x'));
         Age(path, age);
     }
     static void Age(const fs::path& path, std::chrono::minutes age) {
@@ -67,15 +66,6 @@ class Orphans : public testing::Test {
         for (const auto& entry : fs::recursive_directory_iterator(archives_))
             paths.insert(entry.path().wstring());
         return paths;
-    }
-    template <typename Work>
-    HRESULT Refusal(Work work) {
-        try {
-            work();
-            return S_OK;
-        } catch (const Failure& failure) {
-            return failure.result();
-        }
     }
 
     support::TestFolder folder_;
@@ -152,14 +142,14 @@ TEST_F(Orphans, WithoutReadableRecordsNothingIsRemoved) {
     const auto before = OnDisk();
     const std::wstring record = (folder_.Path() / "Vorna").wstring();
     ASSERT_HR(S_OK, WriteStream(record, L"VornaPersist", L"<Subscriptions><Subscription"));
-    EXPECT_HR(RESULT_XML_MALFORMED, Refusal([] { FindOrphans(); }));
-    EXPECT_HR(RESULT_XML_MALFORMED, Refusal([] { RemoveOrphans(); }));
+    EXPECT_HR(RESULT_XML_MALFORMED, Refusal(L"", [] { FindOrphans(); }));
+    EXPECT_HR(RESULT_XML_MALFORMED, Refusal(L"", [] { RemoveOrphans(); }));
 
     fs::remove(record);
     const OrphanSearch search = FindOrphans();
     EXPECT_FALSE(search.recordExists);
     EXPECT_EQ(search.archives.size(), 2u) << "S1 too";
-    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), Refusal([] { RemoveOrphans(); }));
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), Refusal(L"", [] { RemoveOrphans(); }));
     EXPECT_EQ(OnDisk(), before);
 }
 

@@ -1,10 +1,7 @@
 // Reading and writing of documents in files.
 
 #include "tools/TextFile.h"
-#include "support/Support.h"
-#include "tools/Failure.h"
-
-#include <fstream>
+#include "Refusal.h"
 
 using namespace vornactl;
 
@@ -12,15 +9,8 @@ namespace {
 
 class TextFile : public testing::Test {
   protected:
-    // The result of reading the file; S_OK if nothing failed.
     static HRESULT Read(const std::filesystem::path& path) {
-        try {
-            ReadDocument(path.wstring());
-            return S_OK;
-        } catch (const Failure& failure) {
-            EXPECT_NE(failure.action.find(path.wstring()), std::wstring::npos);
-            return failure.result();
-        }
+        return Refusal(path.wstring(), [&] { ReadDocument(path.wstring()); });
     }
 
     support::TestFolder folder_;
@@ -38,7 +28,7 @@ TEST_F(TextFile, ReportsAFileThatHasNoDocumentText) {
         {"<a>\xFC</a>", HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION)},
     };
     for (const auto& each : cases) {
-        std::ofstream(file_, std::ios::binary) << each.bytes;
+        support::WriteFileBytes(file_, each.bytes);
         EXPECT_HR(each.result, Read(file_));
     }
 }
@@ -51,9 +41,7 @@ TEST_F(TextFile, ReportsAFileThatCannotBeRead) {
 TEST_F(TextFile, ReplacesAFileByUtf8) {
     WriteDocument(file_.wstring(), std::wstring(5000, L'x'));
     WriteDocument(file_.wstring(), L"<a>\u20AC</a>");
-    std::ifstream file(file_, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    EXPECT_EQ(bytes, "<a>\xE2\x82\xAC</a>");
+    EXPECT_EQ(support::ReadFileBytes(file_), "<a>\xE2\x82\xAC</a>");
 }
 
 } // namespace
