@@ -59,6 +59,8 @@ class Generator {
 
   private:
     struct Spelling {
+        constexpr Spelling(const wchar_t* both) : Spelling(both, both) {}
+        constexpr Spelling(const wchar_t* inSource, const wchar_t* cut) : source(inSource), expected(cut) {}
         const wchar_t* source;
         const wchar_t* expected;
     };
@@ -69,7 +71,7 @@ class Generator {
     }
 
     std::unique_ptr<Node> Element(int depth) {
-        static constexpr Spelling NAMES[] = {{L"a", L""}, {L"b", L""}, {L"p:a", L""}, {L"idNode", L""}};
+        static constexpr Spelling NAMES[] = {L"a", L"b", L"p:a", L"idNode"};
         auto node = std::make_unique<Node>();
         node->name = One(NAMES).source;
         for (const wchar_t* name : {L"k", L"p:k", L"idNode"})
@@ -90,16 +92,10 @@ class Generator {
     }
 
     std::unique_ptr<Node> Leaf() {
-        static constexpr Spelling DATA[] = {{L"d", L"d"},
-                                            {L"<&&#13;idNode:", L"<&&#13;idNode:"},
-                                            {L"one ]]]]><![CDATA[> two", L"one ]]]]><![CDATA[> two"},
-                                            {L"]]]]><![CDATA[>]]]]><![CDATA[>", L"]]]]><![CDATA[>]]]]><![CDATA[>"}};
-        static constexpr Spelling COMMENTS[] = {{L"", L""}, {L"c", L"c"}, {L"<a>&#78; ?>", L"<a>&#78; ?>"}};
-        static constexpr Spelling INSTRUCTIONS[] = {{L"", L""},
-                                                    {L" ", L" "},
-                                                    {L" d", L" d"},
-                                                    {L"  idNode: d", L" idNode: d"},
-                                                    {L" <a k=\">\"", L" <a k=\">\""}};
+        static constexpr Spelling DATA[] = {L"d", L"<&&#13;idNode:", L"one ]]]]><![CDATA[> two",
+                                            L"]]]]><![CDATA[>]]]]><![CDATA[>"};
+        static constexpr Spelling COMMENTS[] = {L"", L"c", L"<a>&#78; ?>"};
+        static constexpr Spelling INSTRUCTIONS[] = {L"", L" ", L" d", {L"  idNode: d", L" idNode: d"}, L" <a k=\">\""};
         auto node = std::make_unique<Node>();
         node->kind = static_cast<Kind>(1 + Below(4));
         switch (node->kind) {
@@ -125,20 +121,20 @@ class Generator {
     }
 
     void AddPieces(std::wstring& source, std::wstring& expected, bool attribute) {
-        static constexpr Spelling TEXTS[] = {{L"x", L"x"},
+        static constexpr Spelling TEXTS[] = {L"x",
                                              {L"id&#78;ode:y", L"idNode:y"},
                                              {L"&#13;&#10;", L"&#13;\n"},
                                              {L"&#xD;", L"&#13;"},
-                                             {L"&lt;&amp;", L"&lt;&amp;"},
-                                             {L"idNode", L"idNode"},
-                                             {L" \n\t", L" \n\t"},
+                                             L"&lt;&amp;",
+                                             L"idNode",
+                                             L" \n\t",
                                              {L"\u00e4&#x4e2d;\U0001F600", L"\u00e4\u4e2d\U0001F600"}};
-        static constexpr Spelling VALUES[] = {{L"x", L"x"},
+        static constexpr Spelling VALUES[] = {L"x",
                                               {L"id&#78;ode:y", L"idNode:y"},
-                                              {L"&#13;&#10;", L"&#13;&#10;"},
+                                              L"&#13;&#10;",
                                               {L"&#xD;", L"&#13;"},
-                                              {L"&lt;&amp;", L"&lt;&amp;"},
-                                              {L"'&quot;", L"'&quot;"},
+                                              L"&lt;&amp;",
+                                              L"'&quot;",
                                               {L"\n\t&#9;", L"  &#9;"},
                                               {L"\u00e4&#x4e2d;\U0001F600", L"\u00e4\u4e2d\U0001F600"}};
         for (int count = attribute ? Below(3) : 1 + Below(3); count > 0; --count) {

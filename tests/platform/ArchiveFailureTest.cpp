@@ -128,7 +128,8 @@ TEST_F(ArchiveFailures, FileThatCannotBeCutAfterAChangeIsCutByTheNext) {
         Replaced cuts(importedSet, NeverShorter);
         EXPECT_HR(S_OK, archive.Remove(L"large")) << "the change is complete";
         EXPECT_EQ(large, fs::file_size(path_));
-        EXPECT_EQ(1, archive.MustCount());
+        // A process may also end between the change and the cut.
+        EXPECT_EQ(L"k", Archive(path_).MustGet(L"kept")) << "pages after the last one are not damage";
         EXPECT_HR(HRESULT_FROM_WIN32(ERROR_USER_MAPPED_FILE), archive.Add(L"new", L"n")) << "it has not begun";
         EXPECT_EQ(1, archive.MustCount());
     }

@@ -90,6 +90,7 @@ TEST_F(EventManager, FiltersPassEventsThatHaveEveryValue) {
         {"another value", A1, L"<Property Name='a'>2</Property>", 0},
         {"the value with a blank", A1, L"<Property Name='a'>1 </Property>", 0},
         {"the name in another case", A1, L"<Property Name='A'>1</Property>", 0},
+        {"one of two", std::wstring(A1) + B2, L"<Property Name='a'>1</Property>", 0},
         {"both of two", std::wstring(A1) + B2, L"<Property Name='b'>2</Property><Property Name='a'>1</Property>", 1},
         {"a property given twice", A1, L"<Property Name='a'>2</Property><Property Name='a'>1</Property>", 1},
         {"two values wanted", std::wstring(A1) + L"<FilterOn><Name>a</Name><Value>2</Value></FilterOn>",

@@ -59,6 +59,7 @@ TEST(ScheduleCalendar, TicksFallWhereTheCalendarSays) {
          L"2027-2-28T8:0:0"},
         {"the clipped day does not drift", L"2027-1-31T9:0:0", L"P0Y1M0DT0H0M0S", 2, L"2027-3-31T7:0:0"},
         {"a leap day comes back after four years", L"2028-2-29T12:0:0", L"P1Y0M0DT0H0M0S", 4, L"2032-2-29T11:0:0"},
+        {"months carry into years", L"2027-11-15T0:0:0", L"P0Y3M0DT0H0M0S", 1, L"2028-2-14T23:0:0"},
         {"nine stays nine when summer begins", L"2027-3-27T9:0:0", L"P0Y0M1DT0H0M0S", 1, L"2027-3-28T7:0:0"},
         {"and when it ends", L"2027-10-30T9:0:0", L"P0Y0M1DT0H0M0S", 1, L"2027-10-31T8:0:0"},
         {"a time that is skipped comes after the jump", L"2027-3-27T2:30:0", L"P0Y0M1DT0H0M0S", 1, L"2027-3-28T1:30:0"},
@@ -185,6 +186,7 @@ TEST(Scheduler, ClockThatIsSetBackNeitherDoublesNorStarves) {
     } const cases[] = {
         {"a minute, ten minutes back", L"P0Y0M0DT0H1M0S", minutes(1), minutes(10)},
         {"a minute, a year back", L"P0Y0M0DT0H1M0S", minutes(1), days(365)},
+        {"an hour, a minute back", L"P0Y0M0DT1H0M0S", hours(1), minutes(1)},
         {"a day, three weeks back", L"P0Y0M1DT0H0M0S", days(1), days(21)},
         {"a second, a minute back", L"P0Y0M0DT0H0M1S", seconds(1), minutes(1)},
     };

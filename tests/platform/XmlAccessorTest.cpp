@@ -126,8 +126,10 @@ TEST_F(XmlAccessorTest, SetChangesTheFirstSelectedNode) {
         {KEPT, L"//P", L"<R/>", REPLACE, "<S a=\"1\"><R/>\n <P ID=\"2\"/></S>"},
         {KEPT, L"/S/P[@ID='1']", L"", REPLACE, "<S a=\"1\">\n <P ID=\"2\"/></S>"},
         {KEPT, L"/S", L"<?xml version='1.0'?><T>new</T>", REPLACE, "<T>new</T>"},
+        {KEPT, L"/", L"<T/>", REPLACE, "<T/>"},
         {KEPT, L"/S/P/@ID", L"x'\"<&", REPLACE, "<S a=\"1\"><P ID=\"x'&quot;&lt;&amp;\"><q/></P>\n <P ID=\"2\"/></S>"},
         {KEPT, L"/S/@a", L"", REPLACE, "<S><P ID=\"1\"><q/></P>\n <P ID=\"2\"/></S>"},
+        {L"<?xml version='1.0'?><S><P/></S>", L"//P", L"<Q/>", REPLACE, "<S><Q/></S>"},
         {L"<p:S xmlns:p='urn:p'/>", L"/p:S", L"<p:c/>", LAST, "<p:S xmlns:p=\"urn:p\"><p:c/></p:S>"},
     };
     for (const auto& one : cases) {
