@@ -257,9 +257,8 @@ VORNA_BENCH(ComponentPieces) {
         }
     });
     SnapShot last = record.snapShots.back();
-    figure("an entry in the index of 1000", 11, [&] {
-        bench::Require(SubscriptionPersistance().AddSnapShot(record.Archive(), last), "AddSnapShot");
-    });
+    figure("an entry in the index of 1000", 11,
+           [&] { bench::Require(SubscriptionPersistance().AddSnapShot(record.Archive(), last), "AddSnapShot"); });
     figure("marking 1000 entries as read", 5, [&] {
         bench::Require(SubscriptionPersistance().RefreshSnapShots(record.Archive(), record.snapShots),
                        "RefreshSnapShots");

@@ -35,8 +35,8 @@ bool LooksLikeMarkup(std::wstring_view text) {
 // How often a value or an element occurs in a document.
 enum class Occurs { Never, Once, Repeatedly };
 
-// Several nodes are returned joined by the delimiter, which no XML text can contain. Throws if a query failed: that does
-// not mean that there is no such node, and a default in place of a limit would delete data.
+// Several nodes are returned joined by the delimiter, which no XML text can contain. Throws if a query failed: that
+// does not mean that there is no such node, and a default in place of a limit would delete data.
 Occurs OccurrenceOf(XmlAccessor& document, HRESULT queried, const std::wstring& result) {
     throw_if_failed(queried);
     if (result.empty())

@@ -77,7 +77,8 @@ class ShapeScan {
     }
 
     void AddElement(std::wstring_view tag, bool opens) {
-        const auto attributes = static_cast<double>(tag.size() / SHORTEST_ATTRIBUTE);
+        const std::size_t most = tag.size() / SHORTEST_ATTRIBUTE;
+        const auto attributes = static_cast<double>(most);
         shape_.attributes += attributes;
         Raise(shape_.attributesOfOne, attributes);
         const std::wstring_view name = LocalName(tag);

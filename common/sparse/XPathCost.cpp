@@ -94,11 +94,11 @@ class Estimate {
             position_ = tokens_.size();
     }
 
-    Selection Expression(Evaluations evaluations);
-    Selection Union(Evaluations evaluations);
-    Selection Path(Evaluations evaluations);
-    Selection Primary(Evaluations evaluations);
-    Selection Function(Evaluations evaluations);
+    Selection Expression(const Evaluations& evaluations);
+    Selection Union(const Evaluations& evaluations);
+    Selection Path(const Evaluations& evaluations);
+    Selection Primary(const Evaluations& evaluations);
+    Selection Function(const Evaluations& evaluations);
     Selection Step(const Selection& from, bool anyDepth, double evaluations);
     // Takes the node test of a step.
     NodeTest Test(Axis axis);
@@ -117,7 +117,7 @@ class Estimate {
     double cost_ = 0;
 };
 
-Selection Estimate::Expression(Evaluations evaluations) {
+Selection Estimate::Expression(const Evaluations& evaluations) {
     Selection left = Union(evaluations);
     bool single = true;
     while (Peek().kind == XPathTokenKind::Operator) {
@@ -136,7 +136,7 @@ Selection Estimate::Expression(Evaluations evaluations) {
     return single ? left : Selection();
 }
 
-Selection Estimate::Union(Evaluations evaluations) {
+Selection Estimate::Union(const Evaluations& evaluations) {
     while (Peek().kind == XPathTokenKind::Operator && Peek().text == L"-")
         ++position_;
     Selection all = Path(evaluations);
@@ -151,7 +151,7 @@ Selection Estimate::Union(Evaluations evaluations) {
     return all;
 }
 
-Selection Estimate::Path(Evaluations evaluations) {
+Selection Estimate::Path(const Evaluations& evaluations) {
     cost_ += evaluations.count;
     const XPathToken& first = Peek();
     Selection nodes{evaluations.count, evaluations.ofOneNode, 1, false};
@@ -182,7 +182,7 @@ Selection Estimate::Path(Evaluations evaluations) {
     }
 }
 
-Selection Estimate::Primary(Evaluations evaluations) {
+Selection Estimate::Primary(const Evaluations& evaluations) {
     if (Take(L"(")) {
         const Selection inner = Expression(evaluations);
         TakeOrEnd(L")");
@@ -195,7 +195,7 @@ Selection Estimate::Primary(Evaluations evaluations) {
     return {};
 }
 
-Selection Estimate::Function(Evaluations evaluations) {
+Selection Estimate::Function(const Evaluations& evaluations) {
     const std::wstring_view name = Peek().text;
     // These do not look at the value of a node; without argument neither does any other that reads none.
     const bool values = name != L"count" && name != L"not" && name != L"boolean" && name != L"name" &&
