@@ -26,7 +26,7 @@ std::wstring ScriptText(std::wstring path) {
 HRESULT WriteServerPath(const std::wstring& modulePath) {
     const std::wstring key = L"CLSID\\" + guid_text(__uuidof(::Vorna)) + L"\\InprocServer32";
     const LSTATUS status = RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), nullptr, REG_SZ, modulePath.c_str(),
-                                           static_cast<DWORD>((modulePath.size() + 1) * sizeof(wchar_t)));
+                                           (static_cast<DWORD>(modulePath.size()) + 1) * DWORD{sizeof(wchar_t)});
     return status == ERROR_SUCCESS ? S_OK : result_from_win32(static_cast<DWORD>(status));
 }
 
