@@ -438,8 +438,8 @@ HRESULT SubscriptionPersistance::GetServiceXML(std::wstring_view subscriptionId,
         return E_FAIL;
     static constexpr Texts TEXTS{"SubscriptionPersistance::GetServiceXML", "Failed to Load: ", ""};
     return WithPersistDocument(TEXTS, Access::Read, [&](XmlAccessor& accessor) -> HRESULT {
-        // The documented path has a capital S, but the nodes contain "service": the records that AddSubscription writes
-        // do not match.
+        // The path has a capital S, but the nodes contain "service": the records that AddSubscription writes do not
+        // match. Unsubscribing from event access then works without a service object.
         if (accessor.QueryMarkup(L"/Subscriptions/Subscription[@ID=\"" + id + L"\"]/Service", serviceXml) == S_OK)
             return S_OK;
         VORNA_LOG(LOG_TRACE, "Failed to get Service XML from the persist file");
