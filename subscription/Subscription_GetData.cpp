@@ -102,14 +102,14 @@ HRESULT Subscription::HandleGetData(std::wstring_view xpath, std::wstring_view, 
                                     CPWStringBuffer& errorText) {
     const auto otherwise = FailWith(errorText, E_FAIL, L"Unknown Exception. Failed to get the Data from the archive");
     const auto work = [&]() -> HRESULT {
-        VORNA_LOG(LOG_TRACE,
-                  "In the GetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and "
-                  "ServiceObject :\"%S\"",
-                  record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
+        VORNA_LOG(
+            LOG_TRACE,
+            "In the GetData of subscription with subscription ID :\"%S\" and Vorna ID :\"%S\" and ServiceObject :\"%S\"",
+            record_.subscriptionId.c_str(), record_.vornaId.c_str(), record_.serviceXml.c_str());
         // If the subscription document cannot be parsed, the lifetimes are unknown.
         if (info_.Status() == S_OK && DeleteTheAgedFilesFromArchive() == 0)
-            VORNA_LOG(LOG_TRACE, "Failed to delete the aged files from the archive. Proceeding to get the data from "
-                                 "archive");
+            VORNA_LOG(LOG_TRACE,
+                      "Failed to delete the aged files from the archive. Proceeding to get the data from archive");
         CPWStringBuffer document;
         std::vector<SnapShot> contributed;
         if (HRESULT collected = CollectSnapShots(xpath, document, contributed, errorText); collected != S_OK)
