@@ -105,6 +105,7 @@ TEST_F(LivePlatform, TwoProcessesOnOneArchive) {
     ASSERT_HR(S_OK, SetData(Document(L"Two", L"ON", 3600, more)));
     const std::wstring id = Record(L"Two").subscriptionId;
     std::vector<support::ChildProcess> children;
+    children.reserve(2);
     for (int child = 0; child < 2; ++child)
         children.push_back(support::ChildProcess::OfTest(L"Child.DISABLED_Captures", {{L"VORNA_CHILD_ID", id}}));
     // Readers in between, which mark what they read.
