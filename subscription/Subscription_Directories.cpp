@@ -1,6 +1,7 @@
 // The folder of a service's archives: created with the first one, removed with the last one.
 
 #include "common/com/paths.h"
+#include "common/com/results.h"
 #include "common/log/Logging.h"
 #include "common/services/Directories.h"
 #include "subscription/Subscription.h"
@@ -46,8 +47,7 @@ void Subscription::RemoveBaseDir() {
     // A folder that could not be created may have left its parents behind.
     std::wstring folder = record_.archiveDirectory;
     for (int level = 0; level < 4; ++level) {
-        if (!RemoveDirectoryW(long_path(folder).c_str()) && GetLastError() != ERROR_FILE_NOT_FOUND &&
-            GetLastError() != ERROR_PATH_NOT_FOUND)
+        if (!RemoveDirectoryW(long_path(folder).c_str()) && !IsMissing(result_from_last_error()))
             return;
         folder.erase(folder.find_last_of(L'\\'));
     }

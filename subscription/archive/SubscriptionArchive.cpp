@@ -2,6 +2,7 @@
 
 #include "common/com/files.h"
 #include "common/com/paths.h"
+#include "common/com/results.h"
 #include "common/log/Logging.h"
 #include "common/services/Directories.h"
 #include "subscription/archive/SamAccessor.h"
@@ -15,14 +16,10 @@ namespace {
 
 constexpr HRESULT DAMAGED = HRESULT_FROM_WIN32(ERROR_FILE_CORRUPT);
 
-bool IsNotFound(DWORD error) {
-    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-}
-
 bool NoFileMatches(const std::wstring& pattern) {
     WIN32_FIND_DATAW entry;
     const unique_find search(FindFirstFileW(pattern.c_str(), &entry));
-    return !search && IsNotFound(GetLastError());
+    return !search && IsMissing(result_from_last_error());
 }
 
 } // namespace
@@ -56,7 +53,8 @@ NamedLock SubscriptionArchive::Lock() const {
 }
 
 bool SubscriptionArchive::IsGone() const {
-    return GetFileAttributesW(long_path(ConfigPath()).c_str()) == INVALID_FILE_ATTRIBUTES && IsNotFound(GetLastError());
+    return GetFileAttributesW(long_path(ConfigPath()).c_str()) == INVALID_FILE_ATTRIBUTES &&
+           IsMissing(result_from_last_error());
 }
 
 HRESULT SubscriptionArchive::ReadDocument(std::wstring& text) const {
@@ -195,24 +193,28 @@ void SubscriptionArchive::MoveLateSnapShotsTo(const SubscriptionArchive& to) con
     const NamedLock lock = Lock();
     const NamedLock otherLock = to.Lock();
     SnapShotIndex index;
-    std::vector<SnapShot> late;
-    std::vector<std::wstring> known;
+    std::vector<SnapShot> late, known, read;
     // A subscription that was ended meanwhile must not get its archives back.
     if (!lock.Held() || !otherLock.Held() || to.IsGone() || ReadSnapShots(late) != S_OK ||
-        to.ReadIndex(index) != S_OK || index.ReadIds(known) != S_OK)
+        to.ReadIndex(index) != S_OK || index.Read(known) != S_OK)
         return;
     bool complete = true;
     for (SnapShot& snapShot : late) {
-        if (std::find(known.begin(), known.end(), snapShot.id) != known.end())
+        const auto same = [&](const SnapShot& other) { return other.id == snapShot.id; };
+        if (const auto copy = std::find_if(known.begin(), known.end(), same); copy != known.end()) {
+            if (snapShot.alreadyRead > copy->alreadyRead)
+                read.push_back(snapShot);
             continue;
+        }
         const HRESULT copied = CopySnapShot(snapShot.id, to);
         bool added = false;
         if (copied == S_OK && index.Add(snapShot, SnapShotIndex::Placement::SameSecond, added) != S_OK)
             return;
         complete = complete && (copied == S_OK || copied == S_FALSE);
     }
-    // Snapshots that were read since the copy stay marked as read.
-    if (!late.empty() && (index.Refresh(late) != S_OK || to.WriteIndex(index) != S_OK))
+    // Snapshots that were read since the copy stay marked as read. The other entries stay as they are, because they may
+    // contain times that cannot be parsed.
+    if ((!read.empty() && index.Refresh(read) != S_OK) || (!index.empty() && to.WriteIndex(index) != S_OK))
         return;
     if (complete)
         RemoveFiles();
@@ -232,7 +234,7 @@ void SubscriptionArchive::RemoveFiles() const {
         for (const wchar_t* end : {L"", L"-journal", L"-new"}) {
             const std::wstring file = archive + end;
             SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL);
-            if (!DeleteFileW(file.c_str()) && !IsNotFound(GetLastError()))
+            if (!DeleteFileW(file.c_str()) && !IsMissing(result_from_last_error()))
                 VORNA_LOG(LOG_WARNING, "An archive could not be deleted (error %lu) : %S", GetLastError(),
                           file.c_str());
         }

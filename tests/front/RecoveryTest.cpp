@@ -105,6 +105,21 @@ TEST_F(Recovery, ModificationAndEndFollowARenewalOfAnotherClient) {
     EXPECT_EQ(1u, FilesLeft());
 }
 
+TEST_F(Recovery, RenewalKeepsTimesThatCannotBeParsed) {
+    ASSERT_HR(S_OK, SetData(EventDocument(L"A1")).result);
+    const SubscriptionArchive before = Record(L"A1").Archive();
+    const std::wstring entry = L"<SnapShot Id=\"2005-3-7T14_5_9\"><AccessTime>2005-3-7T14:5:9</AccessTime>"
+                               L"<AlreadyRead>TRUE</AlreadyRead></SnapShot>";
+    ASSERT_HR(S_OK, before.WriteIndex(SnapShotIndex(L"<SnapShots>" + entry + L"</SnapShots>")));
+    ASSERT_HR(S_OK, before.Store(L"2005-3-7T14_5_9", L"<Payload>5</Payload>"));
+    manager_.modify = {E_FAIL};
+    ASSERT_HR(S_OK, SetData(EventDocument(L"A1")).result);
+    SnapShotIndex index;
+    ASSERT_HR(S_OK, Record(L"A1").Archive().ReadIndex(index));
+    EXPECT_NE(std::wstring::npos, index.Text().find(entry)) << support::Narrow(index.Text());
+    EXPECT_EQ(std::vector{5}, Stored(L"A1"));
+}
+
 TEST_F(Recovery, SubscriptionIdsOfTheSender) {
     manager_.ids = {L"1", L"17"};
     ASSERT_HR(S_OK, SetData(EventDocument(L"A1")).result);
